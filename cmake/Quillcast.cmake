@@ -1,0 +1,40 @@
+# The three kinds of target. A build file is a list of sources and dependencies, nothing else.
+
+include(GoogleTest)
+
+# qc_library(NAME SOURCES file... HEADERS file... [PUBLIC target...] [PRIVATE target...])
+#   A shared library whose headers are included as <directory name>/Header.h. Shared only: classes register their
+#   keys in static initialisers, which a static archive would lose. Default visibility, so that a plug-in shares the
+#   class registry with its host.
+function(qc_library NAME)
+    cmake_parse_arguments(ARG "" "" "SOURCES;HEADERS;PUBLIC;PRIVATE" ${ARGN})
+    add_library(${NAME} SHARED ${ARG_SOURCES} ${ARG_HEADERS})
+    target_link_libraries(${NAME} PUBLIC ${ARG_PUBLIC} PRIVATE ${ARG_PRIVATE})
+    get_filename_component(INCLUDE_ROOT ${CMAKE_CURRENT_SOURCE_DIR} DIRECTORY)
+    target_include_directories(${NAME} PUBLIC
+        $<BUILD_INTERFACE:${INCLUDE_ROOT}> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
+    set_target_properties(${NAME} PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR})
+    get_filename_component(FOLDER ${CMAKE_CURRENT_SOURCE_DIR} NAME)
+    install(TARGETS ${NAME} EXPORT ${PROJECT_NAME} LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+    install(FILES ${ARG_HEADERS} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/${FOLDER})
+endfunction()
+
+# qc_test(NAME SOURCES file... DEPENDS target... [DATA directory])
+#   A GoogleTest executable, each of its tests known to ctest. QC_TEST_DATA names its folder of goldens.
+function(qc_test NAME)
+    cmake_parse_arguments(ARG "" "" "SOURCES;DEPENDS" ${ARGN})
+    add_executable(${NAME} ${ARG_SOURCES})
+    target_link_libraries(${NAME} PRIVATE ${ARG_DEPENDS} GTest::gmock GTest::gtest_main)
+    target_compile_definitions(${NAME} PRIVATE
+        QC_TEST_DATA="${CMAKE_CURRENT_SOURCE_DIR}/test/data" QC_BINARY_DIR="${CMAKE_BINARY_DIR}")
+    gtest_discover_tests(${NAME} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 300)
+endfunction()
+
+# qc_app(NAME SOURCES file... DEPENDS target...)
+#   An installed command-line program.
+function(qc_app NAME)
+    cmake_parse_arguments(ARG "" "" "SOURCES;DEPENDS" ${ARGN})
+    add_executable(${NAME} ${ARG_SOURCES})
+    target_link_libraries(${NAME} PRIVATE ${ARG_DEPENDS})
+    install(TARGETS ${NAME} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+endfunction()

@@ -1,0 +1,35 @@
+# Compiler settings that hold for every target, and the switches of the build.
+
+option(QC_BUILD_BENCHMARKS "Build the programs under bench/" OFF)
+option(QC_BUILD_FUZZERS "Build the fuzz targets (clang only)" OFF)
+set(QC_SANITIZE "" CACHE STRING "Sanitizers to build with, for example address,undefined")
+
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/bin)
+set(CMAKE_LIBRARY_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/lib)
+if(NOT CMAKE_BUILD_TYPE)
+    set(CMAKE_BUILD_TYPE Release CACHE STRING "" FORCE)
+endif()
+set(CMAKE_CXX_FLAGS_RELEASE "-O3 -DNDEBUG")
+
+# Results are compared bit by bit: no contraction of a multiplication and an addition.
+add_compile_options(-Wall -Wextra -Wshadow -Werror=return-type -ffp-contract=off)
+# Messages name source files relative to the tree.
+add_compile_options(-ffile-prefix-map=${CMAKE_SOURCE_DIR}/=)
+if(QC_SANITIZE)
+    add_compile_options(-fsanitize=${QC_SANITIZE} -fno-omit-frame-pointer -g1)
+    add_link_options(-fsanitize=${QC_SANITIZE})
+endif()
+
+find_program(QC_CCACHE ccache)
+if(QC_CCACHE)
+    set(CMAKE_CXX_COMPILER_LAUNCHER ${QC_CCACHE})
+endif()
+
+include(GNUInstallDirs)
+set(CMAKE_INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
+enable_testing()

@@ -1,0 +1,11 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace Vexalor
+{
+
+using StringVector = std::vector<std::string>;
+
+} // namespace Vexalor

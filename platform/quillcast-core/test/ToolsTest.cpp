@@ -1,0 +1,47 @@
+#include "quillcast-core/BoostRegex.h"
+#include "quillcast-core/Fallible.h"
+#include "quillcast-core/OS.h"
+#include "test-support/TempDir.h"
+
+#include <filesystem>
+#include <gtest/gtest.h>
+
+using namespace Vexalor;
+
+TEST(BoostRegexTest, MatchesTheWholeText)
+{
+    const BoostRegex regex("voice.*", BoostRegex::ICASE);
+    EXPECT_TRUE(regex.match("VOICE 1"));
+    EXPECT_FALSE(regex.match("a voice"));
+    EXPECT_FALSE(BoostRegex("voice", 0).match("VOICE"));
+}
+
+TEST(BoostRegexTest, BadAndRunawayExpressionsThrowRuntimeError)
+{
+    EXPECT_THROW(BoostRegex("(", 0), std::runtime_error);
+    const BoostRegex runaway("(a+)+$", 0);
+    EXPECT_THROW(runaway.match(std::string(5000, 'a') + "b"), std::runtime_error);
+}
+
+TEST(FallibleTest, UnsetMeansNoValue)
+{
+    EXPECT_FALSE(Fallible<const char*>().isValid());
+    EXPECT_EQ(Fallible<int>(0).getValue(), 0);
+}
+
+TEST(OSTest, Paths)
+{
+    EXPECT_TRUE(OS::isPathRelative("a/b"));
+    EXPECT_TRUE(OS::isPathRelative(""));
+    EXPECT_FALSE(OS::isPathRelative("/a"));
+
+    const Testing::TempDir folder;
+    const std::string strReal = std::filesystem::canonical(folder.path()).string();
+    std::string strPath;
+    ASSERT_TRUE(OS::getCanonicalPath(folder.path("x/../not-there").c_str(), strPath));
+    EXPECT_EQ(strPath, strReal + "/not-there");
+
+    std::filesystem::create_symlink("loop", folder.path("loop"));
+    EXPECT_FALSE(OS::getCanonicalPath(folder.path("loop").c_str(), strPath));
+    EXPECT_EQ(strPath, strReal + "/not-there");
+}
