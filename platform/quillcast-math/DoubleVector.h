@@ -11,14 +11,18 @@ namespace Vexalor
 
 /// A vector of double: every input, target and window is one.
 ///
-/// Text form: "[v v v]", one blank between two values, "[]" when empty. Values have the shortest decimal digits that
-/// read back to the same double, in the classic locale whatever the stream's; "nan", "-nan", "inf" and "-inf" are
-/// values. The form delimits itself. Reading accepts blanks (0x20) and tabs around values and refuses everything else.
+/// Text form: "[v v v]", one blank between two values, "[]" when empty. Values have the shortest decimal
+/// digits that read back to the same double, in the classic locale whatever the stream's; "nan", "-nan",
+/// "inf" and "-inf" are values. The form delimits itself. Reading takes the numbers of std::from_chars, with
+/// any number of blanks (0x20) and tabs before, between and behind them; it refuses everything else, a number
+/// outside the range of double included.
 class DoubleVector
 {
 public:
     /// Longest vector that reading accepts, so that a damaged file cannot take all memory.
     static constexpr std::size_t MAX_READ_SIZE = std::size_t(1) << 24;
+    /// Longest text of one value that reading accepts; the exact decimal expansion of any double fits.
+    static constexpr std::size_t MAX_READ_VALUE = 2048;
 
     DoubleVector() = default;
     explicit DoubleVector(std::size_t in_uiSize, double in_dValue = 0.0)
@@ -55,14 +59,15 @@ public:
 
     /// Writes the text form; returns out_stream.
     std::ostream& write(std::ostream& out_stream) const;
-    /// Reads one text form, leaving the stream behind the "]". On a malformed one sets the fail flag and leaves the
-    /// vector empty; the position in the stream is then unspecified.
+    /// Reads one text form, leaving the stream behind the "]". Line ends are not skipped. On a malformed form
+    /// sets the fail flag and leaves the vector empty; the position in the stream is then unspecified.
     std::istream& read(std::istream& in_stream);
 
     /// Appends the text form to a buffer.
     void appendTo(std::string& io_strBuffer) const;
-    /// Reads one text form from characters, by the grammar of read; leading blanks and tabs are skipped. Returns the
-    /// position behind the "]", or null, with the vector empty, when the form is malformed or incomplete.
+    /// Reads one text form from characters, by the grammar of read; leading blanks and tabs are skipped.
+    /// Returns the position behind the "]", or null, with the vector empty, when the form is malformed or
+    /// incomplete.
     const char* parse(const char* in_begin, const char* in_end);
 
     /// Exact: same size and same values, where nan equals nan and 0.0 equals -0.0.
