@@ -1,0 +1,236 @@
+#include "quillcast-infra/ApplicationImpl.h"
+
+#include "quillcast-infra/DiskFileSystem.h"
+#include "quillcast-infra/DynLibsLoader.h"
+#include "quillcast-infra/ParameterTrie.h"
+
+#include <algorithm>
+#include <array>
+#include <boost/program_options/parsers.hpp>
+#include <cctype>
+#include <csignal>
+#include <iostream>
+#include <new>
+
+namespace Vexalor
+{
+
+namespace
+{
+
+namespace po = boost::program_options;
+
+constinit Logger s_logger("quillcast.infra.Application");
+
+constexpr int STATUS_FAILED = 1;
+constexpr int STATUS_BAD_COMMAND_LINE = 2;
+
+struct LevelName
+{
+    const char* m_name;
+    LogLevel m_level;
+};
+
+constexpr std::array<LevelName, 6> LEVELS{{{"TRACE", LogLevel::TRACE},
+                                           {"DEBUG", LogLevel::DEBUG},
+                                           {"INFO", LogLevel::INFO},
+                                           {"WARN", LogLevel::WARN},
+                                           {"ERROR", LogLevel::ERROR},
+                                           {"OFF", LogLevel::OFF}}};
+
+const LevelName* findLevel(std::string in_strName)
+{
+    for (char& c : in_strName)
+        c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+    const auto* itLevel =
+        std::find_if(LEVELS.begin(), LEVELS.end(),
+                     [&](const LevelName& in_level) { return in_strName == in_level.m_name; });
+    return itLevel == LEVELS.end() ? nullptr : itLevel;
+}
+
+} // namespace
+
+ApplicationImpl::ApplicationImpl(Logger& in_logger, const char* in_name)
+    : m_pLogger(&in_logger),
+      m_name(in_name),
+      m_options("Options"),
+      m_generalOptions("General options")
+{
+    auto addOption = m_generalOptions.add_options();
+    addOption("help", bool_switch(), "print this text and exit");
+    addOption("version", bool_switch(), "print the version and exit");
+    addOption("log-config", value<std::string>()->value_name("FILE"),
+              "logging configuration (log4cplus properties)");
+    addOption("log-level", value<std::string>()->value_name("LEVEL"),
+              "log from this level on: TRACE, DEBUG, INFO (the default), WARN, ERROR or OFF");
+    addOption("global-config", value<std::string>()->value_name("FILE"), "parameters, one name=value a line");
+    addOption("plugin-folder", value<StringVector>()->value_name("DIR"),
+              "load plug-in libraries from this folder only; may be repeated");
+    addOption("no-plugins", bool_switch(), "load no plug-in libraries");
+}
+
+void ApplicationImpl::setArguments(const char* in_name, int in_iMax, const char* in_usage,
+                                   const char* in_description)
+{
+    m_arguments.add_options()(in_name, value<StringVector>());
+    m_positions.add(in_name, in_iMax);
+    m_strUsage = std::string(" ") + in_usage;
+    m_strDescription = in_description;
+}
+
+int ApplicationImpl::run(int in_iCount, const char* const* in_arguments)
+{
+    std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGXFSZ, SIG_IGN);
+    Logger::configureForConsole(LogLevel::INFO);
+    m_vPending.clear();
+    m_bStopped = false;
+    variables_map map;
+    const auto parseInto = [&]
+    {
+        map = parse(in_iCount, in_arguments);
+        return true;
+    };
+    if (!runGuarded(parseInto))
+        return STATUS_BAD_COMMAND_LINE;
+    bool bDone = runGuarded([&] { return process(map); });
+    if (!std::cout.flush())
+    {
+        reportError("cannot write to standard output");
+        bDone = false;
+    }
+    return bDone ? 0 : STATUS_FAILED;
+}
+
+/// Names are never guessed from their first letters: a new option would change the meaning of a script.
+variables_map ApplicationImpl::parse(int in_iCount, const char* const* in_arguments) const
+{
+    options_description all;
+    all.add(m_options).add(m_generalOptions).add(m_arguments);
+    variables_map map;
+    po::store(po::command_line_parser(in_iCount, in_arguments)
+                  .options(all)
+                  .positional(m_positions)
+                  .style(po::command_line_style::unix_style & ~po::command_line_style::allow_guessing)
+                  .run(),
+              map);
+    po::notify(map);
+    return map;
+}
+
+bool ApplicationImpl::process(const variables_map& in_map)
+{
+    if (!processCmdlineVarsMap(in_map))
+        return false;
+    if (isStopped())
+        return answerPending();
+    return run_i();
+}
+
+bool ApplicationImpl::processCmdlineVarsMap(const variables_map& in_map)
+{
+    if (!configureLogging(in_map))
+        return false;
+    QC_TRACE("ApplicationImpl::processCmdlineVarsMap");
+    for (const char* request : {"help", "version"})
+        if (isSwitchOn(in_map, request))
+            m_vPending.emplace_back(request);
+    return configurePlugins(in_map) && readGlobalConfiguration(in_map);
+}
+
+bool ApplicationImpl::configureLogging(const variables_map& in_map) const
+{
+    const std::string strFile = getString(in_map, "log-config");
+    if (!strFile.empty() && !Logger::configure(strFile.c_str()))
+        return false;
+    const std::string strLevel = getString(in_map, "log-level");
+    if (strLevel.empty())
+        return true;
+    const LevelName* pLevel = findLevel(strLevel);
+    if (pLevel == nullptr)
+    {
+        reportError("'" + strLevel + "' is no log level");
+        return false;
+    }
+    Logger::setLevel("", pLevel->m_level);
+    return true;
+}
+
+bool ApplicationImpl::configurePlugins(const variables_map& in_map) const
+{
+    DynLibsLoader::setRefuseAll(isSwitchOn(in_map, "no-plugins"));
+    if (in_map.count("plugin-folder") == 0)
+        return true;
+    return DynLibsLoader::setPluginFolders(in_map["plugin-folder"].as<StringVector>());
+}
+
+bool ApplicationImpl::readGlobalConfiguration(const variables_map& in_map)
+{
+    const TSHandle<ParameterTrie> hParameters(new ParameterTrie);
+    m_hConfiguration = hParameters;
+    const std::string strFile = getString(in_map, "global-config");
+    if (strFile.empty())
+        return true;
+    vfsistream file(DiskFileSystem(), strFile.c_str());
+    if (!file)
+    {
+        reportError("cannot open " + strFile + ": " + file.getReason());
+        return false;
+    }
+    return hParameters->read(file, strFile);
+}
+
+bool ApplicationImpl::answerPending() const
+{
+    for (const std::string& strRequest : m_vPending)
+    {
+        if (strRequest == "help")
+            std::cout << "Usage : " << m_name << " [options]" << m_strUsage << '\n'
+                      << m_strDescription << '\n'
+                      << m_options << '\n'
+                      << m_generalOptions;
+        else
+            std::cout << m_name << ' ' << QC_VERSION << '\n';
+    }
+    return true;
+}
+
+void ApplicationImpl::reportError(const std::string& in_strMessage) const
+{
+    if (m_pLogger->isEnabledFor(LogLevel::ERROR))
+        LogMessage(*m_pLogger, LogLevel::ERROR, __FILE__, __LINE__).stream()
+            << m_name << ": " << in_strMessage;
+}
+
+bool ApplicationImpl::runGuarded(const std::function<bool()>& in_step) const
+{
+    try
+    {
+        return in_step();
+    }
+    catch (const std::bad_alloc&)
+    {
+        reportError("out of memory");
+    }
+    catch (const std::exception& exception)
+    {
+        reportError(exception.what());
+    }
+    catch (...)
+    {
+        reportError("unknown exception");
+    }
+    return false;
+}
+
+bool ApplicationImpl::isSwitchOn(const variables_map& in_map, const char* in_option)
+{
+    return in_map.count(in_option) != 0 && in_map[in_option].as<bool>();
+}
+
+std::string ApplicationImpl::getString(const variables_map& in_map, const char* in_option)
+{
+    return in_map.count(in_option) == 0 ? std::string() : in_map[in_option].as<std::string>();
+}
+
+} // namespace Vexalor

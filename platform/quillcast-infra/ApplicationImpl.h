@@ -1,0 +1,111 @@
+#pragma once
+
+#include "quillcast-core/Handle.h"
+#include "quillcast-core/Logger.h"
+#include "quillcast-core/Object.h"
+#include "quillcast-core/StringVector.h"
+#include "quillcast-infra/ProgramOptions.h"
+#include "quillcast-infra/ROConfiguration.h"
+
+#include <functional>
+
+namespace Vexalor
+{
+
+/// A command-line program. A derived class adds its options in its constructor, checks their values in
+/// processCmdlineVarsMap and works in run_i; run calls the two in this order.
+///
+/// Exit status: 0 when everything succeeded, 2 when the command line cannot be parsed, 1 for every other
+/// failure. A failure has been logged at error level; an exception is logged as one message and is a failure.
+/// What was written to standard output must have arrived, or the run has failed.
+///
+/// Every program has the options --help, --version, --log-config, --log-level, --global-config,
+/// --plugin-folder and
+/// --no-plugins. Without --log-config, messages of info level go to standard output and the others to
+/// standard error.
+///
+/// Copyable: options that store their values into members of the original would not be, so read the values
+/// from the map.
+class ApplicationImpl : public virtual Object
+{
+public:
+    /// The logger and the name live as long as the application.
+    ApplicationImpl(Logger& in_logger, const char* in_name);
+
+    /// Runs the program with the arguments of main and returns its exit status. Signals of a closed pipe and
+    /// of a full file size are ignored from here on: the failed write tells as well.
+    int run(int in_iCount, const char* const* in_arguments);
+
+    const char* getName() const { return m_name; }
+
+protected:
+    /// The options of the derived class, in the order of the help text.
+    options_description& getOptions() { return m_options; }
+
+    /// Lets the command line carry up to in_iMax arguments that are no options (-1: any number); they are
+    /// found in the map under in_name, as a StringVector. in_usage is their part of the usage line,
+    /// in_description the text below it.
+    void setArguments(const char* in_name, int in_iMax, const char* in_usage, const char* in_description);
+
+    /// Checks and takes over the values. An override calls this one first, returns false if it does, and
+    /// returns true at once if isStopped, before it asks for mandatory options. False is a failed run; the
+    /// reason has been logged.
+    virtual bool processCmdlineVarsMap(const variables_map& in_map);
+
+    /// The work. Not called when the application is stopped.
+    virtual bool run_i() = 0;
+
+    /// From processCmdlineVarsMap: no run takes place, which is no failure.
+    void stop() { m_bStopped = true; }
+
+    /// True when no run takes place: stop was called or a request is pending.
+    bool isStopped() const { return m_bStopped || !m_vPending.empty(); }
+
+    /// Requests that are answered in place of the run: "help", "version".
+    const StringVector& getPending() const { return m_vPending; }
+
+    /// Parameters of the file given by --global-config, none without it. Never null once the map was
+    /// processed.
+    TSHandle<ROConfiguration> getConfiguration() const { return m_hConfiguration; }
+
+    Logger& getLogger() const { return *m_pLogger; }
+
+    /// True when a switch is on. A switch is always present in the map, whether given or not.
+    static bool isSwitchOn(const variables_map& in_map, const char* in_option);
+    /// The value of an option that takes one string; empty when it was not given.
+    static std::string getString(const variables_map& in_map, const char* in_option);
+
+private:
+    variables_map parse(int in_iCount, const char* const* in_arguments) const;
+    bool process(const variables_map& in_map);
+    bool configureLogging(const variables_map& in_map) const;
+    bool configurePlugins(const variables_map& in_map) const;
+    bool readGlobalConfiguration(const variables_map& in_map);
+    bool answerPending() const;
+    void reportError(const std::string& in_strMessage) const;
+    bool runGuarded(const std::function<bool()>& in_step) const;
+
+    Logger* m_pLogger;
+    const char* m_name;
+    options_description m_options;
+    options_description m_generalOptions;
+    options_description m_arguments;
+    positional_options_description m_positions;
+    std::string m_strUsage;
+    std::string m_strDescription;
+    StringVector m_vPending;
+    bool m_bStopped = false;
+    TSHandle<ROConfiguration> m_hConfiguration;
+};
+
+/// What main returns: runs an application, made from in_arguments, under the program's logging.
+///     int main(int argc, char** argv) { return Vexalor::runApplication<MyApplication>(argc, argv); }
+template <class App, class... Arguments>
+int runApplication(int in_iCount, char** in_arguments, Arguments&&... io_arguments)
+{
+    const LoggingSession session;
+    App application(std::forward<Arguments>(io_arguments)...);
+    return application.run(in_iCount, in_arguments);
+}
+
+} // namespace Vexalor

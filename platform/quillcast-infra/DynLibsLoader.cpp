@@ -1,0 +1,117 @@
+#include "quillcast-infra/DynLibsLoader.h"
+
+#include "quillcast-core/Logger.h"
+#include "quillcast-core/OS.h"
+
+#include <algorithm>
+#include <dlfcn.h>
+#include <filesystem>
+#include <link.h>
+
+namespace Vexalor
+{
+
+namespace
+{
+
+constinit Logger s_logger("quillcast.infra.DynLibsLoader");
+
+bool s_bRefuseAll = false;
+
+StringVector& pluginFolders()
+{
+    static StringVector vFolders;
+    return vFolders;
+}
+
+bool isBelow(const std::filesystem::path& in_file, const std::filesystem::path& in_folder)
+{
+    const auto [itFile, itFolder] =
+        std::mismatch(in_file.begin(), in_file.end(), in_folder.begin(), in_folder.end());
+    return itFolder == in_folder.end() && itFile != in_file.end();
+}
+
+/// The file that the name stands for under the plug-in folders; empty when none of them holds it.
+std::string findInPluginFolders(const std::string& in_strName)
+{
+    const bool bIsPath = in_strName.find('/') != std::string::npos;
+    for (const std::string& strFolder : pluginFolders())
+    {
+        std::string strFile;
+        const std::string strCandidate = bIsPath ? in_strName : strFolder + "/" + in_strName;
+        std::error_code error;
+        if (OS::getCanonicalPath(strCandidate.c_str(), strFile) && isBelow(strFile, strFolder) &&
+            std::filesystem::is_regular_file(strFile, error))
+            return strFile;
+    }
+    return {};
+}
+
+std::string getLoadedPath(void* in_pLibrary, const std::string& in_strName)
+{
+    const link_map* pMap = nullptr;
+    if (dlinfo(in_pLibrary, RTLD_DI_LINKMAP, &pMap) != 0 || pMap == nullptr)
+        return in_strName;
+    return pMap->l_name;
+}
+
+} // namespace
+
+bool DynLibsLoader::loadDynLib(const char* in_name)
+{
+    QC_TRACE("DynLibsLoader::loadDynLib");
+    std::string strFile = in_name;
+    if (strFile.empty())
+    {
+        QC_ERROR("Cannot load a dynamic library without a name");
+        return false;
+    }
+    if (s_bRefuseAll)
+    {
+        QC_ERROR("Cannot load dynamic library '" << in_name << "': loading is switched off");
+        return false;
+    }
+    if (!pluginFolders().empty())
+        strFile = findInPluginFolders(in_name);
+    if (strFile.empty())
+    {
+        QC_ERROR("Cannot load dynamic library '" << in_name << "': it is in none of the plug-in folders");
+        return false;
+    }
+    // Now: a missing symbol is told here, by name, and not by an abort later. Local: two plug-ins may use one
+    // name for different things; both still share the symbols of the libraries that the program itself links.
+    void* pLibrary = dlopen(strFile.c_str(), RTLD_NOW | RTLD_LOCAL);
+    if (pLibrary == nullptr)
+    {
+        QC_ERROR("Cannot load dynamic library '" << in_name << "': " << dlerror());
+        return false;
+    }
+    QC_INFO("Loaded dynamic library " << getLoadedPath(pLibrary, strFile));
+    return true;
+}
+
+bool DynLibsLoader::setPluginFolders(const StringVector& in_vFolders)
+{
+    QC_TRACE("DynLibsLoader::setPluginFolders");
+    StringVector vFolders;
+    for (const std::string& strFolder : in_vFolders)
+    {
+        std::error_code error;
+        vFolders.emplace_back();
+        if (!OS::getCanonicalPath(strFolder.c_str(), vFolders.back()) ||
+            !std::filesystem::is_directory(vFolders.back(), error))
+        {
+            QC_ERROR("Plug-in folder '" << strFolder << "' is no folder");
+            return false;
+        }
+    }
+    pluginFolders() = vFolders;
+    return true;
+}
+
+void DynLibsLoader::setRefuseAll(bool in_bRefuse)
+{
+    s_bRefuseAll = in_bRefuse;
+}
+
+} // namespace Vexalor

@@ -1,0 +1,29 @@
+#pragma once
+
+#include "quillcast-core/StringVector.h"
+
+namespace Vexalor
+{
+
+/// Loads dynamic libraries whose static initialisers register classes (plug-ins). A library that was loaded
+/// stays until the process ends: objects of its classes would not survive its removal.
+///
+/// A file that names libraries is code: programs that read such files from others limit what may be loaded,
+/// before they read the first one. The limits hold for the whole process; set them while one thread runs.
+class DynLibsLoader
+{
+public:
+    /// Loads a library, or finds it loaded. A name with a slash is a path; one without is looked up in the
+    /// plug-in folders, if any are set, and by the system otherwise. The path of the file is logged at info
+    /// level. False, with the reason logged at error level, when it cannot be loaded or is not allowed.
+    static bool loadDynLib(const char* in_name);
+
+    /// Only libraries whose files, links resolved, lie in or below one of these folders are loaded from now
+    /// on; an empty list lifts the limit. False, with the earlier list kept, if a folder does not exist.
+    static bool setPluginFolders(const StringVector& in_vFolders);
+
+    /// While set, nothing is loaded.
+    static void setRefuseAll(bool in_bRefuse);
+};
+
+} // namespace Vexalor
