@@ -1,0 +1,145 @@
+#include "test-support/Command.h"
+#include "test-support/TempDir.h"
+
+#include <gmock/gmock.h>
+
+using namespace Vexalor;
+using Testing::CommandResult;
+using testing::HasSubstr;
+using testing::StartsWith;
+using Testing::TempDir;
+
+namespace
+{
+
+CommandResult run(std::vector<std::string> in_vArguments)
+{
+    in_vArguments.insert(in_vArguments.begin(), QC_BINARY_DIR "/bin/infra-test-application");
+    return Testing::runCommand(in_vArguments);
+}
+
+struct StatusCase
+{
+    const char* m_name;
+    std::vector<std::string> m_vArguments;
+    int m_iExit;
+    const char* m_out;
+    const char* m_err;
+};
+
+const std::string NAME = "ERROR: infra-test-application: ";
+
+} // namespace
+
+TEST(ApplicationImplTest, ExitStatusMirrorsTheResult)
+{
+    const StatusCase CASES[] = {
+        {"success", {"--action", "ok"}, 0, "running\n", ""},
+        {"arguments", {"one", "two"}, 0, "running\none\ntwo\n", ""},
+        {"failed run", {"--action", "fail"}, 1, "running\n", ""},
+        {"refused values", {"--action", "refuse"}, 1, "", ""},
+        {"stopped", {"--action", "stop"}, 0, "", ""},
+        {"exception while processing", {"--action", "throw-early"}, 1, "", "thrown early\n"},
+        {"exception in the run", {"--action", "throw"}, 1, "running\n", "thrown late\n"},
+        {"exception of another kind", {"--action", "throw-int"}, 1, "running\n", "unknown exception\n"},
+        {"no memory", {"--action", "throw-memory"}, 1, "running\n", "out of memory\n"},
+        {"unknown option", {"--actions", "ok"}, 2, "", "unrecognised option '--actions'\n"},
+        {"shortened option", {"--act", "ok"}, 2, "", "unrecognised option '--act'\n"},
+        {"option given twice",
+         {"--action", "ok", "--action", "ok"},
+         2,
+         "",
+         "option '--action' cannot be specified more than once\n"},
+        {"missing value", {"--action"}, 2, "", "the required argument for option '--action' is missing\n"},
+        {"surplus argument",
+         {"one", "two", "three"},
+         2,
+         "",
+         "too many positional options have been specified on the command line\n"},
+    };
+    for (const StatusCase& statusCase : CASES)
+    {
+        SCOPED_TRACE(statusCase.m_name);
+        const CommandResult result = run(statusCase.m_vArguments);
+        EXPECT_EQ(result.m_iExit, statusCase.m_iExit);
+        EXPECT_EQ(result.m_strOut, statusCase.m_out);
+        EXPECT_EQ(result.m_strErr, *statusCase.m_err == '\0' ? "" : NAME + statusCase.m_err);
+    }
+}
+
+TEST(ApplicationImplTest, RequestsAreAnsweredInPlaceOfTheRun)
+{
+    const CommandResult help = run({"--help", "--action", "fail"});
+    EXPECT_EQ(help.m_iExit, 0);
+    EXPECT_THAT(help.m_strOut,
+                StartsWith("Usage : infra-test-application [options] [word...]\nDoes what it is told.\n"));
+    EXPECT_THAT(help.m_strOut, HasSubstr("--action arg"));
+    EXPECT_THAT(help.m_strOut, HasSubstr("--log-config FILE"));
+    EXPECT_THAT(help.m_strOut, testing::Not(HasSubstr("words")));
+
+    const CommandResult version = run({"--version", "--action", "fail"});
+    EXPECT_EQ(version.m_iExit, 0);
+    EXPECT_THAT(version.m_strOut, testing::MatchesRegex("infra-test-application [0-9]+\\.[0-9]+\\.[0-9]+\n"));
+}
+
+TEST(ApplicationImplTest, LostOutputIsAFailure)
+{
+    const std::string strProgram = QC_BINARY_DIR "/bin/infra-test-application";
+    for (const char* option : {"--help", "--version", "--action=ok"})
+    {
+        const CommandResult result =
+            Testing::runCommand({"/bin/sh", "-c", strProgram + " " + option + " > /dev/full"});
+        EXPECT_EQ(result.m_iExit, 1) << option;
+        EXPECT_EQ(result.m_strErr, NAME + "cannot write to standard output\n") << option;
+    }
+    // The reader of the pipe is gone before anything is written to it.
+    const CommandResult broken = Testing::runCommand(
+        {"/bin/sh", "-c", "{ sleep 0.2; " + strProgram + "; echo status $? >&2; } | true"});
+    EXPECT_EQ(broken.m_strErr, NAME + "cannot write to standard output\nstatus 1\n");
+}
+
+TEST(ApplicationImplTest, LoggingOptions)
+{
+    const CommandResult debug = run({"--log-level", "debug"});
+    EXPECT_EQ(debug.m_iExit, 0);
+    EXPECT_EQ(debug.m_strErr, "DEBUG quillcast.test.Application: processed\n");
+    EXPECT_EQ(run({"--log-level", "ERROR"}).m_strOut, "");
+
+    const CommandResult unknown = run({"--log-level", "loud"});
+    EXPECT_EQ(unknown.m_iExit, 1);
+    EXPECT_EQ(unknown.m_strErr, NAME + "'loud' is no log level\n");
+
+    const TempDir folder;
+    const std::string strLog = folder.path("log");
+    const std::string strConfig =
+        folder.write("log.properties", "log4cplus.rootLogger=INFO, FILE\n"
+                                       "log4cplus.appender.FILE=log4cplus::FileAppender\n"
+                                       "log4cplus.appender.FILE.File=" +
+                                           strLog +
+                                           "\n"
+                                           "log4cplus.appender.FILE.layout=log4cplus::PatternLayout\n"
+                                           "log4cplus.appender.FILE.layout.ConversionPattern=%c|%m%n\n");
+    const CommandResult configured = run({"--log-config", strConfig});
+    EXPECT_EQ(configured.m_iExit, 0);
+    EXPECT_EQ(configured.m_strOut, "");
+    EXPECT_EQ(Testing::readFile(strLog), "quillcast.test.Application|running\n");
+    EXPECT_EQ(run({"--log-config", folder.path("none")}).m_iExit, 1);
+}
+
+TEST(ApplicationImplTest, GlobalConfigurationReachesTheRun)
+{
+    const TempDir folder;
+    const CommandResult result = run({"--global-config", folder.write("good", "test.parameter = a value\n")});
+    EXPECT_EQ(result.m_iExit, 0);
+    EXPECT_EQ(result.m_strOut, "running\na value\n");
+
+    const std::string strBad = folder.write("bad", "test.parameter\n");
+    const CommandResult bad = run({"--global-config", strBad});
+    EXPECT_EQ(bad.m_iExit, 1);
+    EXPECT_EQ(bad.m_strErr, "ERROR: " + strBad + ":1: no '='\n");
+
+    const CommandResult missing = run({"--global-config", folder.path("none")});
+    EXPECT_EQ(missing.m_iExit, 1);
+    EXPECT_EQ(missing.m_strErr,
+              NAME + "cannot open " + folder.path("none") + ": No such file or directory\n");
+}

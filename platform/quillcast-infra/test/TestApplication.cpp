@@ -1,0 +1,73 @@
+#include "quillcast-infra/ApplicationImpl.h"
+
+#include <iostream>
+#include <new>
+
+using namespace Vexalor;
+
+namespace
+{
+
+constinit Logger s_logger("quillcast.test.Application");
+
+/// Does what --action tells, so that the framework can be watched from outside.
+class TestApplication : public ApplicationImpl
+{
+public:
+    TestApplication()
+        : ApplicationImpl(s_logger, "infra-test-application")
+    {
+        getOptions().add_options()("action", value<std::string>(), "what to do");
+        setArguments("words", 2, "[word...]", "Does what it is told.");
+    }
+
+protected:
+    bool processCmdlineVarsMap(const variables_map& in_map) override
+    {
+        if (!ApplicationImpl::processCmdlineVarsMap(in_map))
+            return false;
+        if (isStopped())
+            return true;
+        m_strAction = getString(in_map, "action");
+        if (m_strAction == "throw-early")
+            throw std::runtime_error("thrown early");
+        if (m_strAction == "stop")
+            stop();
+        if (in_map.count("words") != 0)
+            m_vWords = in_map["words"].as<StringVector>();
+        QC_DEBUG("processed");
+        return m_strAction != "refuse";
+    }
+
+    bool run_i() override
+    {
+        QC_INFO("running");
+        if (m_strAction == "throw")
+            throw std::runtime_error("thrown late");
+        if (m_strAction == "throw-int")
+            throw 1;
+        if (m_strAction == "throw-memory")
+            throw std::bad_alloc();
+        for (const std::string& strWord : m_vWords)
+            std::cout << strWord << '\n';
+        std::string strParameter;
+        if (getConfiguration()->getStringParameter("test.parameter", strParameter))
+            std::cout << strParameter << '\n';
+        return m_strAction != "fail";
+    }
+
+private:
+    std::string m_strAction;
+    StringVector m_vWords;
+};
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    // A copy works as the original does.
+    const LoggingSession session;
+    const TestApplication original;
+    TestApplication copy = original;
+    return copy.run(argc, argv);
+}
