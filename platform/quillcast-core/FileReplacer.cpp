@@ -1,0 +1,140 @@
+#include "quillcast-core/FileReplacer.h"
+
+#include "quillcast-core/OS.h"
+
+#include <atomic>
+#include <cerrno>
+#include <cstdio>
+#include <fcntl.h>
+#include <filesystem>
+#include <sys/stat.h>
+#include <system_error>
+#include <unistd.h>
+
+namespace Vexalor
+{
+
+namespace
+{
+
+constexpr unsigned int NEW_FILE_MODE = 0666;
+constexpr unsigned int PERMISSIONS = 07777;
+constexpr int MOST_ATTEMPTS = 100;
+
+/// A name that no other replacer of this machine uses now, short enough wherever the target's own is.
+std::string temporaryName(const std::string& in_strTarget)
+{
+    static std::atomic<unsigned int> s_uiCounter{0};
+    const std::filesystem::path folder = std::filesystem::path(in_strTarget).parent_path();
+    return (folder / (".new-" + std::to_string(getpid()) + "-" + std::to_string(++s_uiCounter))).string();
+}
+
+} // namespace
+
+FileReplacer::FileReplacer(const std::string& in_strPath)
+    : m_strPath(in_strPath)
+    , m_strTarget(in_strPath)
+{
+}
+
+FileReplacer::~FileReplacer()
+{
+    if (m_iDescriptor >= 0)
+        close(m_iDescriptor);
+    if (m_bPending && !isDirect())
+        unlink(m_strTemporary.c_str());
+}
+
+/// Keeps the system's reason for what just failed.
+bool FileReplacer::fail()
+{
+    m_strReason = std::generic_category().message(errno);
+    m_bFailed = true;
+    return false;
+}
+
+bool FileReplacer::open()
+{
+    struct stat status = {};
+    const bool bExists = stat(m_strPath.c_str(), &status) == 0;
+    if (bExists && !S_ISREG(status.st_mode))
+    {
+        m_strTemporary = m_strTarget;
+        m_iDescriptor = ::open(m_strTarget.c_str(), O_WRONLY | O_CLOEXEC);
+        m_bPending = m_iDescriptor >= 0;
+        return m_bPending || fail();
+    }
+    if (bExists && access(m_strPath.c_str(), W_OK) != 0)
+        return fail();
+    if (m_strPath.empty() || !OS::getCanonicalPath(m_strPath.c_str(), m_strTarget))
+    {
+        errno = m_strPath.empty() ? ENOENT : ELOOP;
+        return fail();
+    }
+    return createBeside(bExists ? status.st_mode & PERMISSIONS : NEW_FILE_MODE, bExists);
+}
+
+bool FileReplacer::createBeside(unsigned int in_uiMode, bool in_bKeepMode)
+{
+    for (int i = 0; i < MOST_ATTEMPTS && m_iDescriptor < 0; ++i)
+    {
+        m_strTemporary = temporaryName(m_strTarget);
+        m_iDescriptor = ::open(m_strTemporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, in_uiMode);
+        if (m_iDescriptor < 0 && errno != EEXIST)
+            return fail();
+    }
+    m_bPending = m_iDescriptor >= 0;
+    if (!m_bPending || (in_bKeepMode && fchmod(m_iDescriptor, in_uiMode) != 0))
+        return fail();
+    return true;
+}
+
+bool FileReplacer::openNameOnly()
+{
+    if (!open())
+        return false;
+    const int iDescriptor = m_iDescriptor;
+    m_iDescriptor = -1;
+    return close(iDescriptor) == 0 || fail();
+}
+
+bool FileReplacer::write(std::string_view in_bytes)
+{
+    while (!m_bFailed && !in_bytes.empty())
+    {
+        const ssize_t iWritten = ::write(m_iDescriptor, in_bytes.data(), in_bytes.size());
+        if (iWritten >= 0)
+            in_bytes.remove_prefix(static_cast<std::size_t>(iWritten));
+        else if (errno != EINTR)
+            return fail();
+    }
+    return !m_bFailed;
+}
+
+/// The bytes first, then the name: otherwise a loss of power could leave the name on an empty file.
+bool FileReplacer::bringToDisk()
+{
+    if (m_iDescriptor < 0)
+        m_iDescriptor = ::open(m_strTemporary.c_str(), O_WRONLY | O_CLOEXEC);
+    if (m_iDescriptor < 0)
+        return fail();
+    if (!isDirect() && fsync(m_iDescriptor) != 0)
+        return fail();
+    const int iDescriptor = m_iDescriptor;
+    m_iDescriptor = -1;
+    return close(iDescriptor) == 0 || fail();
+}
+
+bool FileReplacer::commit()
+{
+    if (m_bFailed || !m_bPending)
+        return false;
+    if (!bringToDisk())
+        return false;
+    if (!isDirect() && std::rename(m_strTemporary.c_str(), m_strTarget.c_str()) != 0)
+        return fail();
+    m_bPending = false;
+    return true;
+}
+
+} // namespace Vexalor

@@ -1,0 +1,59 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+namespace Vexalor
+{
+
+/// Writes a file so that its name never stands for half of it: what is written goes to a temporary file
+/// beside it, which takes the name once it is complete and on the disk. Without that, the destructor removes
+/// the temporary file and an earlier file of the name stays as it was.
+///
+///     (open write* | openNameOnly) commit?
+///
+/// A link to a file is followed, an existing file keeps its permissions, and what is no regular file (a
+/// terminal, a pipe, a device) is written directly. Operations return false with the reason kept and log
+/// nothing.
+class FileReplacer
+{
+public:
+    explicit FileReplacer(const std::string& in_strPath);
+    ~FileReplacer();
+    FileReplacer(const FileReplacer&) = delete;
+    FileReplacer& operator=(const FileReplacer&) = delete;
+
+    /// Creates the temporary file for write.
+    bool open();
+    /// Creates it empty and closes it again, for a writer that opens files by name.
+    bool openNameOnly();
+    /// Where to write until commit; valid after opening.
+    const std::string& getTemporaryPath() const { return m_strTemporary; }
+
+    /// Appends to the file. Unbuffered: give it large pieces.
+    bool write(std::string_view in_bytes);
+
+    /// Brings the content to the disk and gives it the name. False also when an earlier operation has failed.
+    bool commit();
+
+    const std::string& getPath() const { return m_strPath; }
+    /// Why the last operation failed, without the path.
+    const std::string& getReason() const { return m_strReason; }
+
+private:
+    bool fail();
+    bool isDirect() const { return m_strTemporary == m_strTarget; }
+    bool createBeside(unsigned int in_uiMode, bool in_bKeepMode);
+    bool bringToDisk();
+
+    std::string m_strPath;
+    std::string m_strTarget;
+    std::string m_strTemporary;
+    std::string m_strReason;
+    int m_iDescriptor = -1;
+    bool m_bFailed = false;
+    bool m_bPending = false;
+};
+
+} // namespace Vexalor

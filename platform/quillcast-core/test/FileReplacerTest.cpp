@@ -1,0 +1,96 @@
+#include "quillcast-core/FileReplacer.h"
+#include "test-support/TempDir.h"
+
+#include <filesystem>
+#include <fstream>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+using namespace Vexalor;
+using Testing::readFile;
+using Testing::TempDir;
+
+namespace
+{
+
+std::ptrdiff_t countEntries(const TempDir& in_folder)
+{
+    const std::filesystem::directory_iterator entries(in_folder.path());
+    return std::distance(begin(entries), end(entries));
+}
+
+} // namespace
+
+TEST(FileReplacerTest, TheNameChangesHandsOnlyAtCommit)
+{
+    const TempDir folder;
+    const std::string strPath = folder.write("file", "old");
+    ASSERT_EQ(chmod(strPath.c_str(), 0640), 0);
+    {
+        FileReplacer abandoned(strPath);
+        ASSERT_TRUE(abandoned.open());
+        ASSERT_TRUE(abandoned.write("half"));
+    }
+    EXPECT_EQ(readFile(strPath), "old");
+    EXPECT_EQ(countEntries(folder), 1);
+
+    FileReplacer replacer(strPath);
+    ASSERT_TRUE(replacer.open());
+    ASSERT_TRUE(replacer.write("new "));
+    ASSERT_TRUE(replacer.write("text"));
+    EXPECT_EQ(readFile(strPath), "old");
+    ASSERT_TRUE(replacer.commit());
+    EXPECT_FALSE(replacer.commit());
+    EXPECT_EQ(readFile(strPath), "new text");
+    EXPECT_EQ(countEntries(folder), 1);
+    EXPECT_EQ(std::filesystem::status(strPath).permissions(), std::filesystem::perms(0640));
+}
+
+TEST(FileReplacerTest, WritersByNameAndLinks)
+{
+    const TempDir folder;
+    std::filesystem::create_directory(folder.path("sub"));
+    folder.write("sub/file", "old");
+    std::filesystem::create_symlink("sub/file", folder.path("link"));
+    FileReplacer replacer(folder.path("link"));
+    ASSERT_TRUE(replacer.openNameOnly());
+    std::ofstream(replacer.getTemporaryPath()) << "text";
+    ASSERT_TRUE(replacer.commit());
+    EXPECT_EQ(readFile(folder.path("sub/file")), "text");
+    EXPECT_TRUE(std::filesystem::is_symlink(folder.path("link")));
+}
+
+TEST(FileReplacerTest, FailuresGiveAReason)
+{
+    const TempDir folder;
+    folder.write("file", "text");
+    const std::pair<std::string, const char*> CASES[] = {
+        {folder.path(), "Is a directory"},
+        {folder.path("none/file"), "No such file or directory"},
+        {folder.path("file/below"), "Not a directory"},
+        {"", "No such file or directory"}};
+    for (const auto& [strPath, reason] : CASES)
+    {
+        FileReplacer replacer(strPath);
+        EXPECT_FALSE(replacer.open()) << strPath;
+        EXPECT_EQ(replacer.getReason(), reason) << strPath;
+        EXPECT_FALSE(replacer.commit()) << strPath;
+    }
+    EXPECT_EQ(readFile(folder.path("file")), "text");
+}
+
+TEST(FileReplacerTest, DevicesAreWrittenDirectlyAndAFailedWriteIsNeverCommitted)
+{
+    FileReplacer full("/dev/full");
+    ASSERT_TRUE(full.open());
+    EXPECT_EQ(full.getTemporaryPath(), "/dev/full");
+    EXPECT_FALSE(full.write("text"));
+    EXPECT_EQ(full.getReason(), "No space left on device");
+    EXPECT_FALSE(full.commit());
+
+    FileReplacer null("/dev/null");
+    ASSERT_TRUE(null.open());
+    EXPECT_TRUE(null.write("text"));
+    EXPECT_TRUE(null.commit());
+    EXPECT_TRUE(std::filesystem::is_character_file("/dev/null"));
+}
