@@ -1,0 +1,381 @@
+#include "quillcast-math/RealFft.h"
+
+#include "quillcast-core/Assertion.h"
+#include "quillcast-math/VectorLanes.h"
+
+#include <bit>
+#include <cmath>
+#include <numbers>
+#include <utility>
+
+namespace Vexalor
+{
+
+namespace
+{
+
+constinit Logger s_logger("quillcast.math.RealFft");
+
+using Lanes::fetch;
+using Lanes::Four;
+
+/// A complex vector as two arrays.
+struct Split
+{
+    double* m_pReal;
+    double* m_pImaginary;
+};
+
+/// The same, read only.
+struct ConstSplit
+{
+    ConstSplit(const double* in_pReal, const double* in_pImaginary)
+        : m_pReal(in_pReal)
+        , m_pImaginary(in_pImaginary)
+    {
+    }
+    ConstSplit(const Split& in_other)
+        : ConstSplit(in_other.m_pReal, in_other.m_pImaginary)
+    {
+    }
+
+    const double* m_pReal;
+    const double* m_pImaginary;
+};
+
+template <class V>
+struct Complex
+{
+    V m_real;
+    V m_imaginary;
+};
+
+template <class V>
+[[gnu::always_inline]] inline void load(const ConstSplit& in_vector, std::size_t in_uiIndex,
+                                        Complex<V>& out_value)
+{
+    fetch(in_vector.m_pReal + in_uiIndex, out_value.m_real);
+    fetch(in_vector.m_pImaginary + in_uiIndex, out_value.m_imaginary);
+}
+
+template <class V>
+[[gnu::always_inline]] inline void store(const Split& in_vector, std::size_t in_uiIndex,
+                                         const Complex<V>& in_value)
+{
+    Lanes::put(in_vector.m_pReal + in_uiIndex, in_value.m_real);
+    Lanes::put(in_vector.m_pImaginary + in_uiIndex, in_value.m_imaginary);
+}
+
+/// Multiplies by cos - i sin.
+template <class V, class T>
+[[gnu::always_inline]] inline void turn(Complex<V>& io_value, const T& in_cos, const T& in_sin)
+{
+    io_value = {io_value.m_real * in_cos + io_value.m_imaginary * in_sin,
+                io_value.m_imaginary * in_cos - io_value.m_real * in_sin};
+}
+
+/// Transform of four points, in place and in order.
+template <class V>
+[[gnu::always_inline]] inline void butterfly(Complex<V> (&io_v)[4])
+{
+    const Complex<V> sumEven{io_v[0].m_real + io_v[2].m_real, io_v[0].m_imaginary + io_v[2].m_imaginary};
+    const Complex<V> diffEven{io_v[0].m_real - io_v[2].m_real, io_v[0].m_imaginary - io_v[2].m_imaginary};
+    const Complex<V> sumOdd{io_v[1].m_real + io_v[3].m_real, io_v[1].m_imaginary + io_v[3].m_imaginary};
+    const Complex<V> diffOdd{io_v[1].m_real - io_v[3].m_real, io_v[1].m_imaginary - io_v[3].m_imaginary};
+    io_v[0] = {sumEven.m_real + sumOdd.m_real, sumEven.m_imaginary + sumOdd.m_imaginary};
+    io_v[1] = {diffEven.m_real + diffOdd.m_imaginary, diffEven.m_imaginary - diffOdd.m_real};
+    io_v[2] = {sumEven.m_real - sumOdd.m_real, sumEven.m_imaginary - sumOdd.m_imaginary};
+    io_v[3] = {diffEven.m_real - diffOdd.m_imaginary, diffEven.m_imaginary + diffOdd.m_real};
+}
+
+/// Rows become columns.
+[[gnu::always_inline]] inline void transpose(Four& io_a, Four& io_b, Four& io_c, Four& io_d)
+{
+    const Four abLow = __builtin_shufflevector(io_a, io_b, 0, 4, 2, 6);
+    const Four abHigh = __builtin_shufflevector(io_a, io_b, 1, 5, 3, 7);
+    const Four cdLow = __builtin_shufflevector(io_c, io_d, 0, 4, 2, 6);
+    const Four cdHigh = __builtin_shufflevector(io_c, io_d, 1, 5, 3, 7);
+    io_a = __builtin_shufflevector(abLow, cdLow, 0, 1, 4, 5);
+    io_b = __builtin_shufflevector(abHigh, cdHigh, 0, 1, 4, 5);
+    io_c = __builtin_shufflevector(abLow, cdLow, 2, 3, 6, 7);
+    io_d = __builtin_shufflevector(abHigh, cdHigh, 2, 3, 6, 7);
+}
+
+/// The first stage, where neighbouring butterflies lie side by side in the input only.
+template <class V>
+[[gnu::always_inline]] inline void firstStage(const Split& in_source, const Split& out_target,
+                                              std::size_t in_uiQuarter, const double* in_pTwiddles)
+{
+    const std::size_t m = in_uiQuarter;
+    for (std::size_t p = 0; p < m; p += sizeof(V) / sizeof(double))
+    {
+        Complex<V> v[4];
+        for (std::size_t k = 0; k < 4; ++k)
+            load(in_source, p + k * m, v[k]);
+        butterfly(v);
+        for (std::size_t k = 1; k < 4; ++k)
+        {
+            Complex<V> factor;
+            load({in_pTwiddles + (2 * k - 2) * m, in_pTwiddles + (2 * k - 1) * m}, p, factor);
+            turn(v[k], factor.m_real, factor.m_imaginary);
+        }
+        if constexpr (sizeof(V) == sizeof(Four))
+        {
+            transpose(v[0].m_real, v[1].m_real, v[2].m_real, v[3].m_real);
+            transpose(v[0].m_imaginary, v[1].m_imaginary, v[2].m_imaginary, v[3].m_imaginary);
+        }
+        for (std::size_t k = 0; k < 4; ++k)
+            store(out_target, 4 * p + k * (sizeof(V) / sizeof(double)), v[k]);
+    }
+}
+
+/// A later stage: in_uiStride butterflies, a multiple of four, share each twiddle factor.
+[[gnu::always_inline]] inline void laterStage(const Split& in_source, const Split& out_target,
+                                              std::size_t in_uiQuarter, std::size_t in_uiStride,
+                                              const double* in_pTwiddles)
+{
+    const std::size_t m = in_uiQuarter;
+    const std::size_t s = in_uiStride;
+    for (std::size_t p = 0; p < m; ++p)
+        for (std::size_t q = 0; q < s; q += 4)
+        {
+            Complex<Four> v[4];
+            for (std::size_t k = 0; k < 4; ++k)
+                load(in_source, q + s * (p + k * m), v[k]);
+            butterfly(v);
+            for (std::size_t k = 1; k < 4; ++k)
+                turn(v[k], in_pTwiddles[(2 * k - 2) * m + p], in_pTwiddles[(2 * k - 1) * m + p]);
+            for (std::size_t k = 0; k < 4; ++k)
+                store(out_target, q + s * (4 * p + k), v[k]);
+        }
+}
+
+/// The last stage of a length that is no power of four.
+template <class V>
+[[gnu::always_inline]] inline void pairStage(const Split& in_source, const Split& out_target,
+                                             std::size_t in_uiStride)
+{
+    for (std::size_t q = 0; q < in_uiStride; q += sizeof(V) / sizeof(double))
+    {
+        Complex<V> a;
+        Complex<V> b;
+        load(in_source, q, a);
+        load(in_source, q + in_uiStride, b);
+        store(out_target, q, Complex<V>{a.m_real + b.m_real, a.m_imaginary + b.m_imaginary});
+        store(out_target, q + in_uiStride, Complex<V>{a.m_real - b.m_real, a.m_imaginary - b.m_imaginary});
+    }
+}
+
+/// Transform of in_uiLength complex values in io_source; returns which of the two vectors holds the result.
+[[gnu::always_inline]] inline Split transformComplex(Split in_source, Split in_other, std::size_t in_uiLength,
+                                                     const double* in_pTwiddles)
+{
+    std::size_t uiStride = 1;
+    for (std::size_t uiLength = in_uiLength; uiLength > 1; uiLength /= 4, uiStride *= 4)
+    {
+        const std::size_t uiQuarter = uiLength / 4;
+        if (uiLength == 2 && uiStride == 1)
+            pairStage<double>(in_source, in_other, uiStride);
+        else if (uiLength == 2)
+            pairStage<Four>(in_source, in_other, uiStride);
+        else if (uiStride > 1)
+            laterStage(in_source, in_other, uiQuarter, uiStride, in_pTwiddles);
+        else if (uiQuarter % 4 == 0)
+            firstStage<Four>(in_source, in_other, uiQuarter, in_pTwiddles);
+        else
+            firstStage<double>(in_source, in_other, uiQuarter, in_pTwiddles);
+        in_pTwiddles += 6 * uiQuarter;
+        std::swap(in_source, in_other);
+    }
+    return in_source;
+}
+
+/// Even values become real parts, odd values imaginary parts.
+[[gnu::always_inline]] inline void pack(const double* in_pValues, const Split& out_vector,
+                                        std::size_t in_uiLength)
+{
+    std::size_t n = 0;
+    for (; n + 4 <= in_uiLength; n += 4)
+    {
+        Four low;
+        Four high;
+        fetch(in_pValues + 2 * n, low);
+        fetch(in_pValues + 2 * n + 4, high);
+        const Complex<Four> packed{__builtin_shufflevector(low, high, 0, 2, 4, 6),
+                                   __builtin_shufflevector(low, high, 1, 3, 5, 7)};
+        store(out_vector, n, packed);
+    }
+    for (; n < in_uiLength; ++n)
+    {
+        out_vector.m_pReal[n] = in_pValues[2 * n];
+        out_vector.m_pImaginary[n] = in_pValues[2 * n + 1];
+    }
+}
+
+/// From Z[k] and Z[M - k] of the packed sequence: X[k] and the conjugate of X[M - k] of the real one.
+template <class V>
+[[gnu::always_inline]] inline void split(Complex<V>& io_low, Complex<V>& io_high, const V& in_cos,
+                                         const V& in_sin)
+{
+    const Complex<V> even{0.5 * (io_low.m_real + io_high.m_real),
+                          0.5 * (io_low.m_imaginary - io_high.m_imaginary)};
+    Complex<V> odd{0.5 * (io_low.m_imaginary + io_high.m_imaginary), 0.5 * (io_high.m_real - io_low.m_real)};
+    turn(odd, in_cos, in_sin);
+    io_low = {even.m_real + odd.m_real, even.m_imaginary + odd.m_imaginary};
+    io_high = {even.m_real - odd.m_real, even.m_imaginary - odd.m_imaginary};
+}
+
+[[gnu::always_inline]] inline void reverse(Four& io_values)
+{
+    io_values = __builtin_shufflevector(io_values, io_values, 3, 2, 1, 0);
+}
+
+[[gnu::always_inline]] inline void reverse(double&) {}
+
+/// Receives the spectrum as real and imaginary parts.
+struct SpectrumSink
+{
+    Split m_spectrum;
+
+    template <class V>
+    [[gnu::always_inline]] void put(std::size_t in_uiIndex, const Complex<V>& in_value) const
+    {
+        store(m_spectrum, in_uiIndex, in_value);
+    }
+
+    template <class V>
+    [[gnu::always_inline]] void putConjugate(std::size_t in_uiIndex, Complex<V>& io_value) const
+    {
+        reverse(io_value.m_real);
+        reverse(io_value.m_imaginary);
+        store(m_spectrum, in_uiIndex, Complex<V>{io_value.m_real, -io_value.m_imaginary});
+    }
+};
+
+/// Receives it as squared magnitudes.
+struct PowerSink
+{
+    double* m_pPower;
+
+    template <class V>
+    [[gnu::always_inline]] void put(std::size_t in_uiIndex, const Complex<V>& in_value) const
+    {
+        const V power = in_value.m_real * in_value.m_real + in_value.m_imaginary * in_value.m_imaginary;
+        Lanes::put(m_pPower + in_uiIndex, power);
+    }
+
+    template <class V>
+    [[gnu::always_inline]] void putConjugate(std::size_t in_uiIndex, Complex<V>& io_value) const
+    {
+        V power = io_value.m_real * io_value.m_real + io_value.m_imaginary * io_value.m_imaginary;
+        reverse(power);
+        Lanes::put(m_pPower + in_uiIndex, power);
+    }
+};
+
+/// Splits the bins k in [in_uiFirst, M/2) and their mirror images, a vector at a time; returns the first k
+/// left over.
+template <class V, class Sink>
+[[gnu::always_inline]] inline std::size_t splitBins(const Split& in_packed, std::size_t in_uiFirst,
+                                                    std::size_t M, const double* in_pSplit,
+                                                    const Sink& in_sink)
+{
+    constexpr std::size_t WIDTH = sizeof(V) / sizeof(double);
+    std::size_t k = in_uiFirst;
+    for (; k + WIDTH <= M / 2; k += WIDTH)
+    {
+        const std::size_t uiMirror = M - k - (WIDTH - 1);
+        Complex<V> low;
+        Complex<V> high;
+        load(in_packed, k, low);
+        load(in_packed, uiMirror, high);
+        reverse(high.m_real);
+        reverse(high.m_imaginary);
+        Complex<V> factor;
+        load({in_pSplit, in_pSplit + M}, k, factor);
+        split(low, high, factor.m_real, factor.m_imaginary);
+        in_sink.put(k, low);
+        in_sink.putConjugate(uiMirror, high);
+    }
+    return k;
+}
+
+template <class Sink>
+[[gnu::always_inline]] inline void transformReal(const double* in_pValues, std::size_t in_uiSize,
+                                                 const double* in_pTwiddles, const double* in_pSplit,
+                                                 double* io_pWork, const Sink& in_sink)
+{
+    const std::size_t M = in_uiSize / 2;
+    const Split first{io_pWork, io_pWork + M};
+    const Split second{io_pWork + 2 * M, io_pWork + 3 * M};
+    pack(in_pValues, first, M);
+    const Split packed = transformComplex(first, second, M, in_pTwiddles);
+    const double dReal = packed.m_pReal[0];
+    const double dImaginary = packed.m_pImaginary[0];
+    in_sink.put(0, Complex<double>{dReal + dImaginary, 0.0});
+    in_sink.put(M, Complex<double>{dReal - dImaginary, 0.0});
+    const std::size_t k = splitBins<Four>(packed, 1, M, in_pSplit, in_sink);
+    splitBins<double>(packed, k, M, in_pSplit, in_sink);
+    if (M >= 2)
+        in_sink.put(M / 2, Complex<double>{packed.m_pReal[M / 2], -packed.m_pImaginary[M / 2]});
+}
+
+QC_VECTOR_CLONES
+void spectrumOf(const double* in_pValues, std::size_t in_uiSize, const double* in_pTwiddles,
+                const double* in_pSplit, double* io_pWork, double* out_pReal, double* out_pImaginary)
+{
+    transformReal(in_pValues, in_uiSize, in_pTwiddles, in_pSplit, io_pWork,
+                  SpectrumSink{{out_pReal, out_pImaginary}});
+}
+
+QC_VECTOR_CLONES
+void powerOf(const double* in_pValues, std::size_t in_uiSize, const double* in_pTwiddles,
+             const double* in_pSplit, double* io_pWork, double* out_pPower)
+{
+    transformReal(in_pValues, in_uiSize, in_pTwiddles, in_pSplit, io_pWork, PowerSink{out_pPower});
+}
+
+/// Appends cos and sin of 2 pi k j / in_uiLength for j in [0, in_uiCount). Computed in extended precision,
+/// since the double functions of the C library differ in the last bit between processors.
+void appendAngles(std::vector<double>& io_vTable, std::size_t in_uiFactor, std::size_t in_uiLength,
+                  std::size_t in_uiCount)
+{
+    const long double dStep = 2 * std::numbers::pi_v<long double> / static_cast<long double>(in_uiLength);
+    for (std::size_t j = 0; j < in_uiCount; ++j)
+        io_vTable.push_back(static_cast<double>(std::cos(dStep * static_cast<long double>(in_uiFactor * j))));
+    for (std::size_t j = 0; j < in_uiCount; ++j)
+        io_vTable.push_back(static_cast<double>(std::sin(dStep * static_cast<long double>(in_uiFactor * j))));
+}
+
+} // namespace
+
+bool RealFft::setSize(std::size_t in_uiSize)
+{
+    QC_TRACE("RealFft::setSize");
+    if (!QC_CHECK(std::has_single_bit(in_uiSize) && in_uiSize >= 2 && in_uiSize <= MAX_SIZE))
+        return false;
+    if (in_uiSize == m_uiSize)
+        return true;
+    m_uiSize = in_uiSize;
+    m_vTwiddles.clear();
+    for (std::size_t uiLength = in_uiSize / 2; uiLength >= 4; uiLength /= 4)
+        for (std::size_t uiFactor = 1; uiFactor < 4; ++uiFactor)
+            appendAngles(m_vTwiddles, uiFactor, uiLength, uiLength / 4);
+    m_vSplit.clear();
+    appendAngles(m_vSplit, 1, in_uiSize, in_uiSize / 2);
+    m_vWork.assign(2 * in_uiSize, 0.0);
+    return true;
+}
+
+void RealFft::transform(const double* in_pValues, double* out_pReal, double* out_pImaginary)
+{
+    spectrumOf(in_pValues, m_uiSize, m_vTwiddles.data(), m_vSplit.data(), m_vWork.data(), out_pReal,
+               out_pImaginary);
+}
+
+void RealFft::powerSpectrum(const double* in_pValues, double* out_pPower)
+{
+    powerOf(in_pValues, m_uiSize, m_vTwiddles.data(), m_vSplit.data(), m_vWork.data(), out_pPower);
+}
+
+} // namespace Vexalor
