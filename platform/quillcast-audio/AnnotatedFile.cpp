@@ -1,0 +1,130 @@
+#include "quillcast-audio/AnnotatedFile.h"
+
+#include "quillcast-audio/CueSheetReader.h"
+#include "quillcast-core/Logger.h"
+
+#include <istream>
+#include <unordered_map>
+
+namespace Vexalor
+{
+
+namespace
+{
+
+constinit Logger s_logger("quillcast.audio.AnnotatedFile");
+
+/// What the texts and loops say of the cue points, found by id.
+class CueLengths
+{
+public:
+    explicit CueLengths(const CueSheet& in_sheet)
+    {
+        for (const CueText& text : in_sheet.m_vTexts)
+        {
+            if (text.m_uiSampleLength != 0)
+                m_lengths.emplace(text.m_uiCueId, text.m_uiSampleLength);
+            if (!text.m_strText.empty())
+                m_texts.emplace(text.m_uiCueId, &text.m_strText);
+        }
+        for (const SampleLoop& loop : in_sheet.m_vLoops)
+            m_loops.emplace(loop.m_uiCueId, &loop);
+    }
+
+    /// The frame behind the stretch; the cue point's own frame when it has no length.
+    std::uint64_t getStop(const CuePoint& in_cue) const
+    {
+        const auto itLength = m_lengths.find(in_cue.m_uiId);
+        if (itLength != m_lengths.end())
+            return std::uint64_t(in_cue.m_uiSampleOffset) + itLength->second;
+        const auto itLoop = m_loops.find(in_cue.m_uiId);
+        if (itLoop != m_loops.end() && itLoop->second->m_uiStart == in_cue.m_uiSampleOffset)
+            return itLoop->second->m_uiEnd;
+        return in_cue.m_uiSampleOffset;
+    }
+
+    std::string getLabel(const CuePoint& in_cue) const
+    {
+        if (in_cue.m_label && !in_cue.m_label->empty())
+            return *in_cue.m_label;
+        const auto itText = m_texts.find(in_cue.m_uiId);
+        return itText != m_texts.end() ? *itText->second : in_cue.m_note.value_or("");
+    }
+
+private:
+    std::unordered_map<std::uint32_t, std::uint32_t> m_lengths;
+    std::unordered_map<std::uint32_t, const std::string*> m_texts;
+    std::unordered_map<std::uint32_t, const SampleLoop*> m_loops;
+};
+
+StringVector describeChunks(IffSource& io_source, const WavStructure& in_structure)
+{
+    StringVector vOrder;
+    for (const IffChunk& chunk : in_structure.getRiff().getChunks())
+        vOrder.push_back(WavStructure::isList(chunk)
+                             ? chunk.m_strId + ":" + WavStructure::getListType(io_source, chunk)
+                             : chunk.m_strId);
+    return vOrder;
+}
+
+} // namespace
+
+std::istream& AnnotatedFile::readFromWAV(std::istream& io_stream)
+{
+    QC_TRACE("AnnotatedFile::readFromWAV");
+    *this = AnnotatedFile();
+    std::string strError;
+    if (!read(io_stream, strError))
+    {
+        *this = AnnotatedFile();
+        QC_ERROR("Cannot read annotations: " << strError);
+        io_stream.setstate(std::ios::failbit);
+    }
+    return io_stream;
+}
+
+bool AnnotatedFile::read(std::istream& io_stream, std::string& out_strError)
+{
+    IffSource source(io_stream);
+    WavStructure structure;
+    CueSheetReader cueReader;
+    if (!source.open())
+    {
+        out_strError = "the file cannot be read";
+        return false;
+    }
+    if (!structure.read(source))
+    {
+        out_strError = structure.getError();
+        return false;
+    }
+    if (!cueReader.read(source, structure))
+    {
+        out_strError = cueReader.getError();
+        return false;
+    }
+    for (const std::string& strWarning : cueReader.getWarnings())
+        QC_WARN("Annotated recording: " << strWarning);
+    m_format = structure.getFormat();
+    m_strContainer = structure.getRiff().getContainer();
+    m_uiFrames = structure.getFrameCount();
+    m_vChunkOrder = describeChunks(source, structure);
+    m_sheet = std::move(cueReader.getSheet());
+    buildAnnotations();
+    return true;
+}
+
+void AnnotatedFile::buildAnnotations()
+{
+    const CueLengths lengths(m_sheet);
+    const double dRate = m_format.m_uiRate;
+    for (const CuePoint& cue : m_sheet.m_vCues)
+    {
+        const std::uint64_t uiStop = lengths.getStop(cue);
+        std::vector<Annotation>& vTarget = uiStop == cue.m_uiSampleOffset ? m_vMarkers : m_vAnnotations;
+        vTarget.emplace_back(lengths.getLabel(cue), cue.m_uiSampleOffset / dRate,
+                             static_cast<double>(uiStop) / dRate, cue.m_note.value_or(""));
+    }
+}
+
+} // namespace Vexalor

@@ -1,0 +1,213 @@
+#include "quillcast-audio/AudioFileReader.h"
+
+#include "quillcast-core/Assertion.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <sndfile.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <vector>
+
+namespace Vexalor
+{
+
+namespace
+{
+
+constinit Logger s_logger("quillcast.audio.AudioFileReader");
+
+/// Values of all channels that are read at a time when there are several.
+constexpr std::size_t INTERLEAVED_BLOCK = 16384;
+
+/// Opens a regular file for reading; -1, with the reason, for anything else.
+int openRegularFile(const char* in_filename, std::string& out_strReason)
+{
+    // A pipe must not block here.
+    const int iFile = ::open(in_filename, O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+    struct stat status;
+    if (iFile < 0 || fstat(iFile, &status) != 0)
+        out_strReason = std::strerror(errno);
+    else if (S_ISDIR(status.st_mode))
+        out_strReason = "is a directory";
+    else if (!S_ISREG(status.st_mode))
+        out_strReason = "is no regular file";
+    else
+        return iFile;
+    if (iFile >= 0)
+        ::close(iFile);
+    return -1;
+}
+
+bool isWav(int in_iFormat)
+{
+    const int iType = in_iFormat & SF_FORMAT_TYPEMASK;
+    return iType == SF_FORMAT_WAV || iType == SF_FORMAT_WAVEX || iType == SF_FORMAT_RF64;
+}
+
+} // namespace
+
+struct AudioFileReader::State
+{
+    std::string m_strFilename;
+    SNDFILE* m_pFile = nullptr;
+    SF_INFO m_info{};
+    int m_iChannel = 0;
+    std::uint64_t m_uiPosition = 0;
+    bool m_bInputError = false;
+    std::vector<double> m_vInterleaved;
+
+    ~State() { sf_close(m_pFile); }
+    std::size_t channels() const { return static_cast<std::size_t>(m_info.channels); }
+    std::uint64_t frames() const { return static_cast<std::uint64_t>(m_info.frames); }
+    void pickChannel(double* out_samples, std::size_t in_uiFrames) const;
+};
+
+/// From the interleaved block: one channel, or the mean, added up in the order of the channels.
+void AudioFileReader::State::pickChannel(double* out_samples, std::size_t in_uiFrames) const
+{
+    const double* pFrame = m_vInterleaved.data();
+    for (std::size_t i = 0; i < in_uiFrames; ++i, pFrame += channels())
+    {
+        if (m_iChannel >= 0)
+        {
+            out_samples[i] = pFrame[m_iChannel];
+            continue;
+        }
+        double dSum = 0.0;
+        for (std::size_t uiChannel = 0; uiChannel < channels(); ++uiChannel)
+            dSum += pFrame[uiChannel];
+        out_samples[i] = dSum / static_cast<double>(channels());
+    }
+}
+
+AudioFileReader::AudioFileReader()
+    : m_pState(std::make_unique<State>())
+{
+}
+
+AudioFileReader::~AudioFileReader() = default;
+AudioFileReader::AudioFileReader(AudioFileReader&&) noexcept = default;
+AudioFileReader& AudioFileReader::operator=(AudioFileReader&&) noexcept = default;
+
+bool AudioFileReader::fail(const std::string& in_strReason)
+{
+    QC_ERROR("Cannot read recording " << m_pState->m_strFilename << ": " << in_strReason);
+    m_pState = std::make_unique<State>();
+    return false;
+}
+
+bool AudioFileReader::open(const char* in_filename, int in_iChannel)
+{
+    QC_TRACE("AudioFileReader::open");
+    m_pState = std::make_unique<State>();
+    m_pState->m_strFilename = in_filename;
+    std::string strReason;
+    const int iFile = openRegularFile(in_filename, strReason);
+    if (iFile < 0)
+        return fail(strReason);
+    m_pState->m_pFile = sf_open_fd(iFile, SFM_READ, &m_pState->m_info, SF_TRUE);
+    if (m_pState->m_pFile == nullptr)
+        return fail(sf_strerror(nullptr));
+    if (!isWav(m_pState->m_info.format))
+        return fail("is no WAV recording");
+    if (m_pState->m_info.channels < 1 || m_pState->m_info.samplerate < 1 || m_pState->m_info.frames < 0)
+        return fail("its header is damaged");
+    if (in_iChannel >= m_pState->m_info.channels)
+        return fail("channel " + std::to_string(in_iChannel) + " is configured, it has " +
+                    std::to_string(m_pState->m_info.channels));
+    m_pState->m_iChannel = in_iChannel;
+    return true;
+}
+
+bool AudioFileReader::isOpen() const
+{
+    return m_pState->m_pFile != nullptr;
+}
+
+void AudioFileReader::close()
+{
+    QC_TRACE("AudioFileReader::close");
+    m_pState = std::make_unique<State>();
+}
+
+std::uint32_t AudioFileReader::getSamplingRate() const
+{
+    return static_cast<std::uint32_t>(m_pState->m_info.samplerate);
+}
+
+std::uint32_t AudioFileReader::getChannelCount() const
+{
+    return static_cast<std::uint32_t>(m_pState->m_info.channels);
+}
+
+std::uint64_t AudioFileReader::getFrameCount() const
+{
+    return m_pState->frames();
+}
+
+std::size_t AudioFileReader::readFrames(double* out_samples, std::size_t in_uiCount)
+{
+    State& state = *m_pState;
+    if (state.channels() == 1)
+        return static_cast<std::size_t>(
+            sf_readf_double(state.m_pFile, out_samples, static_cast<sf_count_t>(in_uiCount)));
+    const std::size_t uiBlock = std::max<std::size_t>(1, INTERLEAVED_BLOCK / state.channels());
+    state.m_vInterleaved.resize(uiBlock * state.channels());
+    std::size_t uiDone = 0;
+    while (uiDone < in_uiCount)
+    {
+        const std::size_t uiAsked = std::min(uiBlock, in_uiCount - uiDone);
+        const std::size_t uiRead = static_cast<std::size_t>(
+            sf_readf_double(state.m_pFile, state.m_vInterleaved.data(), static_cast<sf_count_t>(uiAsked)));
+        state.pickChannel(out_samples + uiDone, uiRead);
+        uiDone += uiRead;
+        if (uiRead < uiAsked)
+            break;
+    }
+    return uiDone;
+}
+
+std::size_t AudioFileReader::read(double* out_samples, std::size_t in_uiCount)
+{
+    QC_TRACE("AudioFileReader::read");
+    if (!QC_CHECK(isOpen()))
+        return 0;
+    const std::size_t uiWanted = static_cast<std::size_t>(
+        std::min<std::uint64_t>(in_uiCount, getFrameCount() - m_pState->m_uiPosition));
+    const std::size_t uiRead = uiWanted == 0 ? 0 : readFrames(out_samples, uiWanted);
+    m_pState->m_uiPosition += uiRead;
+    if (uiRead < uiWanted)
+    {
+        m_pState->m_bInputError = true;
+        QC_ERROR("Recording " << m_pState->m_strFilename << " cannot be read beyond sample "
+                              << m_pState->m_uiPosition << " of " << getFrameCount());
+    }
+    return uiRead;
+}
+
+bool AudioFileReader::seek(std::uint64_t in_uiFrame)
+{
+    QC_TRACE("AudioFileReader::seek");
+    if (!QC_CHECK(isOpen()) || !QC_CHECK(in_uiFrame <= getFrameCount()))
+        return false;
+    const sf_count_t wanted = static_cast<sf_count_t>(in_uiFrame);
+    if (sf_seek(m_pState->m_pFile, wanted, SEEK_SET) != wanted)
+    {
+        m_pState->m_bInputError = true;
+        QC_ERROR("Cannot go to sample " << in_uiFrame << " of recording " << m_pState->m_strFilename << ": "
+                                        << sf_strerror(m_pState->m_pFile));
+        return false;
+    }
+    m_pState->m_uiPosition = in_uiFrame;
+    return true;
+}
+
+bool AudioFileReader::hasInputError() const
+{
+    return m_pState->m_bInputError;
+}
+
+} // namespace Vexalor

@@ -1,0 +1,166 @@
+#include "quillcast-audio/CueSheetReader.h"
+
+#include "quillcast-fileformat-iff/LittleEndian.h"
+
+#include <unordered_map>
+
+namespace Vexalor
+{
+
+namespace
+{
+
+/// Largest "cue " or "smpl" chunk that is read, in bytes: 2.7 million cue points.
+constexpr std::uint64_t MAX_CHUNK_SIZE = std::uint64_t(1) << 26;
+/// Longest text of a label or note, in bytes.
+constexpr std::uint64_t MAX_TEXT_SIZE = std::uint64_t(1) << 20;
+
+constexpr std::uint64_t CUE_SIZE = 24;
+constexpr std::uint64_t SAMPLER_SIZE = 36;
+constexpr std::uint64_t LOOP_SIZE = 24;
+constexpr std::uint64_t LONG_TEXT_SIZE = 20;
+
+std::string untilZero(const std::string& in_strData, std::size_t in_uiBegin)
+{
+    const std::size_t uiEnd = in_strData.find('\0', in_uiBegin);
+    return in_strData.substr(in_uiBegin, uiEnd == std::string::npos ? uiEnd : uiEnd - in_uiBegin);
+}
+
+} // namespace
+
+bool CueSheetReader::fail(const std::string& in_strError)
+{
+    m_strError = in_strError;
+    return false;
+}
+
+bool CueSheetReader::read(IffSource& io_source, const WavStructure& in_structure)
+{
+    *this = CueSheetReader();
+    for (const IffChunk& chunk : in_structure.getRiff().getChunks())
+    {
+        if (WavStructure::isList(chunk) && WavStructure::getListType(io_source, chunk) == "adtl")
+        {
+            if (!readList(io_source, chunk))
+                return false;
+            continue;
+        }
+        const bool bCues = chunk.m_strId == "cue ";
+        if (!bCues && chunk.m_strId != "smpl")
+            continue;
+        std::string strData;
+        if (chunk.m_uiSize > MAX_CHUNK_SIZE ||
+            !io_source.readAt(chunk.getDataPosition(), strData, chunk.m_uiSize))
+            return fail("its \"" + chunk.m_strId + "\" chunk is too long or cannot be read");
+        if (!(bCues ? readCues(strData) : readLoops(strData)))
+            return false;
+    }
+    attachTexts();
+    return true;
+}
+
+bool CueSheetReader::readCues(const std::string& in_strData)
+{
+    if (in_strData.size() < 4 || readU32(in_strData.data()) > (in_strData.size() - 4) / CUE_SIZE)
+        return fail("its \"cue \" chunk announces more cue points than it holds");
+    const std::uint32_t uiCount = readU32(in_strData.data());
+    for (std::uint32_t i = 0; i < uiCount; ++i)
+    {
+        const char* pCue = in_strData.data() + 4 + i * CUE_SIZE;
+        m_sheet.m_vCues.push_back({readU32(pCue),
+                                   readU32(pCue + 4),
+                                   std::string(pCue + 8, 4),
+                                   readU32(pCue + 12),
+                                   readU32(pCue + 16),
+                                   readU32(pCue + 20),
+                                   {},
+                                   {}});
+    }
+    return true;
+}
+
+bool CueSheetReader::readLoops(const std::string& in_strData)
+{
+    if (in_strData.size() < SAMPLER_SIZE ||
+        readU32(in_strData.data() + 28) > (in_strData.size() - SAMPLER_SIZE) / LOOP_SIZE)
+        return fail("its \"smpl\" chunk announces more loops than it holds");
+    const std::uint32_t uiCount = readU32(in_strData.data() + 28);
+    for (std::uint32_t i = 0; i < uiCount; ++i)
+    {
+        const char* pLoop = in_strData.data() + SAMPLER_SIZE + i * LOOP_SIZE;
+        m_sheet.m_vLoops.push_back({readU32(pLoop), readU32(pLoop + 4), readU32(pLoop + 8),
+                                    readU32(pLoop + 12), readU32(pLoop + 16), readU32(pLoop + 20)});
+    }
+    return true;
+}
+
+bool CueSheetReader::readList(IffSource& io_source, const IffChunk& in_chunk)
+{
+    const std::uint64_t uiEnd = in_chunk.getDataPosition() + in_chunk.m_uiSize;
+    IffChunkWalker walker(io_source, in_chunk.getDataPosition() + 4, uiEnd);
+    IffChunk entry;
+    std::string strData;
+    while (walker.next(entry))
+    {
+        if (entry.m_strId != "labl" && entry.m_strId != "note" && entry.m_strId != "ltxt")
+            continue;
+        if (!entry.m_bComplete || entry.m_uiSize > MAX_TEXT_SIZE ||
+            !io_source.readAt(entry.getDataPosition(), strData, entry.m_uiSize) ||
+            !readListEntry(entry.m_strId, strData))
+            return fail("its list of labels is damaged at byte " + std::to_string(entry.m_uiPosition));
+    }
+    // Less than a header: filler of an editor.
+    if (uiEnd - walker.getPosition() >= IffChunk::HEADER_SIZE)
+        return fail("its list of labels is damaged at byte " + std::to_string(walker.getPosition()));
+    return true;
+}
+
+bool CueSheetReader::readListEntry(const std::string& in_strId, const std::string& in_strData)
+{
+    if (in_strId == "ltxt")
+        return readLongText(in_strData);
+    if (in_strData.size() < 4)
+        return false;
+    std::vector<NamedText>& vTexts = in_strId == "labl" ? m_vLabels : m_vNotes;
+    vTexts.push_back({readU32(in_strData.data()), untilZero(in_strData, 4)});
+    return true;
+}
+
+bool CueSheetReader::readLongText(const std::string& in_strData)
+{
+    if (in_strData.size() < LONG_TEXT_SIZE)
+        return false;
+    const char* pText = in_strData.data();
+    m_sheet.m_vTexts.push_back({readU32(pText), readU32(pText + 4), std::string(pText + 8, 4),
+                                readU16(pText + 12), readU16(pText + 14), readU16(pText + 16),
+                                readU16(pText + 18), untilZero(in_strData, LONG_TEXT_SIZE)});
+    return true;
+}
+
+/// The first text of a kind holds, and goes to the first cue point of its id.
+void CueSheetReader::attachTexts()
+{
+    std::unordered_map<std::uint32_t, CuePoint*> cues;
+    for (CuePoint& cue : m_sheet.m_vCues)
+        if (!cues.emplace(cue.m_uiId, &cue).second)
+            m_vWarnings.push_back("several cue points have the id " + std::to_string(cue.m_uiId));
+    for (NamedText& label : m_vLabels)
+    {
+        const auto itCue = cues.find(label.m_uiCueId);
+        if (itCue == cues.end())
+            m_sheet.m_labelsWithoutCue.emplace(label.m_uiCueId, std::move(label.m_strText));
+        else if (!itCue->second->m_label)
+            itCue->second->m_label = std::move(label.m_strText);
+    }
+    for (NamedText& note : m_vNotes)
+    {
+        const auto itCue = cues.find(note.m_uiCueId);
+        if (itCue != cues.end() && !itCue->second->m_note)
+            itCue->second->m_note = std::move(note.m_strText);
+    }
+    for (const auto& [uiId, strLabel] : m_sheet.m_labelsWithoutCue)
+        m_vWarnings.push_back("label \"" + strLabel + "\" names the cue point " + std::to_string(uiId) +
+                              ", which does not exist");
+}
+
+} // namespace Vexalor

@@ -1,0 +1,80 @@
+#pragma once
+
+#include "quillcast-audio/LinearAudioSink.h"
+#include "quillcast-audio/TimeSource.h"
+#include "quillcast-audio/WindowCutter.h"
+
+#include <cstdint>
+#include <string>
+
+namespace Vexalor
+{
+
+/// Cuts pushed audio into successive windows of equal length. Window k holds the samples [kS, kS + L): n
+/// samples give floor((n - L) / S) + 1 windows, never a partial one. The samples are left as they are: tapers
+/// belong to features.
+///
+/// Call order: configure (pushLinearAudio popWindow*)*; reset at any time.
+class LinearAudioWindower
+    : public virtual LinearAudioSink
+    , public virtual TimeSource
+    , public virtual Resettable
+{
+public:
+    /// How audio is cut into windows.
+    class Config
+    {
+    public:
+        /// Longest window and shift in samples; more is a mistake, not a wish.
+        static constexpr std::uint64_t MAX_SAMPLES = std::uint64_t(1) << 26;
+        /// Channel that stands for the mean of all.
+        static constexpr int MEAN_OF_CHANNELS = -1;
+
+        /// Hz; 0: the rate of the source, whatever it is. Telephony is the default.
+        std::uint32_t m_uiSamplingRate = 8000;
+        /// ms
+        std::uint64_t m_uiWindowLength = 25;
+        /// ms between the starts of two windows; may exceed the length
+        std::uint64_t m_uiWindowShift = 10;
+        /// of the source, counted from 0; MEAN_OF_CHANNELS: their mean
+        int m_iChannel = MEAN_OF_CHANNELS;
+
+        /// Length and shift in samples at that rate: round(ms * rate / 1000). False, with the reason in
+        /// out_strError, for a rate of 0 and for a length or a shift of 0 or above MAX_SAMPLES.
+        bool getWindowSize(std::uint32_t in_uiRate, WindowSize& out_size, std::string& out_strError) const;
+
+        friend bool operator==(const Config&, const Config&) = default;
+    };
+
+    /// Pushed samples that may wait for popWindow.
+    static constexpr std::size_t MAX_WAITING_SAMPLES = std::size_t(1) << 27;
+
+    /// As a default Config says.
+    LinearAudioWindower();
+
+    /// Takes over the configuration and resets. Pushed audio has no rate or channels of its own: a sampling
+    /// rate of 0 is refused, the channel ignored. False, with the reason logged and the windower unchanged,
+    /// for a configuration that makes no sense.
+    bool configure(const Config& in_config);
+    const Config& getConfig() const { return m_config; }
+
+    /// False, with the reason logged and nothing taken, when too many samples wait.
+    bool pushLinearAudio(const double* in_begin, const double* in_end) override;
+    /// Copies the next complete window. False, with out_vWindow untouched, when there is none yet.
+    bool popWindow(DoubleVector& out_vWindow);
+
+    /// Forgets all audio; the time starts anew.
+    bool reset() override;
+
+    /// Seconds of audio pushed since configure or reset.
+    double getTotalPushedAudioTime() const;
+    /// The same.
+    double getCurrentAudioTime() const override;
+
+private:
+    Config m_config;
+    WindowCutter m_cutter;
+    std::uint64_t m_uiPushed = 0;
+};
+
+} // namespace Vexalor

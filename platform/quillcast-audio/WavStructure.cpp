@@ -1,0 +1,104 @@
+#include "quillcast-audio/WavStructure.h"
+
+#include "quillcast-fileformat-iff/LittleEndian.h"
+
+namespace Vexalor
+{
+
+namespace
+{
+
+constexpr std::uint64_t FORMAT_SIZE = 16;
+
+/// Codings whose frames all have the size that the format states: whole numbers, floating point, A-law,
+/// mu-law, and the extensible form of these.
+bool hasFixedFrames(std::uint16_t in_uiTag)
+{
+    return in_uiTag == 1 || in_uiTag == 3 || in_uiTag == 6 || in_uiTag == 7 || in_uiTag == 0xFFFE;
+}
+
+bool holdsAnnotations(IffSource& io_source, const IffChunk& in_chunk)
+{
+    return in_chunk.m_strId == "cue " || in_chunk.m_strId == "smpl" ||
+           (WavStructure::isList(in_chunk) && WavStructure::getListType(io_source, in_chunk) == "adtl");
+}
+
+} // namespace
+
+bool WavStructure::fail(const std::string& in_strError)
+{
+    m_strError = in_strError;
+    return false;
+}
+
+bool WavStructure::isList(const IffChunk& in_chunk)
+{
+    return in_chunk.m_strId == "LIST" || in_chunk.m_strId == "list";
+}
+
+std::string WavStructure::getListType(IffSource& io_source, const IffChunk& in_chunk)
+{
+    std::string strType;
+    if (in_chunk.m_uiSize < 4 || !io_source.readAt(in_chunk.getDataPosition(), strType, 4))
+        return {};
+    return strType;
+}
+
+bool WavStructure::read(IffSource& io_source)
+{
+    *this = WavStructure();
+    if (!m_riff.read(io_source, "data"))
+        return fail(m_riff.getError());
+    if (m_riff.getFormType() != "WAVE")
+        return fail("no WAV file");
+    for (const IffChunk& chunk : m_riff.getChunks())
+        if (!readChunk(io_source, chunk))
+            return false;
+    if (m_data.m_strId.empty())
+        return fail("it has no \"data\" chunk");
+    countFrames();
+    return true;
+}
+
+bool WavStructure::readChunk(IffSource& io_source, const IffChunk& in_chunk)
+{
+    if (in_chunk.m_strId == "fmt " && m_format.m_uiRate == 0)
+        return readFormat(io_source, in_chunk);
+    if (in_chunk.m_strId == "data" && m_format.m_uiRate == 0)
+        return fail("it has no \"fmt \" chunk before its samples");
+    if (in_chunk.m_strId == "data" && m_data.m_strId.empty())
+        m_data = in_chunk;
+    char frames[4];
+    if (in_chunk.m_strId == "fact" && in_chunk.m_uiSize >= sizeof frames &&
+        io_source.readAt(in_chunk.getDataPosition(), frames, sizeof frames))
+        m_uiFactFrames = readU32(frames);
+    if (!in_chunk.m_bComplete && holdsAnnotations(io_source, in_chunk))
+        return fail("its \"" + in_chunk.m_strId + "\" chunk runs past the end of the file");
+    return true;
+}
+
+bool WavStructure::readFormat(IffSource& io_source, const IffChunk& in_chunk)
+{
+    char bytes[FORMAT_SIZE];
+    if (!in_chunk.m_bComplete || in_chunk.m_uiSize < FORMAT_SIZE ||
+        !io_source.readAt(in_chunk.getDataPosition(), bytes, FORMAT_SIZE))
+        return fail("its \"fmt \" chunk is cut");
+    m_format = {readU16(bytes),     readU16(bytes + 2),  readU32(bytes + 4),
+                readU32(bytes + 8), readU16(bytes + 12), readU16(bytes + 14)};
+    if (m_format.m_uiRate == 0)
+        return fail("its sampling rate is 0");
+    return m_format.m_uiChannels != 0 || fail("it has 0 channels");
+}
+
+void WavStructure::countFrames()
+{
+    m_uiFrames = m_uiFactFrames;
+    if (!hasFixedFrames(m_format.m_uiTag))
+        return;
+    const std::uint64_t uiSampleBytes = (m_format.m_uiBits + std::uint64_t(7)) / 8;
+    const std::uint64_t uiFrameBytes =
+        m_format.m_uiBlockAlign != 0 ? m_format.m_uiBlockAlign : uiSampleBytes * m_format.m_uiChannels;
+    m_uiFrames = uiFrameBytes == 0 ? 0 : m_data.m_uiSize / uiFrameBytes;
+}
+
+} // namespace Vexalor

@@ -1,0 +1,48 @@
+#pragma once
+
+#include "quillcast-audio/CueSheet.h"
+#include "quillcast-fileformat-iff/RiffFile.h"
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace Vexalor
+{
+
+/// Where the parts of a WAV file lie: what reading and writing annotations need of the container.
+class WavStructure
+{
+public:
+    /// Reads the headers. False, with getError set, for what is no WAV file: no "fmt " before the samples or
+    /// a damaged one, no "data", a chunk of annotations that runs past the end.
+    bool read(IffSource& io_source);
+
+    const RiffFile& getRiff() const { return m_riff; }
+    const WavFormat& getFormat() const { return m_format; }
+    const IffChunk& getData() const { return m_data; }
+    /// Frames by the headers; 0 for codings in which frames have no fixed size and which do not tell.
+    std::uint64_t getFrameCount() const { return m_uiFrames; }
+
+    /// "list" in lower case is written by some editors.
+    static bool isList(const IffChunk& in_chunk);
+    /// The type of a list, such as "adtl"; empty if it cannot be read.
+    static std::string getListType(IffSource& io_source, const IffChunk& in_chunk);
+
+    const std::string& getError() const { return m_strError; }
+
+private:
+    bool readChunk(IffSource& io_source, const IffChunk& in_chunk);
+    bool readFormat(IffSource& io_source, const IffChunk& in_chunk);
+    void countFrames();
+    bool fail(const std::string& in_strError);
+
+    RiffFile m_riff;
+    WavFormat m_format;
+    IffChunk m_data;
+    std::uint64_t m_uiFactFrames = 0;
+    std::uint64_t m_uiFrames = 0;
+    std::string m_strError;
+};
+
+} // namespace Vexalor
