@@ -18,8 +18,10 @@ PROVIDED = ["platform/quillcast-core/Handle.h", "platform/quillcast-fileformat-i
 CASES = [
     ("platform/quillcast-infra/A.cpp", '"quillcast-core/Handle.h"', None),
     ("platform/quillcast-infra/A.cpp", "<quillcast-core/Handle.h>", None),
-    ("platform/quillcast-core/A.cpp", '"quillcast-infra/DynLibsLoader.h"', "quillcast-core may not include quillcast-infra"),
-    ("machine-learning/src/MLHelpers.cpp", '"quillcast-fileformat-iff/ChunkWalker.h"', "may not include quillcast-fileformat-iff"),
+    ("platform/quillcast-core/A.cpp", '"quillcast-infra/DynLibsLoader.h"',
+     "quillcast-core may not include quillcast-infra"),
+    ("machine-learning/src/MLHelpers.cpp", '"quillcast-fileformat-iff/ChunkWalker.h"',
+     "may not include quillcast-fileformat-iff"),
     ("platform/quillcast-audio/A.cpp", '"quillcast-fileformat-iff/ChunkWalker.h"', None),
     ("applications/main.cpp", '"MLTester.h"', None),
     ("platform/quillcast-math/A.cpp", '"MLTester.h"', "quillcast-math may not include machine-learning"),

@@ -1,0 +1,385 @@
+#!/usr/bin/env python3
+"""Composes telephone calls, with exact labels, from recorded prompts.
+
+Takes the spoken prompts of the Debian packages asterisk-core-sounds-*-wav (8 kHz, 16 bit, one speaker a language),
+places them between pauses and call tones, adds noise at a stated signal-to-noise ratio, and writes for each call a
+WAV file and a label text beside it (start<TAB>stop<TAB>label, seconds, every time a multiple of a sample). The labels
+VOICE, OTHER (call tones) and SILENCE cover the call without gap or overlap.
+
+VOICE comes from the energy of the clean prompt and the place where it was put, so it stays true under noise. The
+ratio is measured over the VOICE samples of the call: power of the clean speech over power of the noise added there.
+
+Also writes calls.lst (the recordings, a name a line), provenance.tsv (which prompt stands where) and CREDITS.txt (the
+calls are adaptations of the prompts and stay under their licences). The same options give the same bytes.
+"""
+
+import argparse
+import array
+import glob
+import math
+import operator
+import os
+import sys
+import wave
+
+RATE = 8000
+SOUNDS = "/usr/share/asterisk/sounds"
+# What is in the packages but no speech.
+NO_SPEECH = {"beep", "beeperr", "ascending-2tone", "descending-2tone", "confbridge-join", "confbridge-leave",
+             "tt-monkeys"}
+CREDITS = {
+    "en": "Allison Smith, CC-BY-SA-3.0",
+    "es": "Allison Smith, CC-BY-SA-3.0",
+    "fr": "June Wallack, CC-BY-SA-3.0",
+    "it": "Carlo Flora (www.carloflora.com), CC-BY-3.0",
+    "ru": "IVRvoice.ru, provided by Maxim Topal, CC-BY-3.0",
+}
+
+# The energy rule: mean square over two hops at every hop; speech above the threshold; short gaps closed, short runs
+# dropped.
+HOP = RATE // 100
+FLOOR = 10.0 ** -4.2
+BELOW_LOUD = 10.0 ** -3.0
+LONGEST_GAP = RATE // 5
+SHORTEST_RUN = RATE // 20
+
+DTMF_ROWS = (697, 770, 852, 941)
+DTMF_COLUMNS = (1209, 1336, 1477, 1633)
+
+
+class Random:
+    """SplitMix64: the same numbers everywhere, whatever the Python version."""
+
+    MASK = (1 << 64) - 1
+
+    def __init__(self, seed):
+        self.state = seed & self.MASK
+
+    def bits(self):
+        self.state = (self.state + 0x9E3779B97F4A7C15) & self.MASK
+        z = self.state
+        z = ((z ^ (z >> 30)) * 0xBF58476D1CE4E5B9) & self.MASK
+        z = ((z ^ (z >> 27)) * 0x94D049BB133111EB) & self.MASK
+        return z ^ (z >> 31)
+
+    def below(self, count):
+        return self.bits() * count >> 64
+
+    def pick(self, items):
+        return items[self.below(len(items))]
+
+    def uniform(self, low, high):
+        return low + (high - low) * (self.bits() >> 11) / float(1 << 53)
+
+
+class Prompt:
+    """A recorded prompt: samples, and the sample intervals in which its speaker speaks."""
+
+    def __init__(self, path):
+        self.path = path
+        with wave.open(path) as source:
+            if (source.getframerate(), source.getnchannels(), source.getsampwidth()) != (RATE, 1, 2):
+                raise ValueError("%s: not %d Hz, one channel, 16 bit" % (path, RATE))
+            self.samples = array.array("h", source.readframes(source.getnframes()))
+        if sys.byteorder == "big":
+            self.samples.byteswap()
+        self.voice = speech_intervals(self.samples)
+
+
+def speech_intervals(samples):
+    """Sample intervals [start, stop) of a clean recording that the energy rule calls speech."""
+    sums = [sum(map(operator.mul, hop, hop)) for hop in
+            (samples[i:i + HOP] for i in range(0, len(samples) - HOP + 1, HOP))]
+    energies = [(a + b) / (2 * HOP * 32768.0 ** 2) for a, b in zip(sums, sums[1:])]
+    if not energies:
+        return []
+    threshold = max(FLOOR, percentile(energies, 0.99) * BELOW_LOUD)
+    runs = []
+    for index, energy in enumerate(energies):
+        if energy <= threshold:
+            continue
+        start, stop = index * HOP, (index + 2) * HOP
+        if runs and start - runs[-1][1] <= LONGEST_GAP:
+            runs[-1][1] = stop
+        else:
+            runs.append([start, stop])
+    return [(start, stop) for start, stop in runs if stop - start >= SHORTEST_RUN]
+
+
+def percentile(values, part):
+    """Linear interpolation between the neighbours in order."""
+    ordered = sorted(values)
+    place = part * (len(ordered) - 1)
+    low = int(place)
+    high = min(low + 1, len(ordered) - 1)
+    return ordered[low] + (ordered[high] - ordered[low]) * (place - low)
+
+
+def tone(frequencies, count, level):
+    """count samples of a sum of sines, each of this level (1 is full scale), with edges of 2 ms."""
+    edge = min(RATE // 500, count // 2)
+    samples = [0.0] * count
+    for frequency in frequencies:
+        step = 2.0 * math.pi * frequency / RATE
+        samples = [s + math.sin(step * i) for i, s in enumerate(samples)]
+    for i in range(edge):
+        samples[i] *= i / edge
+        samples[count - 1 - i] *= i / edge
+    return [s * level * 32768.0 for s in samples]
+
+
+def make_noise(random, kind, count):
+    """count samples of stationary noise; its power is of no concern, add_noise measures it."""
+    # Twelve 5-bit numbers of one draw add up to a bell-shaped one: no function of the machine's library is involved.
+    white = [(sum((z >> s) & 31 for s in range(0, 60, 5)) - 186) / 32.0 for z in (random.bits() for _ in range(count))]
+    if kind == "white":
+        return white
+    # "room": most of its power below 300 Hz, as ventilation and traffic have it.
+    room, last = [], 0.0
+    for value in white:
+        last = 0.8 * last + value
+        room.append(last)
+    return room
+
+
+class Noises:
+    """One table of noise a kind; a call reads it from a random place, wrapping round."""
+
+    LENGTH = 1 << 17
+
+    def __init__(self, random):
+        self.tables = {kind: make_noise(random, kind, self.LENGTH) for kind in ("white", "room")}
+
+    def take(self, random, count):
+        kind = random.pick(sorted(self.tables))
+        table = self.tables[kind]
+        start = random.below(len(table))
+        return kind, (table[start:] + table * (count // len(table) + 1))[:count]
+
+
+class Call:
+    """A call under construction: clean samples, and who is heard when."""
+
+    def __init__(self):
+        self.samples = []
+        self.intervals = []  # (start, stop, label), in order, silence left out
+        self.places = []     # (start, stop, what)
+
+    def add_pause(self, seconds):
+        self.samples.extend([0.0] * int(seconds * RATE))
+
+    def add_tone(self, name, frequencies, seconds, level):
+        start = len(self.samples)
+        self.samples.extend(tone(frequencies, int(seconds * RATE), level))
+        self.intervals.append((start, len(self.samples), "OTHER"))
+        self.places.append((start, len(self.samples), name))
+
+    def add_prompt(self, prompt, gain, name):
+        start = len(self.samples)
+        self.samples.extend([gain * s for s in prompt.samples])
+        self.intervals.extend((start + a, start + b, "VOICE") for a, b in prompt.voice)
+        self.places.append((start, len(self.samples), name))
+
+    def covered(self):
+        """The intervals with the silence between them: [0, length) without gap or overlap."""
+        whole, at = [], 0
+        for start, stop, label in self.intervals + [(len(self.samples), len(self.samples), "")]:
+            if start > at:
+                whole.append((at, start, "SILENCE"))
+            if stop > start:
+                whole.append((start, stop, label))
+            at = stop
+        return whole
+
+    def add_noise(self, noise, snr):
+        """Adds noise at a ratio in dB over the voice, by scaling the noise."""
+        def power(samples):
+            total, count = 0.0, 0
+            for start, stop, label in self.intervals:
+                if label == "VOICE":
+                    total += sum(map(operator.mul, samples[start:stop], samples[start:stop]))
+                    count += stop - start
+            return total / count
+        gain = math.sqrt(power(self.samples) / power(noise) / 10.0 ** (snr / 10.0))
+        self.samples = [s + gain * n for s, n in zip(self.samples, noise)]
+
+    def pcm(self):
+        """The samples as 16-bit numbers, scaled down where they would not fit."""
+        peak = max(map(abs, self.samples))
+        if peak > 32767.0:
+            factor = 32767.0 / peak
+            self.samples = [factor * s for s in self.samples]
+        return array.array("h", map(round, self.samples))
+
+
+def add_call_tone(random, call):
+    """Ringing, busy or dialling, as one hears them in a call."""
+    kind = random.pick(("ringback", "busy", "dtmf"))
+    level = random.uniform(0.04, 0.15)
+    if kind == "dtmf":
+        for _ in range(3 + random.below(6)):
+            row, column = random.pick(DTMF_ROWS), random.pick(DTMF_COLUMNS)
+            call.add_tone("dtmf %d+%d" % (row, column), (row, column), random.uniform(0.07, 0.15), level)
+            call.add_pause(random.uniform(0.06, 0.15))
+        return
+    european = random.below(2) == 0
+    frequencies = (425,) if european else ((440, 480) if kind == "ringback" else (480, 620))
+    on, off = (0.5, 0.5) if kind == "busy" else (random.uniform(1.0, 2.0), random.uniform(1.5, 2.5))
+    for _ in range(1 + random.below(3)):
+        call.add_tone("%s %s" % (kind, "+".join(map(str, frequencies))), frequencies, on, level)
+        call.add_pause(off)
+
+
+def compose(random, noises, prompts, seconds, snr):
+    """One call of about that length; snr None leaves it clean."""
+    call = Call()
+    gain = 10.0 ** (random.uniform(-12.0, -3.0) / 20.0)
+    call.add_pause(random.uniform(0.3, 1.0))
+    while len(call.samples) < seconds * RATE or not call.intervals:
+        if random.below(6) == 0:
+            add_call_tone(random, call)
+        prompt = random.pick(prompts)
+        call.add_prompt(prompt, gain, prompt.path)
+        # Short pauses inside what one speaker says, long ones between turns.
+        call.add_pause(random.uniform(0.1, 0.6) if random.below(3) else random.uniform(0.8, 3.0))
+    kind = "none"
+    if snr is not None:
+        kind, noise = noises.take(random, len(call.samples))
+        call.add_noise(noise, snr)
+    return call, kind
+
+
+def load_prompts(sounds, language):
+    """The spoken prompts of a language, in the order of their names."""
+    folders = sorted(folder for folder in glob.glob(os.path.join(sounds, language + "_*"))
+                     if os.path.isdir(folder) and not os.path.islink(folder))
+    prompts = []
+    for path in sorted(glob.glob(os.path.join(folders[0], "**", "*.wav"), recursive=True)) if folders else []:
+        name = os.path.splitext(os.path.basename(path))[0]
+        # 44 bytes of header; prompts of half a second to eight seconds.
+        if name not in NO_SPEECH and RATE <= os.path.getsize(path) - 44 <= 16 * RATE:
+            prompts.append(path)
+    if not prompts:
+        raise ValueError("no prompts of language %s in %s (package asterisk-core-sounds-%s-wav)"
+                         % (language, sounds, language))
+    return prompts
+
+
+class PromptCache:
+    """Reads a prompt when it is picked; recordings in which nobody speaks are passed over."""
+
+    def __init__(self, paths):
+        self.paths = paths
+        self.prompts = {}
+
+    def __len__(self):
+        return len(self.paths)
+
+    def __getitem__(self, index):
+        for offset in range(len(self.paths)):
+            path = self.paths[(index + offset) % len(self.paths)]
+            if path not in self.prompts:
+                self.prompts[path] = Prompt(path)
+            if self.prompts[path].voice:
+                return self.prompts[path]
+        raise ValueError("nobody speaks in any of %d prompts" % len(self.paths))
+
+
+def seconds_of(sample):
+    """A sample position as text; 1/8000 s has six decimals, so that it is exact."""
+    return "%d.%06d" % (sample // RATE, sample % RATE * (1000000 // RATE))
+
+
+def write_call(folder, name, call):
+    with wave.open(os.path.join(folder, name + ".wav"), "wb") as out:
+        out.setparams((1, 2, RATE, 0, "NONE", ""))
+        pcm = call.pcm()
+        if sys.byteorder == "big":
+            pcm.byteswap()
+        out.writeframes(pcm.tobytes())
+    with open(os.path.join(folder, name + ".txt"), "w", encoding="utf-8") as out:
+        for start, stop, label in call.covered():
+            out.write("%s\t%s\t%s\n" % (seconds_of(start), seconds_of(stop), label))
+
+
+def parse_snr(text):
+    """A ratio in dB, None for clean; argparse reports the error."""
+    if text == "clean":
+        return None
+    snr = float(text)
+    if not -40.0 <= snr <= 100.0:
+        raise ValueError("%s dB is not between -40 and 100" % text)
+    return snr
+
+
+def parse_options(arguments):
+    parser = argparse.ArgumentParser(description=__doc__.split("\n\n")[0])
+    parser.add_argument("--out", required=True, help="folder to write to; created")
+    parser.add_argument("--languages", default="en,es,fr,it,ru", help="of en,es,fr,it,ru (default: all)")
+    parser.add_argument("--calls", type=int, default=4, help="calls a language (default: 4)")
+    parser.add_argument("--minutes", type=float, default=10.0, help="length of all calls together (default: 10)")
+    parser.add_argument("--snr", default="30,20,10",
+                        help='dB, or "clean"; the calls of a language take them in turn (default: 30,20,10)')
+    parser.add_argument("--seed", type=int, default=1)
+    parser.add_argument("--sounds", default=SOUNDS, help="where the prompts are (default: %(default)s)")
+    options = parser.parse_args(arguments[1:])
+    languages = options.languages.split(",")
+    try:
+        snrs = [parse_snr(text) for text in options.snr.split(",")]
+    except ValueError as error:
+        parser.error("--snr: %s" % error)
+    if options.calls < 1 or not 0 < options.minutes <= 600:
+        parser.error("--calls wants 1 or more, --minutes more than 0 and at most 600")
+
+    return options, languages, snrs
+
+
+def write_calls(options, languages, snrs):
+    """Composes and writes all calls; returns their names, the lines of provenance.tsv and samples by label."""
+    random = Random(options.seed)
+    noises = Noises(random)
+    seconds = options.minutes * 60.0 / (options.calls * len(languages))
+    total = dict.fromkeys(("VOICE", "OTHER", "SILENCE"), 0)
+    names, places = [], []
+    for language in languages:
+        prompts = PromptCache(load_prompts(options.sounds, language))
+        for number in range(options.calls):
+            snr = snrs[number % len(snrs)]
+            call, noise = compose(random, noises, prompts, seconds, snr)
+            name = "call_%s_%02d" % (language, number + 1)
+            write_call(options.out, name, call)
+            names.append(name)
+            for start, stop, label in call.covered():
+                total[label] += stop - start
+            ratio = "clean" if snr is None else "%g dB %s" % (snr, noise)
+            places.extend("\t".join((name, ratio, seconds_of(start), seconds_of(stop), what))
+                          for start, stop, what in call.places)
+    return names, places, total
+
+
+def write_text(options, name, lines):
+    with open(os.path.join(options.out, name), "w", encoding="utf-8") as out:
+        out.write("".join(line + "\n" for line in lines))
+
+
+def main(arguments):
+    options, languages, snrs = parse_options(arguments)
+    try:
+        os.makedirs(options.out, exist_ok=True)
+        names, places, total = write_calls(options, languages, snrs)
+        write_text(options, "calls.lst", [name + ".wav" for name in names])
+        write_text(options, "provenance.tsv", ["call\tnoise\tstart_s\tstop_s\tprompt_or_tone"] + places)
+        write_text(options, "CREDITS.txt",
+                   ["Calls composed from recorded prompts (cut together, level changed, tones and noise added)."] +
+                   ["%s: package asterisk-core-sounds-%s-wav, %s"
+                    % (language, language, CREDITS.get(language, "see there")) for language in languages])
+    except (OSError, EOFError, ValueError, wave.Error) as error:
+        print("compose_calls.py: %s" % error, file=sys.stderr)
+        return 1
+    print("%d calls, %s: %s" % (len(names), ", ".join(languages), ", ".join(
+        "%s %.1f s" % (label, count / RATE) for label, count in total.items())))
+    return 0
+
+
+if __name__ == "__main__":
+    sys.exit(main(sys.argv))
