@@ -15,7 +15,8 @@ public:
     /// The account of that name, created on first use.
     static MemAccount& get(const char* in_name);
 
-    void* allocate(std::size_t in_uiBytes)
+    /// Not inlined: the compiler would take the pair of a class's operators for a mismatched one.
+    [[gnu::noinline]] void* allocate(std::size_t in_uiBytes)
     {
         void* pMemory = ::operator new(in_uiBytes);
         m_iBlocks.fetch_add(1, std::memory_order_relaxed);
@@ -42,17 +43,27 @@ private:
 
 } // namespace Vexalor
 
-/// In the public part of a class: its account's name and its allocation under it. Blocks carry no header of ours,
-/// since the serialisation library may release with the global operator what it allocated through the class.
+/// In the public part of a class: its account's name and its allocation under it. Blocks carry no header of
+/// ours, since the serialisation library may release with the global operator what it allocated through the
+/// class.
 #define QC_MEM_ACCOUNT(name)                                                                                 \
-    static const char* getMemAccountName() { return name; }                                                  \
+    static const char* getMemAccountName()                                                                   \
+    {                                                                                                        \
+        return name;                                                                                         \
+    }                                                                                                        \
     static ::Vexalor::MemAccount& getMemAccount()                                                            \
     {                                                                                                        \
         static ::Vexalor::MemAccount& account = ::Vexalor::MemAccount::get(name);                            \
         return account;                                                                                      \
     }                                                                                                        \
-    static void* operator new(std::size_t in_uiBytes) { return getMemAccount().allocate(in_uiBytes); }       \
-    static void* operator new(std::size_t, void* in_pPlace) noexcept { return in_pPlace; }                   \
+    static void* operator new(std::size_t in_uiBytes)                                                        \
+    {                                                                                                        \
+        return getMemAccount().allocate(in_uiBytes);                                                         \
+    }                                                                                                        \
+    static void* operator new(std::size_t, void* in_pPlace) noexcept                                         \
+    {                                                                                                        \
+        return in_pPlace;                                                                                    \
+    }                                                                                                        \
     static void operator delete(void* io_pMemory, std::size_t in_uiBytes) noexcept                           \
     {                                                                                                        \
         getMemAccount().release(io_pMemory, in_uiBytes);                                                     \

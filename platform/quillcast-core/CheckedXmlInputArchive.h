@@ -1,0 +1,65 @@
+#pragma once
+
+#include <boost/archive/archive_exception.hpp>
+#include <cstddef>
+#include <istream>
+#include <memory>
+#include <string>
+
+namespace boost::archive
+{
+class polymorphic_iarchive;
+}
+
+namespace Vexalor
+{
+
+/// Says what is wrong with an XML archive, and where: "line 7, element 'm_dLevel': 'x' is not a number".
+class ArchiveError : public boost::archive::archive_exception
+{
+public:
+    explicit ArchiveError(std::string in_strMessage);
+    const char* what() const noexcept override;
+
+private:
+    std::string m_strMessage;
+};
+
+/// Reads what XmlOutputArchive or the polymorphic XML output archive of the serialisation library wrote, and
+/// refuses everything else by an exception: damaged, forged or oversized files neither crash nor leak nor
+/// take memory beyond a small multiple of their size. Stricter than the library's own reader: elements must
+/// have the names that the program expects, numbers must fit their fields, and objects form a tree. nan and
+/// inf are numbers.
+///
+/// Call order: (objects and values through get)* finish. The archive owns what is being loaded until a handle
+/// takes it (OwnershipScope), so it outlives the loading of each object.
+class CheckedXmlInputArchive
+{
+public:
+    /// Largest input, in bytes.
+    static constexpr std::size_t MAX_SIZE = std::size_t(16) << 20;
+    /// Deepest nesting of elements.
+    static constexpr std::size_t MAX_DEPTH = 64;
+
+    /// Reads the whole stream. Throws ArchiveError when that fails or when it does not begin like an archive.
+    explicit CheckedXmlInputArchive(std::istream& io_stream);
+    ~CheckedXmlInputArchive();
+
+    boost::archive::polymorphic_iarchive& get();
+
+    /// True when in_strKey stands as a class key somewhere in the input, read or not yet read.
+    bool mentionsClass(const std::string& in_strKey) const;
+
+    /// The class key of the next element, which stays unread; empty when it has none.
+    std::string peekClassKey();
+
+    /// Throws ArchiveError unless the end tag of the archive follows, and behind it nothing but white space
+    /// and XML comments.
+    void finish();
+
+private:
+    struct State;
+    std::unique_ptr<State> m_pState;
+};
+
+} // namespace Vexalor

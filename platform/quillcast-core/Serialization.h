@@ -1,0 +1,48 @@
+#pragma once
+
+#include <boost/serialization/access.hpp>
+#include <boost/serialization/export.hpp>
+
+/// What the header of a serialised class needs; the archives themselves stay in the .cpp.
+///
+/// In the header, an Object whose key is "MLThingConfig" and whose base has a key of its own:
+///
+///     class ThingConfig : public virtual Config
+///     {
+///         ...
+///     private:
+///         friend class boost::serialization::access;
+///         template <class Archive>
+///         void serialize(Archive& io_archive, unsigned int in_uiVersion);
+///
+///         double m_dLevel = 0.5;
+///         CountedObjPtr<Config> m_pInner;
+///     };
+///
+/// and behind all namespaces
+///
+///     BOOST_CLASS_EXPORT_KEY2(Vexalor::MachineLearning::ThingConfig, "MLThingConfig")
+///
+/// In the one .cpp, which includes SerializationArchives.h:
+///
+///     template <class Archive>
+///     void ThingConfig::serialize(Archive& io_archive, unsigned int)
+///     {
+///         serializeBase<Config>(io_archive, *this);
+///         QC_FIELD(m_dLevel);
+///         QC_FIELD(m_pInner);
+///     }
+///
+///     QC_ARCHIVES(ThingConfig);
+///
+/// and behind all namespaces, unless the class is abstract,
+///
+///     BOOST_CLASS_EXPORT_IMPLEMENT(Vexalor::MachineLearning::ThingConfig)
+///
+/// Rules. A class that is created by its key is default-constructible and derives from Object. Objects are
+/// owned through handles (CountedObjPtr, CloneableObjPtr) or values, never through bare pointers. What is
+/// saved is a tree: an object that two handles share is written twice. New fields are appended under a higher
+/// BOOST_CLASS_VERSION and read only if in_uiVersion says that they are there. A number, bool, character,
+/// string, vector or enum is a field as it is; whether a number makes sense is for the class to check, an
+/// enum included. A unit of serialised classes includes no header of a concrete archive, such as
+/// polymorphic_xml_iarchive.hpp.
