@@ -16,8 +16,7 @@ namespace
 
 constinit Logger s_logger("quillcast.math.RealFft");
 
-using Lanes::fetch;
-using Lanes::Four;
+using Lanes::WIDTH;
 
 /// A complex vector as two arrays.
 struct Split
@@ -54,8 +53,8 @@ template <class V>
 [[gnu::always_inline]] inline void load(const ConstSplit& in_vector, std::size_t in_uiIndex,
                                         Complex<V>& out_value)
 {
-    fetch(in_vector.m_pReal + in_uiIndex, out_value.m_real);
-    fetch(in_vector.m_pImaginary + in_uiIndex, out_value.m_imaginary);
+    Lanes::fetch(in_vector.m_pReal + in_uiIndex, out_value.m_real);
+    Lanes::fetch(in_vector.m_pImaginary + in_uiIndex, out_value.m_imaginary);
 }
 
 template <class V>
@@ -88,26 +87,13 @@ template <class V>
     io_v[3] = {diffEven.m_real - diffOdd.m_imaginary, diffEven.m_imaginary + diffOdd.m_real};
 }
 
-/// Rows become columns.
-[[gnu::always_inline]] inline void transpose(Four& io_a, Four& io_b, Four& io_c, Four& io_d)
-{
-    const Four abLow = __builtin_shufflevector(io_a, io_b, 0, 4, 2, 6);
-    const Four abHigh = __builtin_shufflevector(io_a, io_b, 1, 5, 3, 7);
-    const Four cdLow = __builtin_shufflevector(io_c, io_d, 0, 4, 2, 6);
-    const Four cdHigh = __builtin_shufflevector(io_c, io_d, 1, 5, 3, 7);
-    io_a = __builtin_shufflevector(abLow, cdLow, 0, 1, 4, 5);
-    io_b = __builtin_shufflevector(abHigh, cdHigh, 0, 1, 4, 5);
-    io_c = __builtin_shufflevector(abLow, cdLow, 2, 3, 6, 7);
-    io_d = __builtin_shufflevector(abHigh, cdHigh, 2, 3, 6, 7);
-}
-
 /// The first stage, where neighbouring butterflies lie side by side in the input only.
 template <class V>
 [[gnu::always_inline]] inline void firstStage(const Split& in_source, const Split& out_target,
                                               std::size_t in_uiQuarter, const double* in_pTwiddles)
 {
     const std::size_t m = in_uiQuarter;
-    for (std::size_t p = 0; p < m; p += sizeof(V) / sizeof(double))
+    for (std::size_t p = 0; p < m; p += WIDTH<V>)
     {
         Complex<V> v[4];
         for (std::size_t k = 0; k < 4; ++k)
@@ -119,17 +105,15 @@ template <class V>
             load({in_pTwiddles + (2 * k - 2) * m, in_pTwiddles + (2 * k - 1) * m}, p, factor);
             turn(v[k], factor.m_real, factor.m_imaginary);
         }
-        if constexpr (sizeof(V) == sizeof(Four))
-        {
-            transpose(v[0].m_real, v[1].m_real, v[2].m_real, v[3].m_real);
-            transpose(v[0].m_imaginary, v[1].m_imaginary, v[2].m_imaginary, v[3].m_imaginary);
-        }
+        Lanes::zip(v[0].m_real, v[1].m_real, v[2].m_real, v[3].m_real);
+        Lanes::zip(v[0].m_imaginary, v[1].m_imaginary, v[2].m_imaginary, v[3].m_imaginary);
         for (std::size_t k = 0; k < 4; ++k)
-            store(out_target, 4 * p + k * (sizeof(V) / sizeof(double)), v[k]);
+            store(out_target, 4 * p + k * WIDTH<V>, v[k]);
     }
 }
 
 /// A later stage: in_uiStride butterflies, a multiple of four, share each twiddle factor.
+template <class V>
 [[gnu::always_inline]] inline void laterStage(const Split& in_source, const Split& out_target,
                                               std::size_t in_uiQuarter, std::size_t in_uiStride,
                                               const double* in_pTwiddles)
@@ -137,9 +121,9 @@ template <class V>
     const std::size_t m = in_uiQuarter;
     const std::size_t s = in_uiStride;
     for (std::size_t p = 0; p < m; ++p)
-        for (std::size_t q = 0; q < s; q += 4)
+        for (std::size_t q = 0; q < s; q += WIDTH<V>)
         {
-            Complex<Four> v[4];
+            Complex<V> v[4];
             for (std::size_t k = 0; k < 4; ++k)
                 load(in_source, q + s * (p + k * m), v[k]);
             butterfly(v);
@@ -155,7 +139,7 @@ template <class V>
 [[gnu::always_inline]] inline void pairStage(const Split& in_source, const Split& out_target,
                                              std::size_t in_uiStride)
 {
-    for (std::size_t q = 0; q < in_uiStride; q += sizeof(V) / sizeof(double))
+    for (std::size_t q = 0; q < in_uiStride; q += WIDTH<V>)
     {
         Complex<V> a;
         Complex<V> b;
@@ -166,7 +150,8 @@ template <class V>
     }
 }
 
-/// Transform of in_uiLength complex values in io_source; returns which of the two vectors holds the result.
+/// Transform of in_uiLength complex values in in_source; returns which of the two vectors holds the result.
+template <class V>
 [[gnu::always_inline]] inline Split transformComplex(Split in_source, Split in_other, std::size_t in_uiLength,
                                                      const double* in_pTwiddles)
 {
@@ -177,11 +162,11 @@ template <class V>
         if (uiLength == 2 && uiStride == 1)
             pairStage<double>(in_source, in_other, uiStride);
         else if (uiLength == 2)
-            pairStage<Four>(in_source, in_other, uiStride);
+            pairStage<V>(in_source, in_other, uiStride);
         else if (uiStride > 1)
-            laterStage(in_source, in_other, uiQuarter, uiStride, in_pTwiddles);
-        else if (uiQuarter % 4 == 0)
-            firstStage<Four>(in_source, in_other, uiQuarter, in_pTwiddles);
+            laterStage<V>(in_source, in_other, uiQuarter, uiStride, in_pTwiddles);
+        else if (uiQuarter % WIDTH<V> == 0)
+            firstStage<V>(in_source, in_other, uiQuarter, in_pTwiddles);
         else
             firstStage<double>(in_source, in_other, uiQuarter, in_pTwiddles);
         in_pTwiddles += 6 * uiQuarter;
@@ -190,26 +175,20 @@ template <class V>
     return in_source;
 }
 
-/// Even values become real parts, odd values imaginary parts.
-[[gnu::always_inline]] inline void pack(const double* in_pValues, const Split& out_vector,
-                                        std::size_t in_uiLength)
+/// Even values become real parts, odd values imaginary parts; returns how many of each were done.
+template <class V>
+[[gnu::always_inline]] inline std::size_t pack(const double* in_pValues, const Split& out_vector,
+                                               std::size_t in_uiFirst, std::size_t in_uiLength)
 {
-    std::size_t n = 0;
-    for (; n + 4 <= in_uiLength; n += 4)
+    std::size_t n = in_uiFirst;
+    for (; n + WIDTH<V> <= in_uiLength; n += WIDTH<V>)
     {
-        Four low;
-        Four high;
-        fetch(in_pValues + 2 * n, low);
-        fetch(in_pValues + 2 * n + 4, high);
-        const Complex<Four> packed{__builtin_shufflevector(low, high, 0, 2, 4, 6),
-                                   __builtin_shufflevector(low, high, 1, 3, 5, 7)};
-        store(out_vector, n, packed);
+        Complex<V> pair;
+        load({in_pValues, in_pValues + WIDTH<V>}, 2 * n, pair);
+        Lanes::unzip(pair.m_real, pair.m_imaginary);
+        store(out_vector, n, pair);
     }
-    for (; n < in_uiLength; ++n)
-    {
-        out_vector.m_pReal[n] = in_pValues[2 * n];
-        out_vector.m_pImaginary[n] = in_pValues[2 * n + 1];
-    }
+    return n;
 }
 
 /// From Z[k] and Z[M - k] of the packed sequence: X[k] and the conjugate of X[M - k] of the real one.
@@ -225,13 +204,6 @@ template <class V>
     io_high = {even.m_real - odd.m_real, even.m_imaginary - odd.m_imaginary};
 }
 
-[[gnu::always_inline]] inline void reverse(Four& io_values)
-{
-    io_values = __builtin_shufflevector(io_values, io_values, 3, 2, 1, 0);
-}
-
-[[gnu::always_inline]] inline void reverse(double&) {}
-
 /// Receives the spectrum as real and imaginary parts.
 struct SpectrumSink
 {
@@ -246,8 +218,8 @@ struct SpectrumSink
     template <class V>
     [[gnu::always_inline]] void putConjugate(std::size_t in_uiIndex, Complex<V>& io_value) const
     {
-        reverse(io_value.m_real);
-        reverse(io_value.m_imaginary);
+        Lanes::reverse(io_value.m_real);
+        Lanes::reverse(io_value.m_imaginary);
         store(m_spectrum, in_uiIndex, Complex<V>{io_value.m_real, -io_value.m_imaginary});
     }
 };
@@ -268,7 +240,7 @@ struct PowerSink
     [[gnu::always_inline]] void putConjugate(std::size_t in_uiIndex, Complex<V>& io_value) const
     {
         V power = io_value.m_real * io_value.m_real + io_value.m_imaginary * io_value.m_imaginary;
-        reverse(power);
+        Lanes::reverse(power);
         Lanes::put(m_pPower + in_uiIndex, power);
     }
 };
@@ -280,17 +252,16 @@ template <class V, class Sink>
                                                     std::size_t M, const double* in_pSplit,
                                                     const Sink& in_sink)
 {
-    constexpr std::size_t WIDTH = sizeof(V) / sizeof(double);
     std::size_t k = in_uiFirst;
-    for (; k + WIDTH <= M / 2; k += WIDTH)
+    for (; k + WIDTH<V> <= M / 2; k += WIDTH<V>)
     {
-        const std::size_t uiMirror = M - k - (WIDTH - 1);
+        const std::size_t uiMirror = M - k - (WIDTH<V> - 1);
         Complex<V> low;
         Complex<V> high;
         load(in_packed, k, low);
         load(in_packed, uiMirror, high);
-        reverse(high.m_real);
-        reverse(high.m_imaginary);
+        Lanes::reverse(high.m_real);
+        Lanes::reverse(high.m_imaginary);
         Complex<V> factor;
         load({in_pSplit, in_pSplit + M}, k, factor);
         split(low, high, factor.m_real, factor.m_imaginary);
@@ -300,39 +271,53 @@ template <class V, class Sink>
     return k;
 }
 
-template <class Sink>
-[[gnu::always_inline]] inline void transformReal(const double* in_pValues, std::size_t in_uiSize,
-                                                 const double* in_pTwiddles, const double* in_pSplit,
-                                                 double* io_pWork, const Sink& in_sink)
+/// The tables and buffers of a transform.
+struct Plan
 {
-    const std::size_t M = in_uiSize / 2;
-    const Split first{io_pWork, io_pWork + M};
-    const Split second{io_pWork + 2 * M, io_pWork + 3 * M};
-    pack(in_pValues, first, M);
-    const Split packed = transformComplex(first, second, M, in_pTwiddles);
+    std::size_t m_uiSize;
+    const double* m_pTwiddles;
+    const double* m_pSplit;
+    double* m_pWork;
+};
+
+template <class V, class Sink>
+[[gnu::always_inline]] inline void transformReal(const Plan& in_plan, const double* in_pValues,
+                                                 const Sink& in_sink)
+{
+    const std::size_t M = in_plan.m_uiSize / 2;
+    const Split first{in_plan.m_pWork, in_plan.m_pWork + M};
+    const Split second{in_plan.m_pWork + 2 * M, in_plan.m_pWork + 3 * M};
+    pack<double>(in_pValues, first, pack<V>(in_pValues, first, 0, M), M);
+    const Split packed = transformComplex<V>(first, second, M, in_plan.m_pTwiddles);
     const double dReal = packed.m_pReal[0];
     const double dImaginary = packed.m_pImaginary[0];
     in_sink.put(0, Complex<double>{dReal + dImaginary, 0.0});
     in_sink.put(M, Complex<double>{dReal - dImaginary, 0.0});
-    const std::size_t k = splitBins<Four>(packed, 1, M, in_pSplit, in_sink);
-    splitBins<double>(packed, k, M, in_pSplit, in_sink);
+    const std::size_t k = splitBins<V>(packed, 1, M, in_plan.m_pSplit, in_sink);
+    splitBins<double>(packed, k, M, in_plan.m_pSplit, in_sink);
     if (M >= 2)
         in_sink.put(M / 2, Complex<double>{packed.m_pReal[M / 2], -packed.m_pImaginary[M / 2]});
 }
 
-QC_VECTOR_CLONES
-void spectrumOf(const double* in_pValues, std::size_t in_uiSize, const double* in_pTwiddles,
-                const double* in_pSplit, double* io_pWork, double* out_pReal, double* out_pImaginary)
+template <class Sink>
+void transformNarrow(const Plan& in_plan, const double* in_pValues, const Sink& in_sink)
 {
-    transformReal(in_pValues, in_uiSize, in_pTwiddles, in_pSplit, io_pWork,
-                  SpectrumSink{{out_pReal, out_pImaginary}});
+    transformReal<Lanes::Two>(in_plan, in_pValues, in_sink);
 }
 
-QC_VECTOR_CLONES
-void powerOf(const double* in_pValues, std::size_t in_uiSize, const double* in_pTwiddles,
-             const double* in_pSplit, double* io_pWork, double* out_pPower)
+template <class Sink>
+QC_WIDE void transformWide(const Plan& in_plan, const double* in_pValues, const Sink& in_sink)
 {
-    transformReal(in_pValues, in_uiSize, in_pTwiddles, in_pSplit, io_pWork, PowerSink{out_pPower});
+    transformReal<Lanes::Four>(in_plan, in_pValues, in_sink);
+}
+
+template <class Sink>
+void transformBest(const Plan& in_plan, const double* in_pValues, const Sink& in_sink)
+{
+    if (Lanes::isWide())
+        transformWide(in_plan, in_pValues, in_sink);
+    else
+        transformNarrow(in_plan, in_pValues, in_sink);
 }
 
 /// Appends cos and sin of 2 pi k j / in_uiLength for j in [0, in_uiCount). Computed in extended precision,
@@ -369,13 +354,14 @@ bool RealFft::setSize(std::size_t in_uiSize)
 
 void RealFft::transform(const double* in_pValues, double* out_pReal, double* out_pImaginary)
 {
-    spectrumOf(in_pValues, m_uiSize, m_vTwiddles.data(), m_vSplit.data(), m_vWork.data(), out_pReal,
-               out_pImaginary);
+    const Plan plan{m_uiSize, m_vTwiddles.data(), m_vSplit.data(), m_vWork.data()};
+    transformBest(plan, in_pValues, SpectrumSink{{out_pReal, out_pImaginary}});
 }
 
 void RealFft::powerSpectrum(const double* in_pValues, double* out_pPower)
 {
-    powerOf(in_pValues, m_uiSize, m_vTwiddles.data(), m_vSplit.data(), m_vWork.data(), out_pPower);
+    const Plan plan{m_uiSize, m_vTwiddles.data(), m_vSplit.data(), m_vWork.data()};
+    transformBest(plan, in_pValues, PowerSink{out_pPower});
 }
 
 } // namespace Vexalor

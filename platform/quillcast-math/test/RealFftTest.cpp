@@ -1,4 +1,5 @@
 #include "quillcast-math/RealFft.h"
+#include "quillcast-math/VectorLanes.h"
 #include "test-support/LogCapture.h"
 
 #include <cmath>
@@ -62,6 +63,29 @@ TEST(RealFftTest, AgreesWithTheDirectTransformAtEverySize)
             ASSERT_EQ(vPower[k], vReal[k] * vReal[k] + vImaginary[k] * vImaginary[k]) << k;
         }
     }
+}
+
+TEST(RealFftTest, WideVariantGivesTheSameBits)
+{
+    const bool bEarlier = Lanes::setWide(true);
+    if (!Lanes::isWide())
+        GTEST_SKIP() << "this processor has no wide registers";
+    RealFft fft;
+    for (std::size_t uiSize = 2; uiSize <= 1024; uiSize *= 2)
+    {
+        std::vector<double> vValues(uiSize);
+        for (std::size_t n = 0; n < uiSize; ++n)
+            vValues[n] = static_cast<double>(n * 7919 % 1000) / 1000 - 0.5;
+        ASSERT_TRUE(fft.setSize(uiSize));
+        std::vector<double> vWide(uiSize / 2 + 1);
+        std::vector<double> vNarrow(uiSize / 2 + 1);
+        Lanes::setWide(true);
+        fft.powerSpectrum(vValues.data(), vWide.data());
+        Lanes::setWide(false);
+        fft.powerSpectrum(vValues.data(), vNarrow.data());
+        EXPECT_EQ(vWide, vNarrow) << uiSize;
+    }
+    Lanes::setWide(bEarlier);
 }
 
 TEST(RealFftTest, LargestSizeKeepsItsPrecision)
