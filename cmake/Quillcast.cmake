@@ -3,23 +3,30 @@
 include(GoogleTest)
 
 # qc_library(NAME SOURCES file... HEADERS file... [PUBLIC target...] [PRIVATE target...])
-#   A shared library whose headers are included as <directory name>/Header.h. Shared only: classes register their
-#   keys in static initialisers, which a static archive would lose. Default visibility, so that a plug-in shares the
-#   class registry with its host.
+#   A shared library whose headers are included as "folder/Header.h", or as "Header.h" where the folder is named src.
+#   Shared only: classes register their keys in static initialisers, which a static archive would lose. Default
+#   visibility, so that a plug-in shares the class registry with its host.
 function(qc_library NAME)
     cmake_parse_arguments(ARG "" "" "SOURCES;HEADERS;PUBLIC;PRIVATE" ${ARGN})
     add_library(${NAME} SHARED ${ARG_SOURCES} ${ARG_HEADERS})
     target_link_libraries(${NAME} PUBLIC ${ARG_PUBLIC} PRIVATE ${ARG_PRIVATE})
-    get_filename_component(INCLUDE_ROOT ${CMAKE_CURRENT_SOURCE_DIR} DIRECTORY)
-    target_include_directories(${NAME} PUBLIC
-        $<BUILD_INTERFACE:${INCLUDE_ROOT}> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
-    set_target_properties(${NAME} PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR})
     get_filename_component(FOLDER ${CMAKE_CURRENT_SOURCE_DIR} NAME)
+    if(FOLDER STREQUAL "src")
+        set(INCLUDE_ROOT ${CMAKE_CURRENT_SOURCE_DIR})
+        set(INSTALL_ROOT ${CMAKE_INSTALL_INCLUDEDIR}/${NAME})
+        set(HEADER_FOLDER ${INSTALL_ROOT})
+    else()
+        get_filename_component(INCLUDE_ROOT ${CMAKE_CURRENT_SOURCE_DIR} DIRECTORY)
+        set(INSTALL_ROOT ${CMAKE_INSTALL_INCLUDEDIR})
+        set(HEADER_FOLDER ${INSTALL_ROOT}/${FOLDER})
+    endif()
+    target_include_directories(${NAME} PUBLIC $<BUILD_INTERFACE:${INCLUDE_ROOT}> $<INSTALL_INTERFACE:${INSTALL_ROOT}>)
+    set_target_properties(${NAME} PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR})
     install(TARGETS ${NAME} EXPORT ${PROJECT_NAME} LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
-    install(FILES ${ARG_HEADERS} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/${FOLDER})
+    install(FILES ${ARG_HEADERS} DESTINATION ${HEADER_FOLDER})
 endfunction()
 
-# qc_test(NAME SOURCES file... DEPENDS target... [DATA directory])
+# qc_test(NAME SOURCES file... DEPENDS target...)
 #   A GoogleTest executable, each of its tests known to ctest. QC_TEST_DATA names its folder of goldens.
 function(qc_test NAME)
     cmake_parse_arguments(ARG "" "" "SOURCES;DEPENDS" ${ARGN})

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 #include <log4cplus/appender.h>
-#include <log4cplus/loglevel.h>
 #include <log4cplus/logger.h>
+#include <log4cplus/loglevel.h>
 #include <log4cplus/spi/loggingevent.h>
 
 namespace Vexalor::Testing
@@ -78,9 +78,9 @@ bool LogCapture::has(const std::string& in_strLine) const
 
 std::size_t LogCapture::count(const std::string& in_strPart) const
 {
-    return static_cast<std::size_t>(std::count_if(lines().begin(), lines().end(),
-                                                  [&](const std::string& in_strLine)
-                                                  { return in_strLine.find(in_strPart) != std::string::npos; }));
+    return static_cast<std::size_t>(std::count_if(
+        lines().begin(), lines().end(),
+        [&](const std::string& in_strLine) { return in_strLine.find(in_strPart) != std::string::npos; }));
 }
 
 std::string LogCapture::text() const

@@ -15,16 +15,18 @@ class access;
 namespace Vexalor::MachineLearning
 {
 
-/// A stream of training or test patterns: an input vector and, where there is one, a target vector per pattern.
+/// A stream of training or test patterns: an input vector and, where there is one, a target vector per
+/// pattern.
 ///
-/// Call order of a pass: gotoStart (generateNext (getInput getTarget?)*)*, until generateNext returns false. A
-/// generator is used by one thread at a time. Operations report failure by returning false and log the reason; they
-/// do not throw.
+/// Call order of a pass: gotoStart (generateNext (getInput getTarget?)*)*, until generateNext returns false.
+/// A generator is used by one thread at a time. Operations report failure by returning false and log the
+/// reason; they do not throw.
 class DataGenerator : public virtual Object
 {
 public:
-    /// Rewinds to before the first pattern; none is current afterwards. Resets the entity to reset, if any, and opens
-    /// the source if it is not open yet. False if the source cannot be opened or rewound, or if the reset failed.
+    /// Rewinds to before the first pattern; none is current afterwards. Resets the entity to reset, if any,
+    /// and opens the source if it is not open yet. False if the source cannot be opened or rewound, or if the
+    /// reset failed.
     virtual bool gotoStart() = 0;
 
     /// Makes the next pattern current; unusable records are skipped with a warning. False when the stream is
@@ -34,21 +36,24 @@ public:
     /// True when the source is exhausted.
     virtual bool atEnd() const = 0;
 
-    /// Copies the current pattern's input (size N). False, with out_vInput untouched, when no pattern is current.
+    /// Copies the current pattern's input (size N). False, with out_vInput untouched, when no pattern is
+    /// current.
     virtual bool getInput(DoubleVector& out_vInput) = 0;
 
-    /// Copies the current pattern's target (size K). False, with out_vTarget untouched, when there is none: that is
-    /// normal and no error.
+    /// Copies the current pattern's target (size K). False, with out_vTarget untouched, when there is none:
+    /// that is normal and no error.
     virtual bool getTarget(DoubleVector& out_vTarget) = 0;
 
-    /// Name of the dynamic library from which the class of this generator was loaded; unset when there is none.
+    /// Name of the dynamic library from which the class of this generator was loaded; unset when there is
+    /// none.
     virtual Fallible<const char*> getLibName() const { return {}; }
 
     /// Writes a short description of the current position for diagnostics; returns out_stream.
     virtual std::ostream& dumpStatus(std::ostream& out_stream) = 0;
 
-    /// False when the stream stopped before its end: an unreadable source, a point in time that no class covers.
-    /// Meaningful after generateNext returned false; the end of the stream and its failure look alike otherwise.
+    /// False when the stream stopped before its end: an unreadable source, a point in time that no class
+    /// covers. Meaningful after generateNext returned false; the end of the stream and its failure look alike
+    /// otherwise.
     virtual bool endedCleanly() const { return true; }
 
 private:
@@ -69,13 +74,13 @@ public:
     virtual const char* getCurrentFilename() const = 0;
 };
 
-/// A generator that knows the sequences (recordings, sentences) that its patterns form, and resets the stateful
-/// entity of its consumer at every gotoStart and before the first pattern of every sequence.
+/// A generator that knows the sequences (recordings, sentences) that its patterns form, and resets the
+/// stateful entity of its consumer at every gotoStart and before the first pattern of every sequence.
 class SequenceDataGenerator : public virtual Object
 {
 public:
-    /// Keeps a share of the entity, in place of any earlier one; null means that nothing is to be reset. A wrapper
-    /// hands it on.
+    /// Keeps a share of the entity, in place of any earlier one; null means that nothing is to be reset. A
+    /// wrapper hands it on.
     virtual bool setEntityToReset(Handle<Resettable, ReferenceCount> in_entity) = 0;
 };
 
@@ -88,23 +93,24 @@ class MultiPassDataGenerator : public virtual SequenceDataGenerator
 class DataWriter : public virtual Object
 {
 public:
-    /// Appends one pattern; in_bReset marks it as the first of a new sequence, an empty target means that it has none.
-    /// The first input and the first target that is not empty fix their sizes. False, with nothing written, for a
-    /// pattern of other sizes.
+    /// Appends one pattern; in_bReset marks it as the first of a new sequence, an empty target means that it
+    /// has none. The first input and the first target that is not empty fix their sizes. False, with nothing
+    /// written, for a pattern of other sizes.
     virtual bool write(bool in_bReset, const DoubleVector& in_vInput, const DoubleVector& in_vTarget) = 0;
 };
 
-/// A sink that writes one named file. Call order: (open write* close)*; the destructor closes as well, but only
-/// close tells whether everything reached the file.
+/// A sink that writes one named file. Call order: (open write* close)*; the destructor closes as well, but
+/// only close tells whether everything reached the file.
 class FileDataWriter : public virtual DataWriter
 {
 public:
-    /// Opens the file, truncating it; closes an earlier one first. False, with the reason logged at error level, if it
-    /// cannot be opened.
+    /// Opens the file, truncating it; closes an earlier one first. False, with the reason logged at error
+    /// level, if it cannot be opened.
     virtual bool open(const char* in_filename) = 0;
     /// The name given to open.
     virtual const char* getCurrentFilename() const = 0;
-    /// Flushes and closes. False if anything written since open did not reach the file. True when none is open.
+    /// Flushes and closes. False if anything written since open did not reach the file. True when none is
+    /// open.
     virtual bool close() = 0;
 };
 

@@ -7,16 +7,16 @@
 namespace Vexalor
 {
 
-/// Soft assertions: a failed precondition is reported with its condition as text and the operation returns false;
-/// nothing aborts.
+/// Soft assertions: a failed precondition is reported with its condition as text and the operation returns
+/// false; nothing aborts.
 class Assertion
 {
 public:
     /// Receives a failed condition and the place in the source.
     using Sink = std::function<void(const char* in_condition, const char* in_file, int in_iLine)>;
 
-    /// Replaces the sink, an empty one restores the default; returns the earlier one. The default logs at error level
-    /// on the logger of the failing code: "Assertion failed: " + condition.
+    /// Replaces the sink, an empty one restores the default; returns the earlier one. The default logs at
+    /// error level on the logger of the failing code: "Assertion failed: " + condition.
     static Sink setSink(Sink in_sink);
 
     /// Reports; always false, so that it can end a condition.

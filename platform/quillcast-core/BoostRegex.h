@@ -6,7 +6,8 @@
 namespace Vexalor
 {
 
-/// A compiled regular expression (Perl syntax) that is matched against whole texts. Compile once, match often.
+/// A compiled regular expression (Perl syntax) that is matched against whole texts. Compile once, match
+/// often.
 class BoostRegex
 {
 public:
@@ -19,8 +20,8 @@ public:
     BoostRegex(BoostRegex&&) noexcept;
     BoostRegex& operator=(BoostRegex&&) noexcept;
 
-    /// True when the whole text matches. Throws a std::runtime_error when the search grows out of bounds, so that no
-    /// expression runs away.
+    /// True when the whole text matches. Throws a std::runtime_error when the search grows out of bounds, so
+    /// that no expression runs away.
     bool match(const std::string& in_strText) const;
 
 private:

@@ -9,9 +9,9 @@
 namespace Vexalor
 {
 
-/// Reference-counted owning handle; null allowed. Handles of different types share one object and one count through
-/// conversion to a base and through dynamicCast. The last one deletes the object through its own type, which
-/// therefore needs a virtual destructor when the object may be of a derived class.
+/// Reference-counted owning handle; null allowed. Handles of different types share one object and one count
+/// through conversion to a base and through dynamicCast. The last one deletes the object through its own
+/// type, which therefore needs a virtual destructor when the object may be of a derived class.
 template <class T, class Count>
 class Handle
 {

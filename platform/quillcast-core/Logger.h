@@ -19,14 +19,14 @@ enum class LogLevel : int
     OFF = 60000
 };
 
-/// A named logger over the logging back end, with its effective level cached, so that a disabled statement costs one
-/// load and one comparison. Define one at namespace scope in each source file, under the name s_logger, which the
-/// macros below use:
+/// A named logger over the logging back end, with its effective level cached, so that a disabled statement
+/// costs one load and one comparison. Define one at namespace scope in each source file, under the name
+/// s_logger, which the macros below use:
 ///
 ///     namespace { constinit Vexalor::Logger s_logger("quillcast.ml.tester"); }
 ///
-/// Loggers of one name share the back end's logger. The cached level is refreshed by configure, setLevel and refresh.
-/// Only programs initialise the back end (LoggingSession); a library never does.
+/// Loggers of one name share the back end's logger. The cached level is refreshed by configure, setLevel and
+/// refresh. Only programs initialise the back end (LoggingSession); a library never does.
 class Logger
 {
 public:
@@ -51,8 +51,8 @@ public:
 
     void log(LogLevel in_level, const std::string& in_strMessage, const char* in_file, int in_iLine);
 
-    /// Reads a back-end configuration file (properties); false, with the reason on standard error, if it cannot be
-    /// read.
+    /// Reads a back-end configuration file (properties); false, with the reason on standard error, if it
+    /// cannot be read.
     static bool configure(const char* in_file);
     /// Messages of in_level and above to standard error, one line each: the set-up of a program without a
     /// configuration file. Per-pattern messages of the tester ("Computed output: ") are filtered out.
@@ -85,7 +85,8 @@ private:
     std::unique_ptr<State> m_pState;
 };
 
-/// One message under construction; logged when it goes out of scope. Numbers are written in the classic locale.
+/// One message under construction; logged when it goes out of scope. Numbers are written in the classic
+/// locale.
 class LogMessage
 {
 public:

@@ -5,8 +5,8 @@
 namespace Vexalor
 {
 
-/// Root of the object model. Every interface derives from it virtually, so that a class that implements several of
-/// them holds one Object. Stateless, as all virtual bases are: nobody has to name its constructor.
+/// Root of the object model. Every interface derives from it virtually, so that a class that implements
+/// several of them holds one Object. Stateless, as all virtual bases are: nobody has to name its constructor.
 class Object
 {
 public:

@@ -7,8 +7,8 @@
 namespace Vexalor
 {
 
-/// Count of the handles that share an object. Atomic: handles of one object may be copied and dropped by several
-/// threads, the object itself is not protected.
+/// Count of the handles that share an object. Atomic: handles of one object may be copied and dropped by
+/// several threads, the object itself is not protected.
 class ReferenceCount
 {
 public:
@@ -21,7 +21,8 @@ private:
     std::atomic<std::size_t> m_uiCount{1};
 };
 
-/// The same behind a thread mutex, for the configuration handles that an application shares with its framework.
+/// The same behind a thread mutex, for the configuration handles that an application shares with its
+/// framework.
 class TSReferenceCount
 {
 public:

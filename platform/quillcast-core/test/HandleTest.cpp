@@ -1,5 +1,5 @@
-#include "quillcast-core/CloneableObjPtr.h"
 #include "quillcast-core/Handle.h"
+#include "quillcast-core/CloneableObjPtr.h"
 #include "quillcast-core/MemAccount.h"
 #include "quillcast-core/Object.h"
 
@@ -27,7 +27,10 @@ struct Counted : virtual Object
     int m_iValue = 0;
 };
 
-struct CountedResettable : Counted, virtual Resettable, virtual Cloneable
+struct CountedResettable
+    : Counted
+    , virtual Resettable
+    , virtual Cloneable
 {
     bool reset() override { return true; }
     CountedResettable* clone() const override { return new CountedResettable(*this); }

@@ -68,7 +68,8 @@ TEST(AssertionTest, ReportsTheConditionAndIsAnExpression)
         EXPECT_TRUE(QC_CHECK(iValue == 3));
         EXPECT_FALSE(QC_CHECK(iValue == 4 && "explanatory"));
         EXPECT_FALSE(QC_CHECK_TEXT("! fixed  wording", iValue == 5));
-        EXPECT_THAT(assertions.conditions(), ElementsAre("iValue == 4 && \"explanatory\"", "! fixed  wording"));
+        EXPECT_THAT(assertions.conditions(),
+                    ElementsAre("iValue == 4 && \"explanatory\"", "! fixed  wording"));
     }
     const Testing::LogCapture log("quillcast.test");
     EXPECT_FALSE(QC_CHECK(iValue == 4));

@@ -1,0 +1,192 @@
+#include "MLTester.h"
+
+#include "quillcast-core/Assertion.h"
+
+#include <cmath>
+#include <iomanip>
+#include <limits>
+#include <ostream>
+#include <sstream>
+
+namespace Vexalor::MachineLearning
+{
+
+namespace
+{
+
+constinit Logger s_logger("quillcast.ml.tester");
+
+/// Gives a stream's number formatting back when it goes.
+class FormatSaver
+{
+public:
+    explicit FormatSaver(std::ostream& io_stream)
+        : m_stream(io_stream)
+        , m_flags(io_stream.flags())
+        , m_precision(io_stream.precision())
+    {
+    }
+    ~FormatSaver()
+    {
+        m_stream.flags(m_flags);
+        m_stream.precision(m_precision);
+    }
+    FormatSaver(const FormatSaver&) = delete;
+    FormatSaver& operator=(const FormatSaver&) = delete;
+
+private:
+    std::ostream& m_stream;
+    std::ios_base::fmtflags m_flags;
+    std::streamsize m_precision;
+};
+
+/// Quotient whose 0/0 is a nan without a sign, which prints the same on every machine.
+double divide(double in_dDividend, std::uint64_t in_uiDivisor)
+{
+    const double dQuotient = in_dDividend / static_cast<double>(in_uiDivisor);
+    return std::isnan(dQuotient) ? std::numeric_limits<double>::quiet_NaN() : dQuotient;
+}
+
+/// "count/total (percentage%)"
+void writeShare(std::ostream& out_stream, std::uint64_t in_uiCount, std::uint64_t in_uiTotal)
+{
+    out_stream << in_uiCount << '/' << in_uiTotal << " (" << std::fixed << std::setprecision(2)
+               << divide(static_cast<double>(in_uiCount * 100), in_uiTotal) << "%)";
+}
+
+} // namespace
+
+void MLTester::TesterStats::addErrorFunction(CountedObjPtr<ErrorFunction> in_pErrorFunc)
+{
+    QC_TRACE("MLTester::TesterStats::addErrorFunction");
+    if (!QC_CHECK(m_uiNumData == 0))
+        return;
+    if (!QC_CHECK_TEXT("! in_pErrorFunc.isNull()", !in_pErrorFunc.isNull())) // wording fixed
+        return;
+    m_vErrorFunction.push_back(in_pErrorFunc);
+    m_vCumulError.push_back(0.0);
+}
+
+bool MLTester::TesterStats::update(const DoubleVector& in_vOutput, const DoubleVector& in_vTarget)
+{
+    QC_TRACE("MLTester::TesterStats::update");
+    if (!QC_CHECK(m_vErrorFunction.size() == m_vCumulError.size()))
+        return true;
+    for (std::size_t i = 0; i < m_vErrorFunction.size(); ++i)
+    {
+        if (!QC_CHECK_TEXT("! errorFuncIter->isNull()", !m_vErrorFunction[i].isNull())) // wording fixed
+            return true;
+        m_vCumulError[i] += (*m_vErrorFunction[i])(in_vTarget, in_vOutput);
+    }
+    ++m_uiNumData;
+    return true;
+}
+
+void MLTester::TesterStats::reset()
+{
+    QC_TRACE("MLTester::TesterStats::reset");
+    m_uiNumData = 0;
+    m_vCumulError.assign(m_vCumulError.size(), 0.0);
+}
+
+std::ostream& MLTester::TesterStats::write(std::ostream& out_stream) const
+{
+    QC_TRACE("MLTester::TesterStats::write");
+    const FormatSaver saver(out_stream);
+    out_stream << "Number of data pattern(s) processed  : " << m_uiNumData; // two blanks: wording fixed
+    if (!QC_CHECK(m_vErrorFunction.size() == m_vCumulError.size()))
+        return out_stream;
+    for (std::size_t i = 0; i < m_vErrorFunction.size(); ++i)
+        out_stream << '\n'
+                   << m_vErrorFunction[i]->getErrFuncName() << " = " << std::scientific << m_vCumulError[i]
+                   << " (" << divide(m_vCumulError[i], m_uiNumData) << " per pattern)";
+    return out_stream;
+}
+
+bool MLTester::ClassifierTesterStats::update(const DoubleVector& in_vOutput, const DoubleVector& in_vTarget)
+{
+    QC_TRACE("MLTester::ClassifierTesterStats::update");
+    const bool bUpdated = TesterStats::update(in_vOutput, in_vTarget);
+    return m_classificationError.isInError(in_vTarget, in_vOutput) && bUpdated;
+}
+
+void MLTester::ClassifierTesterStats::reset()
+{
+    QC_TRACE("MLTester::ClassifierTesterStats::reset");
+    TesterStats::reset();
+    m_classificationError.reset();
+}
+
+std::ostream& MLTester::ClassifierTesterStats::write(std::ostream& out_stream) const
+{
+    QC_TRACE("MLTester::ClassifierTesterStats::write");
+    const FormatSaver saver(out_stream);
+    const ClassificationError& error = m_classificationError;
+    const std::vector<std::uint64_t>& vNumOfEachClass = error.getNumOfEachClass();
+    TesterStats::write(out_stream);
+    out_stream << '\n' << ClassificationError::sGetErrFuncName() << " = ";
+    writeShare(out_stream, error.getNumError(), error.getNumClassified());
+    for (std::size_t i = 0; i < vNumOfEachClass.size(); ++i)
+    {
+        out_stream << "\nNumber of patterns of class " << i << " = ";
+        writeShare(out_stream, vNumOfEachClass[i], getNumData());
+    }
+    out_stream << "\nNumber of patterns not belonging to a specific class = ";
+    writeShare(out_stream, getNumData() - error.getNumClassified(), getNumData());
+    if (vNumOfEachClass.size() == 2)
+    {
+        out_stream << "\nNumber of false positive = ";
+        writeShare(out_stream, error.getNumFalsePositive(), getNumData());
+        out_stream << "\nNumber of false negative = ";
+        writeShare(out_stream, error.getNumFalseNegative(), getNumData());
+    }
+    return out_stream;
+}
+
+namespace
+{
+
+void logFailedPattern(DataGenerator& in_dataGen, const DoubleVector& in_vTarget,
+                      const DoubleVector& in_vOutput)
+{
+    std::ostringstream status;
+    in_dataGen.dumpStatus(status);
+    QC_INFO("Classification failed: " << status.str());
+    QC_INFO("\tTarget was: " << in_vTarget);
+    QC_INFO("\tComputed output was: " << in_vOutput);
+}
+
+} // namespace
+
+bool MLTester::test(const TestedEntity& in_tested, DataGenerator& in_dataGen, TesterStats& io_stats,
+                    bool in_bPrintError) const
+{
+    QC_TRACE("NeuralNetwork::MLTester::test"); // wording fixed
+    if (!in_dataGen.gotoStart())
+    {
+        QC_ERROR("Cannot go to the start of the data set");
+        return false;
+    }
+    DoubleVector vInput;
+    DoubleVector vOutput;
+    DoubleVector vTarget;
+    while (in_dataGen.generateNext())
+    {
+        if (!QC_CHECK(in_dataGen.getInput(vInput)))
+            return false;
+        if (!QC_CHECK(in_tested.compute(vInput.begin(), vInput.end(), vOutput)))
+            return false;
+        QC_DEBUG(vInput << " --> " << vOutput);
+        QC_INFO("Computed output: " << vOutput);
+        if (!in_dataGen.getTarget(vTarget))
+            continue;
+        QC_DEBUG("\tTarget : " << vTarget);
+        if (!io_stats.update(vOutput, vTarget) && in_bPrintError)
+            logFailedPattern(in_dataGen, vTarget, vOutput);
+    }
+    if (!in_dataGen.endedCleanly())
+        QC_WARN("The data set stopped before its end");
+    return true;
+}
+
+} // namespace Vexalor::MachineLearning

@@ -1,0 +1,85 @@
+#pragma once
+
+#include "MLDataGenerator.h"
+#include "MLErrorFunction.h"
+#include "quillcast-core/Handle.h"
+#include "quillcast-core/Object.h"
+
+#include <cstdint>
+#include <iosfwd>
+#include <vector>
+
+namespace Vexalor::MachineLearning
+{
+
+/// Runs a trained entity over a pattern stream, feeds outputs and targets to a statistics object and logs
+/// what it sees.
+class MLTester
+{
+public:
+    /// Anything that maps an input vector to an output vector, such as a trained neural network.
+    class TestedEntity : public virtual Object
+    {
+    public:
+        /// Computes the output for the N elements in [in_begin, in_end); replaces out_vOutput. False on
+        /// failure, such as an input of a size that the entity does not take.
+        virtual bool compute(const double* in_begin, const double* in_end,
+                             DoubleVector& out_vOutput) const = 0;
+        /// Called once before a test, to adapt to the generator. The sizes of patterns are not known here.
+        virtual bool configure(const DataGenerator&) { return true; }
+    };
+
+    /// Accumulates error functions over all patterns that carry a target. Call order:
+    /// addErrorFunction* (update* write reset)*.
+    class TesterStats
+        : public virtual Object
+        , public virtual OutputStreamable
+    {
+    public:
+        /// Appends a function; refused by assertion when it is null or when data was processed already.
+        void addErrorFunction(CountedObjPtr<ErrorFunction> in_pErrorFunc);
+        /// Adds the errors of one pattern. The output comes first here, the target first in an error
+        /// function. True even after a failed assertion.
+        virtual bool update(const DoubleVector& in_vOutput, const DoubleVector& in_vTarget);
+        /// Back to no data, keeping the functions.
+        virtual void reset();
+
+        /// Patterns with a target processed so far.
+        std::uint64_t getNumData() const { return m_uiNumData; }
+        /// Sum of the values of the in_uiIndex-th function; the index is not checked.
+        double getCumulError(std::size_t in_uiIndex) const { return m_vCumulError[in_uiIndex]; }
+        /// Misclassified patterns; 0 for statistics that do not classify.
+        virtual std::uint64_t getNumError() const { return 0; }
+
+        /// The report; doc/formats.md gives its lines. Restores the stream's formatting.
+        std::ostream& write(std::ostream& out_stream) const override;
+
+    private:
+        std::uint64_t m_uiNumData = 0;
+        std::vector<CountedObjPtr<ErrorFunction>> m_vErrorFunction;
+        std::vector<double> m_vCumulError;
+    };
+
+    /// Adds a classification error with counts per class.
+    class ClassifierTesterStats : public TesterStats
+    {
+    public:
+        /// False when the pattern is misclassified.
+        bool update(const DoubleVector& in_vOutput, const DoubleVector& in_vTarget) override;
+        void reset() override;
+        std::uint64_t getNumError() const override { return m_classificationError.getNumError(); }
+        std::ostream& write(std::ostream& out_stream) const override;
+
+    private:
+        ClassificationError m_classificationError;
+    };
+
+    /// Pulls one pass of patterns from its start, computes the output of each and updates io_stats with those
+    /// that have a target. The statistics are not reset. With in_bPrintError each misclassified pattern is
+    /// logged at info level. False when the generator cannot go to its start, or when an input or an output
+    /// fails; a stream that stops before its end is warned about, and DataGenerator::endedCleanly tells.
+    bool test(const TestedEntity& in_tested, DataGenerator& in_dataGen, TesterStats& io_stats,
+              bool in_bPrintError) const;
+};
+
+} // namespace Vexalor::MachineLearning

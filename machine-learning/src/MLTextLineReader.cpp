@@ -1,0 +1,143 @@
+#include "MLTextLineReader.h"
+
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace Vexalor::MachineLearning
+{
+
+namespace
+{
+
+constexpr std::size_t BLOCK_SIZE = std::size_t(1) << 18;
+
+} // namespace
+
+TextLineReader::TextLineReader()
+    : m_stream(this)
+{
+}
+
+TextLineReader::~TextLineReader()
+{
+    if (isOpen())
+        ::close(m_iFile);
+}
+
+bool TextLineReader::open(const char* in_filename)
+{
+    const int iFile = ::open(in_filename, O_RDONLY | O_CLOEXEC);
+    struct stat status = {};
+    if (iFile < 0)
+        return false;
+    if (fstat(iFile, &status) != 0 || S_ISDIR(status.st_mode))
+    {
+        ::close(iFile);
+        return false;
+    }
+    m_iFile = iFile;
+    m_vBlock.resize(BLOCK_SIZE);
+    return true;
+}
+
+bool TextLineReader::rewind()
+{
+    if (lseek(m_iFile, 0, SEEK_SET) != 0)
+        return false;
+    m_uiNext = m_uiEnd = 0;
+    m_bInLine = m_bAtEnd = m_bFailed = false;
+    return true;
+}
+
+const char* TextLineReader::findNewline(std::size_t in_uiFrom) const
+{
+    return static_cast<const char*>(std::memchr(m_vBlock.data() + in_uiFrom, '\n', m_uiEnd - in_uiFrom));
+}
+
+TextLineReader::Line TextLineReader::nextLine()
+{
+    if (!isOpen())
+    {
+        m_bAtEnd = true;
+        return Line::NONE;
+    }
+    if (m_bInLine)
+        skipLine();
+    const char* pNewline = findNewline(m_uiNext);
+    while (pNewline == nullptr)
+    {
+        const std::size_t uiSearched = m_uiEnd - m_uiNext;
+        if (!fill())
+            break;
+        pNewline = findNewline(uiSearched);
+    }
+    char* pBegin = m_vBlock.data() + m_uiNext;
+    if (pNewline == nullptr && m_uiEnd - m_uiNext == m_vBlock.size())
+    {
+        setg(pBegin, pBegin, m_vBlock.data() + m_uiEnd);
+        m_uiNext = m_uiEnd;
+        m_bInLine = true;
+        m_stream.clear();
+        return Line::STREAM;
+    }
+    if (pNewline == nullptr && m_uiNext == m_uiEnd)
+    {
+        m_bAtEnd = true;
+        return Line::NONE;
+    }
+    char* pEnd =
+        pNewline == nullptr ? m_vBlock.data() + m_uiEnd : m_vBlock.data() + (pNewline - m_vBlock.data());
+    setg(pBegin, pBegin, pEnd);
+    m_uiNext = static_cast<std::size_t>(pEnd - m_vBlock.data()) + (pNewline == nullptr ? 0 : 1);
+    return Line::WHOLE;
+}
+
+/// Moves what is left to the front of the block and reads behind it. False when the block is full already, or
+/// when there is nothing more to read.
+bool TextLineReader::fill()
+{
+    const std::size_t uiLeft = m_uiEnd - m_uiNext;
+    if (m_uiNext != 0)
+        std::memmove(m_vBlock.data(), m_vBlock.data() + m_uiNext, uiLeft);
+    m_uiNext = 0;
+    m_uiEnd = uiLeft;
+    if (m_uiEnd == m_vBlock.size())
+        return false;
+    ssize_t iRead = 0;
+    do
+        iRead = ::read(m_iFile, m_vBlock.data() + m_uiEnd, m_vBlock.size() - m_uiEnd);
+    while (iRead < 0 && errno == EINTR);
+    m_bFailed = iRead < 0;
+    if (iRead <= 0)
+        return false;
+    m_uiEnd += static_cast<std::size_t>(iRead);
+    return true;
+}
+
+/// The next part of a line that is longer than the block.
+TextLineReader::int_type TextLineReader::underflow()
+{
+    if (!m_bInLine || !fill())
+    {
+        m_bInLine = false;
+        return traits_type::eof();
+    }
+    const char* pNewline = findNewline(0);
+    char* pBegin = m_vBlock.data();
+    const std::size_t uiPart = pNewline == nullptr ? m_uiEnd : static_cast<std::size_t>(pNewline - pBegin);
+    setg(pBegin, pBegin, pBegin + uiPart);
+    m_uiNext = pNewline == nullptr ? m_uiEnd : uiPart + 1;
+    m_bInLine = pNewline == nullptr;
+    return uiPart == 0 ? traits_type::eof() : traits_type::to_int_type(*pBegin);
+}
+
+void TextLineReader::skipLine()
+{
+    while (m_bInLine)
+        underflow();
+}
+
+} // namespace Vexalor::MachineLearning

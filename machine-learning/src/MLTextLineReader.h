@@ -1,0 +1,63 @@
+#pragma once
+
+#include <istream>
+#include <streambuf>
+#include <string_view>
+#include <vector>
+
+namespace Vexalor::MachineLearning
+{
+
+/// Walks the lines of a file in blocks. A line that fits into the block is handed out as characters, without
+/// a copy; a longer one is a stream that ends where the line ends, so that no line is held whole. Call order:
+/// open (rewind? nextLine*)*.
+class TextLineReader : private std::streambuf
+{
+public:
+    enum class Line
+    {
+        NONE,   ///< end of file, or an unreadable source (hasFailed tells)
+        WHOLE,  ///< text() is the line
+        STREAM, ///< stream() reads the line
+    };
+
+    TextLineReader();
+    ~TextLineReader() override;
+    TextLineReader(const TextLineReader&) = delete;
+    TextLineReader& operator=(const TextLineReader&) = delete;
+
+    /// False when the file cannot be opened for reading, or is a directory.
+    bool open(const char* in_filename);
+    bool isOpen() const { return m_iFile >= 0; }
+    /// Back to before the first line. False for a source that cannot be rewound.
+    bool rewind();
+
+    /// Goes to the next line, whatever was read of the current one. The last line needs no newline. A reader that is
+    /// not open has no line.
+    Line nextLine();
+    /// The whole line, without its newline; valid until the next call of nextLine.
+    std::string_view text() const { return {eback(), static_cast<std::size_t>(egptr() - eback())}; }
+    std::istream& stream() { return m_stream; }
+
+    /// True once nextLine has found no further line.
+    bool atEnd() const { return m_bAtEnd; }
+    /// True after an error of the system while reading.
+    bool hasFailed() const { return m_bFailed; }
+
+private:
+    int_type underflow() override;
+    bool fill();
+    void skipLine();
+    const char* findNewline(std::size_t in_uiFrom) const;
+
+    std::istream m_stream;
+    std::vector<char> m_vBlock;
+    std::size_t m_uiNext = 0; ///< first character not handed out yet
+    std::size_t m_uiEnd = 0;  ///< behind the last character in the block
+    bool m_bInLine = false;   ///< the current line goes on behind the block
+    bool m_bAtEnd = false;
+    bool m_bFailed = false;
+    int m_iFile = -1;
+};
+
+} // namespace Vexalor::MachineLearning

@@ -1,0 +1,88 @@
+#pragma once
+
+#include "MLDataGenerator.h"
+#include "MLTextLineReader.h"
+#include "quillcast-core/Serialization.h"
+
+#include <cstdint>
+#include <fstream>
+#include <string>
+
+namespace Vexalor::MachineLearning
+{
+
+/// Reads a text vector pattern file: "[input] [target]" a line, a line "reset" before the first pattern of a
+/// sequence. doc/formats.md gives the layout. Lines that are no pattern are skipped with a warning; a line
+/// whose target cannot be read still gives a pattern, without target. A mark of a new sequence stays for the
+/// next valid pattern.
+class VectorFileDataGenerator
+    : public virtual FileDataGenerator
+    , public virtual MultiPassDataGenerator
+{
+public:
+    bool gotoStart() override;
+    bool generateNext() override;
+    bool atEnd() const override;
+    bool getInput(DoubleVector& out_vInput) override;
+    bool getTarget(DoubleVector& out_vTarget) override;
+    std::ostream& dumpStatus(std::ostream& out_stream) override;
+    bool endedCleanly() const override { return !m_reader.hasFailed(); }
+
+    /// Used by the first gotoStart; an open file is read on.
+    bool setCurrentFilename(const char* in_filename) override;
+    const char* getCurrentFilename() const override { return m_strFilename.c_str(); }
+
+    bool setEntityToReset(Handle<Resettable, ReferenceCount> in_entity) override;
+
+protected:
+    /// Reads one record: a pattern line with its optional reset line. The result tells whether all of it
+    /// could be used; whether there is a pattern is another matter.
+    bool readLine();
+
+private:
+    friend class boost::serialization::access;
+    template <class Archive>
+    void serialize(Archive& io_archive, unsigned int in_uiVersion);
+
+    bool nextPatternLine();
+    bool parseInput();
+    bool parseTarget();
+
+    std::string m_strFilename;
+    TextLineReader m_reader;
+    TextLineReader::Line m_line = TextLineReader::Line::NONE;
+    const char* m_pTargetText = nullptr; ///< behind the input of a line that is held whole
+    std::uint64_t m_uiLine = 0;          ///< pattern lines since gotoStart
+    DoubleVector m_vInput;
+    DoubleVector m_vTarget;
+    bool m_bPatternValid = false;
+    bool m_bTargetValid = false;
+    bool m_bResetPending = false;
+    Handle<Resettable, ReferenceCount> m_pEntityToReset;
+};
+
+/// Writes the same format, each line flushed, so that a file can be read while it grows.
+class VectorFileWriter final : public virtual FileDataWriter
+{
+public:
+    ~VectorFileWriter() override;
+
+    bool open(const char* in_filename) override;
+    const char* getCurrentFilename() const override { return m_strFilename.c_str(); }
+    /// True also when the system refused the line: close tells.
+    bool write(bool in_bReset, const DoubleVector& in_vInput, const DoubleVector& in_vTarget) override;
+    bool close() override;
+
+private:
+    std::string m_strFilename;
+    std::ofstream m_file;
+    std::string m_strLine;
+    std::uint64_t m_uiNbInput = 0;
+    std::uint64_t m_uiNbTarget = 0;
+    std::uint64_t m_uiNbPattern = 0;
+    bool m_bLost = false; ///< a pattern did not reach the file
+};
+
+} // namespace Vexalor::MachineLearning
+
+BOOST_CLASS_EXPORT_KEY2(Vexalor::MachineLearning::VectorFileDataGenerator, "MLVectorFileDataGenerator")
