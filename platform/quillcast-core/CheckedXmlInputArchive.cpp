@@ -82,6 +82,14 @@ bool decodeEntity(std::string_view in_name, std::string& io_strText)
     return result.ec == std::errc() && result.ptr == end;
 }
 
+/// Null for an unknown key and for that of an abstract class.
+const basic_pointer_iserializer* findCreator(const char* in_key)
+{
+    using Map = boost::archive::detail::archive_serializer_map<boost::archive::polymorphic_iarchive>;
+    const extended_type_info* pInfo = extended_type_info::find(in_key);
+    return pInfo == nullptr ? nullptr : static_cast<const basic_pointer_iserializer*>(Map::find(*pInfo));
+}
+
 /// The library's reader with a check in each of its hooks. The library trusts class ids, object ids, counts
 /// and names of the file; tags are parsed by its grammar, values by ourselves.
 class Reader final : public boost::archive::detail::polymorphic_iarchive_route<boost::archive::xml_iarchive>
@@ -331,11 +339,9 @@ private:
         const std::string& strKey = gimpl->rv.class_name;
         if (strKey.size() >= BOOST_SERIALIZATION_MAX_KEY_SIZE)
             fail("the class key is too long");
-        const extended_type_info* pInfo = strKey.empty() ? nullptr : extended_type_info::find(strKey.c_str());
-        if (pInfo == nullptr)
+        if (getClassKeyState(strKey.c_str()) == ClassKeyState::UNKNOWN)
             fail("unknown class key " + quote(strKey));
-        using Map = boost::archive::detail::archive_serializer_map<boost::archive::polymorphic_iarchive>;
-        const auto* pCreator = static_cast<const basic_pointer_iserializer*>(Map::find(*pInfo));
+        const basic_pointer_iserializer* pCreator = findCreator(strKey.c_str());
         if (pCreator == nullptr)
             fail("an object of the abstract class " + quote(strKey) + " cannot be created");
         m_pType = &pCreator->get_basic_serializer();
@@ -438,6 +444,13 @@ std::string CheckedXmlInputArchive::peekClassKey()
 void CheckedXmlInputArchive::finish()
 {
     m_pState->m_reader.finish();
+}
+
+ClassKeyState getClassKeyState(const char* in_key)
+{
+    if (extended_type_info::find(in_key) == nullptr)
+        return ClassKeyState::UNKNOWN;
+    return findCreator(in_key) == nullptr ? ClassKeyState::ABSTRACT : ClassKeyState::CREATABLE;
 }
 
 void throwWrongClass(boost::archive::polymorphic_iarchive& in_archive, const char* in_expectedKey)

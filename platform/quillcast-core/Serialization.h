@@ -46,3 +46,18 @@
 /// string, vector or enum is a field as it is; whether a number makes sense is for the class to check, an
 /// enum included. A unit of serialised classes includes no header of a concrete archive, such as
 /// polymorphic_xml_iarchive.hpp.
+
+namespace Vexalor
+{
+
+/// What the registry of classes knows of a key.
+enum class ClassKeyState
+{
+    UNKNOWN,
+    ABSTRACT, ///< named by a base part; no object can be created
+    CREATABLE
+};
+
+ClassKeyState getClassKeyState(const char* in_key);
+
+} // namespace Vexalor

@@ -358,13 +358,16 @@ TEST(CheckedXmlInputArchiveTest, DepthAndSizeAreLimited)
               "the archive is larger than 16777216 bytes");
 }
 
-TEST(CheckedXmlInputArchiveTest, PeeksTheClassKey)
+TEST(CheckedXmlInputArchiveTest, TellsClassKeys)
 {
     std::istringstream stream(LEAF_TEXT);
     CheckedXmlInputArchive archive(stream);
     EXPECT_EQ(archive.peekClassKey(), "TestLeaf");
     EXPECT_TRUE(archive.mentionsClass("TestLeaf"));
     EXPECT_FALSE(archive.mentionsClass("Leaf"));
+    EXPECT_EQ(getClassKeyState("TestLeaf"), ClassKeyState::CREATABLE);
+    EXPECT_EQ(getClassKeyState("TestPart"), ClassKeyState::ABSTRACT);
+    EXPECT_EQ(getClassKeyState(""), ClassKeyState::UNKNOWN);
     EXPECT_NE(loadObject<Part>(archive.get(), "Root"), nullptr);
     EXPECT_EQ(archive.peekClassKey(), "");
     archive.finish();
