@@ -150,11 +150,10 @@ class Noises:
     def __init__(self, random):
         self.tables = {kind: make_noise(random, kind, self.LENGTH) for kind in ("white", "room")}
 
-    def take(self, random, count):
-        kind = random.pick(sorted(self.tables))
+    def take(self, random, kind, count):
         table = self.tables[kind]
         start = random.below(len(table))
-        return kind, (table[start:] + table * (count // len(table) + 1))[:count]
+        return (table[start:] + table * (count // len(table) + 1))[:count]
 
 
 class Call:
@@ -163,7 +162,8 @@ class Call:
     def __init__(self):
         self.samples = []
         self.intervals = []  # (start, stop, label), in order, silence left out
-        self.places = []     # (start, stop, what)
+        self.places = []     # (start, stop, what, noise)
+        self.noise = "clean"
 
     def add_pause(self, seconds):
         self.samples.extend([0.0] * int(seconds * RATE))
@@ -172,13 +172,20 @@ class Call:
         start = len(self.samples)
         self.samples.extend(tone(frequencies, int(seconds * RATE), level))
         self.intervals.append((start, len(self.samples), "OTHER"))
-        self.places.append((start, len(self.samples), name))
+        self.places.append((start, len(self.samples), name, self.noise))
 
     def add_prompt(self, prompt, gain, name):
         start = len(self.samples)
         self.samples.extend([gain * s for s in prompt.samples])
         self.intervals.extend((start + a, start + b, "VOICE") for a, b in prompt.voice)
-        self.places.append((start, len(self.samples), name))
+        self.places.append((start, len(self.samples), name, self.noise))
+
+    def add_call(self, other):
+        """Another call behind this one."""
+        start = len(self.samples)
+        self.samples.extend(other.samples)
+        self.intervals.extend((start + a, start + b, label) for a, b, label in other.intervals)
+        self.places.extend((start + a, start + b, what, noise) for a, b, what, noise in other.places)
 
     def covered(self):
         """The intervals with the silence between them: [0, length) without gap or overlap."""
@@ -233,6 +240,9 @@ def add_call_tone(random, call):
 def compose(random, noises, prompts, seconds, snr):
     """One call of about that length; snr None leaves it clean."""
     call = Call()
+    kind = random.pick(sorted(noises.tables))
+    if snr is not None:
+        call.noise = "%g dB %s" % (snr, kind)
     gain = 10.0 ** (random.uniform(-12.0, -3.0) / 20.0)
     call.add_pause(random.uniform(0.3, 1.0))
     while len(call.samples) < seconds * RATE or not call.intervals:
@@ -242,11 +252,10 @@ def compose(random, noises, prompts, seconds, snr):
         call.add_prompt(prompt, gain, prompt.path)
         # Short pauses inside what one speaker says, long ones between turns.
         call.add_pause(random.uniform(0.1, 0.6) if random.below(3) else random.uniform(0.8, 3.0))
-    kind = "none"
+    noise = noises.take(random, kind, len(call.samples))
     if snr is not None:
-        kind, noise = noises.take(random, len(call.samples))
         call.add_noise(noise, snr)
-    return call, kind
+    return call
 
 
 def load_prompts(sounds, language):
@@ -320,6 +329,8 @@ def parse_options(arguments):
     parser.add_argument("--minutes", type=float, default=10.0, help="length of all calls together (default: 10)")
     parser.add_argument("--snr", default="30,20,10",
                         help='dB, or "clean"; the calls of a language take them in turn (default: 30,20,10)')
+    parser.add_argument("--join", action="store_true",
+                        help="one recording a language, its calls end to end, instead of one a call")
     parser.add_argument("--seed", type=int, default=1)
     parser.add_argument("--sounds", default=SOUNDS, help="where the prompts are (default: %(default)s)")
     options = parser.parse_args(arguments[1:])
@@ -334,27 +345,19 @@ def parse_options(arguments):
     return options, languages, snrs
 
 
-def write_calls(options, languages, snrs):
-    """Composes and writes all calls; returns their names, the lines of provenance.tsv and samples by label."""
+def compose_all(options, languages, snrs):
+    """The recordings by name: a call each, or all calls of a language end to end."""
     random = Random(options.seed)
     noises = Noises(random)
     seconds = options.minutes * 60.0 / (options.calls * len(languages))
-    total = dict.fromkeys(("VOICE", "OTHER", "SILENCE"), 0)
-    names, places = [], []
+    recordings = {}
     for language in languages:
         prompts = PromptCache(load_prompts(options.sounds, language))
         for number in range(options.calls):
-            snr = snrs[number % len(snrs)]
-            call, noise = compose(random, noises, prompts, seconds, snr)
-            name = "call_%s_%02d" % (language, number + 1)
-            write_call(options.out, name, call)
-            names.append(name)
-            for start, stop, label in call.covered():
-                total[label] += stop - start
-            ratio = "clean" if snr is None else "%g dB %s" % (snr, noise)
-            places.extend("\t".join((name, ratio, seconds_of(start), seconds_of(stop), what))
-                          for start, stop, what in call.places)
-    return names, places, total
+            call = compose(random, noises, prompts, seconds, snrs[number % len(snrs)])
+            name = "calls_" + language if options.join else "call_%s_%02d" % (language, number + 1)
+            recordings.setdefault(name, Call()).add_call(call)
+    return recordings
 
 
 def write_text(options, name, lines):
@@ -366,9 +369,13 @@ def main(arguments):
     options, languages, snrs = parse_options(arguments)
     try:
         os.makedirs(options.out, exist_ok=True)
-        names, places, total = write_calls(options, languages, snrs)
-        write_text(options, "calls.lst", [name + ".wav" for name in names])
-        write_text(options, "provenance.tsv", ["call\tnoise\tstart_s\tstop_s\tprompt_or_tone"] + places)
+        recordings = compose_all(options, languages, snrs)
+        for name, recording in recordings.items():
+            write_call(options.out, name, recording)
+        write_text(options, "calls.lst", [name + ".wav" for name in recordings])
+        write_text(options, "provenance.tsv", ["recording\tstart_s\tstop_s\tnoise\tprompt_or_tone"] + [
+            "\t".join((name, seconds_of(start), seconds_of(stop), noise, what))
+            for name, recording in recordings.items() for start, stop, what, noise in recording.places])
         write_text(options, "CREDITS.txt",
                    ["Calls composed from recorded prompts (cut together, level changed, tones and noise added)."] +
                    ["%s: package asterisk-core-sounds-%s-wav, %s"
@@ -376,8 +383,10 @@ def main(arguments):
     except (OSError, EOFError, ValueError, wave.Error) as error:
         print("compose_calls.py: %s" % error, file=sys.stderr)
         return 1
-    print("%d calls, %s: %s" % (len(names), ", ".join(languages), ", ".join(
-        "%s %.1f s" % (label, count / RATE) for label, count in total.items())))
+    for label in ("VOICE", "OTHER", "SILENCE"):
+        samples = sum(stop - start for recording in recordings.values()
+                      for start, stop, heard in recording.covered() if heard == label)
+        print("%-7s %7.1f s" % (label, samples / RATE))
     return 0
 
 

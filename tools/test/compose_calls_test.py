@@ -114,6 +114,21 @@ class Composing(unittest.TestCase):
         with open(os.path.join(out, "provenance.tsv"), encoding="utf-8") as lines:
             self.assertNotIn("beep", lines.read())
 
+    def test_joined_calls_are_the_same_calls_end_to_end(self):
+        apart, _, _ = self.compose("apart")
+        joined, _, _ = self.compose("joined", "--join")
+        calls = [os.path.join(apart, "call_en_0%d" % number) for number in (1, 2)]
+        recording = os.path.join(joined, "calls_en")
+        self.assertEqual(read_wav(recording + ".wav"), read_wav(calls[0] + ".wav") + read_wav(calls[1] + ".wav"))
+        first = read_labels(calls[0] + ".txt")
+        shift = first[-1][1]
+        heard = [interval for interval in first if interval[2] != "SILENCE"]
+        heard += [(shift + a, shift + b, label) for a, b, label in read_labels(calls[1] + ".txt") if label != "SILENCE"]
+        whole = read_labels(recording + ".txt")
+        self.assertEqual([interval for interval in whole if interval[2] != "SILENCE"], heard)
+        # The silence at the seam is one interval.
+        self.assertFalse(any(a[2] == b[2] == "SILENCE" for a, b in zip(whole, whole[1:])))
+
     def test_noise_has_its_ratio_over_the_voice_and_leaves_the_labels(self):
         clean, _, _ = self.compose("clean", "--snr", "clean")
         for ratio in (20.0, 5.0):
