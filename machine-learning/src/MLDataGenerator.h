@@ -3,14 +3,10 @@
 #include "quillcast-core/Fallible.h"
 #include "quillcast-core/Handle.h"
 #include "quillcast-core/Object.h"
+#include "quillcast-core/Serialization.h"
 #include "quillcast-math/DoubleVector.h"
 
 #include <iosfwd>
-
-namespace boost::serialization
-{
-class access;
-}
 
 namespace Vexalor::MachineLearning
 {
@@ -115,3 +111,5 @@ public:
 };
 
 } // namespace Vexalor::MachineLearning
+
+BOOST_CLASS_EXPORT_KEY2(Vexalor::MachineLearning::DataGenerator, "MLDataGenerator")

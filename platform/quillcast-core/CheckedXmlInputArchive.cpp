@@ -128,15 +128,6 @@ public:
         throw ArchiveError(strPlace + ": " + in_strReason);
     }
 
-    std::string peekClassKey()
-    {
-        const std::size_t uiPosition = getPosition();
-        const bool bTag = parseStartTag();
-        m_stream.clear();
-        setPosition(uiPosition);
-        return bTag ? gimpl->rv.class_name : std::string();
-    }
-
     void finish()
     {
         if (!parseEndTag() || gimpl->rv.object_name != "boost_serialization")
@@ -330,6 +321,10 @@ private:
             m_pType = m_vTypes[static_cast<std::size_t>(iId)];
             if (!m_pType->serialized_as_pointer())
                 fail("class_id of a class that cannot be created");
+            // The library would not look at the name.
+            const std::string& strKey = gimpl->rv.class_name;
+            if (!strKey.empty() && strKey != m_pType->get_eti().get_key())
+                fail("the class_id is not that of " + quote(strKey));
         }
         out_id = boost::archive::class_id_type(iId);
     }
@@ -431,14 +426,18 @@ boost::archive::polymorphic_iarchive& CheckedXmlInputArchive::get()
     return m_pState->m_reader;
 }
 
-bool CheckedXmlInputArchive::mentionsClass(const std::string& in_strKey) const
+std::vector<std::string> CheckedXmlInputArchive::getClassKeys() const
 {
-    return m_pState->m_stream.view().find("class_name=\"" + in_strKey + "\"") != std::string_view::npos;
-}
-
-std::string CheckedXmlInputArchive::peekClassKey()
-{
-    return m_pState->m_reader.peekClassKey();
+    static constexpr std::string_view ATTRIBUTE = "class_name=\"";
+    std::vector<std::string> vKeys;
+    std::string_view text = m_pState->m_stream.view();
+    for (std::size_t uiKey = text.find(ATTRIBUTE); uiKey != std::string_view::npos;
+         uiKey = text.find(ATTRIBUTE))
+    {
+        text.remove_prefix(uiKey + ATTRIBUTE.size());
+        vKeys.emplace_back(text.substr(0, text.find('"')));
+    }
+    return vKeys;
 }
 
 void CheckedXmlInputArchive::finish()

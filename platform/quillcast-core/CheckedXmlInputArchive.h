@@ -5,6 +5,7 @@
 #include <istream>
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace boost::archive
 {
@@ -47,11 +48,8 @@ public:
 
     boost::archive::polymorphic_iarchive& get();
 
-    /// True when in_strKey stands as a class key somewhere in the input, read or not yet read.
-    bool mentionsClass(const std::string& in_strKey) const;
-
-    /// The class key of the next element, which stays unread; empty when it has none.
-    std::string peekClassKey();
+    /// The class keys that the input names, read or not yet read, in its order.
+    std::vector<std::string> getClassKeys() const;
 
     /// Throws ArchiveError unless the end tag of the archive follows, and behind it nothing but white space
     /// and XML comments.

@@ -1,0 +1,231 @@
+#include "MLDataGeneratorFactory.h"
+
+#include "MLDataGeneratorWithConfig.h"
+#include "quillcast-core/CheckedXmlInputArchive.h"
+#include "quillcast-core/Logger.h"
+#include "quillcast-core/SerializationArchives.h"
+#include "quillcast-core/XmlOutputArchive.h"
+#include "quillcast-infra/DiskFileSystem.h"
+#include "quillcast-infra/DynLibsLoader.h"
+
+#include <algorithm>
+#include <iterator>
+#include <map>
+#include <mutex>
+
+namespace Vexalor::MachineLearning
+{
+
+namespace
+{
+
+constexpr const char* LIBRARIES_ELEMENT = "MLDataGeneratorLib";
+constexpr const char* GENERATOR_ELEMENT = "MLDataGenerator";
+
+/// Remembers which library brought which class key: the registry itself does not know, and a library that is
+/// loaded again brings nothing new.
+class KeyOrigins
+{
+public:
+    void set(const std::string& in_strKey, const std::string& in_strLibName)
+    {
+        const std::lock_guard guard(m_mutex);
+        m_libNames[in_strKey] = in_strLibName;
+    }
+
+    /// Empty for a class that came with the program.
+    std::string get(const std::string& in_strKey)
+    {
+        const std::lock_guard guard(m_mutex);
+        const auto itName = m_libNames.find(in_strKey);
+        return itName == m_libNames.end() ? std::string() : itName->second;
+    }
+
+private:
+    std::mutex m_mutex;
+    std::map<std::string, std::string> m_libNames;
+};
+
+KeyOrigins& keyOrigins()
+{
+    static KeyOrigins origins;
+    return origins;
+}
+
+std::string describeOrigin(const std::string& in_strKey)
+{
+    const std::string strLibName = keyOrigins().get(in_strKey);
+    return strLibName.empty() ? "the program" : "the library '" + strLibName + "'";
+}
+
+/// Loading and saving have a logger of their own.
+namespace Archives
+{
+
+constinit Logger s_logger("quillcast.serialization");
+
+/// Loads a library and notes which of the classes that the file names it brought. Where another library
+/// registered a key before, the class of that other one is used.
+bool loadLibrary(const std::string& in_strLibName, const StringVector& in_vKeys)
+{
+    const auto isUnknown = [](const std::string& in_strKey)
+    {
+        return getClassKeyState(in_strKey.c_str()) == ClassKeyState::UNKNOWN;
+    };
+    StringVector vUnknown;
+    std::copy_if(in_vKeys.begin(), in_vKeys.end(), std::back_inserter(vUnknown), isUnknown);
+    if (!DynLibsLoader::loadDynLib(in_strLibName.c_str()))
+    {
+        // wording fixed
+        QC_ERROR("Failed to load dynamic library '"
+                 << in_strLibName << "' in which the data generator class is should be located ");
+        return false;
+    }
+    for (const std::string& strKey : vUnknown)
+    {
+        if (!isUnknown(strKey))
+            keyOrigins().set(strKey, in_strLibName);
+    }
+    const bool bUsed = std::any_of(in_vKeys.begin(), in_vKeys.end(),
+                                   [&](const std::string& in_strKey)
+                                   { return keyOrigins().get(in_strKey) == in_strLibName; });
+    if (!bUsed && !in_vKeys.empty() && !isUnknown(in_vKeys.front()))
+        QC_WARN("The library '" << in_strLibName
+                                << "' brought no class of this configuration; the class key '"
+                                << in_vKeys.front() << "' was registered before by "
+                                << describeOrigin(in_vKeys.front()));
+    return true;
+}
+
+DataGenerator* load(std::istream& io_stream)
+{
+    CheckedXmlInputArchive archive(io_stream);
+    boost::archive::polymorphic_iarchive& base = archive.get();
+    StringVector vLibNames;
+    base >> boost::serialization::make_nvp(LIBRARIES_ELEMENT, vLibNames);
+    const StringVector vKeys = archive.getClassKeys();
+    for (const std::string& strLibName : vLibNames)
+    {
+        if (!loadLibrary(strLibName, vKeys))
+            return nullptr;
+    }
+    std::unique_ptr<DataGenerator> pGenerator = loadObject<DataGenerator>(base, GENERATOR_ELEMENT);
+    if (pGenerator == nullptr)
+        throw ArchiveError("the file holds no generator");
+    archive.finish();
+    const std::string strLibName = vKeys.empty() ? std::string() : keyOrigins().get(vKeys.front());
+    auto* pConfigured = dynamic_cast<DataGeneratorWithConfig*>(pGenerator.get());
+    if (pConfigured != nullptr && !strLibName.empty())
+        pConfigured->setLibName(strLibName.c_str());
+    return pGenerator.release();
+}
+
+bool save(std::ostream& out_stream, const StringVector& in_vLibNames, const DataGenerator& in_generator)
+{
+    try
+    {
+        XmlOutputArchive archive(out_stream);
+        archive.get() << boost::serialization::make_nvp(LIBRARIES_ELEMENT, in_vLibNames);
+        saveObject<DataGenerator>(archive.get(), GENERATOR_ELEMENT, &in_generator);
+        if (archive.finish())
+            return true;
+        QC_ERROR("Failed to write the data generator configuration");
+    }
+    catch (const boost::archive::archive_exception& exception)
+    {
+        QC_ERROR("Failed to save the data generator: " << exception.what());
+    }
+    return false;
+}
+
+} // namespace Archives
+
+constinit Logger s_logger("quillcast.ml.datagen.application");
+
+} // namespace
+
+void registerGeneratorClasses() {}
+
+DataGenerator* loadDataGeneratorFromStream(basic_vfsistream<char>& io_stream)
+{
+    try
+    {
+        return Archives::load(io_stream);
+    }
+    catch (const ArchiveError& error)
+    {
+        throw ArchiveError(io_stream.getPath() + ": " + error.what());
+    }
+}
+
+bool saveDataGeneratorToStream(std::ostream& out_stream, const StringVector& in_vLibNames,
+                               const DataGenerator& in_generator)
+{
+    return Archives::save(out_stream, in_vLibNames, in_generator);
+}
+
+CountedObjPtr<DataGenerator> loadDataGenerator(const char* in_configFile)
+{
+    QC_TRACE("MachineLearning::loadDataGenerator");
+    const DiskFileSystem fileSystem;
+    basic_vfsistream<char> stream(fileSystem, in_configFile);
+    if (!stream)
+    {
+        QC_ERROR("failed to open DataGenerator config file " << in_configFile << " for reading");
+        QC_INFO(in_configFile << ": " << stream.getReason());
+        return {};
+    }
+    return CountedObjPtr<DataGenerator>(loadDataGeneratorFromStream(stream));
+}
+
+bool prepareDataGenerator(DataGenerator& io_generator, const char* in_inputFile,
+                          Handle<Resettable, ReferenceCount> in_entityToReset)
+{
+    QC_TRACE("MachineLearning::prepareDataGenerator");
+    const char* inputFile = in_inputFile == nullptr ? "" : in_inputFile;
+    QC_DEBUG("Current neural net is " << (in_entityToReset.isNull() ? "not resetable" : "resetable"));
+    auto* pFileGenerator = dynamic_cast<FileDataGenerator*>(&io_generator);
+    if (pFileGenerator != nullptr && !pFileGenerator->setCurrentFilename(inputFile))
+    {
+        QC_ERROR("Could not set input file name " << inputFile << " in FileDataGenerator");
+        return false;
+    }
+    auto* pSequenceGenerator = dynamic_cast<SequenceDataGenerator*>(&io_generator);
+    if (pSequenceGenerator != nullptr && !pSequenceGenerator->setEntityToReset(in_entityToReset))
+    {
+        QC_ERROR("Could not set entity to reset in MultiPassDataGenerator");
+        return false;
+    }
+    return true;
+}
+
+CountedObjPtr<DataGenerator> wrapDataGenerator(const CountedObjPtr<DataGenerator>& in_generator,
+                                               bool in_bInMemory, const char* in_scalingConfigFile)
+{
+    QC_TRACE("MachineLearning::wrapDataGenerator");
+    if (in_bInMemory)
+    {
+        QC_ERROR("this version has no in-memory data generator");
+        return {};
+    }
+    if (in_scalingConfigFile != nullptr && *in_scalingConfigFile != '\0')
+    {
+        QC_ERROR("this version has no scaling data generator; config file " << in_scalingConfigFile
+                                                                            << " is not used");
+        return {};
+    }
+    return in_generator;
+}
+
+CountedObjPtr<DataGenerator> newDataGenerator(const char* in_configFile, const char* in_inputFile,
+                                              Handle<Resettable, ReferenceCount> in_entityToReset,
+                                              bool in_bInMemory, const char* in_scalingConfigFile)
+{
+    QC_TRACE("MachineLearning::newDataGenerator");
+    const CountedObjPtr<DataGenerator> pGenerator = loadDataGenerator(in_configFile);
+    if (pGenerator.isNull() || !prepareDataGenerator(*pGenerator, in_inputFile, in_entityToReset))
+        return {};
+    return wrapDataGenerator(pGenerator, in_bInMemory, in_scalingConfigFile);
+}
+
+} // namespace Vexalor::MachineLearning

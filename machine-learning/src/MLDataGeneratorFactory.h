@@ -1,0 +1,49 @@
+#pragma once
+
+#include "MLDataGenerator.h"
+#include "quillcast-core/StringVector.h"
+#include "quillcast-infra/VirtualFileSystem.h"
+
+#include <ostream>
+
+namespace Vexalor::MachineLearning
+{
+
+/// Does nothing; a program that calls it links the library even if it names nothing else of it, and with it
+/// the class keys that its configuration files name.
+void registerGeneratorClasses();
+
+/// Reads a configuration file (doc/formats.md, "Generator configurations"): loads the libraries that it
+/// names, then creates its generator, which the caller owns. Null, with the reason logged at error level,
+/// when a library cannot be loaded. Throws ArchiveError for a file that is damaged or names an unknown class,
+/// and ExceptionWithMsg when the generator refuses its parameters. Nothing leaks.
+DataGenerator* loadDataGeneratorFromStream(basic_vfsistream<char>& io_stream);
+
+/// Writes such a file. False, with the reason logged at error level, if it could not be written.
+bool saveDataGeneratorToStream(std::ostream& out_stream, const StringVector& in_vLibNames,
+                               const DataGenerator& in_generator);
+
+/// The steps of newDataGenerator, for who has something to check in between. Each logs at error level why it
+/// fails.
+///
+/// Opens the configuration file and loads the generator. Null handle on failure; throws like
+/// loadDataGeneratorFromStream.
+CountedObjPtr<DataGenerator> loadDataGenerator(const char* in_configFile);
+/// Hands the input file, null being no name, to a FileDataGenerator, and the entity to a generator that
+/// resets one.
+bool prepareDataGenerator(DataGenerator& io_generator, const char* in_inputFile,
+                          Handle<Resettable, ReferenceCount> in_entityToReset);
+/// Puts the in-memory cache and the scaling of that file, if any, around the generator. Null handle on
+/// failure.
+CountedObjPtr<DataGenerator> wrapDataGenerator(const CountedObjPtr<DataGenerator>& in_generator,
+                                               bool in_bInMemory, const char* in_scalingConfigFile);
+
+/// A generator that is ready for gotoStart, from its configuration file. A generator that takes no file
+/// ignores in_inputFile, one that forms no sequences the entity. in_scalingConfigFile: null or "" for no
+/// scaling. Null handle, with the reason logged at error level, on failure; throws like
+/// loadDataGeneratorFromStream.
+CountedObjPtr<DataGenerator> newDataGenerator(const char* in_configFile, const char* in_inputFile,
+                                              Handle<Resettable, ReferenceCount> in_entityToReset,
+                                              bool in_bInMemory, const char* in_scalingConfigFile);
+
+} // namespace Vexalor::MachineLearning

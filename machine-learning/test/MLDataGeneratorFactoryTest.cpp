@@ -1,0 +1,208 @@
+#include "MLDataGeneratorFactory.h"
+#include "MLDataGeneratorWithConfig.h"
+#include "MLVectorFileDataGenerator.h"
+#include "quillcast-core/CheckedXmlInputArchive.h"
+#include "quillcast-core/ExceptionWithMsg.h"
+#include "quillcast-core/SerializationArchives.h"
+#include "quillcast-infra/DiskFileSystem.h"
+#include "quillcast-infra/DynLibsLoader.h"
+#include "test-support/CountingResettable.h"
+#include "test-support/LogCapture.h"
+#include "test-support/StockXmlArchive.h"
+#include "test-support/TempDir.h"
+
+#include <gtest/gtest.h>
+#include <sstream>
+
+using namespace Vexalor;
+using namespace Vexalor::MachineLearning;
+using namespace Vexalor::Testing;
+
+namespace
+{
+
+const std::string GOLDENS = QC_TEST_DATA "/";
+constexpr const char* APPLICATION = "quillcast.ml.datagen.application";
+
+std::string saved(const StringVector& in_vLibNames, const DataGenerator& in_generator)
+{
+    std::ostringstream stream;
+    EXPECT_TRUE(saveDataGeneratorToStream(stream, in_vLibNames, in_generator));
+    return stream.str();
+}
+
+std::string replaced(std::string in_strText, const std::string& in_strOld, const std::string& in_strNew)
+{
+    const std::size_t uiPosition = in_strText.find(in_strOld);
+    EXPECT_NE(uiPosition, std::string::npos) << in_strOld;
+    return in_strText.replace(uiPosition, in_strOld.size(), in_strNew);
+}
+
+/// Plug-ins are found by name in the folder where the build puts them.
+class FactoryTest : public testing::Test
+{
+protected:
+    FactoryTest() { EXPECT_TRUE(DynLibsLoader::setPluginFolders({QC_BINARY_DIR "/lib"})); }
+
+    CountedObjPtr<DataGenerator> create(const std::string& in_strConfigFile,
+                                        const char* in_inputFile = nullptr,
+                                        Handle<Resettable, ReferenceCount> in_entity = {})
+    {
+        return newDataGenerator(in_strConfigFile.c_str(), in_inputFile, in_entity, false, nullptr);
+    }
+
+    TempDir m_folder;
+};
+
+} // namespace
+
+TEST_F(FactoryTest, FileGeneratorGetsItsFileAndEntity)
+{
+    const CountedObjPtr<CountingResettable> pEntity(new CountingResettable);
+    LogCapture log(APPLICATION, LogLevel::DEBUG);
+    const auto pGenerator = create(GOLDENS + "VectorFileDataGenerator.xml", "patterns.txt", pEntity);
+    ASSERT_FALSE(pGenerator.isNull());
+    EXPECT_TRUE(log.has("DEBUG Current neural net is resetable")) << log.text();
+    EXPECT_STREQ(pGenerator.dynamicCast<VectorFileDataGenerator>()->getCurrentFilename(), "patterns.txt");
+    EXPECT_EQ(pEntity.getCount(), 2U);
+    EXPECT_FALSE(pGenerator->getLibName().isValid());
+    EXPECT_EQ(saved({}, *pGenerator), readFile(GOLDENS + "VectorFileDataGenerator.xml"));
+
+    const auto pNameless = create(GOLDENS + "VectorFileDataGenerator.xml");
+    EXPECT_STREQ(pNameless.dynamicCast<VectorFileDataGenerator>()->getCurrentFilename(), "");
+    EXPECT_TRUE(log.has("DEBUG Current neural net is not resetable"));
+}
+
+TEST_F(FactoryTest, PluginGeneratorIsLoadedByName)
+{
+    const CountedObjPtr<CountingResettable> pEntity(new CountingResettable);
+    const std::string strFile = GOLDENS + "RampGenerator.xml";
+    const auto pGenerator = create(strFile, "is ignored", pEntity);
+    ASSERT_FALSE(pGenerator.isNull());
+    ASSERT_TRUE(pGenerator->getLibName().isValid());
+    EXPECT_STREQ(pGenerator->getLibName().getValue(), "libramp-generator.so");
+
+    // The file says: 3 patterns, starts 0.1 and -1, step 0.5, offset 10.
+    ASSERT_TRUE(pGenerator->gotoStart());
+    EXPECT_EQ(pEntity->m_iResets, 1);
+    DoubleVector vInput;
+    EXPECT_FALSE(pGenerator->getInput(vInput));
+    ASSERT_TRUE(pGenerator->generateNext() && pGenerator->generateNext() && pGenerator->generateNext());
+    ASSERT_TRUE(pGenerator->getInput(vInput));
+    EXPECT_EQ(vInput, (DoubleVector{0.1 + 2 * 0.5 + 10, -1 + 2 * 0.5 + 10}));
+    EXPECT_FALSE(pGenerator->generateNext());
+
+    EXPECT_EQ(saved({"libramp-generator.so"}, *pGenerator), readFile(strFile));
+    // Loaded again, the library brings nothing new; the class is still its own.
+    LogCapture log("quillcast.serialization", LogLevel::WARN);
+    EXPECT_TRUE(create(strFile)->getLibName().isValid());
+    EXPECT_EQ(log.text(), "");
+}
+
+TEST_F(FactoryTest, LibraryReadsGoldens)
+{
+    const auto pLoaded = create(GOLDENS + "RampGenerator.xml");
+    std::unique_ptr<DataGenerator> pGenerator;
+    StringVector vLibNames;
+    readStockXml(readFile(GOLDENS + "RampGenerator.xml"),
+                 [&](boost::archive::polymorphic_iarchive& io_archive)
+                 {
+                     io_archive >> boost::serialization::make_nvp("MLDataGeneratorLib", vLibNames);
+                     pGenerator = loadObject<DataGenerator>(io_archive, "MLDataGenerator");
+                 });
+    EXPECT_EQ(saved(vLibNames, *pGenerator), readFile(GOLDENS + "RampGenerator.xml"));
+}
+
+TEST_F(FactoryTest, SecondPluginWithAKeyIsReported)
+{
+    const std::string strGolden = readFile(GOLDENS + "RampGenerator.xml");
+    ASSERT_FALSE(create(GOLDENS + "RampGenerator.xml").isNull());
+    LogCapture log("quillcast.serialization", LogLevel::WARN);
+    const auto pGenerator = create(
+        m_folder.write("twin.xml", replaced(strGolden, "libramp-generator.so", "libtwin-generator.so")));
+    ASSERT_FALSE(pGenerator.isNull());
+    EXPECT_EQ(log.text(),
+              "WARN The library 'libtwin-generator.so' brought no class of this configuration; the class "
+              "key 'RampGenerator' was registered before by the library 'libramp-generator.so'\n");
+    EXPECT_STREQ(pGenerator->getLibName().getValue(), "libramp-generator.so");
+}
+
+TEST_F(FactoryTest, LibraryThatCannotBeLoadedStopsBeforeTheGenerator)
+{
+    const std::string strGolden = readFile(GOLDENS + "RampGenerator.xml");
+    const std::string strMissing = replaced(strGolden, "libramp-generator.so", "libnone.so");
+    // With an unknown class behind it: that is never reached.
+    const std::string strFile =
+        m_folder.write("missing.xml", replaced(strMissing, "RampGenerator", "Unknown"));
+    LogCapture log("quillcast.serialization", LogLevel::ERROR);
+    EXPECT_TRUE(create(strFile).isNull());
+    EXPECT_TRUE(
+        log.has("ERROR Failed to load dynamic library 'libnone.so' in which the data generator class is "
+                "should be located "))
+        << log.text();
+
+    log.clear();
+    DynLibsLoader::setRefuseAll(true);
+    EXPECT_TRUE(create(GOLDENS + "RampGenerator.xml").isNull());
+    DynLibsLoader::setRefuseAll(false);
+    EXPECT_EQ(log.lines().size(), 1U);
+}
+
+TEST_F(FactoryTest, FilesThatAreNoConfigurationAreRefused)
+{
+    const std::string strGolden = readFile(GOLDENS + "RampGenerator.xml");
+    const auto refusal = [&](const std::string& in_strText)
+    {
+        try
+        {
+            create(m_folder.write("bad.xml", in_strText));
+        }
+        catch (const ArchiveError& error)
+        {
+            return replaced(error.what(), m_folder.path("bad.xml"), "FILE");
+        }
+        return std::string();
+    };
+    EXPECT_EQ(refusal(""),
+              "FILE: line 1: the text does not begin like an archive of the serialization library");
+    EXPECT_EQ(refusal(replaced(strGolden, "\"RampGenerator\"", "\"MLDataGenerator\"")),
+              "FILE: line 9, element 'MLDataGenerator': an object of the abstract class 'MLDataGenerator' "
+              "cannot be "
+              "created");
+    EXPECT_EQ(refusal(replaced(strGolden, "\"RampGenerator\"", "\"RampConstantOffset\"")),
+              "FILE: line 10, element 'MLDataGenerator': the start tag of element 'RampOffset' is missing");
+    const std::string strNull =
+        strGolden.substr(0, strGolden.find("<MLDataGenerator ")) +
+        "<MLDataGenerator class_id=\"-1\"></MLDataGenerator>\n</boost_serialization>\n";
+    EXPECT_EQ(refusal(strNull), "FILE: the file holds no generator");
+
+    // The Config of another class, and none.
+    AssertionCapture assertions;
+    const std::string strConfig = strGolden.substr(0, strGolden.find("<GeneratorConfig"));
+    const std::string strEnd = "</RampGenerator>\n</MLDataGenerator>\n</boost_serialization>\n";
+    for (const char* config : {"<GeneratorConfig class_id=\"-1\"></GeneratorConfig>",
+                               "<GeneratorConfig class_id=\"4\" class_name=\"MLDataGeneratorConfig\" "
+                               "tracking_level=\"0\" version=\"0\"></GeneratorConfig>"})
+    {
+        const std::string strFile = m_folder.write("bad.xml", strConfig + config + strEnd);
+        EXPECT_THROW(create(strFile), ExceptionWithMsg) << config;
+    }
+}
+
+TEST_F(FactoryTest, FailuresGiveNullAndTheReason)
+{
+    LogCapture log(APPLICATION, LogLevel::ERROR);
+    EXPECT_TRUE(create(m_folder.path("none.xml")).isNull());
+    EXPECT_TRUE(log.has("ERROR failed to open DataGenerator config file " + m_folder.path("none.xml") +
+                        " for reading"))
+        << log.text();
+    EXPECT_TRUE(create(m_folder.path()).isNull());
+    EXPECT_EQ(log.lines().size(), 2U) << log.text();
+
+    const std::string strFile = GOLDENS + "VectorFileDataGenerator.xml";
+    log.clear();
+    EXPECT_TRUE(newDataGenerator(strFile.c_str(), "", {}, true, "").isNull());
+    EXPECT_TRUE(newDataGenerator(strFile.c_str(), "", {}, false, "scaling.xml").isNull());
+    EXPECT_EQ(log.lines().size(), 2U) << log.text();
+    EXPECT_FALSE(newDataGenerator(strFile.c_str(), "", {}, false, "").isNull());
+}
