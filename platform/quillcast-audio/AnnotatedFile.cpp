@@ -103,6 +103,8 @@ bool AnnotatedFile::read(std::istream& io_stream, std::string& out_strError)
         out_strError = cueReader.getError();
         return false;
     }
+    if (structure.isCut())
+        QC_WARN("Annotated recording: the file is shorter than its header says, annotations may be lost");
     for (const std::string& strWarning : cueReader.getWarnings())
         QC_WARN("Annotated recording: " << strWarning);
     m_format = structure.getFormat();

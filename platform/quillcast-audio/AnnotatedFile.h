@@ -36,6 +36,13 @@ public:
     const std::vector<Annotation>& getMarkers() const { return m_vMarkers; }
     void setMarkers(std::vector<Annotation> in_vMarkers) { m_vMarkers = std::move(in_vMarkers); }
 
+    /// Replaces the annotations and markers of a WAV file by those of this object and keeps every other chunk
+    /// and the samples byte for byte; a size that was left open by a streamed recording is filled in. The
+    /// file is replaced at once and only when all was written. False, with the reason logged and the file as
+    /// it was, if it is no intact WAV file, if a time cannot be stored (below 0, stop before start, sample
+    /// number of more than 32 bits) or if writing fails. Times are rounded to the nearest sample.
+    bool writeToWAV(const char* in_filename) const;
+
     /// What the file says of its samples; only after readFromWAV, as all that follow.
     const WavFormat& getFormat() const { return m_format; }
     const std::string& getContainer() const { return m_strContainer; } ///< "RIFF", "RF64" or "BW64"

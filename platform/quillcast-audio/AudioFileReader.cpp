@@ -1,11 +1,13 @@
 #include "quillcast-audio/AudioFileReader.h"
 
+#include "quillcast-audio/WavStructure.h"
 #include "quillcast-core/Assertion.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
+#include <fstream>
 #include <sndfile.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -39,6 +41,17 @@ int openRegularFile(const char* in_filename, std::string& out_strReason)
     if (iFile >= 0)
         ::close(iFile);
     return -1;
+}
+
+/// The decoder's own words are about itself more often than about the file.
+std::string explainRefusal(const char* in_filename, const std::string& in_strDecoderReason)
+{
+    std::ifstream file(in_filename, std::ios::binary);
+    IffSource source(file);
+    WavStructure structure;
+    if (source.open() && !structure.read(source))
+        return structure.getError();
+    return in_strDecoderReason;
 }
 
 bool isWav(int in_iFormat)
@@ -110,11 +123,13 @@ bool AudioFileReader::open(const char* in_filename, int in_iChannel)
         return fail(strReason);
     m_pState->m_pFile = sf_open_fd(iFile, SFM_READ, &m_pState->m_info, SF_TRUE);
     if (m_pState->m_pFile == nullptr)
-        return fail(sf_strerror(nullptr));
+        return fail(explainRefusal(in_filename, sf_strerror(nullptr)));
     if (!isWav(m_pState->m_info.format))
         return fail("is no WAV recording");
     if (m_pState->m_info.channels < 1 || m_pState->m_info.samplerate < 1 || m_pState->m_info.frames < 0)
         return fail("its header is damaged");
+    if (m_pState->m_info.frames == 0)
+        return fail("it has no samples");
     if (in_iChannel >= m_pState->m_info.channels)
         return fail("channel " + std::to_string(in_iChannel) + " is configured, it has " +
                     std::to_string(m_pState->m_info.channels));
@@ -179,7 +194,7 @@ std::size_t AudioFileReader::read(double* out_samples, std::size_t in_uiCount)
         std::min<std::uint64_t>(in_uiCount, getFrameCount() - m_pState->m_uiPosition));
     const std::size_t uiRead = uiWanted == 0 ? 0 : readFrames(out_samples, uiWanted);
     m_pState->m_uiPosition += uiRead;
-    if (uiRead < uiWanted)
+    if (uiRead < uiWanted && !m_pState->m_bInputError)
     {
         m_pState->m_bInputError = true;
         QC_ERROR("Recording " << m_pState->m_strFilename << " cannot be read beyond sample "

@@ -12,8 +12,6 @@ namespace
 
 /// Largest "cue " or "smpl" chunk that is read, in bytes: 2.7 million cue points.
 constexpr std::uint64_t MAX_CHUNK_SIZE = std::uint64_t(1) << 26;
-/// Longest text of a label or note, in bytes.
-constexpr std::uint64_t MAX_TEXT_SIZE = std::uint64_t(1) << 20;
 
 constexpr std::uint64_t CUE_SIZE = 24;
 constexpr std::uint64_t SAMPLER_SIZE = 36;
@@ -104,7 +102,7 @@ bool CueSheetReader::readList(IffSource& io_source, const IffChunk& in_chunk)
     {
         if (entry.m_strId != "labl" && entry.m_strId != "note" && entry.m_strId != "ltxt")
             continue;
-        if (!entry.m_bComplete || entry.m_uiSize > MAX_TEXT_SIZE ||
+        if (!entry.m_bComplete || entry.m_uiSize > MAX_LABEL_SIZE + LONG_TEXT_SIZE ||
             !io_source.readAt(entry.getDataPosition(), strData, entry.m_uiSize) ||
             !readListEntry(entry.m_strId, strData))
             return fail("its list of labels is damaged at byte " + std::to_string(entry.m_uiPosition));

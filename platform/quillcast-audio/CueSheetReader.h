@@ -16,6 +16,9 @@ namespace Vexalor
 class CueSheetReader
 {
 public:
+    /// Longest label or note in bytes; a longer one is damage.
+    static constexpr std::uint64_t MAX_LABEL_SIZE = std::uint64_t(1) << 20;
+
     /// False, with getError set, for a damaged chunk. in_structure is that of the source.
     bool read(IffSource& io_source, const WavStructure& in_structure);
 

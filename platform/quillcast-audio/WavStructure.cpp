@@ -10,6 +10,9 @@ namespace
 
 constexpr std::uint64_t FORMAT_SIZE = 16;
 
+/// Sizes from here on are no sizes: programs that cannot go back to the header write them.
+constexpr std::uint64_t STREAMED_SIZE = 0xFFFF0000;
+
 /// Codings whose frames all have the size that the format states: whole numbers, floating point, A-law,
 /// mu-law, and the extensible form of these.
 bool hasFixedFrames(std::uint16_t in_uiTag)
@@ -17,10 +20,13 @@ bool hasFixedFrames(std::uint16_t in_uiTag)
     return in_uiTag == 1 || in_uiTag == 3 || in_uiTag == 6 || in_uiTag == 7 || in_uiTag == 0xFFFE;
 }
 
-bool holdsAnnotations(IffSource& io_source, const IffChunk& in_chunk)
+bool mayHoldAnnotations(IffSource& io_source, const IffChunk& in_chunk)
 {
-    return in_chunk.m_strId == "cue " || in_chunk.m_strId == "smpl" ||
-           (WavStructure::isList(in_chunk) && WavStructure::getListType(io_source, in_chunk) == "adtl");
+    if (!WavStructure::isList(in_chunk))
+        return in_chunk.m_strId == "cue " || in_chunk.m_strId == "smpl";
+    // A list that is cut before its type may be one of annotations.
+    const std::string strType = WavStructure::getListType(io_source, in_chunk);
+    return strType == "adtl" || strType.empty();
 }
 
 } // namespace
@@ -57,6 +63,8 @@ bool WavStructure::read(IffSource& io_source)
     if (m_data.m_strId.empty())
         return fail("it has no \"data\" chunk");
     countFrames();
+    const std::uint64_t uiDeclared = m_riff.getDeclaredSize();
+    m_bCut = uiDeclared > io_source.getSize() && uiDeclared < STREAMED_SIZE;
     return true;
 }
 
@@ -66,13 +74,15 @@ bool WavStructure::readChunk(IffSource& io_source, const IffChunk& in_chunk)
         return readFormat(io_source, in_chunk);
     if (in_chunk.m_strId == "data" && m_format.m_uiRate == 0)
         return fail("it has no \"fmt \" chunk before its samples");
-    if (in_chunk.m_strId == "data" && m_data.m_strId.empty())
+    if (in_chunk.m_strId == "data" && !m_data.m_strId.empty())
+        return fail("it has several \"data\" chunks");
+    if (in_chunk.m_strId == "data")
         m_data = in_chunk;
     char frames[4];
     if (in_chunk.m_strId == "fact" && in_chunk.m_uiSize >= sizeof frames &&
         io_source.readAt(in_chunk.getDataPosition(), frames, sizeof frames))
         m_uiFactFrames = readU32(frames);
-    if (!in_chunk.m_bComplete && holdsAnnotations(io_source, in_chunk))
+    if (!in_chunk.m_bComplete && mayHoldAnnotations(io_source, in_chunk))
         return fail("its \"" + in_chunk.m_strId + "\" chunk runs past the end of the file");
     return true;
 }

@@ -15,7 +15,7 @@ class WavStructure
 {
 public:
     /// Reads the headers. False, with getError set, for what is no WAV file: no "fmt " before the samples or
-    /// a damaged one, no "data", a chunk of annotations that runs past the end.
+    /// a damaged one, no "data" or several, a chunk of annotations that runs past the end.
     bool read(IffSource& io_source);
 
     const RiffFile& getRiff() const { return m_riff; }
@@ -23,6 +23,9 @@ public:
     const IffChunk& getData() const { return m_data; }
     /// Frames by the headers; 0 for codings in which frames have no fixed size and which do not tell.
     std::uint64_t getFrameCount() const { return m_uiFrames; }
+
+    /// True when the header states a size and the file is shorter.
+    bool isCut() const { return m_bCut; }
 
     /// "list" in lower case is written by some editors.
     static bool isList(const IffChunk& in_chunk);
@@ -42,6 +45,7 @@ private:
     IffChunk m_data;
     std::uint64_t m_uiFactFrames = 0;
     std::uint64_t m_uiFrames = 0;
+    bool m_bCut = false;
     std::string m_strError;
 };
 

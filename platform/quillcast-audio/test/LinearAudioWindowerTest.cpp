@@ -1,0 +1,147 @@
+#include "quillcast-audio/LinearAudioWindower.h"
+#include "test-support/LogCapture.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <gtest/gtest.h>
+#include <numeric>
+#include <vector>
+
+using namespace Vexalor;
+using namespace Vexalor::Testing;
+
+namespace
+{
+
+LinearAudioWindower::Config makeConfig(std::uint32_t in_uiRate, std::uint64_t in_uiLength,
+                                       std::uint64_t in_uiShift)
+{
+    LinearAudioWindower::Config config;
+    config.m_uiSamplingRate = in_uiRate;
+    config.m_uiWindowLength = in_uiLength;
+    config.m_uiWindowShift = in_uiShift;
+    return config;
+}
+
+/// 0, 1, 2...: a window shows which samples it holds.
+std::vector<double> ramp(std::size_t in_uiCount)
+{
+    std::vector<double> vSamples(in_uiCount);
+    std::iota(vSamples.begin(), vSamples.end(), 0.0);
+    return vSamples;
+}
+
+} // namespace
+
+TEST(LinearAudioWindowerTest, LengthAndShiftInSamples)
+{
+    struct Case
+    {
+        std::uint32_t m_uiRate;
+        std::uint64_t m_uiLength, m_uiShift;
+        std::size_t m_uiLengthSamples, m_uiShiftSamples; // round(ms * rate / 1000)
+    };
+    const Case cases[] = {
+        {8000, 25, 10, 200, 80},   {11025, 25, 10, 276, 110},        // 275.625, 110.25
+        {22050, 25, 10, 551, 221}, {44100, 25, 10, 1103, 441},       // 551.25, 220.5; 1102.5
+        {44100, 1, 1, 44, 44},     {1000, 1, 67108864, 1, 67108864}, // 44.1; the largest shift
+    };
+    for (const Case& test : cases)
+    {
+        WindowSize size;
+        std::string strError;
+        EXPECT_TRUE(
+            makeConfig(0, test.m_uiLength, test.m_uiShift).getWindowSize(test.m_uiRate, size, strError));
+        EXPECT_EQ(size.m_uiLength, test.m_uiLengthSamples) << test.m_uiRate;
+        EXPECT_EQ(size.m_uiShift, test.m_uiShiftSamples) << test.m_uiRate;
+    }
+}
+
+TEST(LinearAudioWindowerTest, SettingsWithoutSenseChangeNothing)
+{
+    LinearAudioWindower windower;
+    ASSERT_TRUE(windower.configure(makeConfig(1000, 3, 2)));
+    for (const auto& config :
+         {makeConfig(0, 25, 10), makeConfig(8000, 0, 10), makeConfig(8000, 25, 0),
+          makeConfig(100, 4, 10), // 0.4 samples
+          makeConfig(1000, 67108865, 1), makeConfig(8000, 25, ~0ULL), makeConfig(1, ~0ULL, 1)})
+    {
+        const LogCapture log("quillcast.audio");
+        EXPECT_FALSE(windower.configure(config));
+        EXPECT_EQ(log.count("ERROR Windower configuration refused: "), 1u) << log.text();
+    }
+    EXPECT_EQ(windower.getConfig(), makeConfig(1000, 3, 2));
+}
+
+TEST(LinearAudioWindowerTest, WindowsOfEverySplitOfThePushes)
+{
+    struct Case
+    {
+        std::uint64_t m_uiLength, m_uiShift;
+    };
+    // At 1000 Hz a millisecond is a sample. Overlapping, touching, with gaps, and with gaps longer than a
+    // window.
+    for (const Case& test : {Case{5, 2}, Case{5, 5}, Case{3, 7}, Case{1, 1}, Case{4, 30}, Case{60, 1}})
+        for (const std::size_t uiBlock : {1, 2, 7, 50})
+            for (const std::size_t uiCount : {0, 1, 4, 5, 6, 49, 50, 99})
+            {
+                LinearAudioWindower windower;
+                ASSERT_TRUE(windower.configure(makeConfig(1000, test.m_uiLength, test.m_uiShift)));
+                const std::vector<double> vSamples = ramp(uiCount);
+                DoubleVector vWindow;
+                std::size_t uiWindows = 0;
+                for (std::size_t uiAt = 0; uiAt < uiCount; uiAt += uiBlock)
+                {
+                    const double* pBegin = vSamples.data() + uiAt;
+                    ASSERT_TRUE(windower.pushLinearAudio(pBegin, pBegin + std::min(uiBlock, uiCount - uiAt)));
+                    while (windower.popWindow(vWindow))
+                    {
+                        ASSERT_EQ(vWindow.size(), test.m_uiLength);
+                        EXPECT_EQ(vWindow[0], double(uiWindows * test.m_uiShift));
+                        EXPECT_EQ(vWindow.back(), double(uiWindows * test.m_uiShift + test.m_uiLength - 1));
+                        ++uiWindows;
+                    }
+                }
+                const std::size_t uiExpected =
+                    uiCount < test.m_uiLength ? 0 : (uiCount - test.m_uiLength) / test.m_uiShift + 1;
+                EXPECT_EQ(uiWindows, uiExpected)
+                    << test.m_uiLength << '/' << test.m_uiShift << ' ' << uiCount;
+                EXPECT_EQ(windower.getTotalPushedAudioTime(), double(uiCount) / 1000);
+            }
+}
+
+TEST(LinearAudioWindowerTest, ResetAndCopy)
+{
+    LinearAudioWindower windower;
+    ASSERT_TRUE(windower.configure(makeConfig(1000, 4, 2)));
+    const std::vector<double> vSamples = ramp(5);
+    DoubleVector vWindow;
+    ASSERT_TRUE(windower.pushLinearAudio(vSamples.data(), vSamples.data() + 3));
+    LinearAudioWindower copy(windower);
+    ASSERT_TRUE(windower.reset());
+    EXPECT_EQ(windower.getCurrentAudioTime(), 0.0);
+    ASSERT_TRUE(windower.pushLinearAudio(vSamples.data() + 4, vSamples.data() + 5));
+    EXPECT_FALSE(windower.popWindow(vWindow));
+    EXPECT_EQ(windower.getCurrentAudioTime(), 0.001);
+
+    ASSERT_TRUE(copy.pushLinearAudio(vSamples.data() + 3, vSamples.data() + 4));
+    ASSERT_TRUE(copy.popWindow(vWindow));
+    EXPECT_EQ(vWindow, (DoubleVector{0, 1, 2, 3}));
+}
+
+TEST(LinearAudioWindowerTest, RefusesWhatNobodyPops)
+{
+    LinearAudioWindower windower;
+    const double dSample = 0.0;
+    const LogCapture log("quillcast.audio");
+    // The samples are not looked at when there are too many: no need to have them.
+    const std::uintptr_t uiBytes = (LinearAudioWindower::MAX_WAITING_SAMPLES + 1) * sizeof dSample;
+    const double* pEnd =
+        reinterpret_cast<const double*>(reinterpret_cast<std::uintptr_t>(&dSample) + uiBytes);
+    EXPECT_FALSE(windower.pushLinearAudio(&dSample, pEnd));
+    EXPECT_EQ(log.count("ERROR Push of 134217729 samples refused"), 1u) << log.text();
+    const AssertionCapture assertions;
+    EXPECT_FALSE(windower.pushLinearAudio(&dSample + 1, &dSample));
+    EXPECT_EQ(assertions.conditions(), std::vector<std::string>{"in_begin <= in_end"});
+    EXPECT_EQ(windower.getTotalPushedAudioTime(), 0.0);
+}
