@@ -1,5 +1,7 @@
 #include "quillcast-math/DoubleVector.h"
 
+#include "quillcast-core/SerializationArchives.h"
+
 #include <algorithm>
 #include <array>
 #include <charconv>
@@ -182,5 +184,37 @@ bool operator==(const DoubleVector& in_left, const DoubleVector& in_right)
                       [](double in_dLeft, double in_dRight)
                       { return in_dLeft == in_dRight || (std::isnan(in_dLeft) && std::isnan(in_dRight)); });
 }
+
+template <class Archive>
+void DoubleVector::save(Archive& io_archive, unsigned int) const
+{
+    const std::size_t uiCount = size();
+    io_archive << boost::serialization::make_nvp("count", uiCount);
+    for (const double& dValue : m_vValues)
+        io_archive << boost::serialization::make_nvp("item", dValue);
+}
+
+template <class Archive>
+void DoubleVector::load(Archive& io_archive, unsigned int)
+{
+    std::size_t uiCount = 0;
+    io_archive >> boost::serialization::make_nvp("count", uiCount);
+    // Grows with what is there, not with what is announced.
+    m_vValues.clear();
+    for (std::size_t uiIndex = 0; uiIndex < uiCount; ++uiIndex)
+    {
+        double dValue = 0.0;
+        io_archive >> boost::serialization::make_nvp("item", dValue);
+        m_vValues.push_back(dValue);
+    }
+}
+
+template <class Archive>
+void DoubleVector::serialize(Archive& io_archive, unsigned int in_uiVersion)
+{
+    boost::serialization::split_member(io_archive, *this, in_uiVersion);
+}
+
+QC_ARCHIVES(DoubleVector);
 
 } // namespace Vexalor

@@ -1,5 +1,9 @@
 #pragma once
 
+#include <boost/serialization/access.hpp>
+#include <boost/serialization/level.hpp>
+#include <boost/serialization/tracking.hpp>
+
 #include <cstddef>
 #include <initializer_list>
 #include <iosfwd>
@@ -52,6 +56,10 @@ public:
     void reserve(std::size_t in_uiSize) { m_vValues.reserve(in_uiSize); }
     void push_back(double in_dValue) { m_vValues.push_back(in_dValue); }
     void assign(const double* in_begin, const double* in_end) { m_vValues.assign(in_begin, in_end); }
+    void append(const double* in_begin, const double* in_end)
+    {
+        m_vValues.insert(m_vValues.end(), in_begin, in_end);
+    }
     void swap(DoubleVector& io_other) noexcept { m_vValues.swap(io_other.m_vValues); }
 
     /// Arithmetic mean, summed in order; nan when empty.
@@ -74,6 +82,15 @@ public:
     friend bool operator==(const DoubleVector& in_left, const DoubleVector& in_right);
 
 private:
+    friend class boost::serialization::access;
+    /// In an archive: the number of values as "count", then each as "item".
+    template <class Archive>
+    void serialize(Archive& io_archive, unsigned int in_uiVersion);
+    template <class Archive>
+    void save(Archive& io_archive, unsigned int in_uiVersion) const;
+    template <class Archive>
+    void load(Archive& io_archive, unsigned int in_uiVersion);
+
     std::vector<double> m_vValues;
 };
 
@@ -88,3 +105,6 @@ inline std::istream& operator>>(std::istream& in_stream, DoubleVector& out_vVect
 }
 
 } // namespace Vexalor
+
+BOOST_CLASS_IMPLEMENTATION(Vexalor::DoubleVector, boost::serialization::object_serializable)
+BOOST_CLASS_TRACKING(Vexalor::DoubleVector, boost::serialization::track_never)

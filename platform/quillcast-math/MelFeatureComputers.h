@@ -1,0 +1,78 @@
+#pragma once
+
+#include "quillcast-math/AudioFeatureComputers.h"
+#include "quillcast-math/MelSpectrum.h"
+
+namespace Vexalor
+{
+
+/// Log-mel filter bank: the logarithms of the band energies of MelSpectrum, m_uiNbBands features. The tables
+/// are built for the size of the first window and again when it changes.
+class LogMelFeatureComputer final : public AudioFeatureComputer
+{
+public:
+    using Config = MelSpectrum::Config;
+
+    LogMelFeatureComputer() = default;
+    explicit LogMelFeatureComputer(const Config& in_config);
+    LogMelFeatureComputer* clone() const override { return new LogMelFeatureComputer(*this); }
+    const Config& getConfig() const { return m_config; }
+
+private:
+    bool computeFeatures_i(const DoubleVector& in_vWindow, DoubleVector& out_vFeatures) override;
+
+    friend class boost::serialization::access;
+    template <class Archive>
+    void serialize(Archive& io_archive, unsigned int in_uiVersion);
+
+    Config m_config;
+    MelSpectrum m_spectrum;
+};
+
+/// Mel-frequency cepstral coefficients: the first m_uiNbCepstra values of the orthonormal cosine transform
+/// (DCT-II) of the logarithms l_b of the B bands of MelSpectrum,
+///     c_k = s_k * sum over b of l_b cos(pi k (b + 1/2) / B), s_0 = sqrt(1 / B), else s_k = sqrt(2 / B)
+/// (S. B. Davis, P. Mermelstein, "Comparison of parametric representations for monosyllabic word recognition
+/// in continuously spoken sentences", IEEE Trans. ASSP 28, 1980). c_0 is included; coefficients are not
+/// liftered.
+class MfccFeatureComputer final : public AudioFeatureComputer
+{
+public:
+    class Config
+    {
+    public:
+        Config() { m_mel.m_uiNbBands = 23; }
+
+        MelSpectrum::Config m_mel;       ///< 23 bands, else as there
+        unsigned int m_uiNbCepstra = 13; ///< 1 to the number of bands
+
+    private:
+        friend class boost::serialization::access;
+        template <class Archive>
+        void serialize(Archive& io_archive, unsigned int in_uiVersion);
+    };
+
+    MfccFeatureComputer() = default;
+    explicit MfccFeatureComputer(const Config& in_config);
+    MfccFeatureComputer* clone() const override { return new MfccFeatureComputer(*this); }
+    const Config& getConfig() const { return m_config; }
+
+private:
+    bool computeFeatures_i(const DoubleVector& in_vWindow, DoubleVector& out_vFeatures) override;
+    void buildTransform();
+
+    friend class boost::serialization::access;
+    template <class Archive>
+    void serialize(Archive& io_archive, unsigned int in_uiVersion);
+
+    Config m_config;
+    MelSpectrum m_spectrum;
+    std::vector<double> m_vTransform; ///< a row a band; empty when not built
+    std::vector<double> m_vLogarithms;
+    std::vector<double> m_vCepstra;
+};
+
+} // namespace Vexalor
+
+BOOST_CLASS_EXPORT_KEY2(Vexalor::LogMelFeatureComputer, "LogMelFeatureComputer")
+BOOST_CLASS_EXPORT_KEY2(Vexalor::MfccFeatureComputer, "MfccFeatureComputer")

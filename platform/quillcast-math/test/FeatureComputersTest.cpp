@@ -1,0 +1,612 @@
+#include "quillcast-core/CheckedXmlInputArchive.h"
+#include "quillcast-core/SerializationArchives.h"
+#include "quillcast-core/XmlOutputArchive.h"
+#include "quillcast-math/FeatureComputerSequence.h"
+#include "quillcast-math/MelFeatureComputers.h"
+#include "quillcast-math/SignalFeature.h"
+#include "quillcast-math/SignalKernels.h"
+#include "quillcast-math/ToneEnergyFeatureComputer.h"
+#include "quillcast-math/VectorLanes.h"
+#include "test-support/AllocationCounter.h"
+#include "test-support/LogCapture.h"
+#include "test-support/TempDir.h"
+
+#include <cmath>
+#include <functional>
+#include <gtest/gtest.h>
+#include <limits>
+#include <memory>
+#include <numbers>
+#include <sstream>
+
+using namespace Vexalor;
+
+namespace
+{
+
+constexpr double NOT_A_NUMBER = std::numeric_limits<double>::quiet_NaN();
+constexpr double INFINITE = std::numeric_limits<double>::infinity();
+
+/// Noise from integers alone, so that it is the same everywhere.
+DoubleVector noise(std::size_t in_uiSize, unsigned int in_uiSeed = 1)
+{
+    DoubleVector vValues(in_uiSize);
+    unsigned int uiState = in_uiSeed;
+    for (double& dValue : vValues)
+    {
+        uiState = uiState * 1664525U + 1013904223U;
+        dValue = static_cast<double>(static_cast<int>(uiState >> 16) - 32768) / 32768.0;
+    }
+    return vValues;
+}
+
+DoubleVector features(FeatureComputerWithInputs& io_computer, const DoubleVector& in_vWindow)
+{
+    DoubleVector vFeatures;
+    EXPECT_TRUE(io_computer.setInput("audio", in_vWindow));
+    EXPECT_TRUE(io_computer.computeFeatures(vFeatures));
+    return vFeatures;
+}
+
+ToneEnergyFeatureComputer::Config toneConfig(const DoubleVector& in_vFrequencies)
+{
+    ToneEnergyFeatureComputer::Config config;
+    config.m_vFrequencies = in_vFrequencies;
+    return config;
+}
+
+FeatureComputerSequence* makeSequence()
+{
+    auto* pInner = new FeatureComputerSequence;
+    pInner->add(new IdentityFeatureComputer);
+    pInner->add(new EnergyFeatureComputer);
+    auto* pSequence = new FeatureComputerSequence;
+    pSequence->add(new ZeroCrossingRateFeatureComputer);
+    pSequence->add(new LogMelFeatureComputer);
+    pSequence->add(new MfccFeatureComputer);
+    pSequence->add(new ToneEnergyFeatureComputer(toneConfig({697, 1209.5})));
+    pSequence->add(pInner);
+    return pSequence;
+}
+
+std::string save(const FeatureComputer& in_computer)
+{
+    std::ostringstream stream;
+    XmlOutputArchive archive(stream);
+    const CloneableObjPtr<FeatureComputer> pComputer(in_computer.clone());
+    archive.get() << boost::serialization::make_nvp("m_pFeatureComputer", pComputer);
+    EXPECT_TRUE(archive.finish());
+    return stream.str();
+}
+
+CloneableObjPtr<FeatureComputer> load(const std::string& in_strText)
+{
+    std::istringstream stream(in_strText);
+    CheckedXmlInputArchive archive(stream);
+    CloneableObjPtr<FeatureComputer> pComputer;
+    archive.get() >> boost::serialization::make_nvp("m_pFeatureComputer", pComputer);
+    archive.finish();
+    return pComputer;
+}
+
+struct ComputerCase
+{
+    const char* m_name;
+    std::function<FeatureComputerWithInputs*()> m_create;
+    std::size_t m_uiNbFeatures; // of a window of 200 samples
+};
+
+class FeatureComputerContract : public testing::TestWithParam<ComputerCase>
+{
+protected:
+    const std::unique_ptr<FeatureComputerWithInputs> m_pComputer{GetParam().m_create()};
+    const DoubleVector m_vWindow = noise(200);
+};
+
+} // namespace
+
+TEST_P(FeatureComputerContract, ComputesOncePerInput)
+{
+    EXPECT_TRUE(m_pComputer->reset());
+    EXPECT_EQ(features(*m_pComputer, m_vWindow).size(), GetParam().m_uiNbFeatures);
+
+    Testing::AssertionCapture assertions;
+    const Testing::LogCapture log("quillcast.math");
+    DoubleVector vFeatures;
+    EXPECT_FALSE(m_pComputer->computeFeatures(vFeatures)); // the input counts once
+    EXPECT_TRUE(m_pComputer->setInput("audio", m_vWindow));
+    EXPECT_TRUE(m_pComputer->reset());
+    EXPECT_FALSE(m_pComputer->computeFeatures(vFeatures)); // forgotten
+    const DoubleVector vEmpty;
+    EXPECT_TRUE(m_pComputer->setInput("audio", vEmpty));
+    EXPECT_FALSE(m_pComputer->computeFeatures(vFeatures));
+    EXPECT_EQ(assertions.conditions().size(), 3u);
+    EXPECT_FALSE(m_pComputer->setInput("Audio", m_vWindow));
+    EXPECT_TRUE(log.has("ERROR Unknown input of a feature computer: \"Audio\", expected \"audio\""))
+        << log.text();
+}
+
+TEST_P(FeatureComputerContract, DependsOnTheWindowAlone)
+{
+    const DoubleVector vFirst = features(*m_pComputer, m_vWindow);
+    const std::unique_ptr<FeatureComputerWithInputs> pClone(m_pComputer->clone());
+    for (const std::size_t uiSize : {std::size_t(1), std::size_t(2), std::size_t(333)})
+        features(*m_pComputer, noise(uiSize, 7));
+    EXPECT_EQ(features(*m_pComputer, m_vWindow), vFirst);
+    EXPECT_EQ(features(*pClone, m_vWindow), vFirst);
+}
+
+TEST_P(FeatureComputerContract, SurvivesNonFiniteSamples)
+{
+    for (const double dValue : {NOT_A_NUMBER, INFINITE, -INFINITE, std::numeric_limits<double>::max()})
+    {
+        DoubleVector vWindow = m_vWindow;
+        vWindow[50] = dValue;
+        EXPECT_EQ(features(*m_pComputer, vWindow).size(), GetParam().m_uiNbFeatures);
+    }
+}
+
+TEST_P(FeatureComputerContract, AllocatesNothingOnceWarm)
+{
+    DoubleVector vFeatures;
+    ASSERT_TRUE(m_pComputer->setInput("audio", m_vWindow) && m_pComputer->computeFeatures(vFeatures));
+    const Testing::AllocationCounter allocations;
+    for (int iWindow = 0; iWindow < 10; ++iWindow)
+        ASSERT_TRUE(m_pComputer->setInput("audio", m_vWindow) && m_pComputer->computeFeatures(vFeatures));
+    EXPECT_EQ(allocations.getCount(), 0u);
+}
+
+TEST_P(FeatureComputerContract, ArchiveKeepsClassAndSettings)
+{
+    const std::string strText = save(*m_pComputer);
+    const CloneableObjPtr<FeatureComputer> pLoaded = load(strText);
+    ASSERT_FALSE(pLoaded.isNull());
+    EXPECT_EQ(typeid(*pLoaded), typeid(*m_pComputer));
+    EXPECT_EQ(save(*pLoaded), strText);
+    EXPECT_EQ(features(dynamic_cast<FeatureComputerWithInputs&>(*pLoaded), m_vWindow),
+              features(*m_pComputer, m_vWindow));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    AllComputers, FeatureComputerContract,
+    testing::Values(ComputerCase{"Identity", [] { return new IdentityFeatureComputer; }, 200},
+                    ComputerCase{"Energy", [] { return new EnergyFeatureComputer; }, 1},
+                    ComputerCase{"ZeroCrossingRate", [] { return new ZeroCrossingRateFeatureComputer; }, 1},
+                    // Two bands, so that a window of 1 or 2 samples has a bin for each.
+                    ComputerCase{"LogMel",
+                                 []
+                                 {
+                                     LogMelFeatureComputer::Config config;
+                                     config.m_uiNbBands = 2;
+                                     config.m_uiFftSize = 512;
+                                     config.m_strTaper = "hann";
+                                     return new LogMelFeatureComputer(config);
+                                 },
+                                 2},
+                    ComputerCase{"Mfcc",
+                                 []
+                                 {
+                                     MfccFeatureComputer::Config config;
+                                     config.m_uiNbCepstra = 20;
+                                     config.m_mel.m_uiFftSize = 1024;
+                                     return new MfccFeatureComputer(config);
+                                 },
+                                 20},
+                    ComputerCase{"ToneEnergy",
+                                 [] {
+                                     return new ToneEnergyFeatureComputer(toneConfig({697, 1e-3, 3999}));
+                                 },
+                                 3},
+                    ComputerCase{"Sequence",
+                                 []
+                                 {
+                                     auto* pSequence = new FeatureComputerSequence;
+                                     pSequence->add(new EnergyFeatureComputer);
+                                     pSequence->add(new IdentityFeatureComputer);
+                                     return pSequence;
+                                 },
+                                 201}),
+    [](const testing::TestParamInfo<ComputerCase>& in_info) { return in_info.param.m_name; });
+
+TEST(FeatureComputersTest, TimeDomainValues)
+{
+    IdentityFeatureComputer identity;
+    EnergyFeatureComputer energy;
+    ZeroCrossingRateFeatureComputer zeroCrossings;
+    const DoubleVector vWindow{3, -4, 0, 0.5, -0.5};
+    EXPECT_EQ(features(identity, vWindow), vWindow);
+    EXPECT_EQ(features(energy, vWindow), DoubleVector{25.5});        // 9 + 16 + 0.25 + 0.25
+    EXPECT_EQ(features(zeroCrossings, vWindow), DoubleVector{0.75}); // + - + + -: 3 of 4 pairs
+    EXPECT_EQ(features(zeroCrossings, DoubleVector{-1}), DoubleVector{0});
+
+    Testing::AssertionCapture assertions;
+    DoubleVector vSame = vWindow;
+    EXPECT_TRUE(identity.setInput("audio", vSame));
+    EXPECT_FALSE(identity.computeFeatures(vSame));
+    EXPECT_EQ(vSame, vWindow);
+}
+
+namespace
+{
+
+/// The mel spectrum by its definition: a direct transform, no tables.
+std::vector<double> directLogMel(const MelSpectrum::Config& in_config, const DoubleVector& in_vWindow,
+                                 std::size_t in_uiFftSize, double in_dHigh)
+{
+    const auto mel = [](double in_dFrequency)
+    {
+        return 1127 * std::log(1 + in_dFrequency / 700);
+    };
+    const double dSize = static_cast<double>(in_vWindow.size());
+    const double dLow = mel(in_config.m_dLowFrequency);
+    const double dWidth = (mel(in_dHigh) - dLow) / (in_config.m_uiNbBands + 1);
+    std::vector<double> vEnergies(in_config.m_uiNbBands);
+    for (std::size_t k = 0; k <= in_uiFftSize / 2; ++k)
+    {
+        const double dCycles = static_cast<double>(k) / static_cast<double>(in_uiFftSize);
+        double dReal = 0;
+        double dImaginary = 0;
+        for (std::size_t n = 0; n < in_vWindow.size(); ++n)
+        {
+            const double dPhase = 2 * std::numbers::pi * static_cast<double>(n) / (dSize - 1);
+            const double dTaper = in_config.m_strTaper == "hamming" ? 0.54 - 0.46 * std::cos(dPhase)
+                                  : in_config.m_strTaper == "hann"  ? 0.5 - 0.5 * std::cos(dPhase)
+                                                                    : 1.0;
+            const double dBefore = in_vWindow[n == 0 ? 0 : n - 1];
+            const double dValue = (in_vWindow[n] - in_config.m_dPreEmphasis * dBefore) * dTaper;
+            dReal += dValue * std::cos(2 * std::numbers::pi * dCycles * static_cast<double>(n));
+            dImaginary += dValue * std::sin(2 * std::numbers::pi * dCycles * static_cast<double>(n));
+        }
+        for (std::size_t b = 0; b < vEnergies.size(); ++b)
+        {
+            const double dDistance =
+                std::fabs(mel(dCycles * in_config.m_dSamplingRate) - dLow - (b + 1) * dWidth) / dWidth;
+            vEnergies[b] += std::max(0.0, 1 - dDistance) * (dReal * dReal + dImaginary * dImaginary);
+        }
+    }
+    for (double& dEnergy : vEnergies)
+        dEnergy = std::log(std::max(dEnergy, in_config.m_dFloor));
+    return vEnergies;
+}
+
+} // namespace
+
+TEST(MelFeaturesTest, AgreeWithTheDefinition)
+{
+    struct Case
+    {
+        const char* m_name;
+        std::function<void(MelSpectrum::Config&)> m_change;
+        std::size_t m_uiWindow;
+        std::size_t m_uiFftSize;
+        double m_dHigh;
+    };
+    const Case cases[] = {
+        {"defaults", [](MelSpectrum::Config&) {}, 200, 256, 4000},
+        {"power of two", [](MelSpectrum::Config& io_config) { io_config.m_uiNbBands = 10; }, 64, 64, 4000},
+        {"hann, long transform",
+         [](MelSpectrum::Config& io_config)
+         {
+             io_config.m_strTaper = "hann";
+             io_config.m_uiFftSize = 1024;
+         },
+         200, 1024, 4000},
+        {"no taper, no emphasis, narrow, 16 kHz",
+         [](MelSpectrum::Config& io_config)
+         {
+             io_config.m_strTaper = "none";
+             io_config.m_dPreEmphasis = 0;
+             io_config.m_dSamplingRate = 16000;
+             io_config.m_dLowFrequency = 300;
+             io_config.m_dHighFrequency = 3400;
+         },
+         400, 512, 3400},
+        {"high floor", [](MelSpectrum::Config& io_config) { io_config.m_dFloor = 1e4; }, 200, 256, 4000},
+    };
+    for (const Case& testCase : cases)
+    {
+        SCOPED_TRACE(testCase.m_name);
+        MfccFeatureComputer::Config config;
+        testCase.m_change(config.m_mel);
+        config.m_uiNbCepstra = config.m_mel.m_uiNbBands;
+        LogMelFeatureComputer logMel(config.m_mel);
+        MfccFeatureComputer mfcc(config);
+        const DoubleVector vWindow = noise(testCase.m_uiWindow);
+        const std::vector<double> vExpected =
+            directLogMel(config.m_mel, vWindow, testCase.m_uiFftSize, testCase.m_dHigh);
+        const DoubleVector vLogMel = features(logMel, vWindow);
+        ASSERT_EQ(vLogMel.size(), vExpected.size());
+        for (std::size_t b = 0; b < vExpected.size(); ++b)
+            ASSERT_NEAR(vLogMel[b], vExpected[b], 1e-11) << b;
+
+        const DoubleVector vMfcc = features(mfcc, vWindow);
+        const double dBands = static_cast<double>(vExpected.size());
+        for (std::size_t k = 0; k < vMfcc.size(); ++k)
+        {
+            double dSum = 0;
+            for (std::size_t b = 0; b < vExpected.size(); ++b)
+                dSum += vExpected[b] * std::cos(std::numbers::pi * static_cast<double>(k) *
+                                                (static_cast<double>(b) + 0.5) / dBands);
+            ASSERT_NEAR(vMfcc[k], dSum * std::sqrt((k == 0 ? 1 : 2) / dBands), 1e-10) << k;
+        }
+    }
+}
+
+TEST(MelFeaturesTest, SilenceGivesTheFloorAndNanStaysNan)
+{
+    LogMelFeatureComputer computer;
+    for (const double dValue : features(computer, DoubleVector(200)))
+        EXPECT_DOUBLE_EQ(dValue, std::log(1e-10));
+    DoubleVector vWindow(200);
+    vWindow[3] = NOT_A_NUMBER;
+    for (const double dValue : features(computer, vWindow))
+        EXPECT_TRUE(std::isnan(dValue));
+}
+
+TEST(MelFeaturesTest, RefuseSettingsThatMakeNoSense)
+{
+    using Config = MelSpectrum::Config;
+    struct Case
+    {
+        std::function<void(Config&)> m_change;
+        std::string m_strReason;
+    };
+    const std::string strBands = "m_uiNbBands must be from 1 to the number of bins of the spectrum";
+    const std::string strEdges = "0 <= m_dLowFrequency < m_dHighFrequency <= m_dSamplingRate / 2 must hold";
+    const std::string strFft =
+        "m_uiFftSize must be 0 or a power of two from the size of the window to 1048576";
+    const std::string strRate = "m_dSamplingRate must be positive";
+    const std::string strEmphasis = "m_dPreEmphasis must be from 0 to 1";
+    const std::string strFloor = "m_dFloor must be positive";
+    const Case cases[] = {
+        {[](Config& io_config) { io_config.m_uiNbBands = 0; }, strBands},
+        {[](Config& io_config) { io_config.m_uiNbBands = 130; }, strBands},
+        {[](Config& io_config) { io_config.m_uiNbBands = 1U << 31; }, strBands},
+        {[](Config& io_config) { io_config.m_dHighFrequency = 4000.5; }, strEdges},
+        {[](Config& io_config) { io_config.m_dLowFrequency = 4000; }, strEdges},
+        {[](Config& io_config) { io_config.m_dLowFrequency = -1; }, strEdges},
+        {[](Config& io_config) { io_config.m_dHighFrequency = NOT_A_NUMBER; }, strEdges},
+        {[](Config& io_config) { io_config.m_uiFftSize = 128; }, strFft},
+        {[](Config& io_config) { io_config.m_uiFftSize = 300; }, strFft},
+        {[](Config& io_config) { io_config.m_uiFftSize = 1U << 31; }, strFft},
+        {[](Config& io_config) { io_config.m_dSamplingRate = 0; }, strRate},
+        {[](Config& io_config) { io_config.m_dSamplingRate = INFINITE; }, strRate},
+        {[](Config& io_config) { io_config.m_dSamplingRate = NOT_A_NUMBER; }, strRate},
+        {[](Config& io_config) { io_config.m_dPreEmphasis = 1.5; }, strEmphasis},
+        {[](Config& io_config) { io_config.m_dPreEmphasis = NOT_A_NUMBER; }, strEmphasis},
+        {[](Config& io_config) { io_config.m_dFloor = 0; }, strFloor},
+        {[](Config& io_config) { io_config.m_dFloor = INFINITE; }, strFloor},
+        {[](Config& io_config) { io_config.m_strTaper = "Hamming"; },
+         "m_strTaper must be \"hamming\", \"hann\" or \"none\""},
+    };
+    const DoubleVector vWindow = noise(200);
+    DoubleVector vFeatures;
+    const Testing::LogCapture log("quillcast.math");
+    for (const Case& testCase : cases)
+    {
+        Config config;
+        testCase.m_change(config);
+        LogMelFeatureComputer computer(config);
+        EXPECT_TRUE(computer.setInput("audio", vWindow));
+        EXPECT_FALSE(computer.computeFeatures(vFeatures));
+        ASSERT_FALSE(log.lines().empty());
+        EXPECT_EQ(log.lines().back(),
+                  "ERROR Cannot compute a mel spectrum of 200 samples: " + testCase.m_strReason);
+    }
+    LogMelFeatureComputer long_;
+    const DoubleVector vLong(MelSpectrum::MAX_WINDOW + 1);
+    EXPECT_TRUE(long_.setInput("audio", vLong));
+    EXPECT_FALSE(long_.computeFeatures(vFeatures));
+    EXPECT_EQ(
+        log.lines().back(),
+        "ERROR Cannot compute a mel spectrum of 1048577 samples: the window must have 1 to 1048576 samples");
+
+    // 120 bands are 17 mel apart: below 100 Hz less than the 31 Hz from bin to bin.
+    Config narrow;
+    narrow.m_uiNbBands = 120;
+    LogMelFeatureComputer narrowBands(narrow);
+    EXPECT_TRUE(narrowBands.setInput("audio", vWindow));
+    EXPECT_FALSE(narrowBands.computeFeatures(vFeatures));
+    EXPECT_EQ(log.lines().back(),
+              "ERROR Cannot compute a mel spectrum: band 2 of 120 is too narrow for the 129 bins "
+              "of the spectrum");
+
+    for (const unsigned int uiNbCepstra : {0U, 24U, 1U << 31})
+    {
+        MfccFeatureComputer::Config config;
+        config.m_uiNbCepstra = uiNbCepstra;
+        MfccFeatureComputer computer(config);
+        EXPECT_TRUE(computer.setInput("audio", vWindow));
+        EXPECT_FALSE(computer.computeFeatures(vFeatures));
+        EXPECT_EQ(log.lines().back(), "ERROR Cannot compute " + std::to_string(uiNbCepstra) +
+                                          " cepstral coefficients of 23 bands");
+    }
+}
+
+TEST(ToneEnergyTest, IsTheEnergyThatTheToneMakesUp)
+{
+    // 160 samples at 8 kHz hold whole periods of every multiple of 50 Hz, which are then orthogonal.
+    DoubleVector vWindow(160);
+    for (std::size_t n = 0; n < vWindow.size(); ++n)
+        vWindow[n] = 0.5 * std::sin(2 * std::numbers::pi * 700 * static_cast<double>(n) / 8000 + 0.3) +
+                     0.2 * std::cos(2 * std::numbers::pi * 1200 * static_cast<double>(n) / 8000);
+    ToneEnergyFeatureComputer computer(toneConfig({700, 1200, 1650}));
+    const DoubleVector vEnergies = features(computer, vWindow);
+    ASSERT_EQ(vEnergies.size(), 3u);
+    EXPECT_NEAR(vEnergies[0], 0.25 * 160 / 2, 1e-12);
+    EXPECT_NEAR(vEnergies[1], 0.04 * 160 / 2, 1e-12);
+    EXPECT_NEAR(vEnergies[2], 0.0, 1e-12);
+    EXPECT_NEAR(vEnergies[0] + vEnergies[1], SignalKernels::sumOfSquares(vWindow.begin(), 160), 1e-12);
+
+    // Nine frequencies need more than one block of columns.
+    const DoubleVector vFrequencies{100, 697, 770, 852, 941, 1209, 1336, 1477, 1633};
+    ToneEnergyFeatureComputer many(toneConfig(vFrequencies));
+    const DoubleVector vNoise = noise(201);
+    const DoubleVector vMany = features(many, vNoise);
+    for (std::size_t uiTone = 0; uiTone < vFrequencies.size(); ++uiTone)
+        EXPECT_NEAR(vMany[uiTone],
+                    2.0 / 201 * SignalKernels::tonePower(vNoise.begin(), 201, vFrequencies[uiTone] / 8000),
+                    1e-10);
+}
+
+TEST(ToneEnergyTest, RefusesSettingsThatMakeNoSense)
+{
+    struct Case
+    {
+        double m_dRate;
+        DoubleVector m_vFrequencies;
+        std::string m_strReason;
+    };
+    const std::string strRange = "m_vFrequencies must be above 0 and below half the sampling rate";
+    const Case cases[] = {
+        {8000, {}, "m_vFrequencies is empty"},
+        {8000, {0}, strRange},
+        {8000, {1000, 4000}, strRange},
+        {8000, {NOT_A_NUMBER}, strRange},
+        {-8000, {1000}, "m_dSamplingRate must be positive"},
+        {NOT_A_NUMBER, {1000}, "m_dSamplingRate must be positive"},
+        {8000, DoubleVector(100000, 1000), "too many frequencies for so large a window"},
+    };
+    const DoubleVector vWindow = noise(200);
+    const Testing::LogCapture log("quillcast.math");
+    for (const Case& testCase : cases)
+    {
+        ToneEnergyFeatureComputer::Config config = toneConfig(testCase.m_vFrequencies);
+        config.m_dSamplingRate = testCase.m_dRate;
+        ToneEnergyFeatureComputer computer(config);
+        EXPECT_TRUE(computer.setInput("audio", vWindow));
+        DoubleVector vFeatures;
+        EXPECT_FALSE(computer.computeFeatures(vFeatures));
+        ASSERT_FALSE(log.lines().empty());
+        EXPECT_EQ(log.lines().back(),
+                  "ERROR Cannot compute tone energies of 200 samples: " + testCase.m_strReason);
+    }
+}
+
+namespace
+{
+
+/// Takes no inputs; counts its resets.
+class CountingFeatureComputer final : public virtual FeatureComputer
+{
+public:
+    CountingFeatureComputer* clone() const override { return new CountingFeatureComputer(*this); }
+    bool reset() override { return ++m_iResets < 2; }
+    bool computeFeatures(DoubleVector& out_vFeatures) override
+    {
+        out_vFeatures = DoubleVector{static_cast<double>(m_iResets)};
+        return true;
+    }
+
+    int m_iResets = 0;
+};
+
+} // namespace
+
+TEST(FeatureComputerSequenceTest, ConcatenatesInOrder)
+{
+    FeatureComputerSequence sequence;
+    sequence.add(new CountingFeatureComputer);
+    sequence.add(new EnergyFeatureComputer);
+    auto* pInner = new FeatureComputerSequence;
+    pInner->add(new IdentityFeatureComputer);
+    pInner->add(new CountingFeatureComputer);
+    sequence.add(pInner);
+    EXPECT_TRUE(sequence.reset());
+    EXPECT_EQ(features(sequence, DoubleVector{1, 2}), (DoubleVector{1, 5, 1, 2, 1}));
+
+    // The copy has computers of its own, and keeps the state.
+    const std::unique_ptr<FeatureComputerSequence> pClone(sequence.clone());
+    EXPECT_FALSE(sequence.reset()); // the counting ones fail; all are reset nevertheless
+    EXPECT_EQ(features(sequence, DoubleVector{3}), (DoubleVector{2, 9, 3, 2}));
+    EXPECT_EQ(features(*pClone, DoubleVector{3}), (DoubleVector{1, 9, 3, 1}));
+}
+
+TEST(FeatureComputerSequenceTest, RefusesEmptyNullAndFailingOnes)
+{
+    Testing::AssertionCapture assertions;
+    FeatureComputerSequence sequence;
+    const DoubleVector vWindow{1};
+    DoubleVector vFeatures;
+    EXPECT_FALSE(sequence.add(nullptr));
+    EXPECT_FALSE(sequence.reset());
+    EXPECT_FALSE(sequence.setInput("audio", vWindow));
+    EXPECT_FALSE(sequence.computeFeatures(vFeatures));
+    EXPECT_EQ(assertions.conditions().size(), 4u);
+
+    sequence.add(new EnergyFeatureComputer);
+    std::string strText = save(sequence);
+    const std::size_t uiItem = strText.find("<item ");
+    strText.replace(uiItem, strText.find("</item>") - uiItem, "<item class_id=\"-1\">");
+    const CloneableObjPtr<FeatureComputer> pWithNull = load(strText);
+    EXPECT_FALSE(pWithNull->computeFeatures(vFeatures));
+    EXPECT_FALSE(pWithNull->reset());
+
+    sequence.add(new ToneEnergyFeatureComputer); // no frequencies
+    const Testing::LogCapture log("quillcast.math");
+    EXPECT_TRUE(sequence.setInput("audio", vWindow));
+    EXPECT_FALSE(sequence.computeFeatures(vFeatures));
+    EXPECT_EQ(log.count("m_vFrequencies is empty"), 1u);
+}
+
+TEST(FeatureArchiveTest, AllClassesAsInTheGolden)
+{
+    const std::unique_ptr<FeatureComputerSequence> pSequence(makeSequence());
+    const std::string strGolden = Testing::readFile(QC_TEST_DATA "/featureComputers.xml");
+    EXPECT_EQ(save(*pSequence), strGolden);
+    EXPECT_EQ(save(*load(strGolden)), strGolden);
+}
+
+TEST(FeatureArchiveTest, VectorKeepsEveryValue)
+{
+    const DoubleVector vVector{0.1, -0.0, NOT_A_NUMBER, INFINITE, -INFINITE, 5e-324};
+    std::stringstream stream;
+    XmlOutputArchive output(stream);
+    output.get() << boost::serialization::make_nvp("m_vVector", vVector);
+    ASSERT_TRUE(output.finish());
+    EXPECT_NE(stream.str().find("<m_vVector>\n\t<count>6</count>\n\t<item>0.1</item>\n\t<item>-0</item>\n"
+                                "\t<item>nan</item>\n\t<item>inf</item>\n"),
+              std::string::npos)
+        << stream.str();
+    CheckedXmlInputArchive input(stream);
+    DoubleVector vLoaded{1};
+    input.get() >> boost::serialization::make_nvp("m_vVector", vLoaded);
+    input.finish();
+    EXPECT_EQ(vLoaded, vVector);
+}
+
+TEST(SignalFeatureTest, PoolCreatesByName)
+{
+    EXPECT_EQ(SignalFeaturePool::getNames(), StringVector{"SUMSQUAREDAMPLITUDE"});
+    for (const std::string& strName : SignalFeaturePool::getNames())
+        EXPECT_EQ(SignalFeaturePool::create(strName)->getName(), strName);
+    const Testing::LogCapture log("quillcast.math.SignalFeature");
+    EXPECT_TRUE(SignalFeaturePool::create("sumsquaredamplitude").isNull());
+    EXPECT_TRUE(log.has("ERROR Unknown signal feature: \"sumsquaredamplitude\"")) << log.text();
+}
+
+TEST(SignalFeatureTest, SumSquaredAmplitude)
+{
+    SumSquaredAmplitudeFeature feature;
+    DoubleVector vFeature{7, 7};
+    EXPECT_TRUE(feature.compute(DoubleVector{3, -4}, vFeature));
+    EXPECT_EQ(vFeature, DoubleVector{25});
+    Testing::AssertionCapture assertions;
+    EXPECT_FALSE(feature.compute(DoubleVector(), vFeature));
+    EXPECT_EQ(assertions.conditions().size(), 1u);
+}
+
+TEST(FeatureBitsTest, AreTheSameOnEveryMachine)
+{
+    const std::unique_ptr<FeatureComputerSequence> pSequence(makeSequence());
+    const DoubleVector vFeatures = features(*pSequence, noise(200));
+    std::string strText;
+    DoubleVector vPinned;
+    for (const std::size_t uiFeature : {0, 1, 12, 24, 25, 30, 37, 38, 39, 240})
+        vPinned.push_back(vFeatures[uiFeature]);
+    vPinned.appendTo(strText);
+    EXPECT_EQ(
+        strText,
+        "[0.5125628140703518 -3.226314956385451 2.6055745494912568 6.615642572302841 18.277750010811292 "
+        "-1.487869754030057 0.3786152840971686 1.0068150463833931 0.055622501673502835 66.18991995695978]");
+}
