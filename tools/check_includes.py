@@ -61,7 +61,7 @@ LAYERS = [
     ("tester", r"MLTester"),
     ("pattern files", r"ML(Vector|Binary|InMemory)\w*DataGen\w*|ML(Text|Split)\w+|MLDataConverter"),
     ("scaling", r"MLVectorScal\w+|MLScalingDataGenerator"),
-    ("audio generators", r"ML\w*Audio\w+|MLDataGeneratorFor\w+|MLFileSet\w+|MLEvent\w+|MLTimeline\w*"),
+    ("audio generators", r"ML\w*Audio\w+|MLDataGeneratorFor\w+|MLFileSet\w+|MLTimeEventVector"),
     ("factory", r"MLDataGeneratorFactory|MLHelpers|MLGeneratorClasses"),
     ("applications", r"ML\w+Application(Impl)?"),
 ]
