@@ -1,6 +1,7 @@
 #include "quillcast-audio/LinearAudioWindower.h"
 
 #include "quillcast-core/Assertion.h"
+#include "quillcast-core/SerializationArchives.h"
 
 #include <algorithm>
 #include <limits>
@@ -43,6 +44,17 @@ bool LinearAudioWindower::Config::getWindowSize(std::uint32_t in_uiRate, WindowS
     out_size = {static_cast<std::size_t>(uiLength), static_cast<std::size_t>(uiShift)};
     return true;
 }
+
+template <class Archive>
+void LinearAudioWindower::Config::serialize(Archive& io_archive, unsigned int)
+{
+    QC_FIELD(m_uiSamplingRate);
+    QC_FIELD(m_uiWindowLength);
+    QC_FIELD(m_uiWindowShift);
+    QC_FIELD(m_iChannel);
+}
+
+QC_ARCHIVES(LinearAudioWindower::Config);
 
 LinearAudioWindower::LinearAudioWindower()
 {

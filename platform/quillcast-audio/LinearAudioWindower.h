@@ -3,6 +3,9 @@
 #include "quillcast-audio/LinearAudioSink.h"
 #include "quillcast-audio/TimeSource.h"
 #include "quillcast-audio/WindowCutter.h"
+#include "quillcast-core/Serialization.h"
+
+#include <boost/serialization/tracking.hpp>
 
 #include <cstdint>
 #include <string>
@@ -44,6 +47,13 @@ public:
         bool getWindowSize(std::uint32_t in_uiRate, WindowSize& out_size, std::string& out_strError) const;
 
         friend bool operator==(const Config&, const Config&) = default;
+
+    private:
+        friend class boost::serialization::access;
+        /// A value, never held by a pointer. An archive of its own calls it by its key; whether the settings
+        /// make sense is not checked before configure.
+        template <class Archive>
+        void serialize(Archive& io_archive, unsigned int in_uiVersion);
     };
 
     /// Pushed samples that may wait for popWindow.
@@ -78,3 +88,6 @@ private:
 };
 
 } // namespace Vexalor
+
+BOOST_CLASS_EXPORT_KEY2(Vexalor::LinearAudioWindower::Config, "LinearAudioWindowerConfig")
+BOOST_CLASS_TRACKING(Vexalor::LinearAudioWindower::Config, boost::serialization::track_never)

@@ -1,10 +1,14 @@
 #include "quillcast-audio/LinearAudioWindower.h"
+#include "quillcast-core/CheckedXmlInputArchive.h"
+#include "quillcast-core/SerializationArchives.h"
+#include "quillcast-core/XmlOutputArchive.h"
 #include "test-support/LogCapture.h"
 
 #include <algorithm>
 #include <cstdint>
 #include <gtest/gtest.h>
 #include <numeric>
+#include <sstream>
 #include <vector>
 
 using namespace Vexalor;
@@ -144,4 +148,25 @@ TEST(LinearAudioWindowerTest, RefusesWhatNobodyPops)
     EXPECT_FALSE(windower.pushLinearAudio(&dSample + 1, &dSample));
     EXPECT_EQ(assertions.conditions(), std::vector<std::string>{"in_begin <= in_end"});
     EXPECT_EQ(windower.getTotalPushedAudioTime(), 0.0);
+}
+
+TEST(LinearAudioWindowerTest, ConfigInAnArchive)
+{
+    const char* key = boost::serialization::guid<LinearAudioWindower::Config>();
+    EXPECT_STREQ(key, "LinearAudioWindowerConfig");
+    LinearAudioWindower::Config saved = makeConfig(11025, ~0ULL, 20);
+    saved.m_iChannel = 3;
+    std::stringstream stream;
+    XmlOutputArchive output(stream);
+    output.get() << boost::serialization::make_nvp(key, saved);
+    ASSERT_TRUE(output.finish());
+    for (const char* element : {"<m_uiSamplingRate>11025</", "<m_uiWindowLength>18446744073709551615</",
+                                "<m_uiWindowShift>20</", "<m_iChannel>3</"})
+        EXPECT_NE(stream.str().find(element), std::string::npos) << stream.str();
+
+    LinearAudioWindower::Config loaded;
+    CheckedXmlInputArchive input(stream);
+    input.get() >> boost::serialization::make_nvp(key, loaded);
+    input.finish();
+    EXPECT_EQ(loaded, saved);
 }
