@@ -2,6 +2,8 @@
 
 #include <boost/serialization/access.hpp>
 #include <boost/serialization/export.hpp>
+#include <boost/serialization/level.hpp>
+#include <boost/serialization/tracking.hpp>
 
 /// What the header of a serialised class needs; the archives themselves stay in the .cpp.
 ///

@@ -1,8 +1,6 @@
 #pragma once
 
-#include <boost/serialization/access.hpp>
-#include <boost/serialization/level.hpp>
-#include <boost/serialization/tracking.hpp>
+#include "quillcast-core/Serialization.h"
 
 #include <cstddef>
 #include <initializer_list>
