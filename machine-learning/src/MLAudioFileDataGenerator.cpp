@@ -1,0 +1,473 @@
+#include "MLAudioFileDataGenerator.h"
+
+#include "quillcast-audio/AnnotatedFile.h"
+#include "quillcast-audio/ToneAnnotations.h"
+#include "quillcast-core/Assertion.h"
+#include "quillcast-core/BoostRegex.h"
+#include "quillcast-core/SerializationArchives.h"
+
+#include <algorithm>
+#include <fstream>
+#include <limits>
+#include <optional>
+#include <ostream>
+#include <string_view>
+
+namespace Vexalor::MachineLearning
+{
+
+namespace
+{
+
+constinit Logger s_logger("quillcast.ml.generator.AudioFileDataGenerator");
+
+constexpr std::string_view OTHER_CLASS = "OTHER";
+
+bool hasOtherClass(const StringVector& in_vClasses)
+{
+    return std::find(in_vClasses.begin(), in_vClasses.end(), OTHER_CLASS) != in_vClasses.end();
+}
+
+} // namespace
+
+/// The expression of one class, compiled once a file; without m_regex it could not be.
+struct AudioFileDataGenerator::ClassRegex
+{
+    std::string m_strClass;
+    std::string m_strExpression;
+    std::optional<BoostRegex> m_regex;
+};
+
+AudioFileDataGenerator::AudioFileDataGenerator()
+{
+    QC_TRACE("AudioFileDataGenerator ctor");
+}
+
+AudioFileDataGenerator::~AudioFileDataGenerator()
+{
+    QC_TRACE("AudioFileDataGenerator dtor");
+}
+
+bool AudioFileDataGenerator::configure(const DataGeneratorWithConfig::Config& in_config)
+{
+    QC_TRACE("AudioFileDataGenerator::configure");
+    const auto* pConfig = dynamic_cast<const Config*>(&in_config);
+    if (pConfig == nullptr)
+    {
+        QC_ERROR("Could not configure AudioFileDataGenerator : configuration provided is not a "
+                 "AudioFileDataGenerator::Config");
+        return false;
+    }
+    if (!m_reader.configure(pConfig->m_audioConfig))
+    {
+        QC_ERROR("Error configuring AudioFileReader");
+        return false;
+    }
+    m_config = *pConfig;
+    m_pFeatureComputer = m_config.m_pFeatureComputer;
+    m_pComputerInputs = dynamic_cast<FeatureComputerWithInputs*>(m_pFeatureComputer.get());
+    return true;
+}
+
+bool AudioFileDataGenerator::setCurrentFilename(const char* in_filename)
+{
+    QC_TRACE("AudioFileDataGenerator::setCurrentFilename");
+    m_vEventVecPtr.clear();
+    m_bFileSet = false;
+    clearPattern();
+    EventVectors vEventVecPtr;
+    if (!openRecording(in_filename, vEventVecPtr))
+        return false;
+    m_vEventVecPtr.swap(vEventVecPtr);
+    m_bClassesAreExhaustive = !hasOtherClass(m_config.m_vClasses);
+    logTimeEvents();
+    m_uiTargetSize = static_cast<std::uint32_t>(m_vEventVecPtr.size() + (m_bClassesAreExhaustive ? 0 : 1));
+    m_vTarget.reserve(m_uiTargetSize);
+    m_bFileSet = true;
+    return true;
+}
+
+bool AudioFileDataGenerator::openRecording(const char* in_filename, EventVectors& out_vEventVecPtr)
+{
+    std::ifstream stream(in_filename, std::ios::binary);
+    if (!stream)
+    {
+        QC_ERROR("Could not open " << in_filename << " for reading");
+        return false;
+    }
+    AnnotatedFile annotatedFile;
+    if (!annotatedFile.readFromWAV(stream))
+    {
+        QC_ERROR("failed to load annotations from WAV file " << in_filename);
+        return false;
+    }
+    m_strFilename = in_filename;
+    if (!m_reader.setSourceFile(in_filename))
+    {
+        QC_ERROR("Could not set source file " << in_filename << " in AudioFileReader");
+        return false;
+    }
+    m_dEffectiveMaxAudioTime =
+        m_config.m_dMaxAudioTime == 0.0 ? std::numeric_limits<double>::max() : m_config.m_dMaxAudioTime;
+    compileRegexes();
+    if (!buildTimeEventVector(m_config.m_vClasses, annotatedFile.getAnnotations(), m_strFilename,
+                              out_vEventVecPtr))
+    {
+        QC_ERROR("Could not match datagenerator's classes with input file annotations");
+        return false;
+    }
+    return true;
+}
+
+void AudioFileDataGenerator::logTimeEvents() const
+{
+    QC_DEBUG("Time events for file " << m_strFilename);
+    for (const CountedObjPtr<TimeEventVector>& pEvents : m_vEventVecPtr)
+    {
+        if (pEvents->empty())
+            QC_DEBUG("No event of type " << pEvents->getEventName() << " in this file");
+        else // two blanks: wording fixed
+            QC_DEBUG("Resulting event vector for event type  " << pEvents->getEventName() << *pEvents);
+    }
+}
+
+bool AudioFileDataGenerator::buildTimeEventVector(const StringVector& in_vClasses,
+                                                  const std::vector<Annotation>& in_vAnnotations,
+                                                  const std::string& in_strFilename,
+                                                  EventVectors& out_vEventVecPtr)
+{
+    QC_TRACE("AudioFileDataGenerator::buildTimeEventVector");
+    out_vEventVecPtr.clear();
+    for (const std::string& strClass : in_vClasses)
+    {
+        if (strClass == OTHER_CLASS)
+            continue;
+        QC_LOG_TRACE("Looking for event of type " << strClass << " in file " << in_strFilename);
+        const CountedObjPtr<TimeEventVector> pEvents(newTimeEventVector_i(strClass.c_str()));
+        if (!addAnnotations(*pEvents, in_vAnnotations, strClass, in_strFilename))
+        {
+            out_vEventVecPtr.clear();
+            return false;
+        }
+        out_vEventVecPtr.push_back(pEvents);
+    }
+    return true;
+}
+
+bool AudioFileDataGenerator::addAnnotations(TimeEventVector& io_events,
+                                            const std::vector<Annotation>& in_vAnnotations,
+                                            const std::string& in_strClass, const std::string& in_strFilename)
+{
+    for (const Annotation& annotation : in_vAnnotations)
+    {
+        if (!isAnnotationUsable_i(annotation.getLabel(), in_strClass) || io_events.addEvent(annotation))
+            continue;
+        QC_ERROR("Error found parsing " << in_strFilename << " file");
+        return false;
+    }
+    return true;
+}
+
+bool AudioFileDataGenerator::getRegexForClass(const char* in_class, std::string& out_strRegex)
+{
+    QC_TRACE("AudioFileDataGenerator::getRegexForClass");
+    out_strRegex = in_class;
+    return true;
+}
+
+void AudioFileDataGenerator::compileRegexes()
+{
+    m_vClassRegex.clear();
+    for (const std::string& strClass : m_config.m_vClasses)
+    {
+        ClassRegex& classRegex = m_vClassRegex.emplace_back();
+        classRegex.m_strClass = strClass;
+        if (!getRegexForClass(strClass.c_str(), classRegex.m_strExpression))
+            continue;
+        try
+        {
+            classRegex.m_regex.emplace(classRegex.m_strExpression, BoostRegex::ICASE);
+        }
+        catch (const std::runtime_error& exception)
+        {
+            QC_DEBUG("Class " << strClass << " is no regular expression: " << exception.what());
+        }
+    }
+}
+
+const AudioFileDataGenerator::ClassRegex*
+AudioFileDataGenerator::findRegex(const std::string& in_strClass) const
+{
+    const auto itRegex = std::find_if(m_vClassRegex.begin(), m_vClassRegex.end(),
+                                      [&in_strClass](const ClassRegex& in_regex)
+                                      { return in_regex.m_strClass == in_strClass; });
+    return itRegex == m_vClassRegex.end() ? nullptr : &*itRegex;
+}
+
+bool AudioFileDataGenerator::isAnnotationUsable_i(const std::string& in_strLabel,
+                                                  const std::string& in_strClass) const
+{
+    QC_TRACE("AudioFileDataGenerator::isAnnotationUsable_i");
+    SingleFrequencyAnnotationImpl labelTone;
+    SingleFrequencyAnnotationImpl classTone;
+    if (classTone.setLabel(in_strClass) && labelTone.setLabel(in_strLabel))
+    {
+        const std::int64_t iDifference =
+            std::int64_t(labelTone.getFrequency()) - std::int64_t(classTone.getFrequency());
+        return -std::int64_t(m_iFrequencyTolerance) <= iDifference && iDifference <= m_iFrequencyTolerance;
+    }
+    const ClassRegex* pRegex = findRegex(in_strClass);
+    if (pRegex == nullptr)
+        return false;
+    try
+    {
+        if (!pRegex->m_regex.has_value())
+            throw std::runtime_error("not compiled");
+        if (!pRegex->m_regex->match(in_strLabel))
+            return false;
+    }
+    catch (const std::runtime_error&)
+    {
+        // Names the public operation that is being served: wording fixed.
+        QC_ERROR("Unexpected std::runtime exception caught in AudioFileDataGenerator::setCurrentFilename "
+                 "with regex: \""
+                 << pRegex->m_strExpression << "\" for annotation '" << in_strLabel << '\'');
+        return false;
+    }
+    QC_DEBUG(in_strLabel << " matches " << pRegex->m_strExpression);
+    return true;
+}
+
+TimeEventVector* AudioFileDataGenerator::newTimeEventVector_i(const char* in_class)
+{
+    QC_TRACE("AudioFileDataGenerator::newTimeEventVector_i");
+    return new TimeEventVector(in_class);
+}
+
+bool AudioFileDataGenerator::gotoStart()
+{
+    QC_TRACE("AudioFileDataGenerator::gotoStart");
+    m_uiPatterns = 0;
+    m_uiPatternsWithTarget = 0;
+    m_iErrors = 0;
+    m_bClean = true;
+    m_bNotExhaustivePoint = false;
+    clearPattern();
+    QC_DEBUG("Current filename: " << m_strFilename);
+    if (!QC_CHECK(m_bFileSet) || !QC_CHECK(!m_pFeatureComputer.isNull()))
+        return false;
+    if (!QC_CHECK(m_pFeatureComputer->reset()))
+        return false;
+    for (const CountedObjPtr<TimeEventVector>& pEvents : m_vEventVecPtr)
+        pEvents->reset();
+    if (!QC_CHECK(m_pEntityToReset.isNull() || m_pEntityToReset->reset()))
+        return false;
+    return m_reader.gotoStart();
+}
+
+bool AudioFileDataGenerator::gotoAudioTime(double in_dTime)
+{
+    QC_TRACE("AudioFileDataGenerator::gotoAudioTime");
+    if (!QC_CHECK(!m_pFeatureComputer.isNull()))
+        return false;
+    // Positioned twice on purpose, before and after the feature computer's reset.
+    return m_reader.gotoAudioTime(in_dTime) && m_pFeatureComputer->reset() &&
+           m_reader.gotoAudioTime(in_dTime);
+}
+
+bool AudioFileDataGenerator::generateNext()
+{
+    QC_TRACE("AudioFileDataGenerator::generateNext");
+    clearPattern();
+    if (!QC_CHECK(m_bFileSet))
+        return stop(false);
+    if (!m_reader.getNextWindow(m_vCurrentWindow))
+    {
+        logErrorSummary();
+        return stop(true);
+    }
+    QC_DEBUG("Current audio time is " << getCurrentAudioTime() << "s");
+    if (!computeInput())
+        return stop(false);
+    if (getCurrentAudioTime() > m_dEffectiveMaxAudioTime)
+    {
+        QC_DEBUG("Stop reading file because maximum audio time to generate was reached");
+        logErrorSummary();
+        return stop(true);
+    }
+    return producePattern() || stop(false);
+}
+
+bool AudioFileDataGenerator::computeInput()
+{
+    if (!QC_CHECK(!m_pFeatureComputer.isNull()))
+        return false;
+    if (m_pComputerInputs == nullptr || !m_pComputerInputs->setInput("audio", m_vCurrentWindow))
+    {
+        QC_ERROR("The feature computer takes no input named \"audio\"");
+        return false;
+    }
+    return QC_CHECK(m_pFeatureComputer->computeFeatures(m_vGeneratedInput));
+}
+
+bool AudioFileDataGenerator::producePattern()
+{
+    m_bNotExhaustivePoint = false;
+    if (!generateTarget())
+    {
+        if (m_bNotExhaustivePoint)
+            QC_WARN("No class covers the window at " << getCurrentAudioTime() << "s of file " << m_strFilename
+                                                     << ": the stream stops there");
+        return QC_CHECK_TEXT("generateTarget()", false);
+    }
+    ++m_uiPatterns;
+    if (!m_vTarget.empty())
+        ++m_uiPatternsWithTarget;
+    return QC_CHECK(m_vTarget.size() == m_uiTargetSize || m_vTarget.empty());
+}
+
+bool AudioFileDataGenerator::generateTarget()
+{
+    QC_TRACE("AudioFileDataGenerator::generateTarget");
+    const double dTime = getCurrentAudioTime();
+    double dNoneActive = 1.0;
+    m_vTarget.clear();
+    for (const CountedObjPtr<TimeEventVector>& pEvents : m_vEventVecPtr)
+    {
+        const bool bInEvent = pEvents->getTarget(dTime);
+        m_vTarget.push_back(bInEvent ? 1.0 : 0.0);
+        if (bInEvent)
+            dNoneActive = 0.0;
+    }
+    if (!m_bClassesAreExhaustive)
+    {
+        m_vTarget.push_back(dNoneActive);
+        return true;
+    }
+    if (dNoneActive == 0.0)
+        return true;
+    m_bNotExhaustivePoint = true;
+    m_vTarget.clear();
+    return false;
+}
+
+/// Leaves no current pattern; always false.
+bool AudioFileDataGenerator::stop(bool in_bClean)
+{
+    m_bClean = m_bClean && in_bClean;
+    clearPattern();
+    return false;
+}
+
+void AudioFileDataGenerator::clearPattern()
+{
+    m_vGeneratedInput.clear();
+    m_vTarget.clear();
+}
+
+void AudioFileDataGenerator::logErrorSummary() const
+{
+    if (m_iErrors == 0)
+        return;
+    const std::uint64_t uiPercent =
+        m_uiPatternsWithTarget == 0 ? 0 : std::uint64_t(m_iErrors) * 100 / m_uiPatternsWithTarget;
+    QC_INFO("Number of errors on file " << m_strFilename << " : " << m_iErrors << '/'
+                                        << m_uiPatternsWithTarget << " (" << uiPercent << "%)");
+}
+
+bool AudioFileDataGenerator::atEnd() const
+{
+    QC_TRACE("AudioFileDataGenerator::atEnd");
+    return getCurrentAudioTime() > m_dEffectiveMaxAudioTime || m_reader.atEnd();
+}
+
+bool AudioFileDataGenerator::getInput(DoubleVector& out_vInput)
+{
+    QC_TRACE("AudioFileDataGenerator::getInput");
+    QC_DEBUG("Input: " << m_vGeneratedInput);
+    if (m_vGeneratedInput.empty())
+        return false;
+    out_vInput = m_vGeneratedInput;
+    return true;
+}
+
+bool AudioFileDataGenerator::getTarget(DoubleVector& out_vTarget)
+{
+    QC_TRACE("AudioFileDataGenerator::getTarget");
+    if (m_bNotExhaustivePoint)
+        QC_ERROR("Classes are not exhaustive in file " << m_strFilename << ". Point at time "
+                                                       << getCurrentAudioTime()
+                                                       << " does not belong to any class");
+    if (m_vTarget.empty())
+    {
+        QC_DEBUG("No target value to learn at this point in time");
+        return false;
+    }
+    QC_DEBUG("Target: " << m_vTarget);
+    out_vTarget = m_vTarget;
+    return true;
+}
+
+std::ostream& AudioFileDataGenerator::dumpStatus(std::ostream& out_stream)
+{
+    QC_TRACE("AudioFileDataGenerator::dumpStatus");
+    ++m_iErrors;
+    out_stream << "Pattern " << m_uiPatterns << ", Audio time: " << getCurrentAudioTime() << "s";
+    if (s_logger.isEnabledFor(LogLevel::DEBUG))
+        out_stream << "\nInput: " << m_vGeneratedInput << "\nTarget: " << m_vTarget;
+    return out_stream;
+}
+
+bool AudioFileDataGenerator::setEntityToReset(Handle<Resettable, ReferenceCount> in_entity)
+{
+    QC_TRACE("AudioFileDataGenerator::setEntityToReset");
+    m_pEntityToReset = in_entity;
+    return true;
+}
+
+double AudioFileDataGenerator::getCurrentAudioTime() const
+{
+    return m_reader.getCurrentAudioTime();
+}
+
+void AudioFileDataGenerator::setFrequencyClassTolerance(unsigned int in_uiTolerance)
+{
+    QC_TRACE("AudioFileDataGenerator::setFrequencyClassTolerance");
+    constexpr unsigned int MAX_TOLERANCE = std::numeric_limits<int>::max();
+    m_iFrequencyTolerance = static_cast<int>(std::min(in_uiTolerance, MAX_TOLERANCE));
+    QC_DEBUG("Frequency tolerance set to : " << m_iFrequencyTolerance);
+}
+
+bool AudioFileDataGenerator::isTransitionWindowForTarget(unsigned int in_uiTargetIndex)
+{
+    QC_TRACE("AudioFileDataGenerator::isTransitionWindowForTarget");
+    const double dTo = getCurrentAudioTime();
+    const double dFrom = dTo - static_cast<double>(m_config.m_audioConfig.m_uiWindowLength) / 1000.0;
+    if (!QC_CHECK(in_uiTargetIndex < m_vEventVecPtr.size()))
+        return false;
+    return m_vEventVecPtr[in_uiTargetIndex]->isTransitionWindow(dFrom, dTo);
+}
+
+template <class Archive>
+void AudioFileDataGenerator::Config::serialize(Archive& io_archive, const unsigned int)
+{
+    serializeBase<DataGeneratorWithConfig::Config>(io_archive, *this);
+    QC_FIELD(m_audioConfig);
+    QC_FIELD(m_pFeatureComputer);
+    QC_FIELD(m_dMaxAudioTime);
+    QC_FIELD(m_vClasses);
+}
+
+template <class Archive>
+void AudioFileDataGenerator::serialize(Archive& io_archive, const unsigned int)
+{
+    serializeBase<DataGeneratorWithConfig>(io_archive, *this);
+}
+
+QC_ARCHIVES(AudioFileDataGenerator::Config);
+QC_ARCHIVES(AudioFileDataGenerator);
+
+} // namespace Vexalor::MachineLearning
+
+BOOST_CLASS_EXPORT_IMPLEMENT(Vexalor::MachineLearning::AudioFileDataGenerator::Config)
+BOOST_CLASS_EXPORT_IMPLEMENT(Vexalor::MachineLearning::AudioFileDataGenerator)

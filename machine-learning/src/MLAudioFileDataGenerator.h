@@ -1,0 +1,170 @@
+#pragma once
+
+#include "MLDataGeneratorWithConfig.h"
+#include "MLTimeEventVector.h"
+#include "quillcast-audio/WindowedAudioFileReader.h"
+#include "quillcast-core/CloneableObjPtr.h"
+#include "quillcast-core/StringVector.h"
+#include "quillcast-math/FeatureComputer.h"
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace Vexalor
+{
+class Annotation;
+}
+
+namespace Vexalor::MachineLearning
+{
+
+/// Turns one annotated recording into a stream of patterns. The recording is cut into windows; a feature
+/// computer makes the input of each window, and the annotations stored in the recording make its target: one
+/// component a class, 1.0 while an event of that class is in progress at the current audio time (the end of
+/// the window) and 0.0 otherwise.
+///
+/// Call order: configure setCurrentFilename (gotoStart (generateNext (getInput getTarget?)*)*)*.
+///
+/// A class is the name of a tone ("SF:1000", whose annotations may differ by the frequency tolerance) or a
+/// regular expression that the whole label of an annotation must match, in any letter case. The class "OTHER"
+/// stands for the time that no other class covers; it is always the last component, wherever it is listed.
+/// Without it the stream stops, not cleanly, at the first window that no class covers.
+///
+/// Derived classes change which annotations are used, how they are put on a timeline and how targets are
+/// made.
+class AudioFileDataGenerator
+    : public virtual DataGeneratorWithConfig
+    , public virtual FileDataGenerator
+    , public virtual MultiPassDataGenerator
+{
+public:
+    class Config : public DataGeneratorWithConfig::Config
+    {
+    public:
+        /// Window length and shift, sampling rate and channel.
+        LinearAudioWindower::Config m_audioConfig;
+        /// Computes the input of a window, which it takes as the input "audio".
+        CloneableObjPtr<FeatureComputer> m_pFeatureComputer;
+        /// Seconds; the first window that ends later ends the stream. 0.0: no limit.
+        double m_dMaxAudioTime = 0.0;
+        /// In target order.
+        StringVector m_vClasses;
+
+    private:
+        friend class boost::serialization::access;
+        template <class Archive>
+        void serialize(Archive& io_archive, unsigned int in_uiVersion);
+    };
+
+    using TimeEventVector = MachineLearning::TimeEventVector;
+
+    AudioFileDataGenerator();
+    ~AudioFileDataGenerator() override;
+
+    /// Takes over an AudioFileDataGenerator::Config. False, with the reason logged and the generator as it
+    /// was, for another kind of configuration and for windows that make no sense.
+    bool configure(const DataGeneratorWithConfig::Config& in_config) override;
+    const Config& getConfig() const { return m_config; }
+
+    /// Reads the annotations of a recording and builds its timelines. False, with the reason logged and no
+    /// recording set, when it cannot be read or when annotations of a class overlap or are inverted.
+    bool setCurrentFilename(const char* in_filename) override;
+    const char* getCurrentFilename() const override { return m_strFilename.c_str(); }
+
+    bool gotoStart() override;
+    bool generateNext() override;
+    bool atEnd() const override;
+    bool getInput(DoubleVector& out_vInput) override;
+    bool getTarget(DoubleVector& out_vTarget) override;
+    /// Counts an error on this file with each call: a tester dumps the status of a wrongly handled pattern.
+    /// The errors are logged at the end of the pass.
+    std::ostream& dumpStatus(std::ostream& out_stream) override;
+    bool setEntityToReset(Handle<Resettable, ReferenceCount> in_entity) override;
+    /// False after an unreadable recording, features that could not be computed, or a window that no class
+    /// covers.
+    bool endedCleanly() const override { return m_bClean && !m_reader.hasInputError(); }
+
+    /// Seconds: the end of the current window; 0.0 before the first.
+    double getCurrentAudioTime() const;
+    /// Hz by which the frequency of an annotation may differ from that of its class, both ends included; 10
+    /// unless set. Holds from the next setCurrentFilename on.
+    void setFrequencyClassTolerance(unsigned int in_uiTolerance);
+    /// True when an event of that class begins or ends strictly within the current window. The index is that
+    /// of a class other than "OTHER".
+    bool isTransitionWindowForTarget(unsigned int in_uiTargetIndex);
+
+protected:
+    using EventVectors = std::vector<CountedObjPtr<TimeEventVector>>;
+
+    /// The next window starts at in_dTime (s); the timelines are not rewound.
+    virtual bool gotoAudioTime(double in_dTime);
+    /// Makes m_vTarget for the current audio time. False when no class covers it.
+    virtual bool generateTarget();
+    /// The regular expression that selects the annotations of a class; asked once a class.
+    virtual bool getRegexForClass(const char* in_class, std::string& out_strRegex);
+    /// True when an annotation of that label belongs to the class.
+    virtual bool isAnnotationUsable_i(const std::string& in_strLabel, const std::string& in_strClass) const;
+    /// A new, empty timeline of a class; owned by the caller.
+    virtual TimeEventVector* newTimeEventVector_i(const char* in_class);
+
+    /// A timeline for each class but "OTHER". False, with nothing in out_vEventVecPtr, when an annotation is
+    /// refused.
+    bool buildTimeEventVector(const StringVector& in_vClasses, const std::vector<Annotation>& in_vAnnotations,
+                              const std::string& in_strFilename, EventVectors& out_vEventVecPtr);
+
+    DataGeneratorWithConfig::Config& getConcreteConfig_i() const override { return m_config; }
+
+    const DoubleVector& getCurrentWindow() const { return m_vCurrentWindow; }
+
+    DoubleVector m_vTarget; ///< of the current pattern; empty: none
+
+private:
+    friend class boost::serialization::access;
+    template <class Archive>
+    void serialize(Archive& io_archive, unsigned int in_uiVersion);
+
+    struct ClassRegex;
+
+    bool openRecording(const char* in_filename, EventVectors& out_vEventVecPtr);
+    bool addAnnotations(TimeEventVector& io_events, const std::vector<Annotation>& in_vAnnotations,
+                        const std::string& in_strClass, const std::string& in_strFilename);
+    void logTimeEvents() const;
+    void compileRegexes();
+    const ClassRegex* findRegex(const std::string& in_strClass) const;
+    bool computeInput();
+    bool producePattern();
+    bool stop(bool in_bClean);
+    void clearPattern();
+    void logErrorSummary() const;
+
+    mutable Config m_config;
+    CloneableObjPtr<FeatureComputer> m_pFeatureComputer;
+    FeatureComputerWithInputs* m_pComputerInputs = nullptr; ///< the same; null when it takes no inputs
+    WindowedAudioFileReader m_reader;
+    std::string m_strFilename;
+    bool m_bFileSet = false;
+
+    std::vector<ClassRegex> m_vClassRegex;
+    int m_iFrequencyTolerance = 10;
+    EventVectors m_vEventVecPtr;
+    bool m_bClassesAreExhaustive = true;
+    std::uint32_t m_uiTargetSize = 0;
+    double m_dEffectiveMaxAudioTime = 0.0;
+
+    DoubleVector m_vCurrentWindow;
+    DoubleVector m_vGeneratedInput;
+    bool m_bNotExhaustivePoint = false;
+    bool m_bClean = true;
+    std::uint64_t m_uiPatterns = 0;
+    std::uint64_t m_uiPatternsWithTarget = 0;
+    std::int32_t m_iErrors = 0;
+    Handle<Resettable, ReferenceCount> m_pEntityToReset;
+};
+
+} // namespace Vexalor::MachineLearning
+
+BOOST_CLASS_EXPORT_KEY2(Vexalor::MachineLearning::AudioFileDataGenerator::Config,
+                        "MLAudioFileDataGeneratorConfig")
+BOOST_CLASS_EXPORT_KEY2(Vexalor::MachineLearning::AudioFileDataGenerator, "MLAudioFileDataGenerator")

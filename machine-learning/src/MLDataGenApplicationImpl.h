@@ -1,0 +1,31 @@
+#pragma once
+
+#include "MLDataGenerator.h"
+#include "quillcast-infra/ApplicationImpl.h"
+
+namespace Vexalor::MachineLearning
+{
+
+/// Base of the command-line applications that work on a generator built from a configuration file.
+class MLDataGenApplicationImpl : public ApplicationImpl
+{
+public:
+    /// The logger and the name live as long as the application.
+    MLDataGenApplicationImpl(Logger& in_logger, const char* in_name);
+
+    /// A generator that is ready for gotoStart, made by the free newDataGenerator with the in-memory setting
+    /// of the application. Null, with the reason logged, on failure; throws for a file that is no
+    /// configuration.
+    CountedObjPtr<DataGenerator> newDataGenerator(const char* in_configFile, const char* in_inputFile,
+                                                  Handle<Resettable, ReferenceCount> in_entityToReset,
+                                                  const char* in_scalingConfigFile);
+
+protected:
+    /// Whether generators are read into memory; not unless a derived application says so.
+    void setInMemory(bool in_bInMemory) { m_bInMemory = in_bInMemory; }
+
+private:
+    bool m_bInMemory = false;
+};
+
+} // namespace Vexalor::MachineLearning

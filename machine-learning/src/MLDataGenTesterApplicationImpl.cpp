@@ -1,0 +1,125 @@
+#include "MLDataGenTesterApplicationImpl.h"
+
+#include "quillcast-core/Assertion.h"
+
+namespace Vexalor::MachineLearning
+{
+
+namespace
+{
+
+constinit Logger s_logger("quillcast.ml.datagen.application");
+
+constexpr const char* CONFIG_OPTION = "data-gen-config";
+constexpr const char* INPUT_OPTION = "data-gen-filename";
+constexpr const char* PRINT_ERROR_OPTION = "print-error";
+
+struct ErrorOption
+{
+    ErrorFunction::ErrorFunctionType m_type;
+    const char* (*m_getName)();
+    const char* m_help;
+};
+
+/// In the order of the help text and of the report.
+constexpr ErrorOption ERROR_OPTIONS[] = {
+    {ErrorFunction::MEAN_SQUARE, MSEErrorFunction::sGetErrFuncName, "Compute the mean square error"},
+    {ErrorFunction::LEAST_SQUARE, LSEErrorFunction::sGetErrFuncName, "Compute the least square error"},
+    {ErrorFunction::SUM_SQUARE, SSEErrorFunction::sGetErrFuncName, "Compute the sum square error"},
+    {ErrorFunction::CROSS_ENTROPY, CEErrorFunction::sGetErrFuncName, "Compute the cross entropy error"},
+    {ErrorFunction::MULTIPLE_CROSS_ENTROPY, MCEErrorFunction::sGetErrFuncName,
+     "Compute the multiple cross entropy error"},
+    {ErrorFunction::CLASSIFICATION, ClassificationError::sGetErrFuncName, "Compute the classification error"},
+};
+
+} // namespace
+
+MLDataGenTesterApplicationImpl::MLDataGenTesterApplicationImpl(Logger& in_logger, const char* in_name)
+    : MLDataGenApplicationImpl(in_logger, in_name)
+{
+    QC_TRACE("MLDataGenTesterApplicationImpl ctor");
+    auto addOption = getOptions().add_options();
+    addOption(CONFIG_OPTION, value<std::string>(), "data generator configuration file. MANDATORY");
+    addOption(INPUT_OPTION, value<std::string>(), "data generator input file");
+    addOption(PRINT_ERROR_OPTION, bool_switch(),
+              "print information on patterns that the NeuralNet failed to classify");
+    for (const ErrorOption& option : ERROR_OPTIONS)
+        addOption(option.m_getName(), bool_switch(), option.m_help);
+}
+
+bool MLDataGenTesterApplicationImpl::processCmdlineVarsMap(const variables_map& in_map)
+{
+    QC_TRACE("MLDataGenTesterApplicationImpl::processCmdlineVarsMap");
+    if (!MLDataGenApplicationImpl::processCmdlineVarsMap(in_map))
+        return false;
+    if (isStopped())
+        return true;
+    if (in_map.count(CONFIG_OPTION) == 0)
+    {
+        QC_ERROR("a data generator configuration file must be supplied");
+        return false;
+    }
+    m_strConfigFile = getString(in_map, CONFIG_OPTION);
+    m_strInputFile = getString(in_map, INPUT_OPTION);
+    m_bPrintError = isSwitchOn(in_map, PRINT_ERROR_OPTION);
+    if (!chooseErrorFunctions(in_map))
+        QC_WARN("no error function specified on the command line");
+    return true;
+}
+
+/// False when none was chosen.
+bool MLDataGenTesterApplicationImpl::chooseErrorFunctions(const variables_map& in_map)
+{
+    const bool bClassify = isSwitchOn(in_map, ClassificationError::sGetErrFuncName());
+    m_pStats = CountedObjPtr<MLTester::TesterStats>(bClassify ? new MLTester::ClassifierTesterStats
+                                                              : new MLTester::TesterStats);
+    bool bChosen = bClassify;
+    for (const ErrorOption& option : ERROR_OPTIONS)
+    {
+        if (option.m_type == ErrorFunction::CLASSIFICATION || !isSwitchOn(in_map, option.m_getName()))
+            continue;
+        m_pStats->addErrorFunction(ErrorFunction::newErrorFunction(option.m_type));
+        bChosen = true;
+    }
+    return bChosen;
+}
+
+bool MLDataGenTesterApplicationImpl::run_i()
+{
+    QC_TRACE("MLDataGenTesterApplicationImpl::run_i");
+    const CountedObjPtr<MLTester::TestedEntity> pEntity(newTestedEntity_i());
+    if (pEntity.isNull())
+    {
+        QC_ERROR("Failed to create the entity to be tested");
+        return false;
+    }
+    const CountedObjPtr<DataGenerator> pGenerator = newDataGenerator(
+        m_strConfigFile.c_str(), m_strInputFile.c_str(), pEntity.dynamicCast<Resettable>(), nullptr);
+    if (pGenerator.isNull())
+    {
+        QC_ERROR("MLDataGenTesterApplicationImpl::run_i : failed to get a valid data generator");
+        return false;
+    }
+    if (!QC_CHECK_TEXT("! m_pStats.isNull()", !m_pStats.isNull())) // wording fixed
+        return false;
+    return test(*pEntity, *pGenerator);
+}
+
+bool MLDataGenTesterApplicationImpl::test(MLTester::TestedEntity& io_entity, DataGenerator& io_generator)
+{
+    m_pStats->reset();
+    if (!io_entity.configure(io_generator))
+    {
+        QC_ERROR("MLDataGenTesterApplicationImpl::run_i : failed to configure tested entity");
+        return false;
+    }
+    if (!MLTester().test(io_entity, io_generator, *m_pStats, m_bPrintError))
+        return false;
+    QC_INFO('\n' << *m_pStats);
+    if (io_generator.endedCleanly())
+        return true;
+    QC_ERROR("The report covers a part of the data set: it stopped before its end");
+    return false;
+}
+
+} // namespace Vexalor::MachineLearning

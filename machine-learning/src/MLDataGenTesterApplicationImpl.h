@@ -1,0 +1,41 @@
+#pragma once
+
+#include "MLDataGenApplicationImpl.h"
+#include "MLTester.h"
+#include "quillcast-core/MemAccount.h"
+
+#include <string>
+
+namespace Vexalor::MachineLearning
+{
+
+/// The command-line tester: runs the entity of a derived application over a generator and logs the report of
+/// the chosen error functions at info level. The options are those of doc/formats.md, "Tester command line".
+class MLDataGenTesterApplicationImpl : public MLDataGenApplicationImpl
+{
+public:
+    QC_MEM_ACCOUNT("MLDataGenTesterApplicationImpl");
+
+    /// The logger and the name live as long as the application.
+    MLDataGenTesterApplicationImpl(Logger& in_logger, const char* in_name);
+
+protected:
+    /// The entity under test, owned by the caller; null, with the reason logged, on failure. One that is
+    /// Resettable as well is reset at the start of every sequence.
+    virtual MLTester::TestedEntity* newTestedEntity_i() = 0;
+
+    bool processCmdlineVarsMap(const variables_map& in_map) override;
+    /// False also when the stream stopped before its end, after the report.
+    bool run_i() override;
+
+private:
+    bool chooseErrorFunctions(const variables_map& in_map);
+    bool test(MLTester::TestedEntity& io_entity, DataGenerator& io_generator);
+
+    std::string m_strConfigFile;
+    std::string m_strInputFile;
+    bool m_bPrintError = false;
+    CountedObjPtr<MLTester::TesterStats> m_pStats;
+};
+
+} // namespace Vexalor::MachineLearning

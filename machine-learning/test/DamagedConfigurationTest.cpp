@@ -1,0 +1,209 @@
+// Every configuration under test/data, damaged in every place: each copy is refused with one message or loads
+// as an object that saves and loads equal to itself. tools/damage_configs runs it with all 255 replacements
+// of a byte, and over other folders.
+
+#include "MLDataGeneratorFactory.h"
+#include "MLDataGeneratorWithConfig.h"
+#include "quillcast-core/CheckedXmlInputArchive.h"
+#include "quillcast-core/ExceptionWithMsg.h"
+#include "quillcast-infra/DynLibsLoader.h"
+#include "test-support/LogCapture.h"
+#include "test-support/TempDir.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <gtest/gtest.h>
+#include <sstream>
+
+using namespace Vexalor;
+using namespace Vexalor::MachineLearning;
+using namespace Vexalor::Testing;
+
+namespace
+{
+
+std::string environment(const char* in_name, const char* in_default)
+{
+    const char* value = std::getenv(in_name);
+    return value == nullptr ? in_default : value;
+}
+
+/// Holds one file, whatever its name.
+class TextFileSystem : public virtual VirtualFileSystem
+{
+public:
+    explicit TextFileSystem(const std::string& in_strText)
+        : m_strText(in_strText)
+    {
+    }
+
+    std::unique_ptr<VirtualFile> openForReading(const char*, std::string&) const override
+    {
+        return std::make_unique<File>(m_strText);
+    }
+    std::unique_ptr<VirtualFile> openForWriting(const char*, std::string&) const override { return nullptr; }
+    bool exists(const char*) const override { return true; }
+
+private:
+    class File : public VirtualFile
+    {
+    public:
+        explicit File(const std::string& in_strText)
+            : m_buffer(in_strText, std::ios::in)
+        {
+        }
+        std::streambuf& getBuffer() override { return m_buffer; }
+        bool close(std::string&) override { return true; }
+
+    private:
+        std::stringbuf m_buffer;
+    };
+
+    const std::string& m_strText;
+};
+
+StringVector findConfigurations()
+{
+    StringVector vFiles;
+    for (const auto& entry : std::filesystem::directory_iterator(environment("QC_DAMAGE_DIR", QC_TEST_DATA)))
+    {
+        const std::string strFile = entry.path().string();
+        if (entry.path().extension() == ".xml" &&
+            readFile(strFile).find("<MLDataGenerator ") != std::string::npos)
+            vFiles.push_back(strFile);
+    }
+    std::sort(vFiles.begin(), vFiles.end());
+    return vFiles;
+}
+
+class DamagedConfigurationTest : public testing::TestWithParam<std::string>
+{
+protected:
+    DamagedConfigurationTest()
+        : m_strText(readFile(GetParam()))
+        , m_log("", LogLevel::ERROR)
+    {
+        EXPECT_TRUE(
+            DynLibsLoader::setPluginFolders({environment("QC_DAMAGE_PLUGINS", QC_BINARY_DIR "/lib")}));
+        EXPECT_EQ(m_uiLoaded, 0U);
+    }
+
+    ~DamagedConfigurationTest() override
+    {
+        EXPECT_EQ(DataGeneratorWithConfig::Config::getMemAccount().getBlocks(), 0);
+        std::cout << m_uiRefused << " copies refused, " << m_uiLoaded << " loaded\n";
+    }
+
+    /// What the text loads as, saved again; empty when it was refused, with the reason in out_strReason.
+    std::string load(const std::string& in_strText, std::string& out_strReason)
+    {
+        m_log.clear();
+        try
+        {
+            const TextFileSystem fileSystem(in_strText);
+            basic_vfsistream<char> stream(fileSystem, "copy");
+            const std::unique_ptr<DataGenerator> pGenerator(loadDataGeneratorFromStream(stream));
+            std::ostringstream saved;
+            if (pGenerator != nullptr && saveDataGeneratorToStream(saved, {}, *pGenerator))
+                return saved.str();
+            out_strReason = m_log.lines().empty() ? "" : m_log.lines().back();
+        }
+        catch (const ArchiveError& error)
+        {
+            out_strReason = error.what();
+        }
+        catch (const ExceptionWithMsg& error)
+        {
+            out_strReason = error.what();
+        }
+        return "";
+    }
+
+    /// True when the copy was handled as it should.
+    bool isHandled(const std::string& in_strText)
+    {
+        std::string strReason;
+        const std::string strSaved = load(in_strText, strReason);
+        if (strSaved.empty())
+        {
+            ++m_uiRefused;
+            return !strReason.empty() && strReason.find('\n') == std::string::npos;
+        }
+        ++m_uiLoaded;
+        return load(strSaved, strReason) == strSaved;
+    }
+
+    const std::string m_strText;
+    std::size_t m_uiRefused = 0;
+    std::size_t m_uiLoaded = 0;
+
+private:
+    LogCapture m_log;
+    AssertionCapture m_assertions;
+};
+
+} // namespace
+
+TEST_P(DamagedConfigurationTest, Undamaged)
+{
+    EXPECT_TRUE(isHandled(m_strText));
+    EXPECT_EQ(m_uiLoaded, 1U);
+}
+
+TEST_P(DamagedConfigurationTest, Truncated)
+{
+    for (std::size_t uiSize = 0; uiSize < m_strText.size(); ++uiSize)
+        ASSERT_TRUE(isHandled(m_strText.substr(0, uiSize))) << "cut to " << uiSize << " bytes";
+    // All that may be missing is the white space and the comments behind the last tag.
+    const std::size_t uiEnd =
+        m_strText.find("</boost_serialization>") + std::string("</boost_serialization>").size();
+    EXPECT_LE(m_uiLoaded, m_strText.size() - uiEnd);
+}
+
+TEST_P(DamagedConfigurationTest, WithoutALine)
+{
+    for (std::size_t uiBegin = 0; uiBegin < m_strText.size();)
+    {
+        const std::size_t uiEnd = std::min(m_strText.find('\n', uiBegin), m_strText.size() - 1) + 1;
+        std::string strCopy = m_strText;
+        strCopy.erase(uiBegin, uiEnd - uiBegin);
+        ASSERT_TRUE(isHandled(strCopy)) << "without " << m_strText.substr(uiBegin, uiEnd - uiBegin);
+        uiBegin = uiEnd;
+    }
+    EXPECT_GT(m_uiRefused, 0U);
+}
+
+TEST_P(DamagedConfigurationTest, WithAReplacedByte)
+{
+    std::string strReplacements("\0 \"-09<\xff", 8);
+    if (!environment("QC_DAMAGE_ALL", "").empty())
+    {
+        strReplacements.clear();
+        for (int iByte = 0; iByte < 256; ++iByte)
+            strReplacements += static_cast<char>(iByte);
+    }
+    std::string strCopy = m_strText;
+    for (std::size_t uiPlace = 0; uiPlace < m_strText.size(); ++uiPlace)
+    {
+        for (const char cReplacement : strReplacements)
+        {
+            if (cReplacement == m_strText[uiPlace])
+                continue;
+            strCopy[uiPlace] = cReplacement;
+            ASSERT_TRUE(isHandled(strCopy)) << "byte " << uiPlace << " replaced by " << int(cReplacement);
+        }
+        strCopy[uiPlace] = m_strText[uiPlace];
+    }
+    EXPECT_GT(m_uiRefused, m_uiLoaded);
+}
+
+INSTANTIATE_TEST_SUITE_P(Goldens, DamagedConfigurationTest, testing::ValuesIn(findConfigurations()),
+                         [](const testing::TestParamInfo<std::string>& in_info)
+                         {
+                             std::string strName = std::filesystem::path(in_info.param).stem().string();
+                             std::replace_if(
+                                 strName.begin(), strName.end(),
+                                 [](unsigned char cChar) { return std::isalnum(cChar) == 0; }, '_');
+                             return strName;
+                         });

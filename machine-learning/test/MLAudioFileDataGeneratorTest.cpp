@@ -1,0 +1,337 @@
+#include "MLAudioFileDataGenerator.h"
+#include "quillcast-math/AudioFeatureComputers.h"
+#include "test-support/CountingResettable.h"
+#include "test-support/LogCapture.h"
+#include "test-support/TempDir.h"
+#include "test-support/WavBuilder.h"
+
+#include <gmock/gmock.h>
+#include <sstream>
+
+using namespace Vexalor;
+using namespace Vexalor::MachineLearning;
+using testing::ElementsAre;
+using Testing::WavRegion;
+
+namespace
+{
+
+constexpr const char* LOGGER = "quillcast.ml.generator.AudioFileDataGenerator";
+constexpr std::uint32_t RATE = 8000;
+
+/// Shows what is protected.
+class OpenGenerator : public AudioFileDataGenerator
+{
+public:
+    using AudioFileDataGenerator::gotoAudioTime;
+    using AudioFileDataGenerator::isAnnotationUsable_i;
+
+    bool getRegexForClass(const char* in_class, std::string& out_strRegex) override
+    {
+        ++m_iAsked;
+        return AudioFileDataGenerator::getRegexForClass(in_class, out_strRegex);
+    }
+
+    int m_iAsked = 0;
+};
+
+AudioFileDataGenerator::Config config(const StringVector& in_vClasses)
+{
+    AudioFileDataGenerator::Config result;
+    result.m_pFeatureComputer = CloneableObjPtr<FeatureComputer>(new EnergyFeatureComputer);
+    result.m_vClasses = in_vClasses;
+    return result;
+}
+
+/// Windows of 25 ms every 10 ms of recordings of 8 kHz: window k holds the samples [80 k, 80 k + 200) and its
+/// time is (80 k + 200) / 8000 = 0.025 + 0.01 k seconds.
+class AudioGeneratorTest : public testing::Test
+{
+protected:
+    /// A recording of one tenth of a second: 800 samples, 8 windows, times 0.025 to 0.095.
+    std::string record(const std::vector<WavRegion>& in_vRegions)
+    {
+        const std::vector<int> vSamples = Testing::toneSamples(RATE, 800, 1000, 16384);
+        return m_folder.write("recording.wav", Testing::annotatedWav(RATE, vSamples, in_vRegions));
+    }
+
+    /// One line for all targets of a pass, a digit a component; "-" for a pattern without target.
+    std::string targets(const AudioFileDataGenerator::Config& in_config,
+                        const std::vector<WavRegion>& in_vRegions)
+    {
+        AudioFileDataGenerator generator;
+        EXPECT_TRUE(generator.configure(in_config));
+        if (!generator.setCurrentFilename(record(in_vRegions).c_str()))
+            return "refused";
+        const std::string strFirst = pass(generator);
+        EXPECT_EQ(pass(generator), strFirst) << "passes differ";
+        return strFirst + (generator.endedCleanly() ? "" : "!");
+    }
+
+    static std::string pass(AudioFileDataGenerator& io_generator)
+    {
+        std::string strTargets;
+        DoubleVector vInput;
+        DoubleVector vTarget;
+        EXPECT_TRUE(io_generator.gotoStart());
+        EXPECT_FALSE(io_generator.getInput(vInput));
+        EXPECT_FALSE(io_generator.getTarget(vTarget));
+        while (io_generator.generateNext())
+        {
+            EXPECT_TRUE(io_generator.getInput(vInput));
+            strTargets += strTargets.empty() ? "" : " ";
+            if (!io_generator.getTarget(vTarget))
+                strTargets += '-';
+            else
+                for (const double dComponent : vTarget)
+                    strTargets += dComponent == 1.0 ? '1' : dComponent == 0.0 ? '0' : '?';
+        }
+        EXPECT_FALSE(io_generator.getInput(vInput));
+        EXPECT_FALSE(io_generator.getTarget(vTarget));
+        return strTargets;
+    }
+
+    Testing::TempDir m_folder;
+};
+
+} // namespace
+
+TEST_F(AudioGeneratorTest, TargetsFollowTheAnnotations)
+{
+    const struct
+    {
+        const char* m_name;
+        StringVector m_vClasses;
+        std::vector<WavRegion> m_vRegions;
+        const char* m_targets;
+    } TABLE[] = {
+        // [400, 560) samples are [0.05, 0.07) s: the times 0.055 and 0.065.
+        {"one class and the rest", {"A", "OTHER"}, {{400, 560, "A"}}, "01 01 01 10 10 01 01 01"},
+        {"the rest is last wherever it stands", {"OTHER", "A"}, {{400, 560, "A"}}, "01 01 01 10 10 01 01 01"},
+        {"letter case and expressions", {"a.*", "OTHER"}, {{0, 800, "Alpha"}}, "10 10 10 10 10 10 10 10"},
+        {"whole labels only", {"lph", "OTHER"}, {{0, 800, "Alpha"}}, "01 01 01 01 01 01 01 01"},
+        {"two classes at once", {"A", "B"}, {{0, 800, "A"}, {0, 400, "B"}}, "11 11 11 10 10 10 10 10"},
+        // Sample 360 is 0.045 s, the time of window 2: not yet in progress there.
+        {"start at the time of a window", {"A", "OTHER"}, {{360, 800, "A"}}, "01 01 01 10 10 10 10 10"},
+        {"annotation nobody asked for", {"A", "OTHER"}, {{0, 800, "B"}}, "01 01 01 01 01 01 01 01"},
+        {"uncovered point ends the stream", {"A"}, {{0, 400, "A"}}, "1 1 1!"},
+        {"no class", {}, {{0, 800, "A"}}, "!"},
+        {"nothing but the rest", {"OTHER"}, {}, "1 1 1 1 1 1 1 1"},
+        {"overlap", {"A", "OTHER"}, {{0, 400, "A"}, {200, 600, "A"}}, "refused"},
+        {"overlap of another class",
+         {"A", "OTHER"},
+         {{0, 800, "A"}, {0, 400, "B"}, {200, 600, "B"}},
+         "10 10 10 10 10 10 10 10"},
+        // The stop at sample 600 is 0.075 s, the time of window 5: still in progress there.
+        {"touching in file order", {"A", "OTHER"}, {{0, 400, "A"}, {400, 600, "A"}}, "refused"},
+        {"touching in the other order",
+         {"A", "OTHER"},
+         {{400, 600, "A"}, {0, 400, "A"}},
+         "10 10 10 10 10 01 01 01"},
+    };
+    Testing::AssertionCapture assertions;
+    for (const auto& row : TABLE)
+        EXPECT_EQ(targets(config(row.m_vClasses), row.m_vRegions), row.m_targets) << row.m_name;
+}
+
+TEST_F(AudioGeneratorTest, MaximumTimeEndsTheStreamCleanly)
+{
+    AudioFileDataGenerator::Config limited = config({"OTHER"});
+    limited.m_dMaxAudioTime = 0.045; // the time of window 2, which does not exceed it
+    EXPECT_EQ(targets(limited, {}), "1 1 1");
+}
+
+TEST_F(AudioGeneratorTest, InputsAreTheFeaturesOfEachWindow)
+{
+    AudioFileDataGenerator generator;
+    ASSERT_TRUE(generator.configure(config({"OTHER"})));
+    ASSERT_TRUE(generator.setCurrentFilename(record({}).c_str()));
+    ASSERT_TRUE(generator.gotoStart());
+    DoubleVector vInput;
+    EXPECT_EQ(generator.getCurrentAudioTime(), 0.0);
+    for (int k = 0; k < 8; ++k)
+    {
+        ASSERT_TRUE(generator.generateNext());
+        EXPECT_EQ(generator.getCurrentAudioTime(), (80 * k + 200) / 8000.0);
+        ASSERT_TRUE(generator.getInput(vInput));
+        ASSERT_EQ(vInput.size(), 1u);
+        // 25 periods of 8 samples at half of full scale: 200 * 0.5^2 / 2 = 25, up to the rounding of samples.
+        EXPECT_NEAR(vInput[0], 25.0, 0.01);
+    }
+    EXPECT_FALSE(generator.atEnd());
+    EXPECT_FALSE(generator.generateNext());
+    EXPECT_TRUE(generator.atEnd());
+}
+
+TEST_F(AudioGeneratorTest, FrequencyToleranceIncludesItsEnds)
+{
+    OpenGenerator generator;
+    const auto isUsable = [&](const char* in_label)
+    {
+        return generator.isAnnotationUsable_i(in_label, "SF:1000");
+    };
+    EXPECT_TRUE(isUsable("SF:990") && isUsable("1010 Hz"));
+    EXPECT_FALSE(isUsable("SF:989") || isUsable("SF:1011"));
+    generator.setFrequencyClassTolerance(0);
+    EXPECT_TRUE(isUsable("sf:1000"));
+    EXPECT_FALSE(isUsable("SF:1001"));
+    generator.setFrequencyClassTolerance(4000000000u);
+    EXPECT_TRUE(isUsable("SF:1") && isUsable("SF:2000000000"));
+}
+
+TEST_F(AudioGeneratorTest, ExpressionsAreAskedForOnceAClassAndMayFail)
+{
+    OpenGenerator generator;
+    ASSERT_TRUE(generator.configure(config({"(", "(a+)+b", "OTHER"})));
+    const Testing::LogCapture log(LOGGER);
+    const std::string strLong(5000, 'a');
+    ASSERT_TRUE(generator.setCurrentFilename(record({{0, 400, "x"}, {400, 800, strLong}}).c_str()));
+    EXPECT_EQ(generator.m_iAsked, 3);
+    const std::string strText = "ERROR Unexpected std::runtime exception caught in "
+                                "AudioFileDataGenerator::setCurrentFilename with regex: ";
+    EXPECT_THAT(log.lines(), ElementsAre(strText + "\"(\" for annotation 'x'",
+                                         strText + "\"(\" for annotation '" + strLong + "'",
+                                         strText + "\"(a+)+b\" for annotation '" + strLong + "'"));
+    EXPECT_EQ(pass(generator), "001 001 001 001 001 001 001 001");
+}
+
+TEST_F(AudioGeneratorTest, FilesThatCannotBeUsed)
+{
+    AudioFileDataGenerator generator;
+    ASSERT_TRUE(generator.configure(config({"A"})));
+    const std::string strOtherRate =
+        m_folder.write("rate.wav", Testing::annotatedWav(16000, std::vector<int>(1600), {}));
+    const std::string strText = m_folder.write("text.wav", "no recording");
+    const std::string strOverlap = record({{0, 400, "A"}, {200, 600, "A"}});
+    const struct
+    {
+        std::string m_strFile;
+        std::string m_strMessage;
+    } TABLE[] = {
+        {"/does/not/exist.wav", "ERROR Could not open /does/not/exist.wav for reading"},
+        {m_folder.path(), "ERROR failed to load annotations from WAV file " + m_folder.path()},
+        {strText, "ERROR failed to load annotations from WAV file " + strText},
+        {strOtherRate, "ERROR Could not set source file " + strOtherRate + " in AudioFileReader"},
+        {strOverlap, "ERROR Could not match datagenerator's classes with input file annotations"},
+    };
+    for (const auto& row : TABLE)
+    {
+        const Testing::LogCapture log(LOGGER);
+        Testing::AssertionCapture assertions;
+        EXPECT_FALSE(generator.setCurrentFilename(row.m_strFile.c_str())) << row.m_strFile;
+        EXPECT_EQ(log.lines().back(), row.m_strMessage);
+        EXPECT_FALSE(generator.gotoStart()) << "an earlier recording is not gone on with";
+        EXPECT_FALSE(generator.generateNext());
+    }
+    ASSERT_TRUE(generator.setCurrentFilename(record({{0, 800, "A"}}).c_str()));
+    EXPECT_EQ(pass(generator), "1 1 1 1 1 1 1 1");
+}
+
+TEST_F(AudioGeneratorTest, ConfigurationsThatCannotBeUsed)
+{
+    const Testing::LogCapture log(LOGGER);
+    Testing::AssertionCapture assertions;
+    AudioFileDataGenerator generator;
+    EXPECT_FALSE(generator.configure(DataGeneratorWithConfig::Config()));
+    AudioFileDataGenerator::Config senseless = config({"OTHER"});
+    senseless.m_audioConfig.m_uiWindowShift = 0;
+    EXPECT_FALSE(generator.configure(senseless));
+    EXPECT_THAT(log.lines(),
+                ElementsAre("ERROR Could not configure AudioFileDataGenerator : configuration provided is "
+                            "not a AudioFileDataGenerator::Config",
+                            "ERROR Error configuring AudioFileReader"));
+
+    AudioFileDataGenerator::Config withoutFeatures = config({"OTHER"});
+    withoutFeatures.m_pFeatureComputer = CloneableObjPtr<FeatureComputer>();
+    ASSERT_TRUE(generator.configure(withoutFeatures));
+    ASSERT_TRUE(generator.setCurrentFilename(record({}).c_str()));
+    EXPECT_FALSE(generator.gotoStart());
+    EXPECT_FALSE(generator.generateNext());
+    EXPECT_THAT(assertions.conditions(),
+                ElementsAre("!m_pFeatureComputer.isNull()", "!m_pFeatureComputer.isNull()"));
+}
+
+TEST_F(AudioGeneratorTest, UncoveredPointIsTold)
+{
+    AudioFileDataGenerator generator;
+    ASSERT_TRUE(generator.configure(config({"A"})));
+    const std::string strFile = record({{0, 400, "A"}});
+    ASSERT_TRUE(generator.setCurrentFilename(strFile.c_str()));
+    const Testing::LogCapture log(LOGGER);
+    Testing::AssertionCapture assertions;
+    DoubleVector vTarget;
+    ASSERT_TRUE(generator.gotoStart());
+    while (generator.generateNext())
+        ;
+    EXPECT_FALSE(generator.getTarget(vTarget));
+    EXPECT_THAT(assertions.conditions(), ElementsAre("generateTarget()"));
+    EXPECT_THAT(log.lines(), ElementsAre("WARN No class covers the window at 0.055s of file " + strFile +
+                                             ": the stream stops there",
+                                         "ERROR Classes are not exhaustive in file " + strFile +
+                                             ". Point at time 0.055 does not belong to any class"));
+}
+
+TEST_F(AudioGeneratorTest, ErrorsAreCountedByStatusDumps)
+{
+    AudioFileDataGenerator generator;
+    ASSERT_TRUE(generator.configure(config({"OTHER"})));
+    const std::string strFile = record({});
+    ASSERT_TRUE(generator.setCurrentFilename(strFile.c_str()));
+    const Testing::LogCapture log(LOGGER);
+    ASSERT_TRUE(generator.gotoStart());
+    std::ostringstream status;
+    while (generator.generateNext())
+        if (generator.getCurrentAudioTime() > 0.07)
+            generator.dumpStatus(status << '/');
+    EXPECT_EQ(status.str(),
+              "/Pattern 6, Audio time: 0.075s/Pattern 7, Audio time: 0.085s/Pattern 8, Audio time: 0.095s");
+    // 3 of 8 are 37.5 %, in whole numbers 37 %
+    EXPECT_THAT(log.lines(), ElementsAre("INFO Number of errors on file " + strFile + " : 3/8 (37%)"));
+
+    ASSERT_TRUE(generator.gotoStart());
+    generator.dumpStatus(status);
+    EXPECT_TRUE(generator.setCurrentFilename(record({}).c_str()));
+}
+
+TEST_F(AudioGeneratorTest, EntityIsResetAtEachStart)
+{
+    AudioFileDataGenerator generator;
+    ASSERT_TRUE(generator.configure(config({"OTHER"})));
+    ASSERT_TRUE(generator.setCurrentFilename(record({}).c_str()));
+    const CountedObjPtr<Testing::CountingResettable> hEntity(new Testing::CountingResettable);
+    ASSERT_TRUE(generator.setEntityToReset(hEntity));
+    pass(generator);
+    pass(generator);
+    EXPECT_EQ(hEntity->m_iResets, 2);
+    hEntity->m_bResult = false;
+    Testing::AssertionCapture assertions;
+    EXPECT_FALSE(generator.gotoStart());
+    EXPECT_THAT(assertions.conditions(),
+                ElementsAre("m_pEntityToReset.isNull() || m_pEntityToReset->reset()"));
+}
+
+TEST_F(AudioGeneratorTest, TransitionWindowsAndJumps)
+{
+    OpenGenerator generator;
+    ASSERT_TRUE(generator.configure(config({"A", "OTHER"})));
+    ASSERT_TRUE(generator.setCurrentFilename(record({{400, 560, "A"}}).c_str())); // [0.05, 0.07) s
+    ASSERT_TRUE(generator.gotoStart());
+    std::string strTransitions;
+    while (generator.generateNext())
+        strTransitions += generator.isTransitionWindowForTarget(0) ? 'T' : '.';
+    // Window k covers (0.01 k, 0.025 + 0.01 k): 0.05 lies within k = 3 and 4, 0.07 within k = 5 and 6.
+    EXPECT_EQ(strTransitions, "...TTTT.");
+    {
+        Testing::AssertionCapture assertions;
+        EXPECT_FALSE(generator.isTransitionWindowForTarget(1));
+        EXPECT_THAT(assertions.conditions(), ElementsAre("in_uiTargetIndex < m_vEventVecPtr.size()"));
+    }
+    ASSERT_TRUE(generator.gotoStart());
+    ASSERT_TRUE(generator.gotoAudioTime(0.03)); // sample 240: the window [240, 440) ends at 0.055 s
+    ASSERT_TRUE(generator.generateNext());
+    EXPECT_EQ(generator.getCurrentAudioTime(), 0.055);
+    DoubleVector vTarget;
+    ASSERT_TRUE(generator.getTarget(vTarget));
+    EXPECT_EQ(vTarget, (DoubleVector{1, 0}));
+    EXPECT_FALSE(generator.gotoAudioTime(1.0));
+}
