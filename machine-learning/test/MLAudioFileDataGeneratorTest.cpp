@@ -122,12 +122,12 @@ TEST_F(AudioGeneratorTest, TargetsFollowTheAnnotations)
          {"A", "OTHER"},
          {{0, 800, "A"}, {0, 400, "B"}, {200, 600, "B"}},
          "10 10 10 10 10 10 10 10"},
-        // The stop at sample 600 is 0.075 s, the time of window 5: still in progress there.
         {"touching in file order", {"A", "OTHER"}, {{0, 400, "A"}, {400, 600, "A"}}, "refused"},
+        // Sample 600 is 0.075 s, the time of window 5: still in progress there.
         {"touching in the other order",
          {"A", "OTHER"},
          {{400, 600, "A"}, {0, 400, "A"}},
-         "10 10 10 10 10 01 01 01"},
+         "10 10 10 10 10 10 01 01"},
     };
     Testing::AssertionCapture assertions;
     for (const auto& row : TABLE)
