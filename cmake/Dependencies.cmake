@@ -6,4 +6,10 @@ find_package(Boost 1.74 REQUIRED COMPONENTS serialization regex program_options)
 find_package(PkgConfig REQUIRED)
 pkg_check_modules(ACE REQUIRED IMPORTED_TARGET ACE)
 pkg_check_modules(SNDFILE REQUIRED IMPORTED_TARGET sndfile)
-pkg_check_modules(FANN REQUIRED IMPORTED_TARGET fann)
+
+# FANN in double precision: features and targets are doubles. Its package describes the single-precision library only.
+find_library(FANN_DOUBLE_LIBRARY doublefann REQUIRED)
+find_path(FANN_INCLUDE_DIR doublefann.h REQUIRED)
+add_library(FANN::double INTERFACE IMPORTED)
+set_target_properties(FANN::double PROPERTIES
+    INTERFACE_LINK_LIBRARIES ${FANN_DOUBLE_LIBRARY} INTERFACE_INCLUDE_DIRECTORIES ${FANN_INCLUDE_DIR})

@@ -51,10 +51,10 @@ const LevelName* findLevel(std::string in_strName)
 } // namespace
 
 ApplicationImpl::ApplicationImpl(Logger& in_logger, const char* in_name)
-    : m_pLogger(&in_logger),
-      m_name(in_name),
-      m_options("Options"),
-      m_generalOptions("General options")
+    : m_pLogger(&in_logger)
+    , m_name(in_name)
+    , m_options("Options")
+    , m_generalOptions("General options")
 {
     auto addOption = m_generalOptions.add_options();
     addOption("help", bool_switch(), "print this text and exit");

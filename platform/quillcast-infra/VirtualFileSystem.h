@@ -52,9 +52,9 @@ class basic_vfsistream : public std::basic_istream<C>
 public:
     /// Opens the file. The file system is not needed afterwards.
     basic_vfsistream(const VirtualFileSystem& in_fileSystem, const char* in_path)
-        : std::basic_istream<C>(nullptr),
-          m_strPath(in_path),
-          m_pFile(in_fileSystem.openForReading(in_path, m_strReason))
+        : std::basic_istream<C>(nullptr)
+        , m_strPath(in_path)
+        , m_pFile(in_fileSystem.openForReading(in_path, m_strReason))
     {
         if (m_pFile == nullptr)
             this->setstate(std::ios_base::failbit);
@@ -84,9 +84,9 @@ public:
     /// Creates or truncates the file; the fail flag is set when that was refused. The file system is not
     /// needed afterwards.
     basic_vfsostream(const VirtualFileSystem& in_fileSystem, const char* in_path)
-        : std::basic_ostream<C>(nullptr),
-          m_strPath(in_path),
-          m_pFile(in_fileSystem.openForWriting(in_path, m_strReason))
+        : std::basic_ostream<C>(nullptr)
+        , m_strPath(in_path)
+        , m_pFile(in_fileSystem.openForWriting(in_path, m_strReason))
     {
         if (m_pFile == nullptr)
             this->setstate(std::ios_base::failbit);

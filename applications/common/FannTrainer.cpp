@@ -1,0 +1,164 @@
+#include "common/FannTrainer.h"
+
+#include "common/PatternSet.h"
+#include "quillcast-core/Logger.h"
+
+#include <algorithm>
+#include <cmath>
+#include <doublefann.h>
+#include <limits>
+
+namespace Vexalor::MachineLearning
+{
+
+namespace
+{
+
+constinit Logger s_logger("quillcast.app.FannTrainer");
+
+/// Longest run of neighbouring patterns that is held out together: neighbours are alike, and a pattern
+/// between two of the training would tell nothing new.
+constexpr std::size_t LONGEST_RUN = 50;
+/// A short set is held out in so many runs.
+constexpr std::size_t LEAST_RUNS = 10;
+
+/// FANN limits the sum of a neuron to 150 over its steepness of 0.5, that of a linear one too.
+constexpr double LARGEST_OUTPUT = 300;
+
+struct DestroyData
+{
+    void operator()(fann_train_data* io_pData) const { fann_destroy_train(io_pData); }
+};
+using TrainData = std::unique_ptr<fann_train_data, DestroyData>;
+
+/// The chosen patterns with their inputs standardised; null when there are none.
+TrainData newTrainData(const PatternSet& in_patterns, const std::vector<std::size_t>& in_vIndices,
+                       const DoubleVector& in_vMean, const DoubleVector& in_vFactor)
+{
+    if (in_vIndices.empty())
+        return nullptr;
+    TrainData pData(fann_create_train(static_cast<unsigned int>(in_vIndices.size()),
+                                      static_cast<unsigned int>(in_patterns.getInputSize()),
+                                      static_cast<unsigned int>(in_patterns.getTargetSize())));
+    if (pData == nullptr)
+        throw std::bad_alloc();
+    for (std::size_t i = 0; i < in_vIndices.size(); ++i)
+    {
+        const double* pInput = in_patterns.getInput(in_vIndices[i]);
+        for (std::size_t j = 0; j < in_patterns.getInputSize(); ++j)
+            pData->input[i][j] = (pInput[j] - in_vMean[j]) * in_vFactor[j];
+        const double* pTarget = in_patterns.getTarget(in_vIndices[i]);
+        std::copy(pTarget, pTarget + in_patterns.getTargetSize(), pData->output[i]);
+    }
+    return pData;
+}
+
+std::vector<double> getWeights(const fann& in_fann)
+{
+    return {in_fann.weights, in_fann.weights + in_fann.total_connections};
+}
+
+} // namespace
+
+std::unique_ptr<FannNetwork> FannTrainer::newNetwork(const PatternSet& in_patterns) const
+{
+    std::vector<unsigned int> vSizes{static_cast<unsigned int>(in_patterns.getInputSize())};
+    vSizes.insert(vSizes.end(), m_settings.m_vHiddenSizes.begin(), m_settings.m_vHiddenSizes.end());
+    vSizes.push_back(static_cast<unsigned int>(in_patterns.getTargetSize()));
+    double dMin = 0;
+    double dMax = 0;
+    in_patterns.getTargetRange(dMin, dMax);
+    if (dMin < -LARGEST_OUTPUT || dMax > LARGEST_OUTPUT)
+    {
+        QC_ERROR("Targets reach from " << dMin << " to " << dMax << ", a network gives at most "
+                                       << LARGEST_OUTPUT << " either way");
+        return nullptr;
+    }
+    auto output = FannNetwork::Output::LINEAR;
+    if (dMax <= 1)
+        output = dMin >= 0    ? FannNetwork::Output::SIGMOID
+                 : dMin >= -1 ? FannNetwork::Output::SYMMETRIC
+                              : FannNetwork::Output::LINEAR;
+    std::unique_ptr<FannNetwork> pNetwork(FannNetwork::newLayered(vSizes, output, m_settings.m_uiSeed));
+    if (pNetwork != nullptr)
+    {
+        fann_set_training_algorithm(&pNetwork->getFann(), FANN_TRAIN_RPROP);
+        fann_set_train_error_function(&pNetwork->getFann(), FANN_ERRORFUNC_LINEAR);
+    }
+    return pNetwork;
+}
+
+bool FannTrainer::isHeldOut(const PatternSet& in_patterns, std::size_t in_uiIndex) const
+{
+    if (m_settings.m_uiHoldOut == 0)
+        return false;
+    const std::size_t uiShort = in_patterns.size() / (LEAST_RUNS * m_settings.m_uiHoldOut);
+    const std::size_t uiRun = std::clamp<std::size_t>(uiShort, 1, LONGEST_RUN);
+    return in_uiIndex / uiRun % m_settings.m_uiHoldOut == m_settings.m_uiHoldOut - 1;
+}
+
+std::unique_ptr<FannNetwork> FannTrainer::train(const PatternSet& in_patterns, const Watcher& in_watcher,
+                                                Epoch& out_epoch) const
+{
+    QC_TRACE("FannTrainer::train");
+    if (in_patterns.size() == 0)
+    {
+        QC_ERROR("No pattern with a target to train on");
+        return nullptr;
+    }
+    std::vector<std::size_t> vTraining;
+    std::vector<std::size_t> vHeldOut;
+    for (std::size_t i = 0; i < in_patterns.size(); ++i)
+        (isHeldOut(in_patterns, i) ? vHeldOut : vTraining).push_back(i);
+    if (vTraining.empty() || (m_settings.m_uiHoldOut > 0 && vHeldOut.empty()))
+    {
+        QC_ERROR("Too few patterns, " << in_patterns.size() << ", to hold out one in "
+                                      << m_settings.m_uiHoldOut);
+        return nullptr;
+    }
+    DoubleVector vMean;
+    DoubleVector vFactor;
+    in_patterns.getInputScaling(vMean, vFactor);
+    const TrainData pTraining = newTrainData(in_patterns, vTraining, vMean, vFactor);
+    const TrainData pHeldOut = newTrainData(in_patterns, vHeldOut, vMean, vFactor);
+    std::unique_ptr<FannNetwork> pNetwork = newNetwork(in_patterns);
+    if (pNetwork == nullptr || !runEpochs(*pNetwork, *pTraining, pHeldOut.get(), in_watcher, out_epoch) ||
+        !pNetwork->foldInputScaling(vMean, vFactor))
+        return nullptr;
+    return pNetwork;
+}
+
+bool FannTrainer::runEpochs(FannNetwork& io_network, fann_train_data& io_training,
+                            fann_train_data* io_pHeldOut, const Watcher& in_watcher, Epoch& out_epoch) const
+{
+    fann& fannNetwork = io_network.getFann();
+    std::vector<double> vBestWeights;
+    double dBest = std::numeric_limits<double>::infinity();
+    Epoch epoch;
+    for (epoch.m_uiNumber = 1; epoch.m_uiNumber <= m_settings.m_uiEpochs; ++epoch.m_uiNumber)
+    {
+        epoch.m_dError = fann_train_epoch(&fannNetwork, &io_training);
+        epoch.m_dHeldOutError = io_pHeldOut == nullptr ? std::numeric_limits<double>::quiet_NaN()
+                                                       : fann_test_data(&fannNetwork, io_pHeldOut);
+        if (!std::isfinite(epoch.m_dError))
+        {
+            QC_ERROR("The training error grew beyond all bounds in epoch " << epoch.m_uiNumber);
+            return false;
+        }
+        in_watcher(epoch);
+        if (io_pHeldOut == nullptr || epoch.m_dHeldOutError < dBest)
+        {
+            dBest = epoch.m_dHeldOutError;
+            out_epoch = epoch;
+            if (io_pHeldOut != nullptr)
+                vBestWeights = getWeights(fannNetwork);
+        }
+        if (epoch.m_dError <= m_settings.m_dDesiredError ||
+            epoch.m_uiNumber - out_epoch.m_uiNumber >= m_settings.m_uiPatience)
+            break;
+    }
+    std::copy(vBestWeights.begin(), vBestWeights.end(), fannNetwork.weights);
+    return true;
+}
+
+} // namespace Vexalor::MachineLearning

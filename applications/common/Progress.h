@@ -1,0 +1,34 @@
+#pragma once
+
+#include <chrono>
+#include <string>
+
+namespace Vexalor
+{
+
+/// One line on a terminal that tells how far a long task is, rewritten at most ten times a second and removed
+/// at the end. Writes nothing when the descriptor is no terminal.
+///     if (progress.isDue()) progress.show("epoch 12 of 100");
+class Progress
+{
+public:
+    /// The descriptor of standard error by default.
+    explicit Progress(int in_iDescriptor = 2);
+    ~Progress();
+    Progress(const Progress&) = delete;
+    Progress& operator=(const Progress&) = delete;
+
+    /// True when the next text may be shown, so that none is built in vain.
+    bool isDue() const;
+    void show(const std::string& in_strText);
+
+private:
+    void write(const std::string& in_strText) const;
+
+    int m_iDescriptor;
+    bool m_bTerminal;
+    bool m_bShown = false;
+    std::chrono::steady_clock::time_point m_next;
+};
+
+} // namespace Vexalor
