@@ -245,17 +245,17 @@ struct PowerSink
     }
 };
 
-/// Splits the bins k in [in_uiFirst, M/2) and their mirror images, a vector at a time; returns the first k
-/// left over.
+/// Splits the bins k in [in_uiFirst, in_uiLength/2) and their mirror images, a vector at a time; returns the
+/// first k left over.
 template <class V, class Sink>
 [[gnu::always_inline]] inline std::size_t splitBins(const Split& in_packed, std::size_t in_uiFirst,
-                                                    std::size_t M, const double* in_pSplit,
+                                                    std::size_t in_uiLength, const double* in_pSplit,
                                                     const Sink& in_sink)
 {
     std::size_t k = in_uiFirst;
-    for (; k + WIDTH<V> <= M / 2; k += WIDTH<V>)
+    for (; k + WIDTH<V> <= in_uiLength / 2; k += WIDTH<V>)
     {
-        const std::size_t uiMirror = M - k - (WIDTH<V> - 1);
+        const std::size_t uiMirror = in_uiLength - k - (WIDTH<V> - 1);
         Complex<V> low;
         Complex<V> high;
         load(in_packed, k, low);
@@ -263,7 +263,7 @@ template <class V, class Sink>
         Lanes::reverse(high.m_real);
         Lanes::reverse(high.m_imaginary);
         Complex<V> factor;
-        load({in_pSplit, in_pSplit + M}, k, factor);
+        load({in_pSplit, in_pSplit + in_uiLength}, k, factor);
         split(low, high, factor.m_real, factor.m_imaginary);
         in_sink.put(k, low);
         in_sink.putConjugate(uiMirror, high);
@@ -284,19 +284,20 @@ template <class V, class Sink>
 [[gnu::always_inline]] inline void transformReal(const Plan& in_plan, const double* in_pValues,
                                                  const Sink& in_sink)
 {
-    const std::size_t M = in_plan.m_uiSize / 2;
-    const Split first{in_plan.m_pWork, in_plan.m_pWork + M};
-    const Split second{in_plan.m_pWork + 2 * M, in_plan.m_pWork + 3 * M};
-    pack<double>(in_pValues, first, pack<V>(in_pValues, first, 0, M), M);
-    const Split packed = transformComplex<V>(first, second, M, in_plan.m_pTwiddles);
+    const std::size_t uiLength = in_plan.m_uiSize / 2;
+    const Split first{in_plan.m_pWork, in_plan.m_pWork + uiLength};
+    const Split second{in_plan.m_pWork + 2 * uiLength, in_plan.m_pWork + 3 * uiLength};
+    pack<double>(in_pValues, first, pack<V>(in_pValues, first, 0, uiLength), uiLength);
+    const Split packed = transformComplex<V>(first, second, uiLength, in_plan.m_pTwiddles);
     const double dReal = packed.m_pReal[0];
     const double dImaginary = packed.m_pImaginary[0];
     in_sink.put(0, Complex<double>{dReal + dImaginary, 0.0});
-    in_sink.put(M, Complex<double>{dReal - dImaginary, 0.0});
-    const std::size_t k = splitBins<V>(packed, 1, M, in_plan.m_pSplit, in_sink);
-    splitBins<double>(packed, k, M, in_plan.m_pSplit, in_sink);
-    if (M >= 2)
-        in_sink.put(M / 2, Complex<double>{packed.m_pReal[M / 2], -packed.m_pImaginary[M / 2]});
+    in_sink.put(uiLength, Complex<double>{dReal - dImaginary, 0.0});
+    const std::size_t k = splitBins<V>(packed, 1, uiLength, in_plan.m_pSplit, in_sink);
+    splitBins<double>(packed, k, uiLength, in_plan.m_pSplit, in_sink);
+    if (uiLength >= 2)
+        in_sink.put(uiLength / 2,
+                    Complex<double>{packed.m_pReal[uiLength / 2], -packed.m_pImaginary[uiLength / 2]});
 }
 
 template <class Sink>
