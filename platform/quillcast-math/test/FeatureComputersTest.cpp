@@ -557,6 +557,57 @@ TEST(FeatureArchiveTest, AllClassesAsInTheGolden)
     EXPECT_EQ(save(*load(strGolden)), strGolden);
 }
 
+namespace
+{
+
+/// True when a damaged copy is refused, or loads as something that saves equal to itself and survives use.
+bool isHandled(const std::string& in_strText, const DoubleVector& in_vWindow)
+{
+    try
+    {
+        CloneableObjPtr<FeatureComputer> pComputer = load(in_strText);
+        if (pComputer.isNull())
+            return true;
+        DoubleVector vFeatures;
+        if (auto* pWithInputs = dynamic_cast<FeatureComputerWithInputs*>(pComputer.get()))
+            pWithInputs->setInput("audio", in_vWindow);
+        pComputer->computeFeatures(vFeatures);
+        const std::string strSaved = save(*pComputer);
+        return save(*load(strSaved)) == strSaved;
+    }
+    catch (const ArchiveError&)
+    {
+        return true;
+    }
+}
+
+} // namespace
+
+TEST(FeatureArchiveTest, DamagedCopiesAreRefusedOrUsable)
+{
+    const Testing::AssertionCapture assertions;
+    const Testing::LogCapture log("quillcast.math");
+    const DoubleVector vWindow = noise(200);
+    const std::string strGolden = Testing::readFile(QC_TEST_DATA "/featureComputers.xml");
+    ASSERT_FALSE(strGolden.empty());
+    for (std::size_t uiByte = 0; uiByte < strGolden.size(); ++uiByte)
+    {
+        ASSERT_TRUE(isHandled(strGolden.substr(0, uiByte), vWindow)) << "cut at byte " << uiByte;
+        std::string strCopy = strGolden;
+        for (const char cReplacement : {'\0', ' ', '-', '0', '9', '<', 'e', '\xff'})
+        {
+            strCopy[uiByte] = cReplacement;
+            ASSERT_TRUE(isHandled(strCopy, vWindow))
+                << "byte " << uiByte << " replaced by " << int(cReplacement);
+        }
+        if (strGolden[uiByte] != '\n')
+            continue;
+        strCopy = strGolden;
+        strCopy.erase(uiByte, strGolden.find('\n', uiByte + 1) - uiByte);
+        ASSERT_TRUE(isHandled(strCopy, vWindow)) << "line behind byte " << uiByte << " deleted";
+    }
+}
+
 TEST(FeatureArchiveTest, VectorKeepsEveryValue)
 {
     const DoubleVector vVector{0.1, -0.0, NOT_A_NUMBER, INFINITE, -INFINITE, 5e-324};
