@@ -96,6 +96,12 @@ struct ComputerCase
     std::size_t m_uiNbFeatures; // of a window of 200 samples
 };
 
+/// Test names must not hold addresses.
+void PrintTo(const ComputerCase& in_case, std::ostream* out_pStream)
+{
+    *out_pStream << in_case.m_name;
+}
+
 class FeatureComputerContract : public testing::TestWithParam<ComputerCase>
 {
 protected:
