@@ -1,0 +1,131 @@
+#include "ml-annotate/AnnotateApplication.h"
+
+#include "ml-annotate/AnnotationCheck.h"
+
+#include <algorithm>
+#include <iterator>
+#include <limits>
+
+namespace Vexalor
+{
+
+namespace
+{
+
+constinit Logger s_logger("quillcast.app.ml-annotate");
+
+constexpr std::size_t ANY_NUMBER = std::numeric_limits<std::size_t>::max();
+constexpr AnnotateCommand COMMANDS[] = {{"list", 1, ANY_NUMBER, listAnnotations},
+                                        {"check", 1, ANY_NUMBER, checkRecordings},
+                                        {"export", 1, 2, exportAnnotations},
+                                        {"import", 2, 2, importAnnotations}};
+
+const char* const DESCRIPTION =
+    "Annotations of recordings: cue points with a length, as audio editors keep them in WAV files.\n"
+    "  list FILE...         print them, one line each: start, tab, stop, tab, label; or --json\n"
+    "  check FILE...        print what is wrong with them; fails if there is anything\n"
+    "  export FILE [LABELS] write those lines into a file, or print them\n"
+    "  import FILE LABELS   replace them by those lines (also label tracks and \"start_s stop_s label\" "
+    "tables);\n"
+    "                       markers stay unless the lines bring some: a marker's times are equal\n"
+    "Their order is kept unless --sort is given.";
+
+std::string describeKinds()
+{
+    std::string strText = "check: do not report this kind; may be repeated:";
+    for (const FindingKind& kind : FINDING_KINDS)
+        strText += std::string("\n") + kind.m_name + ": " + kind.m_description;
+    return strText;
+}
+
+} // namespace
+
+AnnotateApplication::AnnotateApplication()
+    : ApplicationImpl(s_logger, "ml-annotate")
+{
+    auto addOption = getOptions().add_options();
+    addOption("json", bool_switch(), "list: print all that the files hold as JSON");
+    addOption("decode", bool_switch(), "list: read all samples, report how many there are in --json");
+    addOption("markers", bool_switch(), "list, export: markers, too, behind the annotations");
+    addOption("map", value<StringVector>()->value_name("A=B"), "label B instead of A; may be repeated");
+    addOption("fill", value<std::string>()->value_name("LABEL"), "label for what no annotation covers");
+    addOption("sort", bool_switch(), "sort by time");
+    addOption("ignore", value<StringVector>()->value_name("KIND"), describeKinds().c_str());
+    setArguments("arguments", -1, "COMMAND FILE...", DESCRIPTION);
+}
+
+bool AnnotateApplication::processCmdlineVarsMap(const variables_map& in_map)
+{
+    if (!ApplicationImpl::processCmdlineVarsMap(in_map))
+        return false;
+    if (isStopped())
+        return true;
+    if (in_map.count("arguments") != 0)
+        m_request.m_vFiles = in_map["arguments"].as<StringVector>();
+    if (!m_request.m_vFiles.empty())
+    {
+        m_strCommand = m_request.m_vFiles.front();
+        m_request.m_vFiles.erase(m_request.m_vFiles.begin());
+    }
+    m_request.m_bJson = isSwitchOn(in_map, "json");
+    m_request.m_bMarkers = isSwitchOn(in_map, "markers");
+    m_request.m_bDecode = isSwitchOn(in_map, "decode");
+    m_request.m_edits.setSort(isSwitchOn(in_map, "sort"));
+    if (in_map.count("fill") != 0)
+        m_request.m_edits.setFill(getString(in_map, "fill"));
+    std::string strError;
+    if (in_map.count("map") != 0 && !m_request.m_edits.setMaps(in_map["map"].as<StringVector>(), strError))
+    {
+        QC_ERROR("Option --map: " << strError);
+        return false;
+    }
+    return takeIgnored(in_map) && checkCommand();
+}
+
+bool AnnotateApplication::takeIgnored(const variables_map& in_map)
+{
+    if (in_map.count("ignore") == 0)
+        return true;
+    for (const std::string& strKind : in_map["ignore"].as<StringVector>())
+    {
+        if (std::none_of(std::begin(FINDING_KINDS), std::end(FINDING_KINDS),
+                         [&](const FindingKind& in_kind) { return strKind == in_kind.m_name; }))
+        {
+            QC_ERROR("Option --ignore: there is no kind \"" << strKind << "\"");
+            return false;
+        }
+        m_request.m_ignored.insert(strKind);
+    }
+    return true;
+}
+
+bool AnnotateApplication::checkCommand() const
+{
+    const AnnotateCommand* pCommand = findCommand();
+    if (pCommand == nullptr)
+    {
+        QC_ERROR("A command is needed: list, check, export or import, see --help");
+        return false;
+    }
+    if (m_request.m_vFiles.size() >= pCommand->m_uiFewest && m_request.m_vFiles.size() <= pCommand->m_uiMost)
+        return true;
+    QC_ERROR("Command " << m_strCommand << " does not take " << m_request.m_vFiles.size()
+                        << " files, see --help");
+    return false;
+}
+
+const AnnotateCommand* AnnotateApplication::findCommand() const
+{
+    const auto* itCommand =
+        std::find_if(std::begin(COMMANDS), std::end(COMMANDS),
+                     [&](const AnnotateCommand& in_command) { return m_strCommand == in_command.m_name; });
+    return itCommand == std::end(COMMANDS) ? nullptr : itCommand;
+}
+
+bool AnnotateApplication::run_i()
+{
+    QC_TRACE("AnnotateApplication::run_i");
+    return findCommand()->m_run(m_request);
+}
+
+} // namespace Vexalor

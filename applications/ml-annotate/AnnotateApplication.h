@@ -1,0 +1,41 @@
+#pragma once
+
+#include "ml-annotate/AnnotateCommands.h"
+#include "quillcast-infra/ApplicationImpl.h"
+
+#include <cstddef>
+#include <string>
+
+namespace Vexalor
+{
+
+/// A command with the number of files that it takes.
+struct AnnotateCommand
+{
+    const char* m_name;
+    std::size_t m_uiFewest;
+    std::size_t m_uiMost;
+    bool (*m_run)(const AnnotateRequest&);
+};
+
+/// Lists, checks, imports and exports the annotations of recordings. The first argument is the command, the
+/// others are its files.
+class AnnotateApplication : public ApplicationImpl
+{
+public:
+    AnnotateApplication();
+
+protected:
+    bool processCmdlineVarsMap(const variables_map& in_map) override;
+    bool run_i() override;
+
+private:
+    bool takeIgnored(const variables_map& in_map);
+    bool checkCommand() const;
+    const AnnotateCommand* findCommand() const;
+
+    std::string m_strCommand;
+    AnnotateRequest m_request;
+};
+
+} // namespace Vexalor

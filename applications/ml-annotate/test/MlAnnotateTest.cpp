@@ -1,0 +1,274 @@
+#include "quillcast-audio/AnnotatedFile.h"
+#include "test-support/Command.h"
+#include "test-support/TempDir.h"
+#include "test-support/WavBuilder.h"
+
+#include <filesystem>
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+
+using namespace Vexalor;
+using namespace Vexalor::Testing;
+
+namespace
+{
+
+constexpr std::uint32_t RATE = 8000;
+
+/// 1 s of silence.
+std::string wav(const std::vector<WavRegion>& in_vRegions = {}, std::uint32_t in_uiFrames = RATE)
+{
+    return annotatedWav(RATE, std::vector<int>(in_uiFrames), in_vRegions);
+}
+
+class MlAnnotateTest : public testing::Test
+{
+protected:
+    CommandResult run(std::vector<std::string> in_vArguments) const
+    {
+        in_vArguments.insert(in_vArguments.begin(), QC_BINARY_DIR "/bin/ml-annotate");
+        return runCommand(in_vArguments, m_folder.path());
+    }
+
+    /// Standard output of a run that must succeed and complain of nothing.
+    std::string succeed(const std::vector<std::string>& in_vArguments) const
+    {
+        const CommandResult result = run(in_vArguments);
+        EXPECT_EQ(result.m_iExit, 0) << result.m_strErr;
+        EXPECT_EQ(result.m_strErr, "");
+        return result.m_strOut;
+    }
+
+    /// A run that must fail with this on standard error.
+    void fail(const std::vector<std::string>& in_vArguments, const std::string& in_strMessage,
+              int in_iExit = 1) const
+    {
+        const CommandResult result = run(in_vArguments);
+        EXPECT_EQ(result.m_iExit, in_iExit) << result.m_strOut;
+        EXPECT_NE(result.m_strErr.find(in_strMessage), std::string::npos) << result.m_strErr;
+    }
+
+    TempDir m_folder;
+};
+
+} // namespace
+
+TEST_F(MlAnnotateTest, ListsInTheOrderOfTheFile)
+{
+    m_folder.write("a.wav", wav({{4000, 6000, "B b"}, {0, 1, "A"}}));
+    m_folder.write("b.wav", Wav::riff(Wav::fmt(RATE) + Wav::data({0}) + Wav::cue({{1, 2000}}) +
+                                      Wav::adtl(Wav::labl(1, "line\nend"))));
+    EXPECT_EQ(succeed({"list", "a.wav"}), "0.5\t0.75\tB b\n0\t0.000125\tA\n");
+    EXPECT_EQ(succeed({"list", "a.wav", "--sort"}), "0\t0.000125\tA\n0.5\t0.75\tB b\n");
+    EXPECT_EQ(succeed({"list", "b.wav"}), "");
+    EXPECT_EQ(succeed({"list", "--markers", "b.wav", "a.wav"}),
+              "# b.wav\n0.25\t0.25\tline end\n# a.wav\n0.5\t0.75\tB b\n0\t0.000125\tA\n");
+    EXPECT_EQ(succeed({"list", "a.wav", "--map", "A=B b", "--map", "B b=A"}),
+              "0.5\t0.75\tA\n0\t0.000125\tB b\n");
+    EXPECT_EQ(succeed({"list", "a.wav", "--fill", "rest"}),
+              "0.5\t0.75\tB b\n0\t0.000125\tA\n0.000125\t0.5\trest\n0.75\t1\trest\n");
+}
+
+TEST_F(MlAnnotateTest, JsonHoldsEverything)
+{
+    m_folder.write(
+        "a\"\xFF.wav",
+        Wav::riff(Wav::fmt(RATE) + Wav::data({0, 0}) + Wav::cue({{7, 1}}) + Wav::smpl({{7, 1, 2}}) +
+                  Wav::adtl(Wav::labl(7, "\xCE\xA9\t\\") + Wav::note(7, "\xE9t\xE9") + Wav::labl(9, "x"))));
+    const std::string strExpected = R"([
+{
+ "file": "a\"\u00ff.wav",
+ "container": "RIFF",
+ "fmt": {
+  "tag": 1,
+  "channels": 1,
+  "rate": 8000,
+  "byte_rate": 16000,
+  "block_align": 2,
+  "bits": 16
+ },
+ "frames": 2,
+ "duration_s": 0.00025,
+ "decoded_frames": 2,
+ "chunk_order": [
+  "fmt ",
+  "data",
+  "cue ",
+  "smpl",
+  "LIST:adtl"
+ ],
+ "cues": [
+  {
+   "id": 7,
+   "position": 1,
+   "chunk": "data",
+   "chunk_start": 0,
+   "block_start": 0,
+   "sample_offset": 1,
+   "label": "Ω\u0009\\",
+   "note": "\u00e9t\u00e9",
+   "time_s": 0.000125
+  }
+ ],
+ "labels_without_cue": {
+  "9": "x"
+ },
+ "ltxt": [],
+ "smpl_loops": [
+  {
+   "cue_id": 7,
+   "type": 0,
+   "start": 1,
+   "end": 2,
+   "fraction": 0,
+   "play_count": 0,
+   "start_s": 0.000125,
+   "stop_s": 0.00025
+  }
+ ],
+ "annotations": [
+  {
+   "start_s": 0.000125,
+   "stop_s": 0.00025,
+   "start_sample": 1,
+   "stop_sample": 2,
+   "label": "Ω\u0009\\",
+   "note": "\u00e9t\u00e9"
+  }
+ ],
+ "markers": []
+}
+]
+)";
+    EXPECT_EQ(run({"list", "--json", "--decode", "a\"\xFF.wav"}).m_strOut, strExpected);
+    const CommandResult none = run({"list", "--json", "missing.wav"});
+    EXPECT_EQ(none.m_strOut, "[]\n");
+    EXPECT_EQ(none.m_iExit, 1);
+}
+
+TEST_F(MlAnnotateTest, ExportAndImportAreInverse)
+{
+    std::vector<WavRegion> vRegions;
+    for (std::uint32_t i = 0; i < 500; ++i)
+        vRegions.push_back({(i * 7919) % RATE, (i * 7919) % RATE + i + 1, "label " + std::to_string(i % 7)});
+    m_folder.write("a.wav", wav(vRegions));
+    m_folder.write("b.wav", wav());
+    EXPECT_EQ(succeed({"export", "a.wav", "labels.txt"}), "");
+    EXPECT_EQ(readFile(m_folder.path("labels.txt")), succeed({"export", "a.wav"}));
+    EXPECT_EQ(succeed({"import", "b.wav", "labels.txt"}), "");
+    EXPECT_EQ(readFile(m_folder.path("b.wav")), readFile(m_folder.path("a.wav")));
+}
+
+TEST_F(MlAnnotateTest, ImportReadsWhatOthersWrite)
+{
+    m_folder.write("a.wav", Wav::riff(Wav::fmt(RATE) + Wav::data(std::vector<int>(RATE)) +
+                                      Wav::cue({{1, 800}}) + Wav::adtl(Wav::labl(1, "marker"))));
+    // A table with a byte order mark, column names, CRLF and a comment.
+    m_folder.write("table.txt",
+                   "\xEF\xBB\xBFstart_s\tstop_s\tlabel\r\n# by hand\r\n\r\n0.500000\t0.750000\tVOICE\r\n"
+                   "0\t0.1\ttab\tin label\r\n0.2\t0.3");
+    EXPECT_EQ(succeed({"import", "a.wav", "table.txt"}), "");
+    EXPECT_EQ(succeed({"list", "--markers", "a.wav"}),
+              "0.5\t0.75\tVOICE\n0\t0.1\ttab\tin label\n0.2\t0.3\t\n0.1\t0.1\tmarker\n");
+    // A label track: points are markers, frequency lines are skipped.
+    m_folder.write("track.txt", "0.25\t0.25\tpoint\n\\\t100.0\t900.0\n1e-3\t0.5\tx\n\\\t1\t2\n");
+    EXPECT_EQ(succeed({"import", "a.wav", "track.txt", "--map", "x=y", "--fill", "rest", "--sort"}), "");
+    EXPECT_EQ(succeed({"list", "--markers", "a.wav"}),
+              "0\t0.001\trest\n0.001\t0.5\ty\n0.5\t1\trest\n0.25\t0.25\tpoint\n");
+}
+
+TEST_F(MlAnnotateTest, BadLabelsChangeNothing)
+{
+    const std::string strBefore = wav({{0, 10, "old"}});
+    m_folder.write("a.wav", strBefore);
+    const std::pair<const char*, const char*> cases[] = {
+        {"0\t1\tfine\nVOICE\n", "line 2: \"VOICE\" is no start time in seconds"},
+        {"0\t1,5\tx\n", "line 1: \"1,5\" is no stop time in seconds"},
+        {"0 1 x\n", "line 1: \"0 1 x\" is no start time in seconds"},
+        {"0\tnan\tx\n", "line 1: \"nan\" is no stop time in seconds"},
+        {"1\t0.5\tx\n", "line 1: it stops before its start"},
+        {"-1\t0.5\tx\n", "line 1: it starts before the recording"},
+        {"0.5\t0.50001\tx\n", "annotation \"x\" at 0.500000 s does not stop after its start"},
+        {"0\t1e9\tx\n", "time 1000000000.000000 s lies outside what a WAV file can mark"},
+    };
+    for (const auto& [text, message] : cases)
+    {
+        m_folder.write("labels.txt", text);
+        fail({"import", "a.wav", "labels.txt"}, message);
+        EXPECT_EQ(readFile(m_folder.path("a.wav")), strBefore) << text;
+    }
+}
+
+TEST_F(MlAnnotateTest, CheckFindsFaults)
+{
+    // 1 s: "a" overlaps and touches itself and overlaps "b", "late" is partly beyond the end, nothing from
+    // 0.75 s on but "late", and a loop that ends before its start.
+    m_folder.write(
+        "a.wav",
+        wav({{0, 2000, "a"}, {1000, 3000, "a"}, {3000, 4000, "a"}, {3500, 6000, "b"}, {7000, 9000, "late"}}));
+    m_folder.write("loop.wav", Wav::riff(Wav::fmt(RATE) + Wav::data(std::vector<int>(10)) +
+                                         Wav::cue({{1, 5}}) + Wav::smpl({{1, 5, 2}})));
+    const CommandResult result = run({"check", "a.wav", "loop.wav"});
+    EXPECT_EQ(result.m_iExit, 1);
+    EXPECT_EQ(result.m_strOut, "a.wav: overlap: \"a\" 0-0.25 s and \"a\" 0.125-0.375 s\n"
+                               "a.wav: touching: \"a\" 0.125-0.375 s and \"a\" 0.375-0.5 s\n"
+                               "a.wav: mixed: \"a\" 0.375-0.5 s and \"b\" 0.4375-0.75 s\n"
+                               "a.wav: beyond: \"late\" 0.875-1.125 s, the recording ends at 1 s\n"
+                               "a.wav: uncovered: 0.75-0.875 s\n"
+                               "loop.wav: inverted: \"\" 0.000625-0.00025 s\n"
+                               "loop.wav: uncovered: 0-0.00125 s\n");
+    EXPECT_EQ(run({"check", "a.wav", "--ignore", "overlap", "--ignore", "touching", "--ignore", "mixed",
+                   "--ignore", "beyond", "--ignore", "uncovered"})
+                  .m_iExit,
+              0);
+    fail({"check", "a.wav", "--ignore", "everything"}, "there is no kind \"everything\"");
+    // What tiles the recording is fine, whatever the order.
+    m_folder.write("fine.wav", wav({{4000, 8000, "b"}, {0, 4000, "a"}}));
+    EXPECT_EQ(succeed({"check", "fine.wav"}), "");
+}
+
+TEST_F(MlAnnotateTest, BadInputIsReported)
+{
+    m_folder.write("a.wav", wav());
+    m_folder.write("empty.wav", wav({}, 0));
+    m_folder.write("text.wav", "no recording");
+    m_folder.write("labels.txt", "0\t0.5\tx\n");
+    ASSERT_EQ(mkfifo(m_folder.path("pipe").c_str(), 0600), 0);
+    fail({"list", "missing.wav"}, "Cannot read missing.wav: No such file or directory");
+    fail({"list", "."}, "Cannot read .: is a directory");
+    fail({"list", "pipe"}, "Cannot read pipe: is no regular file");
+    fail({"list", "text.wav"}, "Cannot read the annotations of text.wav");
+    fail({"check", "empty.wav"}, "Cannot read recording empty.wav: it has no samples");
+    fail({"list", "--decode", "empty.wav"}, "it has no samples");
+    fail({"import", "a.wav", "missing.txt"}, "Cannot read missing.txt: No such file or directory");
+    fail({"import", "a.wav", "."}, "Cannot read .: is a directory");
+    fail({"import", "a.wav"}, "Command import does not take 1 files");
+    fail({"export", "a.wav", "missing/labels.txt"},
+         "Cannot write missing/labels.txt: No such file or directory");
+    fail({"export", "a.wav", "/dev/full", "--fill", "x"}, "Cannot write /dev/full: No space left on device");
+    fail({}, "A command is needed");
+    fail({"lsit", "a.wav"}, "A command is needed");
+    fail({"list", "a.wav", "--map", "x"}, "Option --map: \"x\" is no mapping of the form A=B");
+    fail({"list", "a.wav", "--map", "x=y", "--map", "x=z"}, "Option --map: label \"x\" is mapped twice");
+    fail({"list", "a.wav", "--no-such-option"}, "no-such-option", 2);
+    // The others are listed all the same.
+    EXPECT_EQ(run({"list", "text.wav", "a.wav", "--fill", "x"}).m_strOut, "# a.wav\n0\t1\tx\n");
+}
+
+TEST_F(MlAnnotateTest, AFullDiskLeavesTheRecordingAlone)
+{
+    const std::string strBefore = wav();
+    m_folder.write("a.wav", strBefore);
+    m_folder.write("labels.txt", "0\t0.5\tx\n");
+    // The recording has 16 KiB: its copy cannot grow beyond 4 KiB.
+    rlimit before;
+    ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &before), 0);
+    const rlimit lowered{4096, before.rlim_max};
+    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &lowered), 0);
+    fail({"import", "a.wav", "labels.txt"}, "Cannot write annotations into a.wav: File too large");
+    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &before), 0);
+    EXPECT_EQ(readFile(m_folder.path("a.wav")), strBefore);
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(m_folder.path()), {}), 2)
+        << "a temporary file is left";
+}
