@@ -112,6 +112,7 @@ protected:
         catch (const ArchiveError& error)
         {
             out_strReason = error.what();
+            EXPECT_EQ(out_strReason.find('\n'), std::string::npos) << out_strReason;
         }
         catch (const ExceptionWithMsg& error)
         {
@@ -128,7 +129,7 @@ protected:
         if (strSaved.empty())
         {
             ++m_uiRefused;
-            return !strReason.empty() && strReason.find('\n') == std::string::npos;
+            return !strReason.empty();
         }
         ++m_uiLoaded;
         return load(strSaved, strReason) == strSaved;

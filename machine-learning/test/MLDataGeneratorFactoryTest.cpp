@@ -1,4 +1,5 @@
 #include "MLDataGeneratorFactory.h"
+#include "MLAudioFileDataGenerator.h"
 #include "MLDataGeneratorWithConfig.h"
 #include "MLVectorFileDataGenerator.h"
 #include "quillcast-core/CheckedXmlInputArchive.h"
@@ -6,6 +7,10 @@
 #include "quillcast-core/SerializationArchives.h"
 #include "quillcast-infra/DiskFileSystem.h"
 #include "quillcast-infra/DynLibsLoader.h"
+#include "quillcast-math/AudioFeatureComputers.h"
+#include "quillcast-math/FeatureComputerSequence.h"
+#include "quillcast-math/MelFeatureComputers.h"
+#include "quillcast-math/ToneEnergyFeatureComputer.h"
 #include "test-support/CountingResettable.h"
 #include "test-support/LogCapture.h"
 #include "test-support/StockXmlArchive.h"
@@ -36,6 +41,27 @@ std::string replaced(std::string in_strText, const std::string& in_strOld, const
     const std::size_t uiPosition = in_strText.find(in_strOld);
     EXPECT_NE(uiPosition, std::string::npos) << in_strOld;
     return in_strText.replace(uiPosition, in_strOld.size(), in_strNew);
+}
+
+/// A configuration with a feature computer of each kind, and values that differ from the defaults.
+AudioFileDataGenerator::Config makeAudioConfig()
+{
+    AudioFileDataGenerator::Config config;
+    config.m_audioConfig.m_uiSamplingRate = 0;
+    config.m_audioConfig.m_iChannel = 1;
+    config.m_dMaxAudioTime = 2.5;
+    config.m_vClasses = {"SF:1000", "voice .*", "OTHER"};
+    ToneEnergyFeatureComputer::Config tones;
+    tones.m_vFrequencies = {697, 1209.5};
+    auto pSequence = std::make_unique<FeatureComputerSequence>();
+    pSequence->add(new IdentityFeatureComputer);
+    pSequence->add(new EnergyFeatureComputer);
+    pSequence->add(new ZeroCrossingRateFeatureComputer);
+    pSequence->add(new LogMelFeatureComputer);
+    pSequence->add(new MfccFeatureComputer);
+    pSequence->add(new ToneEnergyFeatureComputer(tones));
+    config.m_pFeatureComputer = CloneableObjPtr<FeatureComputer>(pSequence.release());
+    return config;
 }
 
 /// Plug-ins are found by name in the folder where the build puts them.
@@ -99,18 +125,35 @@ TEST_F(FactoryTest, PluginGeneratorIsLoadedByName)
     EXPECT_EQ(log.text(), "");
 }
 
-TEST_F(FactoryTest, LibraryReadsGoldens)
+TEST_F(FactoryTest, AudioGeneratorIsSavedAsItsGolden)
 {
-    const auto pLoaded = create(GOLDENS + "RampGenerator.xml");
-    std::unique_ptr<DataGenerator> pGenerator;
-    StringVector vLibNames;
-    readStockXml(readFile(GOLDENS + "RampGenerator.xml"),
-                 [&](boost::archive::polymorphic_iarchive& io_archive)
-                 {
-                     io_archive >> boost::serialization::make_nvp("MLDataGeneratorLib", vLibNames);
-                     pGenerator = loadObject<DataGenerator>(io_archive, "MLDataGenerator");
-                 });
-    EXPECT_EQ(saved(vLibNames, *pGenerator), readFile(GOLDENS + "RampGenerator.xml"));
+    AudioFileDataGenerator generator;
+    ASSERT_TRUE(generator.configure(makeAudioConfig()));
+    const std::string strFile = GOLDENS + "AudioFileDataGenerator.xml";
+    EXPECT_EQ(saved({}, generator), readFile(strFile));
+    const CountedObjPtr<DataGenerator> pGenerator(loadDataGenerator(strFile.c_str()));
+    const auto pAudioGenerator = pGenerator.dynamicCast<AudioFileDataGenerator>();
+    ASSERT_FALSE(pAudioGenerator.isNull());
+    EXPECT_EQ(pAudioGenerator->getConfig().m_vClasses, makeAudioConfig().m_vClasses);
+    EXPECT_EQ(saved({}, *pGenerator), readFile(strFile));
+}
+
+TEST_F(FactoryTest, StockArchivesReadGoldens)
+{
+    ASSERT_FALSE(create(GOLDENS + "RampGenerator.xml").isNull());
+    for (const char* file :
+         {"AudioFileDataGenerator.xml", "RampGenerator.xml", "VectorFileDataGenerator.xml"})
+    {
+        std::unique_ptr<DataGenerator> pGenerator;
+        StringVector vLibNames;
+        readStockXml(readFile(GOLDENS + file),
+                     [&](boost::archive::polymorphic_iarchive& io_archive)
+                     {
+                         io_archive >> boost::serialization::make_nvp("MLDataGeneratorLib", vLibNames);
+                         pGenerator = loadObject<DataGenerator>(io_archive, "MLDataGenerator");
+                     });
+        EXPECT_EQ(saved(vLibNames, *pGenerator), readFile(GOLDENS + file)) << file;
+    }
 }
 
 TEST_F(FactoryTest, SecondPluginWithAKeyIsReported)
@@ -205,4 +248,30 @@ TEST_F(FactoryTest, FailuresGiveNullAndTheReason)
     EXPECT_TRUE(newDataGenerator(strFile.c_str(), "", {}, false, "scaling.xml").isNull());
     EXPECT_EQ(log.lines().size(), 2U) << log.text();
     EXPECT_FALSE(newDataGenerator(strFile.c_str(), "", {}, false, "").isNull());
+}
+
+TEST(ClassKeyTest, RegistryHoldsTheTable)
+{
+    registerGeneratorClasses();
+    using enum ClassKeyState;
+    const std::pair<const char*, ClassKeyState> keys[] = {
+        {"MLDataGenerator", ABSTRACT},
+        {"MLDataGeneratorWithConfig", ABSTRACT},
+        {"MLDataGeneratorConfig", CREATABLE},
+        {"MLVectorFileDataGenerator", CREATABLE},
+        {"MLAudioFileDataGenerator", CREATABLE},
+        {"MLAudioFileDataGeneratorConfig", CREATABLE},
+        {"LinearAudioWindowerConfig", ABSTRACT},
+        {"FeatureComputer", ABSTRACT},
+        {"FeatureComputerWithInputs", ABSTRACT},
+        {"IdentityFeatureComputer", CREATABLE},
+        {"EnergyFeatureComputer", CREATABLE},
+        {"ZeroCrossingRateFeatureComputer", CREATABLE},
+        {"LogMelFeatureComputer", CREATABLE},
+        {"MfccFeatureComputer", CREATABLE},
+        {"ToneEnergyFeatureComputer", CREATABLE},
+        {"FeatureComputerSequence", CREATABLE},
+    };
+    for (const auto& [key, state] : keys)
+        EXPECT_EQ(getClassKeyState(key), state) << key;
 }
