@@ -1,5 +1,6 @@
 #include "quillcast-infra/ApplicationImpl.h"
 
+#include "quillcast-core/ExceptionWithMsg.h"
 #include "quillcast-infra/DiskFileSystem.h"
 #include "quillcast-infra/DynLibsLoader.h"
 #include "quillcast-infra/ParameterTrie.h"
@@ -8,9 +9,12 @@
 #include <array>
 #include <boost/program_options/parsers.hpp>
 #include <cctype>
+#include <charconv>
 #include <csignal>
 #include <iostream>
+#include <locale>
 #include <new>
+#include <sstream>
 
 namespace Vexalor
 {
@@ -46,6 +50,21 @@ const LevelName* findLevel(std::string in_strName)
         std::find_if(LEVELS.begin(), LEVELS.end(),
                      [&](const LevelName& in_level) { return in_strName == in_level.m_name; });
     return itLevel == LEVELS.end() ? nullptr : itLevel;
+}
+
+template <class Number>
+Number parseNumber(const char* in_option, const std::string& in_strText, Number in_min, Number in_max)
+{
+    Number number{};
+    const char* pEnd = in_strText.data() + in_strText.size();
+    const auto result = std::from_chars(in_strText.data(), pEnd, number);
+    if (result.ec == std::errc() && result.ptr == pEnd && number >= in_min && number <= in_max)
+        return number;
+    std::ostringstream message;
+    message.imbue(std::locale::classic());
+    message << "option '--" << in_option << "': '" << in_strText << "' is no number from " << in_min << " to "
+            << in_max;
+    throw ExceptionWithMsg(message.str());
 }
 
 } // namespace
@@ -231,6 +250,18 @@ bool ApplicationImpl::isSwitchOn(const variables_map& in_map, const char* in_opt
 std::string ApplicationImpl::getString(const variables_map& in_map, const char* in_option)
 {
     return in_map.count(in_option) == 0 ? std::string() : in_map[in_option].as<std::string>();
+}
+
+std::uint64_t ApplicationImpl::getCount(const variables_map& in_map, const char* in_option,
+                                        std::uint64_t in_uiMin, std::uint64_t in_uiMax)
+{
+    return parseNumber(in_option, getString(in_map, in_option), in_uiMin, in_uiMax);
+}
+
+double ApplicationImpl::getReal(const variables_map& in_map, const char* in_option, double in_dMin,
+                                double in_dMax)
+{
+    return parseNumber(in_option, getString(in_map, in_option), in_dMin, in_dMax);
 }
 
 } // namespace Vexalor

@@ -7,6 +7,7 @@
 #include "quillcast-infra/ProgramOptions.h"
 #include "quillcast-infra/ROConfiguration.h"
 
+#include <cstdint>
 #include <functional>
 
 namespace Vexalor
@@ -74,6 +75,12 @@ protected:
     static bool isSwitchOn(const variables_map& in_map, const char* in_option);
     /// The value of an option that takes one string; empty when it was not given.
     static std::string getString(const variables_map& in_map, const char* in_option);
+    /// The value of an option that takes one string with a number in it. Throws ExceptionWithMsg when it was
+    /// not given or is no number from in_min to in_max; the option parser itself would turn -1 into a huge
+    /// count.
+    static std::uint64_t getCount(const variables_map& in_map, const char* in_option, std::uint64_t in_uiMin,
+                                  std::uint64_t in_uiMax);
+    static double getReal(const variables_map& in_map, const char* in_option, double in_dMin, double in_dMax);
 
 private:
     variables_map parse(int in_iCount, const char* const* in_arguments) const;

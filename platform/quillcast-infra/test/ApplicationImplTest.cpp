@@ -43,6 +43,11 @@ TEST(ApplicationImplTest, ExitStatusMirrorsTheResult)
         {"exception in the run", {"--action", "throw"}, 1, "running\n", "thrown late\n"},
         {"exception of another kind", {"--action", "throw-int"}, 1, "running\n", "unknown exception\n"},
         {"no memory", {"--action", "throw-memory"}, 1, "running\n", "out of memory\n"},
+        {"negative count", {"--count=-1"}, 1, "", "option '--count': '-1' is no number from 1 to 9\n"},
+        {"count and more", {"--count=1x"}, 1, "", "option '--count': '1x' is no number from 1 to 9\n"},
+        {"count too large", {"--count=10"}, 1, "", "option '--count': '10' is no number from 1 to 9\n"},
+        {"no number", {"--real=x"}, 1, "", "option '--real': 'x' is no number from -1 to 1\n"},
+        {"not finite", {"--real=nan"}, 1, "", "option '--real': 'nan' is no number from -1 to 1\n"},
         {"unknown option", {"--actions", "ok"}, 2, "", "unrecognised option '--actions'\n"},
         {"shortened option", {"--act", "ok"}, 2, "", "unrecognised option '--act'\n"},
         {"option given twice",
@@ -100,9 +105,9 @@ TEST(ApplicationImplTest, LostOutputIsAFailure)
 
 TEST(ApplicationImplTest, LoggingOptions)
 {
-    const CommandResult debug = run({"--log-level", "debug"});
+    const CommandResult debug = run({"--log-level", "debug", "--count=9", "--real=-0.5"});
     EXPECT_EQ(debug.m_iExit, 0);
-    EXPECT_EQ(debug.m_strErr, "DEBUG quillcast.test.Application: processed\n");
+    EXPECT_EQ(debug.m_strErr, "DEBUG quillcast.test.Application: processed 9 -0.5\n");
     EXPECT_EQ(run({"--log-level", "ERROR"}).m_strOut, "");
 
     const CommandResult unknown = run({"--log-level", "loud"});

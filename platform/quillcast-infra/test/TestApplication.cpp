@@ -18,6 +18,8 @@ public:
         : ApplicationImpl(s_logger, "infra-test-application")
     {
         getOptions().add_options()("action", value<std::string>(), "what to do");
+        getOptions().add_options()("count", value<std::string>()->default_value("1"), "a count");
+        getOptions().add_options()("real", value<std::string>()->default_value("0"), "a number");
         setArguments("words", 2, "[word...]", "Does what it is told.");
     }
 
@@ -35,7 +37,9 @@ protected:
             stop();
         if (in_map.count("words") != 0)
             m_vWords = in_map["words"].as<StringVector>();
-        QC_DEBUG("processed");
+        const std::uint64_t uiCount = getCount(in_map, "count", 1, 9);
+        const double dReal = getReal(in_map, "real", -1, 1);
+        QC_DEBUG("processed " << uiCount << ' ' << dReal);
         return m_strAction != "refuse";
     }
 

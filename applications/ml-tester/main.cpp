@@ -1,0 +1,50 @@
+#include "MLDataGenTesterApplicationImpl.h"
+#include "common/FannNetwork.h"
+
+using namespace Vexalor;
+using namespace Vexalor::MachineLearning;
+
+namespace
+{
+
+constinit Logger s_logger("quillcast.app.Tester");
+
+/// Tests a network of the FANN library.
+class TesterApplication : public MLDataGenTesterApplicationImpl
+{
+public:
+    TesterApplication()
+        : MLDataGenTesterApplicationImpl(s_logger, "ml-tester")
+    {
+        getOptions().add_options()("network", value<std::string>(),
+                                   "network file of the FANN library. MANDATORY");
+    }
+
+protected:
+    bool processCmdlineVarsMap(const variables_map& in_map) override
+    {
+        if (!MLDataGenTesterApplicationImpl::processCmdlineVarsMap(in_map))
+            return false;
+        if (isStopped())
+            return true;
+        m_strNetwork = getString(in_map, "network");
+        if (m_strNetwork.empty())
+            QC_ERROR("a network file must be supplied");
+        return !m_strNetwork.empty();
+    }
+
+    MLTester::TestedEntity* newTestedEntity_i() override
+    {
+        return FannNetwork::newFromFile(m_strNetwork.c_str());
+    }
+
+private:
+    std::string m_strNetwork;
+};
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    return runApplication<TesterApplication>(argc, argv);
+}

@@ -1,0 +1,166 @@
+#include "ml-train/TrainApplication.h"
+
+#include "common/PatternSet.h"
+#include "common/Progress.h"
+#include "quillcast-core/ExceptionWithMsg.h"
+#include "quillcast-core/FileReplacer.h"
+
+#include <charconv>
+#include <limits>
+#include <sstream>
+
+namespace Vexalor::MachineLearning
+{
+
+namespace
+{
+
+constinit Logger s_logger("quillcast.app.Train");
+
+constexpr unsigned int MOST = 1'000'000'000;
+
+/// "20,10": two layers; "0": none.
+std::vector<unsigned int> parseLayers(const std::string& in_strText)
+{
+    std::vector<unsigned int> vSizes;
+    if (in_strText == "0")
+        return vSizes;
+    const char* pText = in_strText.data();
+    const char* pEnd = pText + in_strText.size();
+    while (true)
+    {
+        unsigned int uiSize = 0;
+        const auto result = std::from_chars(pText, pEnd, uiSize);
+        if (result.ec != std::errc() || uiSize == 0 || uiSize > MOST)
+            break;
+        vSizes.push_back(uiSize);
+        if (result.ptr == pEnd)
+            return vSizes;
+        if (*result.ptr != ',')
+            break;
+        pText = result.ptr + 1;
+    }
+    throw ExceptionWithMsg("option '--hidden': '" + in_strText + "' is neither 0 nor sizes joined by commas");
+}
+
+std::string toText(const FannTrainer::Epoch& in_epoch)
+{
+    std::ostringstream text;
+    text.imbue(std::locale::classic());
+    text << "epoch " << in_epoch.m_uiNumber << ", mean square error " << in_epoch.m_dError;
+    if (in_epoch.m_dHeldOutError == in_epoch.m_dHeldOutError)
+        text << ", held out " << in_epoch.m_dHeldOutError;
+    return text.str();
+}
+
+} // namespace
+
+TrainApplication::TrainApplication()
+    : MLDataGenApplicationImpl(s_logger, "ml-train")
+{
+    auto addOption = getOptions().add_options();
+    const auto number = [](const char* in_default)
+    {
+        return value<std::string>()->default_value(in_default);
+    };
+    addOption("data-gen-config", value<std::string>(), "data generator configuration file. MANDATORY");
+    addOption("data-gen-filename", value<StringVector>(),
+              "data generator input file; repeated, the patterns of all files are joined");
+    addOption("network", value<std::string>(), "network file to write. MANDATORY");
+    addOption("hidden", number("20"), "sizes of the hidden layers, joined by commas; 0: none");
+    addOption("epochs", number("200"), "most epochs to train");
+    addOption("seed", number("1"), "seed of the start weights");
+    addOption("desired-error", number("0"), "stop at this mean square error of an epoch");
+    addOption("hold-out", number("0"),
+              "hold out one pattern in so many and take the weights that are best for these; 0: none");
+    addOption("patience", number("20"), "stop after so many epochs that are no better for what is held out");
+}
+
+bool TrainApplication::processCmdlineVarsMap(const variables_map& in_map)
+{
+    QC_TRACE("TrainApplication::processCmdlineVarsMap");
+    if (!MLDataGenApplicationImpl::processCmdlineVarsMap(in_map))
+        return false;
+    if (isStopped())
+        return true;
+    takeSettings(in_map);
+    if (m_strConfigFile.empty())
+        QC_ERROR("a data generator configuration file must be supplied");
+    else if (m_strNetwork.empty())
+        QC_ERROR("a network file must be supplied");
+    return !m_strConfigFile.empty() && !m_strNetwork.empty();
+}
+
+void TrainApplication::takeSettings(const variables_map& in_map)
+{
+    m_strConfigFile = getString(in_map, "data-gen-config");
+    m_strNetwork = getString(in_map, "network");
+    // Without a file there is one stream all the same: that of a generator that reads none.
+    m_vInputFiles = in_map.count("data-gen-filename") == 0 ? StringVector{""}
+                                                           : in_map["data-gen-filename"].as<StringVector>();
+    m_settings.m_vHiddenSizes = parseLayers(getString(in_map, "hidden"));
+    m_settings.m_uiEpochs = static_cast<unsigned int>(getCount(in_map, "epochs", 1, MOST));
+    m_settings.m_uiSeed = getCount(in_map, "seed", 0, std::numeric_limits<std::uint64_t>::max());
+    m_settings.m_dDesiredError = getReal(in_map, "desired-error", 0, std::numeric_limits<double>::max());
+    m_settings.m_uiHoldOut = static_cast<unsigned int>(getCount(in_map, "hold-out", 0, MOST));
+    m_settings.m_uiPatience = static_cast<unsigned int>(getCount(in_map, "patience", 1, MOST));
+    if (m_settings.m_uiHoldOut == 1)
+        throw ExceptionWithMsg("option '--hold-out': 1 would leave no pattern to train on");
+}
+
+bool TrainApplication::run_i()
+{
+    QC_TRACE("TrainApplication::run_i");
+    PatternSet patterns;
+    if (!canWriteNetwork() || !readPatterns(patterns))
+        return false;
+    QC_INFO("Training on " << patterns.size() << " patterns of " << patterns.getInputSize() << " inputs and "
+                           << patterns.getTargetSize() << " targets; " << patterns.getNbSkipped()
+                           << " without target left out");
+    FannTrainer::Epoch taken;
+    std::unique_ptr<FannNetwork> pNetwork;
+    {
+        Progress progress;
+        const auto watch = [&](const FannTrainer::Epoch& in_epoch)
+        {
+            QC_DEBUG(toText(in_epoch));
+            if (progress.isDue())
+                progress.show("ml-train: " + toText(in_epoch) + " (at most " +
+                              std::to_string(m_settings.m_uiEpochs) + " epochs)");
+        };
+        pNetwork = FannTrainer(m_settings).train(patterns, watch, taken);
+    }
+    if (pNetwork == nullptr || !pNetwork->save(m_strNetwork.c_str()))
+        return false;
+    QC_INFO("Network " << m_strNetwork << " written: " << toText(taken));
+    return true;
+}
+
+bool TrainApplication::readPatterns(PatternSet& out_patterns)
+{
+    for (const std::string& strFile : m_vInputFiles)
+    {
+        const CountedObjPtr<DataGenerator> pGenerator = newDataGenerator(
+            m_strConfigFile.c_str(), strFile.c_str(), Handle<Resettable, ReferenceCount>(), nullptr);
+        if (pGenerator.isNull())
+            return false;
+        if (!out_patterns.append(*pGenerator))
+        {
+            QC_ERROR("Cannot train on " << (strFile.empty() ? m_strConfigFile : strFile));
+            return false;
+        }
+    }
+    return true;
+}
+
+/// Asked before the work, not after it.
+bool TrainApplication::canWriteNetwork() const
+{
+    FileReplacer probe(m_strNetwork);
+    const bool bOpened = probe.open();
+    if (!bOpened)
+        QC_ERROR("Cannot write network file " << m_strNetwork << ": " << probe.getReason());
+    return bOpened;
+}
+
+} // namespace Vexalor::MachineLearning

@@ -1,0 +1,31 @@
+#pragma once
+
+#include "MLDataGenApplicationImpl.h"
+#include "common/FannTrainer.h"
+
+namespace Vexalor::MachineLearning
+{
+
+/// Trains a network on the patterns of a generator configuration, for ml-tester. The same data, options and
+/// seed give the same file, byte for byte.
+class TrainApplication : public MLDataGenApplicationImpl
+{
+public:
+    TrainApplication();
+
+protected:
+    bool processCmdlineVarsMap(const variables_map& in_map) override;
+    bool run_i() override;
+
+private:
+    void takeSettings(const variables_map& in_map);
+    bool readPatterns(PatternSet& out_patterns);
+    bool canWriteNetwork() const;
+
+    std::string m_strConfigFile;
+    StringVector m_vInputFiles;
+    std::string m_strNetwork;
+    FannTrainer::Settings m_settings;
+};
+
+} // namespace Vexalor::MachineLearning
