@@ -5,8 +5,6 @@
 #include "quillcast-audio/WindowCutter.h"
 #include "quillcast-core/Serialization.h"
 
-#include <boost/serialization/tracking.hpp>
-
 #include <cstdint>
 #include <string>
 
