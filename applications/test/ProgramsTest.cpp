@@ -178,6 +178,8 @@ TEST_F(ProgramsTest, BadInputOfTheTesterIsAMessage)
     ASSERT_EQ(train({}).m_iExit, 0);
     m_folder.write("damaged.net", readFile(m_folder.path("net")).substr(0, 3000));
     m_folder.write("wide.txt", "[1 2 3] [1 0]\n[1 2 3] [1 0]\n");
+    m_folder.write("one.txt", "[1 2] [1 0]\n[1 2] [1]\n");
+    m_folder.write("three.txt", "[1 2] [1 0 0]\n");
     const struct
     {
         const char* m_network;
@@ -188,6 +190,10 @@ TEST_F(ProgramsTest, BadInputOfTheTesterIsAMessage)
         {"damaged.net", "test.txt", "ERROR: Cannot read network file damaged.net: line 3"},
         {"net", "none.txt", "ERROR: Cannot go to the start of the data set\n"},
         {"net", "wide.txt", "ERROR: The network takes 2 inputs, the patterns have 3\n"},
+        {"net", "one.txt",
+         "ERROR: The report makes no sense: output and target differ in size in 1 of 2 patterns\n"},
+        {"net", "three.txt",
+         "ERROR: The report makes no sense: output and target differ in size in 1 of 1 patterns\n"},
         {"", "test.txt", "ERROR: a network file must be supplied\n"},
     };
     for (const auto& badCase : CASES)

@@ -116,6 +116,12 @@ bool MLDataGenTesterApplicationImpl::test(MLTester::TestedEntity& io_entity, Dat
     if (!MLTester().test(io_entity, io_generator, *m_pStats, m_bPrintError))
         return false;
     QC_INFO('\n' << *m_pStats);
+    if (m_pStats->getNumMisfits() > 0)
+    {
+        QC_ERROR("The report makes no sense: output and target differ in size in "
+                 << m_pStats->getNumMisfits() << " of " << m_pStats->getNumData() << " patterns");
+        return false;
+    }
     if (io_generator.endedCleanly())
         return true;
     QC_ERROR("The report covers a part of the data set: it stopped before its end");

@@ -25,7 +25,8 @@ protected:
     virtual MLTester::TestedEntity* newTestedEntity_i() = 0;
 
     bool processCmdlineVarsMap(const variables_map& in_map) override;
-    /// False also when the stream stopped before its end, after the report.
+    /// False also, after the report, when the stream stopped before its end or targets are of other sizes
+    /// than the outputs.
     bool run_i() override;
 
 private:

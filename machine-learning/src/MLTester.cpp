@@ -79,6 +79,8 @@ bool MLTester::TesterStats::update(const DoubleVector& in_vOutput, const DoubleV
         m_vCumulError[i] += (*m_vErrorFunction[i])(in_vTarget, in_vOutput);
     }
     ++m_uiNumData;
+    if (in_vOutput.size() != in_vTarget.size())
+        ++m_uiNumMisfits;
     return true;
 }
 
@@ -86,6 +88,7 @@ void MLTester::TesterStats::reset()
 {
     QC_TRACE("MLTester::TesterStats::reset");
     m_uiNumData = 0;
+    m_uiNumMisfits = 0;
     m_vCumulError.assign(m_vCumulError.size(), 0.0);
 }
 

@@ -46,6 +46,8 @@ public:
 
         /// Patterns with a target processed so far.
         std::uint64_t getNumData() const { return m_uiNumData; }
+        /// Those of them whose output and target differ in size: no error function makes sense of them.
+        std::uint64_t getNumMisfits() const { return m_uiNumMisfits; }
         /// Sum of the values of the in_uiIndex-th function; the index is not checked.
         double getCumulError(std::size_t in_uiIndex) const { return m_vCumulError[in_uiIndex]; }
         /// Misclassified patterns; 0 for statistics that do not classify.
@@ -56,6 +58,7 @@ public:
 
     private:
         std::uint64_t m_uiNumData = 0;
+        std::uint64_t m_uiNumMisfits = 0;
         std::vector<CountedObjPtr<ErrorFunction>> m_vErrorFunction;
         std::vector<double> m_vCumulError;
     };
