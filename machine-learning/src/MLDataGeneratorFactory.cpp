@@ -179,7 +179,7 @@ CountedObjPtr<DataGenerator> loadDataGenerator(const char* in_configFile)
 }
 
 bool prepareDataGenerator(DataGenerator& io_generator, const char* in_inputFile,
-                          Handle<Resettable, ReferenceCount> in_entityToReset)
+                          const Handle<Resettable, ReferenceCount>& in_entityToReset)
 {
     QC_TRACE("MachineLearning::prepareDataGenerator");
     const char* inputFile = in_inputFile == nullptr ? "" : in_inputFile;

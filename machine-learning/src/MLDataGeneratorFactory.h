@@ -32,7 +32,7 @@ CountedObjPtr<DataGenerator> loadDataGenerator(const char* in_configFile);
 /// Hands the input file, null being no name, to a FileDataGenerator, and the entity to a generator that
 /// resets one.
 bool prepareDataGenerator(DataGenerator& io_generator, const char* in_inputFile,
-                          Handle<Resettable, ReferenceCount> in_entityToReset);
+                          const Handle<Resettable, ReferenceCount>& in_entityToReset);
 /// Puts the in-memory cache and the scaling of that file, if any, around the generator. Null handle on
 /// failure.
 CountedObjPtr<DataGenerator> wrapDataGenerator(const CountedObjPtr<DataGenerator>& in_generator,

@@ -54,7 +54,7 @@ std::string quote(std::string_view in_text)
 {
     std::string strText(in_text.substr(0, 40));
     std::replace_if(
-        strText.begin(), strText.end(), [](unsigned char cChar) { return cChar < 0x20; }, '?');
+        strText.begin(), strText.end(), [](unsigned char in_cChar) { return in_cChar < 0x20; }, '?');
     return "'" + strText + (in_text.size() > strText.size() ? "...'" : "'");
 }
 

@@ -73,7 +73,7 @@ std::unique_ptr<T> loadObject(boost::archive::polymorphic_iarchive& io_archive, 
 /// Creation of an object for loading: nobody owns it until loadObject returns, so the scope does.
 template <class Archive, class T>
 requires std::is_base_of_v<Object, T>
-void load_construct_data(Archive&, T* in_pMemory, const boost::serialization::version_type)
+void load_construct_data(Archive&, T* in_pMemory, const boost::serialization::version_type&)
 {
     boost::serialization::access::construct(in_pMemory);
     OwnershipScope::add(in_pMemory);
