@@ -38,9 +38,9 @@ std::string findInPluginFolders(const std::string& in_strName)
     for (const std::string& strFolder : pluginFolders())
     {
         std::string strFile;
-        const std::string strCandidate = bIsPath ? in_strName : strFolder + "/" + in_strName;
+        const std::filesystem::path folder = bIsPath ? "" : strFolder;
         std::error_code error;
-        if (OS::getCanonicalPath(strCandidate.c_str(), strFile) && isBelow(strFile, strFolder) &&
+        if (OS::getCanonicalPath((folder / in_strName).c_str(), strFile) && isBelow(strFile, strFolder) &&
             std::filesystem::is_regular_file(strFile, error))
             return strFile;
     }

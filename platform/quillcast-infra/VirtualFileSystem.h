@@ -44,7 +44,7 @@ public:
 
 /// A stream that reads a file of a virtual file system, in the classic locale. The fail flag is set when the
 /// file could not be opened.
-template <class C>
+template <class C> // named as the standard streams: NOLINTNEXTLINE(readability-identifier-naming)
 class basic_vfsistream : public std::basic_istream<C>
 {
     static_assert(std::is_same_v<C, char>, "files are sequences of bytes");
@@ -75,7 +75,7 @@ private:
 };
 
 /// A stream that writes a file of a virtual file system, in the classic locale: write* close.
-template <class C>
+template <class C> // named as the standard streams: NOLINTNEXTLINE(readability-identifier-naming)
 class basic_vfsostream : public std::basic_ostream<C>
 {
     static_assert(std::is_same_v<C, char>, "files are sequences of bytes");

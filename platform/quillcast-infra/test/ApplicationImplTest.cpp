@@ -148,3 +148,19 @@ TEST(ApplicationImplTest, GlobalConfigurationReachesTheRun)
     EXPECT_EQ(missing.m_strErr,
               NAME + "cannot open " + folder.path("none") + ": No such file or directory\n");
 }
+
+TEST(ApplicationImplTest, PluginOptionsLimitWhatIsLoaded)
+{
+    const TempDir folder;
+    const char* const PLUGIN = QC_BINARY_DIR "/lib/libinfra-test-plugin.so";
+    EXPECT_EQ(run({"--action", "load", PLUGIN}).m_iExit, 0);
+    EXPECT_EQ(run({"--action", "load", PLUGIN, "--plugin-folder", QC_BINARY_DIR "/lib"}).m_iExit, 0);
+
+    const CommandResult elsewhere = run({"--action", "load", PLUGIN, "--plugin-folder", folder.path()});
+    EXPECT_EQ(elsewhere.m_iExit, 1);
+    EXPECT_THAT(elsewhere.m_strErr, HasSubstr("it is in none of the plug-in folders"));
+    const CommandResult none = run({"--action", "load", PLUGIN, "--no-plugins"});
+    EXPECT_EQ(none.m_iExit, 1);
+    EXPECT_THAT(none.m_strErr, HasSubstr("loading is switched off"));
+    EXPECT_EQ(run({"--plugin-folder", folder.path("none")}).m_iExit, 1);
+}

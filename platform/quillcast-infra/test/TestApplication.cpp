@@ -1,4 +1,5 @@
 #include "quillcast-infra/ApplicationImpl.h"
+#include "quillcast-infra/DynLibsLoader.h"
 
 #include <iostream>
 #include <new>
@@ -50,6 +51,8 @@ protected:
             throw std::runtime_error("thrown late");
         if (m_strAction == "throw-int")
             throw 1;
+        if (m_strAction == "load")
+            return DynLibsLoader::loadDynLib(m_vWords[0].c_str());
         if (m_strAction == "throw-memory")
             throw std::bad_alloc();
         for (const std::string& strWord : m_vWords)
