@@ -8,6 +8,7 @@
 #include <cstring>
 #include <fcntl.h>
 #include <fstream>
+#include <iterator>
 #include <sndfile.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -43,15 +44,27 @@ int openRegularFile(const char* in_filename, std::string& out_strReason)
     return -1;
 }
 
-/// The decoder's own words are about itself more often than about the file.
-std::string explainRefusal(const char* in_filename, const std::string& in_strDecoderReason)
+/// Codings that are passed to the decoder, which knows more: whole numbers, floating point, A-law, mu-law,
+/// ADPCM, GSM, and the extensible form.
+bool isSupportedCoding(std::uint16_t in_uiTag)
+{
+    constexpr std::uint16_t TAGS[] = {0x01, 0x02, 0x03, 0x06, 0x07, 0x11, 0x31, 0xFFFE};
+    return std::find(std::begin(TAGS), std::end(TAGS), in_uiTag) != std::end(TAGS);
+}
+
+/// Why a file is no recording; empty if it is one. The decoder's own words are about itself more often than
+/// about the file, and its decoders for music write to the terminal.
+std::string explainRefusal(const char* in_filename)
 {
     std::ifstream file(in_filename, std::ios::binary);
     IffSource source(file);
     WavStructure structure;
-    if (source.open() && !structure.read(source))
+    if (!source.open())
+        return "the file cannot be read";
+    if (!structure.read(source))
         return structure.getError();
-    return in_strDecoderReason;
+    const std::uint16_t uiTag = structure.getFormat().m_uiTag;
+    return isSupportedCoding(uiTag) ? "" : "its samples have an unsupported coding, " + std::to_string(uiTag);
 }
 
 bool isWav(int in_iFormat)
@@ -121,9 +134,15 @@ bool AudioFileReader::open(const char* in_filename, int in_iChannel)
     const int iFile = openRegularFile(in_filename, strReason);
     if (iFile < 0)
         return fail(strReason);
+    strReason = explainRefusal(in_filename);
+    if (!strReason.empty())
+    {
+        ::close(iFile);
+        return fail(strReason);
+    }
     m_pState->m_pFile = sf_open_fd(iFile, SFM_READ, &m_pState->m_info, SF_TRUE);
     if (m_pState->m_pFile == nullptr)
-        return fail(explainRefusal(in_filename, sf_strerror(nullptr)));
+        return fail(sf_strerror(nullptr));
     if (!isWav(m_pState->m_info.format))
         return fail("is no WAV recording");
     if (m_pState->m_info.channels < 1 || m_pState->m_info.samplerate < 1 || m_pState->m_info.frames < 0)

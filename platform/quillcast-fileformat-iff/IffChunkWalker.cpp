@@ -37,8 +37,8 @@ bool IffChunkWalker::next(IffChunk& out_chunk)
         return false;
     const std::uint64_t uiRest = m_uiEnd - out_chunk.getDataPosition();
     const bool bOpenEnded = out_chunk.m_strId == m_strOpenEnded;
-    const bool bUnfinished = bOpenEnded && out_chunk.m_uiDeclared == 0 && uiRest > 0 &&
-                             !isWellKnownAt(out_chunk.getDataPosition());
+    const bool bUnfinished =
+        bOpenEnded && out_chunk.m_uiDeclared == 0 && uiRest > 0 && !isChunkAt(out_chunk.getDataPosition());
     out_chunk.m_uiSize = bUnfinished ? uiRest : std::min(out_chunk.m_uiDeclared, uiRest);
     out_chunk.m_bComplete = bOpenEnded || out_chunk.m_uiSize == out_chunk.m_uiDeclared;
 
@@ -74,16 +74,27 @@ bool IffChunkWalker::isMissingPad(std::uint64_t in_uiEnd)
            !isWellKnownAt(in_uiEnd + 1);
 }
 
-bool IffChunkWalker::isWellKnownAt(std::uint64_t in_uiPosition)
+/// The id of the chunk that begins there and fits; empty if none does.
+std::string IffChunkWalker::peekId(std::uint64_t in_uiPosition)
 {
     char bytes[IffChunk::HEADER_SIZE];
     if (in_uiPosition > m_uiEnd || m_uiEnd - in_uiPosition < sizeof bytes ||
         !m_source.readAt(in_uiPosition, bytes, sizeof bytes))
-        return false;
+        return {};
     const std::string strId(bytes, 4);
     const bool bFits = readU32(bytes + 4) <= m_uiEnd - in_uiPosition - sizeof bytes;
-    return std::find(std::begin(WELL_KNOWN), std::end(WELL_KNOWN), strId) != std::end(WELL_KNOWN) &&
-           (bFits || strId == m_strOpenEnded);
+    return isPrintable(strId) && (bFits || strId == m_strOpenEnded) ? strId : std::string();
+}
+
+bool IffChunkWalker::isWellKnownAt(std::uint64_t in_uiPosition)
+{
+    return std::find(std::begin(WELL_KNOWN), std::end(WELL_KNOWN), peekId(in_uiPosition)) !=
+           std::end(WELL_KNOWN);
+}
+
+bool IffChunkWalker::isChunkAt(std::uint64_t in_uiPosition)
+{
+    return !peekId(in_uiPosition).empty();
 }
 
 } // namespace Vexalor

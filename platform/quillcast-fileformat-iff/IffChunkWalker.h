@@ -55,7 +55,9 @@ public:
 private:
     bool readHeader(IffChunk& out_chunk);
     bool isMissingPad(std::uint64_t in_uiEnd);
+    std::string peekId(std::uint64_t in_uiPosition);
     bool isWellKnownAt(std::uint64_t in_uiPosition);
+    bool isChunkAt(std::uint64_t in_uiPosition);
 
     IffSource& m_source;
     std::uint64_t m_uiPosition;

@@ -272,3 +272,45 @@ TEST_F(MlAnnotateTest, AFullDiskLeavesTheRecordingAlone)
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator(m_folder.path()), {}), 2)
         << "a temporary file is left";
 }
+
+TEST_F(MlAnnotateTest, ScriptsHoldFoldersOfRecordingsAgainstIt)
+{
+    const std::string strTools =
+        (std::filesystem::path(QC_TEST_DATA) / "../../../../tools").lexically_normal().string();
+    const std::string strProgram = QC_BINARY_DIR "/bin/ml-annotate";
+    m_folder.write("a.wav", Wav::riff(Wav::fmt(RATE) + Wav::data({0, 0, 0, 0}) + Wav::cue({{1, 1}, {2, 3}}) +
+                                      Wav::adtl(Wav::labl(1, "one") + Wav::ltxt(1, 2))));
+    const auto describe = [&](const std::string& in_strLabel)
+    {
+        const std::string strCommon = R"(, "chunk": "data", "note": null, "label": )";
+        m_folder.write("a.json", R"({"frames": 4, "duration_s": 0.0005, "smpl_loops": [], "cues": [)"
+                                 R"({"id": 1, "sample_offset": 1)" +
+                                     strCommon + in_strLabel + R"(}, {"id": 2, "sample_offset": 3)" +
+                                     strCommon +
+                                     R"(null}],)"
+                                     R"("ltxt": [{"cue_id": 1, "sample_length": 2, "text": ""}]})");
+    };
+    describe("\"one\"");
+    CommandResult result = runCommand({strTools + "/compare_annotations.py", m_folder.path(), strProgram});
+    EXPECT_EQ(result.m_iExit, 0) << result.m_strOut << result.m_strErr;
+    describe("\"two\"");
+    result = runCommand({strTools + "/compare_annotations.py", m_folder.path(), strProgram});
+    EXPECT_EQ(result.m_iExit, 1);
+    EXPECT_NE(result.m_strOut.find("cues[0].label: 'two' expected, 'one' found"), std::string::npos)
+        << result.m_strOut;
+    EXPECT_NE(result.m_strOut.find("annotations[0]: (1, 3, 'two') expected"), std::string::npos)
+        << result.m_strOut;
+
+    m_folder.write("cut.wav", wav().substr(0, 30));
+    const std::string strHeader = "file\texpect\tframes\tpeer_frames\n";
+    m_folder.write("EXPECT.tsv",
+                   strHeader + "a.wav\taccept\t4\t4\ncut.wav\trefuse\t-\terror\na.wav\teither\t-\t4\n");
+    result = runCommand({strTools + "/check_odd_wavs.py", m_folder.path(), strProgram});
+    EXPECT_EQ(result.m_iExit, 0) << result.m_strOut << result.m_strErr;
+    m_folder.write("EXPECT.tsv", strHeader +
+                                     "a.wav\taccept\t5\t4\ncut.wav\taccept\t1\t1\na.wav\trefuse\t-\t4\n"
+                                     "a.wav\teither\t-\t3\ncut.wav\trefuse\t-\t1\n");
+    result = runCommand({strTools + "/check_odd_wavs.py", m_folder.path(), strProgram});
+    EXPECT_EQ(result.m_iExit, 1);
+    EXPECT_NE(result.m_strOut.find("1 of 5 verdicts met"), std::string::npos) << result.m_strOut;
+}

@@ -266,6 +266,8 @@ TEST(AudioFileReaderTest, RefusesWhatIsNoRecording)
         {folder.write("text.wav", "this is no recording at all"), "no RIFF file"},
         {folder.write("rate.wav", Wav::riff(Wav::fmt(0) + strOneFrame)), "its sampling rate is 0"},
         {folder.write("channels.wav", Wav::riff(Wav::fmt(8000, 0) + strOneFrame)), "it has 0 channels"},
+        {folder.write("music.wav", Wav::riff(Wav::fmt(8000, 1, 16, 0x55) + strOneFrame)),
+         "its samples have an unsupported coding, 85"},
         {folder.write("none.wav", Wav::riff(Wav::fmt(8000) + Wav::chunk("data", ""))), "it has no samples"},
     };
     for (const auto& [strFile, strReason] : cases)
