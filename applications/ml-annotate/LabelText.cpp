@@ -28,15 +28,14 @@ bool parseTime(std::string_view in_text, double& out_dTime)
     return error == std::errc() && pNext == pEnd && std::isfinite(out_dTime);
 }
 
-bool isSkipped(std::string_view in_line, bool in_bFirst)
+bool isSkipped(std::string_view in_line)
 {
     const std::size_t uiFirst = in_line.find_first_not_of(" \t");
-    return uiFirst == std::string_view::npos || in_line[uiFirst] == '#' || in_line[uiFirst] == '\\' ||
-           (in_bFirst && in_line.starts_with("start_s\t"));
+    return uiFirst == std::string_view::npos || in_line[uiFirst] == '#' || in_line[uiFirst] == '\\';
 }
 
 /// The fault of a line; empty when it has none.
-std::string parseLine(std::string_view in_line, std::vector<Annotation>& out_vAnnotations,
+std::string parseLine(std::string_view in_line, bool in_bTable, std::vector<Annotation>& out_vAnnotations,
                       std::vector<Annotation>& out_vMarkers)
 {
     const std::string_view startText = takeUntil(in_line, '\t');
@@ -51,7 +50,8 @@ std::string parseLine(std::string_view in_line, std::vector<Annotation>& out_vAn
         return "it starts before the recording";
     if (dStop < dStart)
         return "it stops before its start";
-    (dStart == dStop ? out_vMarkers : out_vAnnotations).emplace_back(std::string(in_line), dStart, dStop);
+    const std::string_view label = in_bTable ? takeUntil(in_line, '\t') : in_line;
+    (dStart == dStop ? out_vMarkers : out_vAnnotations).emplace_back(std::string(label), dStart, dStop);
     return {};
 }
 
@@ -82,14 +82,17 @@ bool parse(const std::string& in_strText, std::vector<Annotation>& out_vAnnotati
     std::string_view text = in_strText;
     if (text.starts_with(BYTE_ORDER_MARK))
         text.remove_prefix(BYTE_ORDER_MARK.size());
+    bool bTable = false;
     for (std::size_t uiLine = 1; !text.empty(); ++uiLine)
     {
         std::string_view line = takeUntil(text, '\n');
         if (line.ends_with('\r'))
             line.remove_suffix(1);
-        if (isSkipped(line, uiLine == 1))
+        const bool bColumnNames = uiLine == 1 && line.starts_with("start_s\t");
+        bTable = bTable || bColumnNames;
+        if (bColumnNames || isSkipped(line))
             continue;
-        const std::string strFault = parseLine(line, out_vAnnotations, out_vMarkers);
+        const std::string strFault = parseLine(line, bTable, out_vAnnotations, out_vMarkers);
         if (!strFault.empty())
         {
             out_strError = "line " + std::to_string(uiLine) + ": " + strFault;

@@ -20,9 +20,9 @@ std::string formatNumber(double in_dValue);
 std::string formatLine(const Annotation& in_annotation);
 
 /// Reads lines of that form; LF or CRLF, with or without a byte order mark. Skipped are blank lines, comments
-/// ("#"), the frequency lines of label tracks (a backslash) and a first line of column names ("start_s"). A
-/// line whose times are equal is a marker. False, with the number and fault of the line in out_strError, for
-/// any other line.
+/// ("#") and the frequency lines of label tracks (a backslash). A first line of column names ("start_s")
+/// announces a table: then the label ends at the next tab. A line whose times are equal is a marker. False,
+/// with the number and fault of the line in out_strError, for any other line.
 bool parse(const std::string& in_strText, std::vector<Annotation>& out_vAnnotations,
            std::vector<Annotation>& out_vMarkers, std::string& out_strError);
 

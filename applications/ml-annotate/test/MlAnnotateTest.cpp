@@ -167,15 +167,16 @@ TEST_F(MlAnnotateTest, ImportReadsWhatOthersWrite)
     // A table with a byte order mark, column names, CRLF and a comment.
     m_folder.write("table.txt",
                    "\xEF\xBB\xBFstart_s\tstop_s\tlabel\r\n# by hand\r\n\r\n0.500000\t0.750000\tVOICE\r\n"
-                   "0\t0.1\ttab\tin label\r\n0.2\t0.3");
+                   "0\t0.1\tSILENCE\tother\tcolumns\r\n0.2\t0.3");
     EXPECT_EQ(succeed({"import", "a.wav", "table.txt"}), "");
     EXPECT_EQ(succeed({"list", "--markers", "a.wav"}),
-              "0.5\t0.75\tVOICE\n0\t0.1\ttab\tin label\n0.2\t0.3\t\n0.1\t0.1\tmarker\n");
+              "0.5\t0.75\tVOICE\n0\t0.1\tSILENCE\n0.2\t0.3\t\n0.1\t0.1\tmarker\n");
     // A label track: points are markers, frequency lines are skipped.
-    m_folder.write("track.txt", "0.25\t0.25\tpoint\n\\\t100.0\t900.0\n1e-3\t0.5\tx\n\\\t1\t2\n");
+    m_folder.write("track.txt",
+                   "0.25\t0.25\tpoint\n\\\t100.0\t900.0\n1e-3\t0.5\tx\n\\\t1\t2\n0.5\t0.75\ttab\tin label");
     EXPECT_EQ(succeed({"import", "a.wav", "track.txt", "--map", "x=y", "--fill", "rest", "--sort"}), "");
     EXPECT_EQ(succeed({"list", "--markers", "a.wav"}),
-              "0\t0.001\trest\n0.001\t0.5\ty\n0.5\t1\trest\n0.25\t0.25\tpoint\n");
+              "0\t0.001\trest\n0.001\t0.5\ty\n0.5\t0.75\ttab\tin label\n0.75\t1\trest\n0.25\t0.25\tpoint\n");
 }
 
 TEST_F(MlAnnotateTest, BadLabelsChangeNothing)
