@@ -1,0 +1,135 @@
+#include "ml-config/ConfigApplication.h"
+
+#include "MLDataGeneratorFactory.h"
+#include "ml-config/ClassNames.h"
+#include "ml-config/ConfigCommands.h"
+#include "ml-config/WriteOptions.h"
+
+#include <limits>
+
+namespace Vexalor::MachineLearning
+{
+
+namespace
+{
+
+constinit Logger s_logger("quillcast.app.Config");
+
+constexpr std::uint64_t MOST = std::numeric_limits<unsigned int>::max();
+/// A WAV file has at most 65535 channels.
+constexpr std::uint64_t LAST_CHANNEL = 65534;
+
+const char* const DESCRIPTION =
+    "Configurations of data generators.\n"
+    "  write FILE    write one that the options describe, with a comment on its elements; - is standard "
+    "output\n"
+    "  explain FILE  tell what one says, and try it\n"
+    "The options below are those of write. OTHER, among the classes, is what no other class covers.";
+
+} // namespace
+
+ConfigApplication::ConfigApplication()
+    : ApplicationImpl(s_logger, "ml-config")
+{
+    registerGeneratorClasses();
+    addWriteOptions(getOptions());
+    setArguments("arguments", -1, "COMMAND FILE", DESCRIPTION);
+}
+
+bool ConfigApplication::processCmdlineVarsMap(const variables_map& in_map)
+{
+    QC_TRACE("ConfigApplication::processCmdlineVarsMap");
+    if (!ApplicationImpl::processCmdlineVarsMap(in_map))
+        return false;
+    if (isStopped())
+        return true;
+    const StringVector vArguments =
+        in_map.count("arguments") == 0 ? StringVector() : in_map["arguments"].as<StringVector>();
+    m_bWrite = !vArguments.empty() && vArguments.front() == "write";
+    if (vArguments.size() != 2 || (!m_bWrite && vArguments.front() != "explain"))
+    {
+        QC_ERROR("A command and a file are needed: write FILE or explain FILE, see --help");
+        return false;
+    }
+    m_strFile = vArguments.back();
+    return takeRequest(in_map);
+}
+
+bool ConfigApplication::takeRequest(const variables_map& in_map)
+{
+    std::string strFault;
+    if (m_bWrite)
+    {
+        takeFeatures(in_map);
+        takeWindows(in_map);
+        takeClasses(in_map);
+        strFault = findOptionFault(in_map, m_request);
+        // Messages of info level would stand in the midst of the configuration.
+        if (m_strFile == STANDARD_OUTPUT && in_map.count("log-config") == 0 && in_map.count("log-level") == 0)
+            Logger::setLevel("", LogLevel::WARN);
+    }
+    else
+    {
+        for (const WriteOption& option : getWriteOptions())
+        {
+            if (in_map.count(option.m_name) != 0)
+                strFault = std::string("option '--") + option.m_name + "' is for write";
+        }
+    }
+    if (!strFault.empty())
+        QC_ERROR(getName() << ": " << strFault);
+    return strFault.empty();
+}
+
+void ConfigApplication::takeFeatures(const variables_map& in_map)
+{
+    if (in_map.count("generator") != 0)
+        m_request.m_strKind = getString(in_map, "generator");
+    if (in_map.count("library") != 0)
+        m_request.m_vLibraries = in_map["library"].as<StringVector>();
+    if (in_map.count("feature") != 0)
+        m_request.m_vFeatures = in_map["feature"].as<StringVector>();
+    if (in_map.count("bands") != 0)
+        m_request.m_features.m_uiNbBands = static_cast<unsigned int>(getCount(in_map, "bands", 1, MOST));
+    if (in_map.count("cepstra") != 0)
+        m_request.m_features.m_uiNbCepstra = static_cast<unsigned int>(getCount(in_map, "cepstra", 1, MOST));
+    m_request.m_features.m_vFrequencies = getListedNumbers(in_map, "frequency");
+}
+
+void ConfigApplication::takeWindows(const variables_map& in_map)
+{
+    LinearAudioWindower::Config& windows = m_request.m_windows;
+    if (in_map.count("rate") != 0)
+        windows.m_uiSamplingRate = static_cast<std::uint32_t>(getCount(in_map, "rate", 0, MOST));
+    if (windows.m_uiSamplingRate != 0)
+        m_request.m_features.m_dSamplingRate = windows.m_uiSamplingRate;
+    if (in_map.count("window") != 0)
+        windows.m_uiWindowLength = getCount(in_map, "window", 1, MOST);
+    if (in_map.count("shift") != 0)
+        windows.m_uiWindowShift = getCount(in_map, "shift", 1, MOST);
+    if (in_map.count("channel") != 0 && getString(in_map, "channel") != "mean")
+        windows.m_iChannel = static_cast<int>(getCount(in_map, "channel", 0, LAST_CHANNEL));
+    if (in_map.count("max-time") != 0)
+        m_request.m_dMaxAudioTime = getReal(in_map, "max-time", 0.0, std::numeric_limits<double>::max());
+}
+
+void ConfigApplication::takeClasses(const variables_map& in_map)
+{
+    StringVector vClasses = getListed(in_map, "classes");
+    if (in_map.count("class") != 0)
+        for (const std::string& strClass : in_map["class"].as<StringVector>())
+            vClasses.push_back(strClass);
+    if (in_map.count("literal-class") != 0)
+        for (const std::string& strLabel : in_map["literal-class"].as<StringVector>())
+            vClasses.push_back(toLiteralClass(strLabel));
+    if (!vClasses.empty())
+        m_request.m_vClasses = vClasses;
+}
+
+bool ConfigApplication::run_i()
+{
+    QC_TRACE("ConfigApplication::run_i");
+    return m_bWrite ? writeConfiguration(m_request, m_strFile) : explainConfiguration(m_strFile);
+}
+
+} // namespace Vexalor::MachineLearning

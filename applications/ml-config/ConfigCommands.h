@@ -1,0 +1,21 @@
+#pragma once
+
+#include "ml-config/GeneratorKinds.h"
+
+#include <string>
+
+namespace Vexalor::MachineLearning
+{
+
+/// Stands for standard output as the name of a file to write.
+inline constexpr const char* STANDARD_OUTPUT = "-";
+
+/// Creates the generator, tries it and writes its configuration into a file, or to standard output.
+/// False, with the reason logged and a file of that name as it was, when it cannot be used or written.
+bool writeConfiguration(const GeneratorRequest& in_request, const std::string& in_strFile);
+
+/// Prints what a configuration says. False, with the reason logged, when it cannot be loaded or its generator
+/// cannot make patterns; throws like loadDataGeneratorFromStream.
+bool explainConfiguration(const std::string& in_strFile);
+
+} // namespace Vexalor::MachineLearning

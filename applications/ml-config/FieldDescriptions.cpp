@@ -1,0 +1,98 @@
+#include "ml-config/FieldDescriptions.h"
+
+#include <algorithm>
+
+namespace Vexalor::MachineLearning
+{
+
+namespace
+{
+
+constexpr ClassDescription CLASSES[] = {
+    {"MLVectorFileDataGenerator", "patterns of a text pattern file, as they stand there"},
+    {"MLAudioFileDataGenerator",
+     "patterns of an annotated recording: the features of a window are the input, "
+     "the classes in progress at its end the target"},
+    {"IdentityFeatureComputer", "the samples of the window themselves"},
+    {"EnergyFeatureComputer", "sum of the squared samples of the window, one feature"},
+    {"ZeroCrossingRateFeatureComputer", "share of the neighbouring samples that differ in sign, one feature"},
+    {"LogMelFeatureComputer", "logarithms of the energies in bands of equal width on the mel scale"},
+    {"MfccFeatureComputer", "mel-frequency cepstral coefficients: cosine transform of such logarithms"},
+    {"ToneEnergyFeatureComputer", "energies of tones, one feature a frequency"},
+    {"FeatureComputerSequence", "several feature computers, their features one behind the other"},
+};
+
+constexpr const char* AUDIO = "MLAudioFileDataGeneratorConfig";
+constexpr const char* WINDOWS = "LinearAudioWindowerConfig";
+constexpr const char* LOG_MEL = "LogMelFeatureComputer";
+constexpr const char* MFCC = "MfccFeatureComputer";
+constexpr const char* MFCC_VALUES = "MfccFeatureComputer::Config";
+constexpr const char* MEL = "MelSpectrum::Config";
+constexpr const char* TONES = "ToneEnergyFeatureComputer";
+constexpr const char* TONE_VALUES = "ToneEnergyFeatureComputer::Config";
+
+constexpr const char* FEATURE_RATE = "rate of the recordings for which frequencies are counted";
+
+constexpr FieldDescription FIELDS[] = {
+    {ARCHIVE_ROOT, "MLDataGeneratorLib", "plug-in libraries to load before the generator is created"},
+    {ARCHIVE_ROOT, "MLDataGenerator", "the generator"},
+    {"MLDataGeneratorWithConfig", "GeneratorConfig", "its parameters"},
+    {AUDIO, "m_audioConfig", "how the recording is cut into windows", "", WINDOWS},
+    {WINDOWS, "m_uiSamplingRate", "rate of the recordings, others are refused; 0: any", "Hz"},
+    {WINDOWS, "m_uiWindowLength", "length of a window", "ms"},
+    {WINDOWS, "m_uiWindowShift", "time from the start of a window to that of the next", "ms"},
+    {WINDOWS, "m_iChannel", "channel, counted from 0; -1: the mean of all"},
+    {AUDIO, "m_pFeatureComputer", "computes the input of a pattern from a window"},
+    {"FeatureComputerSequence", "m_vComputers", "the computers, in the order of their features"},
+    {LOG_MEL, "m_config", "its parameters", "", MEL},
+    {MFCC, "m_config", "its parameters", "", MFCC_VALUES},
+    {MFCC_VALUES, "m_mel", "the bands", "", MEL},
+    {MEL, "m_dSamplingRate", FEATURE_RATE, "Hz"},
+    {MEL, "m_uiNbBands", "number of bands"},
+    {MEL, "m_dLowFrequency", "lower edge of the first band", "Hz"},
+    {MEL, "m_dHighFrequency", "upper edge of the last band; 0: half the rate", "Hz"},
+    {MEL, "m_dPreEmphasis", "share of the sample before that is taken off each sample, 0 to 1; 0: none"},
+    {MEL, "m_strTaper", "weighting of the samples of a window: hamming, hann or none"},
+    {MEL, "m_uiFftSize", "size of the transform, a power of two; 0: the least that holds a window",
+     "samples"},
+    {MEL, "m_dFloor", "least energy of a band, so that silence has a logarithm"},
+    {MFCC_VALUES, "m_uiNbCepstra", "number of coefficients, the one of order 0 included"},
+    {TONES, "m_config", "its parameters", "", TONE_VALUES},
+    {TONE_VALUES, "m_dSamplingRate", FEATURE_RATE, "Hz"},
+    {TONE_VALUES, "m_vFrequencies", "frequencies of the tones", "Hz"},
+    {AUDIO, "m_dMaxAudioTime", "the first window that ends later ends the stream; 0: no limit", "s"},
+    {AUDIO, "m_vClasses",
+     "classes in target order: tones such as SF:1000, or regular expressions for whole "
+     "labels in any letter case; OTHER is what no other class covers, always last"},
+};
+
+} // namespace
+
+std::span<const ClassDescription> getClassDescriptions()
+{
+    return CLASSES;
+}
+
+std::span<const FieldDescription> getFieldDescriptions()
+{
+    return FIELDS;
+}
+
+const char* describeClass(std::string_view in_key)
+{
+    const auto* itClass =
+        std::find_if(std::begin(CLASSES), std::end(CLASSES),
+                     [&](const ClassDescription& in_class) { return in_class.m_key == in_key; });
+    return itClass == std::end(CLASSES) ? "" : itClass->m_meaning;
+}
+
+const FieldDescription* describeField(std::string_view in_class, std::string_view in_name)
+{
+    const auto* itField = std::find_if(std::begin(FIELDS), std::end(FIELDS),
+                                       [&](const FieldDescription& in_field) {
+                                           return in_field.m_class == in_class && in_field.m_name == in_name;
+                                       });
+    return itField == std::end(FIELDS) ? nullptr : itField;
+}
+
+} // namespace Vexalor::MachineLearning

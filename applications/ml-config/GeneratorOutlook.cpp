@@ -1,0 +1,160 @@
+#include "ml-config/GeneratorOutlook.h"
+
+#include "MLAudioFileDataGenerator.h"
+#include "MLVectorFileDataGenerator.h"
+#include "ml-config/ClassNames.h"
+
+#include <algorithm>
+#include <charconv>
+
+namespace Vexalor::MachineLearning
+{
+
+namespace
+{
+
+constexpr std::uint32_t USUAL_RATE = 8000;
+/// Values that a trial may compute and keep in tables; far more than any sensible feature needs.
+constexpr double MAX_TRIAL_COST = 1 << 24;
+
+double toNumber(const std::string& in_strText)
+{
+    double dValue = 0.0;
+    std::from_chars(in_strText.data(), in_strText.data() + in_strText.size(), dValue);
+    return dValue;
+}
+
+std::string countOf(std::size_t in_uiCount, const char* in_what)
+{
+    return std::to_string(in_uiCount) + " " + in_what + (in_uiCount == 1 ? "" : "s");
+}
+
+/// Values of a field of ours, wherever it stands.
+std::vector<double> findNumbers(const ConfigurationEntries& in_entries, const char* in_field)
+{
+    std::vector<double> vNumbers;
+    for (const ConfigurationEntry& entry : in_entries)
+    {
+        if (entry.m_pField != nullptr && !entry.m_bItem && entry.m_strName == in_field)
+            vNumbers.push_back(toNumber(entry.m_strValue));
+    }
+    return vNumbers;
+}
+
+/// An upper bound; a configuration may ask for more than the machine has.
+double estimateCost(const ConfigurationEntries& in_entries, std::size_t in_uiWindow)
+{
+    const auto iItems = std::count_if(in_entries.begin(), in_entries.end(),
+                                      [](const ConfigurationEntry& in_entry) { return in_entry.m_bItem; });
+    double dCost = static_cast<double>(in_uiWindow) * static_cast<double>(iItems + 1);
+    for (const double dSize : findNumbers(in_entries, "m_uiFftSize"))
+        dCost += dSize;
+    double dMostBands = 0.0;
+    for (const double dBands : findNumbers(in_entries, "m_uiNbBands"))
+        dMostBands = std::max(dMostBands, dBands);
+    for (const double dCepstra : findNumbers(in_entries, "m_uiNbCepstra"))
+        dCost += dCepstra * dMostBands;
+    return dCost;
+}
+
+class AudioExaminer
+{
+public:
+    AudioExaminer(const AudioFileDataGenerator::Config& in_config, const ConfigurationEntries& in_entries)
+        : m_config(in_config)
+        , m_entries(in_entries)
+        , m_vRates(findNumbers(in_entries, "m_dSamplingRate"))
+    {
+    }
+
+    GeneratorOutlook examine()
+    {
+        examineWindows();
+        examineRates();
+        if (m_outlook.m_strFault.empty())
+            tryFeatures();
+        for (std::string& strRemark : describeClasses(m_config.m_vClasses))
+            m_outlook.m_vRemarks.push_back(std::move(strRemark));
+        return std::move(m_outlook);
+    }
+
+private:
+    /// That of the recordings, as far as the configuration tells.
+    std::uint32_t getRate() const
+    {
+        if (m_config.m_audioConfig.m_uiSamplingRate != 0)
+            return m_config.m_audioConfig.m_uiSamplingRate;
+        const bool bUsable = !m_vRates.empty() && m_vRates.front() >= 1.0 && m_vRates.front() < 1e9;
+        return bUsable ? static_cast<std::uint32_t>(m_vRates.front()) : USUAL_RATE;
+    }
+
+    void examineWindows()
+    {
+        const LinearAudioWindower::Config& windows = m_config.m_audioConfig;
+        if (!windows.getWindowSize(getRate(), m_size, m_outlook.m_strFault))
+            return;
+        if (windows.m_uiSamplingRate == 0)
+            remark("any rate of recordings is taken");
+        remark("windows of " + std::to_string(m_size.m_uiLength) + " samples every " +
+               std::to_string(m_size.m_uiShift) + " samples, at " + std::to_string(getRate()) + " Hz");
+        if (m_size.m_uiShift > m_size.m_uiLength)
+            remark("windows do not touch: " + std::to_string(m_size.m_uiShift - m_size.m_uiLength) +
+                   " samples between two of them are not looked at");
+    }
+
+    void examineRates()
+    {
+        const std::uint32_t uiRate = m_config.m_audioConfig.m_uiSamplingRate;
+        if (uiRate == 0 && !m_vRates.empty())
+            remark("the features have a rate of their own: they are right for recordings of that rate only");
+        if (uiRate != 0 && std::any_of(m_vRates.begin(), m_vRates.end(),
+                                       [&](double in_dRate) { return in_dRate != uiRate; }))
+            remark("the rate of the features is not that of the recordings: their frequencies are wrong");
+    }
+
+    void tryFeatures()
+    {
+        if (m_config.m_pFeatureComputer.isNull())
+        {
+            m_outlook.m_strFault = "there is no feature computer";
+            return;
+        }
+        if (estimateCost(m_entries, m_size.m_uiLength) > MAX_TRIAL_COST)
+        {
+            m_outlook.m_strFault = "windows and features are too large to be tried";
+            return;
+        }
+        const CloneableObjPtr<FeatureComputer> pComputer = m_config.m_pFeatureComputer;
+        auto* pInputs = dynamic_cast<FeatureComputerWithInputs*>(pComputer.get());
+        const DoubleVector vSilence(m_size.m_uiLength);
+        DoubleVector vFeatures;
+        if (pInputs == nullptr || !pInputs->setInput("audio", vSilence) ||
+            !pInputs->computeFeatures(vFeatures) || vFeatures.empty())
+            m_outlook.m_strFault = "the features of a window cannot be computed";
+        else
+            m_outlook.m_strPatterns = countOf(vFeatures.size(), "input") + " and " +
+                                      countOf(countTargets(m_config.m_vClasses), "target") + " a pattern";
+    }
+
+    void remark(std::string in_strText) { m_outlook.m_vRemarks.push_back(std::move(in_strText)); }
+
+    const AudioFileDataGenerator::Config& m_config;
+    const ConfigurationEntries& m_entries;
+    std::vector<double> m_vRates; ///< of the features
+    WindowSize m_size;
+    GeneratorOutlook m_outlook;
+};
+
+} // namespace
+
+GeneratorOutlook examineGenerator(const DataGenerator& in_generator, const ConfigurationEntries& in_entries)
+{
+    if (const auto* pAudio = dynamic_cast<const AudioFileDataGenerator*>(&in_generator))
+        return AudioExaminer(pAudio->getConfig(), in_entries).examine();
+    GeneratorOutlook outlook;
+    if (dynamic_cast<const VectorFileDataGenerator*>(&in_generator) != nullptr)
+        outlook.m_strPatterns = "inputs and targets of the sizes that the pattern file has";
+    return outlook;
+}
+
+} // namespace Vexalor::MachineLearning

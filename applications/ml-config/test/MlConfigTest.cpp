@@ -1,0 +1,379 @@
+#include "MLDataGeneratorFactory.h"
+#include "ml-config/ClassNames.h"
+#include "ml-config/ConfigurationTree.h"
+#include "ml-config/GeneratorFile.h"
+#include "quillcast-core/BoostRegex.h"
+#include "quillcast-core/SerializationArchives.h"
+#include "test-support/Command.h"
+#include "test-support/StockXmlArchive.h"
+#include "test-support/TempDir.h"
+
+#include <filesystem>
+#include <fstream>
+#include <gmock/gmock.h>
+#include <set>
+#include <sstream>
+
+using namespace Vexalor;
+using namespace Vexalor::MachineLearning;
+using Testing::CommandResult;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+using Testing::readFile;
+using Testing::TempDir;
+
+namespace
+{
+
+constexpr const char* PROGRAM = QC_BINARY_DIR "/bin/ml-config";
+const std::string TREE = QC_SOURCE_DIR;
+const std::string GOLDENS = TREE + "/machine-learning/test/data/";
+
+std::vector<std::string> goldens()
+{
+    std::vector<std::string> vPaths;
+    for (const auto& entry : std::filesystem::directory_iterator(GOLDENS))
+    {
+        // Plug-ins describe themselves nowhere.
+        if (entry.path().extension() == ".xml" && entry.path().stem() != "RampGenerator")
+            vPaths.push_back(entry.path());
+    }
+    return vPaths;
+}
+
+/// The commands of doc/programs.md that write into the examples; a backslash continues a line.
+std::vector<std::string> documentedCommands()
+{
+    std::ifstream document(TREE + "/doc/programs.md");
+    std::vector<std::string> vCommands;
+    for (std::string strLine; std::getline(document, strLine);)
+    {
+        if (!strLine.starts_with("    ml-config write examples/configurations/"))
+            continue;
+        for (std::string strMore; strLine.ends_with('\\') && std::getline(document, strMore);)
+            strLine.replace(strLine.size() - 1, 1, strMore);
+        vCommands.push_back(strLine);
+    }
+    return vCommands;
+}
+
+class MlConfigTest : public testing::Test
+{
+protected:
+    CommandResult run(std::vector<std::string> in_vArguments) const
+    {
+        in_vArguments.insert(in_vArguments.begin(), PROGRAM);
+        return Testing::runCommand(in_vArguments, m_folder.path());
+    }
+
+    CommandResult shell(const std::string& in_strCommand, const std::string& in_strFolder) const
+    {
+        return Testing::runCommand({"/bin/bash", "-c", in_strCommand}, in_strFolder);
+    }
+
+    std::vector<std::string> list() const
+    {
+        std::vector<std::string> vNames;
+        for (const auto& entry : std::filesystem::directory_iterator(m_folder.path()))
+            vNames.push_back(entry.path().filename());
+        return vNames;
+    }
+
+    TempDir m_folder;
+};
+
+} // namespace
+
+TEST_F(MlConfigTest, WhatIsWrittenLoadsAndEqualsItselfWhenSaved)
+{
+    const std::vector<std::string> CASES[] = {
+        {},
+        {"--generator", "vector-file"},
+        {"--rate", "16000", "--feature", "mfcc", "--cepstra", "12", "--bands", "26", "--channel", "1"},
+        {"--feature", "log-mel", "--feature", "energy", "--feature", "log-mel", "--feature", "zero-crossing"},
+        {"--feature", "tones", "--frequency", "697,770.5", "--frequency", "1209", "--max-time", "0.1"},
+        {"--rate", "0", "--feature", "identity", "--class", "a<&\"b,c", "--literal-class", "#1 *--"},
+    };
+    for (const std::vector<std::string>& vOptions : CASES)
+    {
+        SCOPED_TRACE(testing::PrintToString(vOptions));
+        std::vector<std::string> vArguments{"write", "out.xml"};
+        vArguments.insert(vArguments.end(), vOptions.begin(), vOptions.end());
+        const CommandResult result = run(vArguments);
+        ASSERT_EQ(result.m_iExit, 0) << result.m_strErr;
+
+        const CountedObjPtr<DataGenerator> pGenerator = loadDataGenerator(m_folder.path("out.xml").c_str());
+        ASSERT_FALSE(pGenerator.isNull());
+        std::ostringstream saved;
+        ASSERT_TRUE(saveDataGeneratorToStream(saved, {}, *pGenerator));
+        const std::string strText = readFile(m_folder.path("out.xml"));
+        const std::string strComment = strText.substr(std::min(saved.str().size(), strText.size()));
+        EXPECT_EQ(strText, saved.str() + strComment);
+
+        // Nothing of a comment but its end may look like one.
+        EXPECT_TRUE(strComment.starts_with("<!--\n")) << strComment;
+        EXPECT_EQ(strComment.find("--", 4), strComment.size() - 4) << strComment;
+        // The serialisation library's own reader takes no notice of it.
+        EXPECT_NO_THROW(Testing::readStockXml(
+            strText,
+            [](boost::archive::polymorphic_iarchive& io_archive)
+            {
+                StringVector vLibraries;
+                io_archive >> boost::serialization::make_nvp("MLDataGeneratorLib", vLibraries);
+                DataGenerator* pLoaded = nullptr;
+                io_archive >> boost::serialization::make_nvp("MLDataGenerator", pLoaded);
+                delete pLoaded;
+            }));
+    }
+}
+
+TEST_F(MlConfigTest, ExplainsValuesDefaultsAndPatterns)
+{
+    ASSERT_EQ(
+        run({"write", "out.xml", "--rate", "16000", "--shift", "30", "--feature", "mfcc", "--feature",
+             "tones", "--frequency", "1000", "--feature", "energy", "--classes", "VOICE,SF:1000,tone.*"})
+            .m_iExit,
+        0);
+    const CommandResult result = run({"explain", "out.xml"});
+    EXPECT_EQ(result.m_iExit, 0);
+    EXPECT_EQ(result.m_strErr, "");
+    for (const char* line : {
+             "MLDataGeneratorLib = none   ",
+             "MLDataGenerator = MLAudioFileDataGenerator   ",
+             "m_uiSamplingRate = 16000 Hz (default 8000)   ",
+             "m_uiWindowLength = 25 ms   ",
+             "m_iChannel = -1   ",
+             "item 1 = MfccFeatureComputer   ",
+             "m_dSamplingRate = 16000 Hz (default 8000)   ",
+             "m_uiNbBands = 23   ", // the default of MFCC, not that of mel bands elsewhere
+             "m_vFrequencies = 1 item   ",
+             "item 1 = 1000 Hz\n",
+             "item 3 = EnergyFeatureComputer   ",
+             "item 3 = tone.*\n",
+             // 13 coefficients, one tone, one energy
+             "\n- 15 inputs and 3 targets a pattern\n",
+             // 25 ms and 30 ms of 16 samples each
+             "\n- windows of 400 samples every 480 samples, at 16000 Hz\n",
+             "80 samples between two of them are not looked at",
+             "there is no class OTHER",
+             "class 'SF:1000' is a tone",
+             "class 'tone.*' is a regular expression",
+         })
+        EXPECT_THAT(result.m_strOut, HasSubstr(line));
+}
+
+TEST_F(MlConfigTest, ExplainsThePlugInsFieldsWithoutMeanings)
+{
+    const CommandResult result = run(
+        {"explain", GOLDENS + "RampGenerator.xml", "--log-level", "ERROR", "--plugin-folder", QC_PLUGIN_DIR});
+    EXPECT_EQ(result.m_iExit, 0) << result.m_strErr;
+    EXPECT_EQ(result.m_strOut.substr(result.m_strOut.find("    m_strTitle")),
+              "    m_strTitle = ramp & offset\n"
+              "    m_uiNbPattern = 3\n"
+              "    m_dStep = 0.5\n"
+              "    m_vStart = 2 items\n"
+              "      item 1 = 0.1\n"
+              "      item 2 = -1\n"
+              "    m_pOffset = RampConstantOffset\n"
+              "      m_dValue = 10\n"
+              "Remarks\n");
+    EXPECT_EQ(run({"explain", GOLDENS + "RampGenerator.xml", "--no-plugins"}).m_iExit, 1);
+}
+
+TEST_F(MlConfigTest, StandardOutputCarriesTheConfigurationAlone)
+{
+    // A library is loaded, which is told at info level.
+    const CommandResult result =
+        run({"write", "-", "--library", "libramp-generator.so", "--plugin-folder", QC_PLUGIN_DIR});
+    EXPECT_EQ(result.m_iExit, 0) << result.m_strErr;
+    EXPECT_THAT(result.m_strOut, testing::StartsWith("<?xml"));
+    EXPECT_THAT(result.m_strOut, HasSubstr("<item>libramp-generator.so</item>"));
+    EXPECT_THAT(result.m_strOut, testing::EndsWith("\n-->\n"));
+}
+
+TEST_F(MlConfigTest, RefusesWhatCannotWork)
+{
+    struct Case
+    {
+        std::vector<std::string> m_vOptions;
+        const char* m_reason;
+    };
+    const Case CASES[] = {
+        {{"--generator", "audi"}, "there is no generator 'audi'"},
+        {{"--feature", "mel"}, "there is no feature 'mel'"},
+        {{"--generator", "vector-file", "--rate", "8000"}, "option '--rate' is only for: audio"},
+        {{"--feature", "energy", "--bands", "8"}, "option '--bands' is only for: log-mel mfcc"},
+        {{"--frequency", "1000"}, "option '--frequency' is only for: tones"},
+        {{"--rate", "-8000"}, "option '--rate': '-8000' is no number"},
+        {{"--rate", "0"}, "feature 'log-mel' needs the rate"},
+        {{"--window", "0"}, "option '--window': '0' is no number"},
+        {{"--rate", "40", "--feature", "energy", "--shift", "12"}, "a shift of 12 ms at 40 Hz"},
+        {{"--channel", "left"}, "option '--channel': 'left' is no number"},
+        {{"--max-time", "-1"}, "option '--max-time': '-1' is no number"},
+        {{"--bands", "200"}, "m_uiNbBands must be from 1"},
+        {{"--feature", "mfcc", "--cepstra", "24"}, "24 cepstral coefficients of 23 bands"},
+        {{"--feature", "tones"}, "m_vFrequencies is empty"},
+        {{"--feature", "tones", "--frequency", "4000"}, "below half the sampling rate"},
+        {{"--feature", "tones", "--frequency", "697,"}, "option '--frequency': '' is no number above 0"},
+        {{"--feature", "tones", "--frequency", "inf"}, "option '--frequency': 'inf' is no number above 0"},
+        {{"--window", "4000000", "--feature", "identity"}, "too large to be tried"},
+        {{"--feature", "mfcc", "--window", "60000", "--bands", "9000", "--cepstra", "9000"},
+         "too large to be tried"},
+        {{"--class", "(voice"}, "class '(voice' is no valid regular expression"},
+        {{"--classes", "VOICE,,OTHER"}, "a class has no name"},
+        {{"--classes", "VOICE,OTHER", "--class", "VOICE"}, "class 'VOICE' is there twice"},
+        {{"--library", "./no-such-library.so"}, "Failed to load dynamic library './no-such-library.so'"},
+    };
+    for (const Case& test : CASES)
+    {
+        SCOPED_TRACE(testing::PrintToString(test.m_vOptions));
+        std::vector<std::string> vArguments{"write", "out.xml"};
+        vArguments.insert(vArguments.end(), test.m_vOptions.begin(), test.m_vOptions.end());
+        const CommandResult result = run(vArguments);
+        EXPECT_EQ(result.m_iExit, 1);
+        EXPECT_THAT(result.m_strErr, HasSubstr(test.m_reason));
+        EXPECT_THAT(list(), IsEmpty());
+    }
+    for (const std::vector<std::string>& vArguments :
+         std::vector<std::vector<std::string>>{{},
+                                               {"write"},
+                                               {"explain"},
+                                               {"change", "out.xml"},
+                                               {"write", "a", "b"},
+                                               {"explain", "a", "--rate", "8"}})
+        EXPECT_EQ(run(vArguments).m_iExit, 1) << testing::PrintToString(vArguments);
+}
+
+TEST_F(MlConfigTest, ExplainRefusesWhatIsNoUsableConfiguration)
+{
+    ASSERT_EQ(run({"write", "good.xml"}).m_iExit, 0);
+    const std::string strGood = readFile(m_folder.path("good.xml"));
+    const auto replaced = [&](const std::string& in_strOld, const std::string& in_strNew)
+    {
+        std::string strText = strGood;
+        return strText.replace(strText.find(in_strOld), in_strOld.size(), in_strNew);
+    };
+    struct Case
+    {
+        const char* m_file;
+        const char* m_reason;
+    };
+    m_folder.write("cut.xml", strGood.substr(0, strGood.size() / 3));
+    m_folder.write("number.xml", replaced("<m_uiNbBands>24", "<m_uiNbBands>-24"));
+    m_folder.write("bands.xml", replaced("<m_uiNbBands>24", "<m_uiNbBands>2400"));
+    m_folder.write("table.xml", replaced("<m_uiFftSize>0", "<m_uiFftSize>33554432"));
+    m_folder.write("windows.xml", replaced("<m_uiWindowLength>25", "<m_uiWindowLength>0"));
+    m_folder.write("text.xml", "[1 2] [1]\n");
+    const Case CASES[] = {
+        {"none.xml", "Cannot read none.xml: No such file or directory"},
+        {".", "Cannot read .: Is a directory"},
+        {"text.xml", "text.xml: line 2: "},
+        {"cut.xml", "cut.xml: line "},
+        {"number.xml", "element 'm_uiNbBands': '-24' is not a whole number"},
+        {"bands.xml", "the features of a window cannot be computed"},
+        {"table.xml", "too large to be tried"},
+        {"windows.xml", "Unable to configure data generator with deserialized config"},
+    };
+    for (const Case& test : CASES)
+    {
+        const CommandResult result = run({"explain", test.m_file});
+        EXPECT_EQ(result.m_iExit, 1) << test.m_file;
+        EXPECT_THAT(result.m_strErr, HasSubstr(test.m_reason));
+    }
+}
+
+TEST_F(MlConfigTest, ExplainPrintsNoControlCharactersOfOthers)
+{
+    ASSERT_EQ(run({"write", "out.xml", "--class", "a\x1b[2J](x)?"}).m_iExit, 0);
+    const CommandResult result = run({"explain", "out.xml"});
+    EXPECT_THAT(result.m_strOut, HasSubstr("item 1 = a?[2J](x)?\n"));
+    EXPECT_THAT(result.m_strOut, Not(HasSubstr("\x1b")));
+}
+
+TEST_F(MlConfigTest, AFullDiskLeavesTheEarlierFile)
+{
+    m_folder.write("out.xml", "earlier");
+    const std::string strProgram = PROGRAM;
+    // A file of 2 KiB at most; the configuration has about 4.
+    const CommandResult limited = shell("ulimit -f 2; " + strProgram + " write out.xml", m_folder.path());
+    EXPECT_EQ(limited.m_iExit, 1);
+    EXPECT_EQ(limited.m_strErr, "ERROR: Cannot write out.xml: File too large\n");
+    EXPECT_EQ(readFile(m_folder.path("out.xml")), "earlier");
+    EXPECT_EQ(list().size(), 1u);
+
+    EXPECT_EQ(shell(strProgram + " write - > /dev/full", m_folder.path()).m_iExit, 1);
+    std::filesystem::create_symlink("/dev/full", m_folder.path("full"));
+    const CommandResult full = run({"write", "full"});
+    EXPECT_EQ(full.m_iExit, 1);
+    EXPECT_EQ(full.m_strErr, "ERROR: Cannot write full: No space left on device\n");
+}
+
+TEST(MlConfigDescriptionsTest, CoverTheGoldensAndNothingElse)
+{
+    std::set<const FieldDescription*> fields;
+    std::set<std::string> classes;
+    for (const std::string& strPath : goldens())
+    {
+        std::string strText;
+        ASSERT_TRUE(readConfigurationText(strPath.c_str(), strText));
+        for (const ConfigurationEntry& entry : listEntries(strText))
+        {
+            ASSERT_NE(entry.m_pField, nullptr) << strPath << ": " << entry.m_strPath;
+            fields.insert(entry.m_pField);
+            classes.insert(entry.m_strClass);
+            if (entry.m_bItem && !entry.m_strClass.empty())
+            {
+                EXPECT_STRNE(describeClass(entry.m_strClass), "") << entry.m_strClass;
+            }
+        }
+    }
+    for (const FieldDescription& field : getFieldDescriptions())
+        EXPECT_EQ(fields.count(&field), 1u) << field.m_class << ' ' << field.m_name;
+    for (const ClassDescription& description : getClassDescriptions())
+        EXPECT_EQ(classes.count(std::string(description.m_key)), 1u) << description.m_key;
+}
+
+TEST(MlConfigClassesTest, ALiteralClassMeansItsLabelAlone)
+{
+    struct Case
+    {
+        const char* m_label;
+        const char* m_other;
+    };
+    const Case CASES[] = {{"1*", "11"},         {"a.b", "axb"},         {"(x)|[y]", "x"},
+                          {"OTHER", "OTHE"},    {"SF:1000", "SF:1001"}, {"1000 Hz", "SF:1000"},
+                          {"a\\d^$+?{2}", "a1"}};
+    for (const Case& test : CASES)
+    {
+        const std::string strClass = toLiteralClass(test.m_label);
+        const BoostRegex regex(strClass, BoostRegex::ICASE);
+        EXPECT_TRUE(regex.match(test.m_label)) << strClass;
+        EXPECT_FALSE(regex.match(test.m_other)) << strClass;
+        EXPECT_NE(strClass, "OTHER");
+        for (const std::string& strRemark : describeClasses({strClass, "OTHER"}))
+            EXPECT_THAT(strRemark, Not(HasSubstr("is a tone")));
+    }
+}
+
+TEST_F(MlConfigTest, DocumentedCommandsWriteTheExamples)
+{
+    const std::string strExamples = TREE + "/examples/configurations/";
+    std::filesystem::create_directories(m_folder.path("examples/configurations"));
+    for (const std::string& strCommand : documentedCommands())
+    {
+        const CommandResult result = shell("PATH=" QC_BINARY_DIR "/bin; " + strCommand, m_folder.path());
+        EXPECT_EQ(result.m_iExit, 0) << strCommand << '\n' << result.m_strErr;
+    }
+    std::size_t uiExamples = 0;
+    for (const auto& entry : std::filesystem::directory_iterator(strExamples))
+    {
+        const std::string strName = entry.path().filename();
+        EXPECT_EQ(readFile(m_folder.path("examples/configurations/" + strName)), readFile(entry.path()))
+            << strName;
+        EXPECT_EQ(run({"explain", entry.path()}).m_iExit, 0) << strName;
+        ++uiExamples;
+    }
+    EXPECT_EQ(uiExamples, documentedCommands().size());
+    EXPECT_GT(uiExamples, 0u);
+}
