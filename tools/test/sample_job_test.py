@@ -1,0 +1,74 @@
+#!/usr/bin/env python3
+"""The main job from prompts to the report, with the real programs, on made-up speech.
+
+usage: sample_job_test.py FOLDER-OF-PROGRAMS
+"""
+
+import array
+import math
+import os
+import re
+import subprocess
+import sys
+import tempfile
+import unittest
+import wave
+
+TOOLS = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..")
+RATE = 8000
+PROGRAMS = os.path.abspath(sys.argv.pop()) if len(sys.argv) > 1 else ""
+
+
+def made_up_speech(pitch, syllables):
+    """Buzzing of a pitch in Hz, swelling and fading four times a second, with 0.1 s of silence around it."""
+    count = syllables * RATE // 4
+    samples = array.array("h", bytes(2 * RATE // 10))
+    for i in range(count):
+        swell = math.sin(math.pi * i / (RATE / 4)) ** 2 + 0.1
+        buzz = sum(math.sin(2 * math.pi * pitch * k * i / RATE) / k for k in range(1, 12))
+        samples.append(round(6000 * swell * buzz))
+    samples.extend(array.array("h", bytes(2 * RATE // 10)))
+    return samples
+
+
+class SampleJob(unittest.TestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.folder = folder.name
+        for language, pitches in (("aa", (110, 200)), ("bb", (130, 170))):
+            voice = os.path.join(self.folder, "sounds", language + "_XX_m_Nobody")
+            os.makedirs(voice)
+            for number, pitch in enumerate(pitches):
+                with wave.open(os.path.join(voice, "%d.wav" % number), "wb") as out:
+                    out.setparams((1, 2, RATE, 0, "NONE", ""))
+                    out.writeframes(made_up_speech(pitch, 4 + 3 * number).tobytes())
+
+    def run_job(self, *options):
+        return subprocess.run([os.path.join(TOOLS, "sample_job"), "--bin", PROGRAMS,
+                               "--out", os.path.join(self.folder, "out"), "--sounds", os.path.join(self.folder, "sounds"),
+                               "--train", "aa", "--test", "bb", "--minutes", "2"] + list(options),
+                              capture_output=True, text=True)
+
+    def test_speech_is_told_from_the_rest_and_the_report_repeats(self):
+        first = self.run_job()
+        self.assertEqual(first.returncode, 0, first.stdout + first.stderr)
+        rate = re.search(r"^classification-error = \d+/\d+ \((\d+\.\d+)%\)$", first.stdout, re.MULTILINE)
+        counts = re.findall(r"^Number of patterns of class \d = \d+/\d+ \((\d+\.\d+)%\)$", first.stdout, re.MULTILINE)
+        self.assertEqual(len(counts), 2, first.stdout)
+        # Guessing the more frequent class would be wrong as often as the other occurs.
+        self.assertLess(float(rate.group(1)), min(map(float, counts)) / 2, first.stdout)
+        self.assertRegex(first.stdout, r"Number of false positive = \d")
+        self.assertNotIn("run before", first.stdout)
+        again = self.run_job()
+        self.assertIn("The report is the same as that of the run before", again.stdout)
+
+    def test_a_step_that_fails_ends_the_job(self):
+        for options in (["--train", "zz"], ["--bin", self.folder]):
+            result = self.run_job(*options)
+            self.assertNotEqual(result.returncode, 0)
+            self.assertFalse(os.path.exists(os.path.join(self.folder, "out", "report.txt")))
+
+
+if __name__ == "__main__":
+    unittest.main()
