@@ -142,7 +142,7 @@ std::string toPrintable(std::string in_strText)
 {
     std::replace_if(
         in_strText.begin(), in_strText.end(),
-        [](unsigned char cChar) { return cChar < 0x20 || cChar == 0x7f; }, '?');
+        [](unsigned char in_cChar) { return in_cChar < 0x20 || in_cChar == 0x7f; }, '?');
     return in_strText;
 }
 

@@ -41,11 +41,17 @@ std::vector<double> findNumbers(const ConfigurationEntries& in_entries, const ch
     return vNumbers;
 }
 
+bool isClassName(const ConfigurationEntry& in_entry)
+{
+    return in_entry.m_pField != nullptr && in_entry.m_pField->m_name == "m_vClasses";
+}
+
 /// An upper bound; a configuration may ask for more than the machine has.
 double estimateCost(const ConfigurationEntries& in_entries, std::size_t in_uiWindow)
 {
     const auto iItems = std::count_if(in_entries.begin(), in_entries.end(),
-                                      [](const ConfigurationEntry& in_entry) { return in_entry.m_bItem; });
+                                      [](const ConfigurationEntry& in_entry)
+                                      { return in_entry.m_bItem && !isClassName(in_entry); });
     double dCost = static_cast<double>(in_uiWindow) * static_cast<double>(iItems + 1);
     for (const double dSize : findNumbers(in_entries, "m_uiFftSize"))
         dCost += dSize;

@@ -130,11 +130,11 @@ TEST_F(MlConfigTest, WhatIsWrittenLoadsAndEqualsItselfWhenSaved)
 
 TEST_F(MlConfigTest, ExplainsValuesDefaultsAndPatterns)
 {
-    ASSERT_EQ(
-        run({"write", "out.xml", "--rate", "16000", "--shift", "30", "--feature", "mfcc", "--feature",
-             "tones", "--frequency", "1000", "--feature", "energy", "--classes", "VOICE,SF:1000,tone.*"})
-            .m_iExit,
-        0);
+    ASSERT_EQ(run({"write", "out.xml", "--rate", "16000", "--shift", "30", "--feature", "mfcc", "--feature",
+                   "tones", "--frequency", "1000", "--feature", "energy", "--feature", "tones", "--classes",
+                   "VOICE,SF:1000,tone.*"})
+                  .m_iExit,
+              0);
     const CommandResult result = run({"explain", "out.xml"});
     EXPECT_EQ(result.m_iExit, 0);
     EXPECT_EQ(result.m_strErr, "");
@@ -150,9 +150,10 @@ TEST_F(MlConfigTest, ExplainsValuesDefaultsAndPatterns)
              "m_vFrequencies = 1 item   ",
              "item 1 = 1000 Hz\n",
              "item 3 = EnergyFeatureComputer   ",
+             "item 4 = ToneEnergyFeatureComputer   ", // in the file, its class is a number by now
              "item 3 = tone.*\n",
-             // 13 coefficients, one tone, one energy
-             "\n- 15 inputs and 3 targets a pattern\n",
+             // 13 coefficients, one tone, one energy, one tone
+             "\n- 16 inputs and 3 targets a pattern\n",
              // 25 ms and 30 ms of 16 samples each
              "\n- windows of 400 samples every 480 samples, at 16000 Hz\n",
              "80 samples between two of them are not looked at",
