@@ -6,6 +6,7 @@
 #include "quillcast-math/SignalKernels.h"
 
 #include <cmath>
+#include <cstdint>
 #include <numbers>
 
 namespace Vexalor
@@ -45,6 +46,13 @@ bool MfccFeatureComputer::computeFeatures_i(const DoubleVector& in_vWindow, Doub
     {
         QC_ERROR("Cannot compute " << m_config.m_uiNbCepstra << " cepstral coefficients of "
                                    << m_config.m_mel.m_uiNbBands << " bands");
+        return false;
+    }
+    if (std::uint64_t(m_config.m_mel.m_uiNbBands) * m_config.m_uiNbCepstra > MAX_TABLE)
+    {
+        QC_ERROR("Cannot compute " << m_config.m_uiNbCepstra << " cepstral coefficients of "
+                                   << m_config.m_mel.m_uiNbBands << " bands: the table has at most " << MAX_TABLE
+                                   << " values");
         return false;
     }
     if (m_vTransform.empty())

@@ -52,6 +52,9 @@ public:
         void serialize(Archive& io_archive, unsigned int in_uiVersion);
     };
 
+    /// Most values of the transform's table, bands times coefficients.
+    static constexpr std::size_t MAX_TABLE = std::size_t(1) << 23;
+
     MfccFeatureComputer() = default;
     explicit MfccFeatureComputer(const Config& in_config);
     MfccFeatureComputer* clone() const override { return new MfccFeatureComputer(*this); }

@@ -427,6 +427,15 @@ TEST(MelFeaturesTest, RefuseSettingsThatMakeNoSense)
         EXPECT_EQ(log.lines().back(), "ERROR Cannot compute " + std::to_string(uiNbCepstra) +
                                           " cepstral coefficients of 23 bands");
     }
+    // 2^12 times 2^12 values are twice the bound of the table.
+    MfccFeatureComputer::Config huge;
+    huge.m_mel.m_uiFftSize = 1U << 16;
+    huge.m_mel.m_uiNbBands = huge.m_uiNbCepstra = 1U << 12;
+    MfccFeatureComputer hugeTable(huge);
+    EXPECT_TRUE(hugeTable.setInput("audio", vWindow));
+    EXPECT_FALSE(hugeTable.computeFeatures(vFeatures));
+    EXPECT_EQ(log.lines().back(), "ERROR Cannot compute 4096 cepstral coefficients of 4096 bands: the table has at "
+                                  "most 8388608 values");
 }
 
 TEST(ToneEnergyTest, IsTheEnergyThatTheToneMakesUp)
