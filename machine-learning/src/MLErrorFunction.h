@@ -122,7 +122,6 @@ public:
     std::uint64_t getNumFalseNegative() const { return m_uiNumFalseNegative; }
 
 private:
-    bool countClass(std::size_t in_uiDesiredClass, std::size_t in_uiNumClasses);
     void countFalseResult(const DoubleVector& in_vDesired, std::size_t in_uiTestedClass);
 
     std::uint64_t m_uiNumError = 0;

@@ -190,9 +190,9 @@ std::ostream& LogMessage::stream()
     return m_pBuffer->m_stream;
 }
 
-void TraceScope::log(const char* in_prefix) const
+void TraceScope::log(Logger& in_logger, const char* in_prefix, const char* in_name)
 {
-    m_pLogger->log(LogLevel::TRACE, std::string(in_prefix) + m_name, nullptr, 0);
+    in_logger.log(LogLevel::TRACE, std::string(in_prefix) + in_name, nullptr, 0);
 }
 
 } // namespace Vexalor

@@ -115,18 +115,19 @@ public:
         , m_name(in_name)
     {
         if (__builtin_expect(m_pLogger != nullptr, 0))
-            log("ENTER : ");
+            log(*m_pLogger, "ENTER : ", m_name);
     }
     TraceScope(const TraceScope&) = delete;
     TraceScope& operator=(const TraceScope&) = delete;
     ~TraceScope()
     {
         if (__builtin_expect(m_pLogger != nullptr, 0))
-            log("EXIT :  ");
+            log(*m_pLogger, "EXIT :  ", m_name);
     }
 
 private:
-    void log(const char* in_prefix) const;
+    // Static, so that the scope need not lie in memory when trace is off.
+    static void log(Logger& in_logger, const char* in_prefix, const char* in_name);
 
     Logger* m_pLogger;
     const char* m_name;
