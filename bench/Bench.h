@@ -72,7 +72,7 @@ void keep(const T& in_value)
 struct Pass
 {
     std::size_t m_uiPatterns = 0;
-    std::size_t m_uiAllocations = 0; ///< behind the first pattern
+    std::size_t m_uiAllocations = 0; ///< between the first pattern and the last
     double m_dInputSum = 0.0;        ///< of the first inputs
     double m_dTargetSum = 0.0;       ///< of the last targets
     bool m_bDone = false;
@@ -93,8 +93,8 @@ Pass pullAll(Generator& io_generator, Vector& io_vInput, Vector& io_vTarget)
         pass.m_dTargetSum += io_vTarget.back();
         if (++pass.m_uiPatterns == 1)
             uiAtFirst = allocations.getCount();
+        pass.m_uiAllocations = allocations.getCount() - uiAtFirst;
     }
-    pass.m_uiAllocations = allocations.getCount() - uiAtFirst;
     pass.m_bDone = pass.m_bDone && io_generator.endedCleanly() && pass.m_uiPatterns > 0;
     return pass;
 }
@@ -117,7 +117,7 @@ inline void reportValue(const std::string& in_strName, double in_dValue, const c
 
 inline void reportPass(const Pass& in_pass)
 {
-    reportValue("    allocations behind the first pattern", static_cast<double>(in_pass.m_uiAllocations));
+    reportValue("    allocations from the first pattern to the last", static_cast<double>(in_pass.m_uiAllocations));
     reportValue("    patterns", static_cast<double>(in_pass.m_uiPatterns));
     reportValue("    sum of the first inputs", in_pass.m_dInputSum);
     reportValue("    sum of the last targets", in_pass.m_dTargetSum);

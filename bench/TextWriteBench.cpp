@@ -66,7 +66,7 @@ int main(int in_iArguments, char** in_arguments)
     if (!bDone)
         return 1;
     Bench::reportNanoseconds("write a text pattern, flushed", static_cast<double>(vPatterns.size()), times);
-    Bench::reportValue("    allocations behind the first pattern", static_cast<double>(uiAllocations));
+    Bench::reportValue("    allocations from the first pattern to the last", static_cast<double>(uiAllocations));
     Bench::reportValue("    written", static_cast<double>(std::filesystem::file_size(in_arguments[2])),
                        "bytes");
     return 0;

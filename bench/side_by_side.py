@@ -1,0 +1,185 @@
+#!/usr/bin/env python3
+"""Runs the benchmarks and, when a folder of limit programs is given, each of them in turns with its limit.
+
+usage: side_by_side.py BUILD [LIMITS] [--rounds N]
+
+BUILD is the build folder of the benchmarks, with their input files in BUILD/data. LIMITS has the programs
+patterns/{text_read,write,error_functions,log_scope}.cpp, audio/generator_limit.cpp and audio/features_numpy.py.
+Prints what our programs say, then a table: the medians of N rounds (at least 3) of ours and of the limit, the ratio of
+the medians, the lowest and the highest ratio of a single round, and the ratio that is aimed at. Ratios are printed,
+not judged. Exit status 1 when a program fails or does not print the figure that is looked for.
+"""
+
+import argparse
+import collections
+import os
+import re
+import statistics
+import subprocess
+import sys
+
+WINDOWS_PER_HOUR = 359998
+
+AUDIO_LIMIT_NAME = re.compile(r"^(patterns, .*?)  ")
+AUDIO_LIMIT = re.compile(r"^  ([\d.]+) ns/pattern")
+
+
+def same(value):
+    return value
+
+
+def time_of_window(real_time):
+    """ns for a window of one hour of audio, from how much faster than real time it goes."""
+    return 3600e9 / (real_time * WINDOWS_PER_HOUR)
+
+
+# The forms of a line that holds a figure, and what turns it into ns for a unit of work.
+FIGURES = [
+    (re.compile(r"^(\S.*?) +([\d.]+) ns  \(min"), same),
+    (re.compile(r"^(\S.*?) +([\d.]+) x real time"), time_of_window),
+    (re.compile(r"^(\S.*?) +[\d.]+ s  \[.* +([\d.]+) ns/unit"), same),
+    (re.compile(r"^(numpy .*?) +([\d.]+) x  \(min"), time_of_window),
+]
+
+# One figure: title, name in our program, name in the limit program, ratio aimed at.
+Row = collections.namedtuple("Row", "title ours limit aim")
+# Programs that are run in turns: our commands, the source and the arguments of the limit, the figures.
+Pair = collections.namedtuple("Pair", "ours limit arguments flags rows")
+
+PATTERN_FLAGS = ["-O3", "-std=c++17"]
+AUDIO_FLAGS = ["-std=c++17", "-O3", "-march=native"]
+
+PAIRS = [
+    Pair([["TextReadBench", "data/patterns.txt"]], "patterns/text_read.cpp", ["data/patterns.txt"], PATTERN_FLAGS,
+         [Row("text reading", "read a text pattern", "mapped, std::from_chars", 1.15)]),
+    Pair([["TextWriteBench", "data/patterns.raw", "data/written.txt"]], "patterns/write.cpp",
+         ["data/patterns.raw", "data/written.txt"], PATTERN_FLAGS,
+         [Row("text writing, a flush a line", "write a text pattern, flushed",
+              "file: text: to_chars + ofstream.write, flush per line", 1.15)]),
+    Pair([["ErrorFunctionBench"]], "patterns/error_functions.cpp", [], PATTERN_FLAGS,
+         [Row("mean square error", "mean square", "sum of squares", 1.1),
+          Row("least square error", "least square", "sum of squares", 1.1),
+          Row("sum of squares", "sum of squares", "sum of squares", 1.1)] +
+         [Row(name, name, name, 1.1) for name in (
+             "cross-entropy, soft targets", "cross-entropy, one-hot targets",
+             "multiple cross-entropy, one-hot targets", "classification, one-hot targets")]),
+    Pair([["TraceScopeBench"]], "patterns/log_scope.cpp", [], PATTERN_FLAGS + ["-llog4cplus"],
+         [Row("disabled trace scope", "disabled trace scope", "empty call", 1.5)]),
+    Pair([["AudioStreamBench", "data/hour-%d.wav" % n, str(n)] for n in (1, 8, 32)], "audio/generator_limit.cpp",
+         ["data/hour-1.wav"], AUDIO_FLAGS + ["-lsndfile"],
+         [Row("audio stream, energy, " + text, "audio pattern, energy, " + text,
+              "patterns, energy, %d classes" % n, 2.0)
+          for n, text in ((1, "1 class"), (8, "8 classes"), (32, "32 classes"))]),
+    Pair([["FeatureBench", "data/hour-1.wav"]], "audio/features_numpy.py", ["data/hour-1.wav"], None,
+         [Row("log-mel 24", "recording: log-mel 24", "numpy log-mel 24", 0.5),
+          Row("MFCC 13", "recording: mfcc 13 of 23", "numpy mfcc 13 of 23", 0.5)]),
+]
+ALONE = [["AudioStreamBench", "data/ten-hours-8.wav", "8"]]
+
+
+def nanoseconds_of_window(real_time):
+    return 3600e9 / (real_time * WINDOWS_PER_HOUR)
+
+
+def figures(lines):
+    """What a program prints: pairs of a name and a figure, as they come."""
+    prefix = name = ""
+    for line in lines:
+        if line.startswith("-- target "):
+            prefix = line[len("-- target "):].strip() + ": "
+        for expression, convert in FIGURES:
+            match = expression.match(line)
+            if match:
+                yield prefix + match.group(1), convert(float(match.group(2)))
+        # The limit of the audio stream has a name and its figure on two lines.
+        match = AUDIO_LIMIT_NAME.match(line)
+        name = match.group(1) if match else name
+        match = AUDIO_LIMIT.match(line)
+        if match:
+            yield name, float(match.group(1))
+
+
+def run(command, folder, wanted=(), echo=False):
+    """The figures of a program that runs to its end, or only until it printed what is wanted."""
+    found = {}
+    with subprocess.Popen(command, cwd=folder, stdout=subprocess.PIPE, text=True) as process:
+        for name, value in figures(map(show, process.stdout) if echo else process.stdout):
+            found[name] = value
+            if wanted and all(text in found for text in wanted):
+                process.terminate()
+                return found
+    if process.returncode != 0:
+        sys.exit("%s failed with status %d" % (" ".join(command), process.returncode))
+    if wanted:
+        sys.exit("%s did not print: %s" % (" ".join(command), "; ".join(set(wanted) - set(found))))
+    return found
+
+
+def show(line):
+    print("  " + line, end="", flush=True)
+    return line
+
+
+def build_limit(pair, build, limits):
+    """The command of a limit program, built if need be; None for what cannot run here."""
+    source = os.path.join(limits, pair.limit)
+    if pair.flags is None:
+        python = "/usr/bin/python3"
+        has_numpy = subprocess.run([python, "-c", "import numpy, scipy"], stderr=subprocess.DEVNULL).returncode == 0
+        return [python, "-W", "ignore", source] + pair.arguments if has_numpy else None
+    program = os.path.join(build, "limits", os.path.splitext(os.path.basename(source))[0])
+    if not os.path.exists(program) or os.path.getmtime(program) < os.path.getmtime(source):
+        os.makedirs(os.path.dirname(program), exist_ok=True)
+        libraries = [flag for flag in pair.flags if flag.startswith("-l")]
+        options = [flag for flag in pair.flags if not flag.startswith("-l")]
+        subprocess.run(["g++"] + options + [source, "-o", program] + libraries, check=True)
+    return [program] + pair.arguments
+
+
+def our_command(build, words):
+    return [os.path.join(build, "bin", words[0])] + words[1:]
+
+
+def compare(pair, limit, build, rounds):
+    """Table lines of one pair."""
+    ours, theirs = collections.defaultdict(list), collections.defaultdict(list)
+    for _ in range(rounds):
+        for words in pair.ours:
+            for name, value in run(our_command(build, words), build).items():
+                ours[name].append(value)
+        for name, value in run(limit, build, [row.limit for row in pair.rows]).items():
+            theirs[name].append(value)
+    lines = []
+    for row in pair.rows:
+        ratios = [our / their for our, their in zip(ours[row.ours], theirs[row.limit])]
+        our, their = statistics.median(ours[row.ours]), statistics.median(theirs[row.limit])
+        lines.append("%-42s %10.2f %10.2f %8.2f %14s %8.2f" % (
+            row.title, our, their, our / their, "%.2f .. %.2f" % (min(ratios), max(ratios)), row.aim))
+    return lines
+
+
+def main():
+    parser = argparse.ArgumentParser(usage="side_by_side.py BUILD [LIMITS] [--rounds N]")
+    parser.add_argument("build")
+    parser.add_argument("limits", nargs="?")
+    parser.add_argument("--rounds", type=int, default=3)
+    arguments = parser.parse_args()
+    build = os.path.abspath(arguments.build)
+    for words in [words for pair in PAIRS for words in pair.ours] + ALONE:
+        print("== " + " ".join(words), flush=True)
+        run(our_command(build, words), build, echo=True)
+    if arguments.limits is None:
+        return
+    limits = os.path.abspath(arguments.limits)
+    print("\n== beside the limits, in turns, %d rounds" % max(3, arguments.rounds))
+    print("%-42s %10s %10s %8s %14s %8s" % ("path", "ours, ns", "limit, ns", "ratio", "rounds", "aim <="), flush=True)
+    for pair in PAIRS:
+        limit = build_limit(pair, build, limits)
+        if limit is None:
+            print("no numpy here: %s left out" % ", ".join(row.title for row in pair.rows))
+            continue
+        print("\n".join(compare(pair, limit, build, max(3, arguments.rounds))), flush=True)
+
+
+if __name__ == "__main__":
+    main()
