@@ -1,10 +1,6 @@
 #include "MLTextLineReader.h"
 
-#include <cerrno>
 #include <cstring>
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 namespace Vexalor::MachineLearning
 {
@@ -21,34 +17,20 @@ TextLineReader::TextLineReader()
 {
 }
 
-TextLineReader::~TextLineReader()
-{
-    if (isOpen())
-        ::close(m_iFile);
-}
-
 bool TextLineReader::open(const char* in_filename)
 {
-    const int iFile = ::open(in_filename, O_RDONLY | O_CLOEXEC);
-    struct stat status = {};
-    if (iFile < 0)
+    if (!m_file.open(in_filename))
         return false;
-    if (fstat(iFile, &status) != 0 || S_ISDIR(status.st_mode))
-    {
-        ::close(iFile);
-        return false;
-    }
-    m_iFile = iFile;
     m_vBlock.resize(BLOCK_SIZE);
     return true;
 }
 
 bool TextLineReader::rewind()
 {
-    if (lseek(m_iFile, 0, SEEK_SET) != 0)
+    if (!m_file.seek(0))
         return false;
     m_uiNext = m_uiEnd = 0;
-    m_bInLine = m_bAtEnd = m_bFailed = false;
+    m_bInLine = m_bAtEnd = false;
     return true;
 }
 
@@ -106,14 +88,10 @@ bool TextLineReader::fill()
     m_uiEnd = uiLeft;
     if (m_uiEnd == m_vBlock.size())
         return false;
-    ssize_t iRead = 0;
-    do
-        iRead = ::read(m_iFile, m_vBlock.data() + m_uiEnd, m_vBlock.size() - m_uiEnd);
-    while (iRead < 0 && errno == EINTR);
-    m_bFailed = iRead < 0;
-    if (iRead <= 0)
+    const std::size_t uiRead = m_file.read(m_vBlock.data() + m_uiEnd, m_vBlock.size() - m_uiEnd);
+    if (uiRead == 0)
         return false;
-    m_uiEnd += static_cast<std::size_t>(iRead);
+    m_uiEnd += uiRead;
     return true;
 }
 

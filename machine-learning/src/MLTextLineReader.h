@@ -1,5 +1,7 @@
 #pragma once
 
+#include "MLInputFile.h"
+
 #include <istream>
 #include <streambuf>
 #include <string_view>
@@ -22,18 +24,17 @@ public:
     };
 
     TextLineReader();
-    ~TextLineReader() override;
     TextLineReader(const TextLineReader&) = delete;
     TextLineReader& operator=(const TextLineReader&) = delete;
 
     /// False when the file cannot be opened for reading, or is a directory.
     bool open(const char* in_filename);
-    bool isOpen() const { return m_iFile >= 0; }
+    bool isOpen() const { return m_file.isOpen(); }
     /// Back to before the first line. False for a source that cannot be rewound.
     bool rewind();
 
-    /// Goes to the next line, whatever was read of the current one. The last line needs no newline. A reader that is
-    /// not open has no line.
+    /// Goes to the next line, whatever was read of the current one. The last line needs no newline. A reader
+    /// that is not open has no line.
     Line nextLine();
     /// The whole line, without its newline; valid until the next call of nextLine.
     std::string_view text() const { return {eback(), static_cast<std::size_t>(egptr() - eback())}; }
@@ -42,7 +43,7 @@ public:
     /// True once nextLine has found no further line.
     bool atEnd() const { return m_bAtEnd; }
     /// True after an error of the system while reading.
-    bool hasFailed() const { return m_bFailed; }
+    bool hasFailed() const { return m_file.hasFailed(); }
 
 private:
     int_type underflow() override;
@@ -56,8 +57,7 @@ private:
     std::size_t m_uiEnd = 0;  ///< behind the last character in the block
     bool m_bInLine = false;   ///< the current line goes on behind the block
     bool m_bAtEnd = false;
-    bool m_bFailed = false;
-    int m_iFile = -1;
+    InputFile m_file;
 };
 
 } // namespace Vexalor::MachineLearning

@@ -1,6 +1,7 @@
 // What every generator keeps. A new one is one more row of GENERATORS.
 
 #include "MLAudioFileDataGenerator.h"
+#include "MLBinaryFileDataGenerator.h"
 #include "MLDataGeneratorFactory.h"
 #include "MLVectorFileDataGenerator.h"
 #include "quillcast-infra/DynLibsLoader.h"
@@ -47,6 +48,18 @@ Generator newVectorFileGenerator(const Testing::TempDir& in_folder)
     return pGenerator;
 }
 
+Generator newBinaryFileGenerator(const Testing::TempDir& in_folder)
+{
+    const CountedObjPtr<BinaryFileDataGenerator> pGenerator(new BinaryFileDataGenerator);
+    BinaryFileWriter writer;
+    EXPECT_TRUE(writer.open(in_folder.path("patterns").c_str()));
+    EXPECT_TRUE(writer.write(false, {1, 2}, {}) && writer.write(true, {3, 4}, {1}) &&
+                writer.write(false, {5, 6}, {0}) && writer.write(true, {7, 8}, {}));
+    EXPECT_TRUE(writer.close());
+    pGenerator->setCurrentFilename(in_folder.path("patterns").c_str());
+    return pGenerator;
+}
+
 Generator newAudioGenerator(const Testing::TempDir& in_folder)
 {
     const CountedObjPtr<AudioFileDataGenerator> pGenerator(new AudioFileDataGenerator);
@@ -74,9 +87,8 @@ Generator newScriptedGenerator(const Testing::TempDir&)
 }
 
 const GeneratorRow GENERATORS[] = {
-    {"VectorFile", newVectorFileGenerator, 4, 3, 3},
-    {"AudioFile", newAudioGenerator, 98, 98, 1},
-    {"Plugin", newPluginGenerator, 3, 3, 1, true},
+    {"VectorFile", newVectorFileGenerator, 4, 3, 3}, {"BinaryFile", newBinaryFileGenerator, 4, 2, 3},
+    {"AudioFile", newAudioGenerator, 98, 98, 1},     {"Plugin", newPluginGenerator, 3, 3, 1, true},
     {"Scripted", newScriptedGenerator, 3, 2, 3},
 };
 

@@ -141,8 +141,8 @@ TEST_F(FactoryTest, AudioGeneratorIsSavedAsItsGolden)
 TEST_F(FactoryTest, StockArchivesReadGoldens)
 {
     ASSERT_FALSE(create(GOLDENS + "RampGenerator.xml").isNull());
-    for (const char* file :
-         {"AudioFileDataGenerator.xml", "RampGenerator.xml", "VectorFileDataGenerator.xml"})
+    for (const char* file : {"AudioFileDataGenerator.xml", "BinaryFileDataGenerator.xml", "RampGenerator.xml",
+                             "VectorFileDataGenerator.xml"})
     {
         std::unique_ptr<DataGenerator> pGenerator;
         StringVector vLibNames;
@@ -265,5 +265,5 @@ TEST(ClassKeyTest, RegistryHoldsTheDocumentedTable)
             strLine.ends_with("| yes |") ? ClassKeyState::CREATABLE : ClassKeyState::ABSTRACT;
         EXPECT_EQ(getClassKeyState(strKey.c_str()), expected) << strKey;
     }
-    EXPECT_EQ(uiKeys, 16U);
+    EXPECT_EQ(uiKeys, 17U);
 }
