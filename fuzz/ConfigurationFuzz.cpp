@@ -1,9 +1,9 @@
-// Generator configurations: what loads saves and loads equal to itself, and a pass over a small recording
-// ends.
+// Generator configurations: what loads saves and loads equal to itself, with and without its explanation, and
+// a pass over a small recording ends.
 
 #include "FuzzSupport.h"
 #include "MLDataGeneratorFactory.h"
-#include "quillcast-core/ExceptionWithMsg.h"
+#include "ml-config/Explanation.h"
 #include "quillcast-infra/DynLibsLoader.h"
 #include "test-support/WavBuilder.h"
 
@@ -49,8 +49,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* in_data, std::size_t i
     if (pGenerator.isNull())
         return 0;
     const std::string strSaved = save(*pGenerator);
-    const auto pAgain = loadDataGenerator(Fuzz::MemoryFile(strSaved).getPath());
-    Fuzz::require(!pAgain.isNull() && save(*pAgain) == strSaved, "what was saved loads as the same");
+    const std::string strExplained = strSaved + makeComment(listEntries(strSaved));
+    for (const std::string& strText : {strSaved, strExplained})
+    {
+        const auto pAgain = loadDataGenerator(Fuzz::MemoryFile(strText).getPath());
+        Fuzz::require(!pAgain.isNull() && save(*pAgain) == strSaved, "what was saved loads as the same");
+    }
     if (!prepareDataGenerator(*pGenerator, recording.getPath(), {}) || !pGenerator->gotoStart())
         return 0;
     DoubleVector vInput;

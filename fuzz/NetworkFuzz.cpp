@@ -20,5 +20,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* in_data, std::size_t i
     const std::string strText = pNetwork->getText();
     const std::unique_ptr<FannNetwork> pAgain(FannNetwork::newFromText(strText, "copy"));
     Fuzz::require(pAgain != nullptr && pAgain->getText() == strText, "what was saved loads as the same");
+    DoubleVector vAgain;
+    Fuzz::require(pAgain->compute(vInput.begin(), vInput.end(), vAgain) && vAgain == vOutput,
+                  "what was saved computes the same");
     return 0;
 }
