@@ -117,7 +117,8 @@ inline void reportValue(const std::string& in_strName, double in_dValue, const c
 
 inline void reportPass(const Pass& in_pass)
 {
-    reportValue("    allocations from the first pattern to the last", static_cast<double>(in_pass.m_uiAllocations));
+    reportValue("    allocations from the first pattern to the last",
+                static_cast<double>(in_pass.m_uiAllocations));
     reportValue("    patterns", static_cast<double>(in_pass.m_uiPatterns));
     reportValue("    sum of the first inputs", in_pass.m_dInputSum);
     reportValue("    sum of the last targets", in_pass.m_dTargetSum);

@@ -5,7 +5,8 @@
 namespace Vexalor
 {
 
-/// The exception of this code base: configuration loading and command lines only, everything else returns bool.
+/// The exception of this code base: configuration loading and command lines only, everything else returns
+/// bool.
 class ExceptionWithMsg : public std::runtime_error
 {
 public:

@@ -51,8 +51,8 @@ bool MfccFeatureComputer::computeFeatures_i(const DoubleVector& in_vWindow, Doub
     if (std::uint64_t(m_config.m_mel.m_uiNbBands) * m_config.m_uiNbCepstra > MAX_TABLE)
     {
         QC_ERROR("Cannot compute " << m_config.m_uiNbCepstra << " cepstral coefficients of "
-                                   << m_config.m_mel.m_uiNbBands << " bands: the table has at most " << MAX_TABLE
-                                   << " values");
+                                   << m_config.m_mel.m_uiNbBands << " bands: the table has at most "
+                                   << MAX_TABLE << " values");
         return false;
     }
     if (m_vTransform.empty())

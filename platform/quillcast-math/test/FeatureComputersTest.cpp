@@ -434,8 +434,9 @@ TEST(MelFeaturesTest, RefuseSettingsThatMakeNoSense)
     MfccFeatureComputer hugeTable(huge);
     EXPECT_TRUE(hugeTable.setInput("audio", vWindow));
     EXPECT_FALSE(hugeTable.computeFeatures(vFeatures));
-    EXPECT_EQ(log.lines().back(), "ERROR Cannot compute 4096 cepstral coefficients of 4096 bands: the table has at "
-                                  "most 8388608 values");
+    EXPECT_EQ(log.lines().back(),
+              "ERROR Cannot compute 4096 cepstral coefficients of 4096 bands: the table has at "
+              "most 8388608 values");
 }
 
 TEST(ToneEnergyTest, IsTheEnergyThatTheToneMakesUp)
