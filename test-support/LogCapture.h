@@ -10,8 +10,8 @@
 namespace Vexalor::Testing
 {
 
-/// Collects the messages of one logger and those below it while it lives, as "LEVEL message", at in_level and above.
-/// The name "" takes everything. Restores the level when it goes.
+/// Collects the messages of one logger and those below it while it lives, as "LEVEL message", at in_level and
+/// above. The name "" takes everything. Restores the level when it goes.
 class LogCapture
 {
 public:
