@@ -1,13 +1,14 @@
 #!/usr/bin/env python3
 """Runs the benchmarks and, when a folder of limit programs is given, each of them in turns with its limit.
 
-usage: side_by_side.py BUILD [LIMITS] [--rounds N]
+usage: side_by_side.py BUILD [LIMITS] [--rounds N] [--only PROGRAM]
 
 BUILD is the build folder of the benchmarks, with their input files in BUILD/data. LIMITS has the programs
 patterns/{text_read,write,error_functions,log_scope}.cpp, audio/generator_limit.cpp and audio/features_numpy.py.
-Prints what our programs say, then a table: the medians of N rounds (at least 3) of ours and of the limit, the ratio of
-the medians, the lowest and the highest ratio of a single round, and the ratio that is aimed at. Ratios are printed,
-not judged. Exit status 1 when a program fails or does not print the figure that is looked for.
+Prints what our programs say, then a table: the medians of N rounds (at least 3, programs of a second run 4 N) of ours
+and of the limit, the ratio of the medians, the ratio of the lowest figures, the lowest and the highest ratio of a
+single round, and the ratio that is aimed at. Ratios are printed, not judged. --only leaves out all programs but one.
+Exit status 1 when a program fails or does not print the figure that is looked for.
 """
 
 import argparse
@@ -41,17 +42,18 @@ FIGURES = [
     (re.compile(r"^(numpy .*?) +([\d.]+) x  \(min"), time_of_window),
 ]
 
-# One figure: title, name in our program, name in the limit program, ratio aimed at.
+# One figure: title, name in our program, name in the limit program, ratio aimed at if there is one.
 Row = collections.namedtuple("Row", "title ours limit aim")
 # Programs that are run in turns: our commands, the source and the arguments of the limit, the figures.
-Pair = collections.namedtuple("Pair", "ours limit arguments flags rows")
+Pair = collections.namedtuple("Pair", "ours limit arguments flags rows repeat", defaults=[1])
 
 PATTERN_FLAGS = ["-O3", "-std=c++17"]
 AUDIO_FLAGS = ["-std=c++17", "-O3", "-march=native"]
 
 PAIRS = [
     Pair([["TextReadBench", "data/patterns.txt"]], "patterns/text_read.cpp", ["data/patterns.txt"], PATTERN_FLAGS,
-         [Row("text reading", "read a text pattern", "mapped, std::from_chars", 1.15)]),
+         [Row("text reading", "read a text pattern", "mapped, std::from_chars", 1.15),
+          Row("text reading, limit in blocks", "read a text pattern", "read() 256 KB blocks, std::from_chars", None)]),
     Pair([["TextWriteBench", "data/patterns.raw", "data/written.txt"]], "patterns/write.cpp",
          ["data/patterns.raw", "data/written.txt"], PATTERN_FLAGS,
          [Row("text writing, a flush a line", "write a text pattern, flushed",
@@ -62,9 +64,9 @@ PAIRS = [
           Row("sum of squares", "sum of squares", "sum of squares", 1.1)] +
          [Row(name, name, name, 1.1) for name in (
              "cross-entropy, soft targets", "cross-entropy, one-hot targets",
-             "multiple cross-entropy, one-hot targets", "classification, one-hot targets")]),
+             "multiple cross-entropy, one-hot targets", "classification, one-hot targets")], 4),
     Pair([["TraceScopeBench"]], "patterns/log_scope.cpp", [], PATTERN_FLAGS + ["-llog4cplus"],
-         [Row("disabled trace scope", "disabled trace scope", "empty call", 1.5)]),
+         [Row("disabled trace scope", "disabled trace scope", "empty call", 1.5)], 4),
     Pair([["AudioStreamBench", "data/hour-%d.wav" % n, str(n)] for n in (1, 8, 32)], "audio/generator_limit.cpp",
          ["data/hour-1.wav"], AUDIO_FLAGS + ["-lsndfile"],
          [Row("audio stream, energy, " + text, "audio pattern, energy, " + text,
@@ -143,7 +145,7 @@ def our_command(build, words):
 def compare(pair, limit, build, rounds):
     """Table lines of one pair."""
     ours, theirs = collections.defaultdict(list), collections.defaultdict(list)
-    for _ in range(rounds):
+    for _ in range(rounds * pair.repeat):
         for words in pair.ours:
             for name, value in run(our_command(build, words), build).items():
                 ours[name].append(value)
@@ -153,32 +155,37 @@ def compare(pair, limit, build, rounds):
     for row in pair.rows:
         ratios = [our / their for our, their in zip(ours[row.ours], theirs[row.limit])]
         our, their = statistics.median(ours[row.ours]), statistics.median(theirs[row.limit])
-        lines.append("%-42s %10.2f %10.2f %8.2f %14s %8.2f" % (
-            row.title, our, their, our / their, "%.2f .. %.2f" % (min(ratios), max(ratios)), row.aim))
+        lowest = min(ours[row.ours]) / min(theirs[row.limit])
+        lines.append("%-42s %10.2f %10.2f %8.2f %8.2f %14s %8s" % (
+            row.title, our, their, our / their, lowest, "%.2f .. %.2f" % (min(ratios), max(ratios)), row.aim or ""))
     return lines
 
 
 def main():
-    parser = argparse.ArgumentParser(usage="side_by_side.py BUILD [LIMITS] [--rounds N]")
+    parser = argparse.ArgumentParser(usage="side_by_side.py BUILD [LIMITS] [--rounds N] [--only PROGRAM]")
     parser.add_argument("build")
     parser.add_argument("limits", nargs="?")
     parser.add_argument("--rounds", type=int, default=3)
+    parser.add_argument("--only")
     arguments = parser.parse_args()
-    build = os.path.abspath(arguments.build)
-    for words in [words for pair in PAIRS for words in pair.ours] + ALONE:
+    build, rounds = os.path.abspath(arguments.build), max(3, arguments.rounds)
+    pairs = [pair for pair in PAIRS if arguments.only in (None, pair.ours[0][0])]
+    alone = [words for words in ALONE if arguments.only in (None, words[0])]
+    for words in [words for pair in pairs for words in pair.ours] + alone:
         print("== " + " ".join(words), flush=True)
         run(our_command(build, words), build, echo=True)
     if arguments.limits is None:
         return
     limits = os.path.abspath(arguments.limits)
-    print("\n== beside the limits, in turns, %d rounds" % max(3, arguments.rounds))
-    print("%-42s %10s %10s %8s %14s %8s" % ("path", "ours, ns", "limit, ns", "ratio", "rounds", "aim <="), flush=True)
-    for pair in PAIRS:
+    print("\n== beside the limits, in turns, %d rounds" % rounds)
+    print("%-42s %10s %10s %8s %8s %14s %8s" % (
+        "path", "ours, ns", "limit, ns", "ratio", "lowest", "rounds", "aim <="), flush=True)
+    for pair in pairs:
         limit = build_limit(pair, build, limits)
         if limit is None:
             print("no numpy here: %s left out" % ", ".join(row.title for row in pair.rows))
             continue
-        print("\n".join(compare(pair, limit, build, max(3, arguments.rounds))), flush=True)
+        print("\n".join(compare(pair, limit, build, rounds)), flush=True)
 
 
 if __name__ == "__main__":
