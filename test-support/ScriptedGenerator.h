@@ -2,6 +2,7 @@
 
 #include "MLDataGenerator.h"
 
+#include <cstdint>
 #include <ostream>
 #include <utility>
 #include <vector>
@@ -35,6 +36,8 @@ public:
 
     bool generateNext() override
     {
+        if (m_uiNext == m_uiFailBefore)
+            return false;
         if (m_uiNext >= m_vPatterns.size())
         {
             m_uiNext = m_vPatterns.size() + 1;
@@ -79,6 +82,7 @@ public:
     bool m_bStartWorks = true;
     bool m_bInputWorks = true;
     bool m_bCleanEnd = true;
+    std::size_t m_uiFailBefore = SIZE_MAX; ///< the stream stops before this pattern, not at its end
 
 private:
     std::vector<Pattern> m_vPatterns;

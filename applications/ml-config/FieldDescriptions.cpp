@@ -13,6 +13,7 @@ constexpr ClassDescription CLASSES[] = {
     {"MLAudioFileDataGenerator",
      "patterns of an annotated recording: the features of a window are the input, "
      "the classes in progress at its end the target"},
+    {"MLScalingDataGenerator", "patterns of another generator, each component as value x slope + intercept"},
     {"IdentityFeatureComputer", "the samples of the window themselves"},
     {"EnergyFeatureComputer", "sum of the squared samples of the window, one feature"},
     {"ZeroCrossingRateFeatureComputer", "share of the neighbouring samples that differ in sign, one feature"},
@@ -30,6 +31,11 @@ constexpr const char* MFCC_VALUES = "MfccFeatureComputer::Config";
 constexpr const char* MEL = "MelSpectrum::Config";
 constexpr const char* TONES = "ToneEnergyFeatureComputer";
 constexpr const char* TONE_VALUES = "ToneEnergyFeatureComputer::Config";
+
+constexpr const char* SCALING = "MLScalingDataGeneratorConfig";
+constexpr const char* SCALER_VALUES = "MLVectorScalerConfig";
+constexpr const char* TRAINER_VALUES = "MLVectorScalingTrainerConfig";
+constexpr const char* TREATMENT = "VectorScalingTrainer::Config::TrainingParam";
 
 constexpr const char* FEATURE_RATE = "rate of the recordings for which frequencies are counted";
 
@@ -64,6 +70,20 @@ constexpr FieldDescription FIELDS[] = {
     {AUDIO, "m_vClasses",
      "classes in target order: tones such as SF:1000, or regular expressions for whole "
      "labels in any letter case; OTHER is what no other class covers, always last"},
+    {SCALING, "m_scalerConfig", "the scaling, empty when it is learnt", "", SCALER_VALUES},
+    {SCALER_VALUES, "m_vInputSlope", "slope of each input component"},
+    {SCALER_VALUES, "m_vInputYIntercept", "intercept of each input component"},
+    {SCALER_VALUES, "m_vTargetSlope", "slope of each target component"},
+    {SCALER_VALUES, "m_vTargetYIntercept", "intercept of each target component"},
+    {SCALING, "m_scalingTrainerConfig", "how it is learnt", "", TRAINER_VALUES},
+    {TRAINER_VALUES, "m_vTrainingParam",
+     "one treatment for each input component, then for each target component; neither flag: left as it is",
+     "", TREATMENT},
+    {TREATMENT, "m_bMinMax", "1: least and greatest value go to the ends of the interval"},
+    {TREATMENT, "m_dScaledMinValue", "lower end of the interval"},
+    {TREATMENT, "m_dScaledMaxValue", "upper end of the interval"},
+    {TREATMENT, "m_bStandardize", "1: mean goes to 0, standard deviation to 1; not with m_bMinMax"},
+    {SCALING, "m_bLearnScalingParameters", "1: learn the scaling before the first pass"},
 };
 
 } // namespace

@@ -1,6 +1,7 @@
 #include "MLDataGeneratorFactory.h"
 
-#include "MLDataGeneratorWithConfig.h"
+#include "MLInMemoryDataGenerator.h"
+#include "MLScalingDataGenerator.h"
 #include "quillcast-core/CheckedXmlInputArchive.h"
 #include "quillcast-core/Logger.h"
 #include "quillcast-core/SerializationArchives.h"
@@ -142,6 +143,36 @@ bool save(std::ostream& out_stream, const StringVector& in_vLibNames, const Data
 
 constinit Logger s_logger("quillcast.ml.datagen.application");
 
+CountedObjPtr<DataGenerator> loadFile(const char* in_what, const char* in_configFile)
+{
+    const DiskFileSystem fileSystem;
+    basic_vfsistream<char> stream(fileSystem, in_configFile);
+    if (!stream)
+    {
+        QC_ERROR("failed to open " << in_what << " config file " << in_configFile << " for reading");
+        QC_INFO(in_configFile << ": " << stream.getReason());
+        return {};
+    }
+    return CountedObjPtr<DataGenerator>(loadDataGeneratorFromStream(stream));
+}
+
+CountedObjPtr<DataGenerator> newScalingDataGenerator(const char* in_configFile,
+                                                     const CountedObjPtr<DataGenerator>& in_generator)
+{
+    const CountedObjPtr<DataGenerator> pLoaded = loadFile("scaling data generator", in_configFile);
+    if (pLoaded.isNull())
+        return {};
+    const auto pScaling = pLoaded.dynamicCast<ScalingDataGenerator>();
+    if (pScaling.isNull())
+    {
+        QC_ERROR("scaling data generator config file " << in_configFile
+                                                       << " describes another kind of generator");
+        return {};
+    }
+    pScaling->setDataGenerator(in_generator);
+    return pScaling;
+}
+
 } // namespace
 
 void registerGeneratorClasses() {}
@@ -167,15 +198,7 @@ bool saveDataGeneratorToStream(std::ostream& out_stream, const StringVector& in_
 CountedObjPtr<DataGenerator> loadDataGenerator(const char* in_configFile)
 {
     QC_TRACE("MachineLearning::loadDataGenerator");
-    const DiskFileSystem fileSystem;
-    basic_vfsistream<char> stream(fileSystem, in_configFile);
-    if (!stream)
-    {
-        QC_ERROR("failed to open DataGenerator config file " << in_configFile << " for reading");
-        QC_INFO(in_configFile << ": " << stream.getReason());
-        return {};
-    }
-    return CountedObjPtr<DataGenerator>(loadDataGeneratorFromStream(stream));
+    return loadFile("DataGenerator", in_configFile);
 }
 
 bool prepareDataGenerator(DataGenerator& io_generator, const char* in_inputFile,
@@ -200,21 +223,25 @@ bool prepareDataGenerator(DataGenerator& io_generator, const char* in_inputFile,
 }
 
 CountedObjPtr<DataGenerator> wrapDataGenerator(const CountedObjPtr<DataGenerator>& in_generator,
+                                               const Handle<Resettable, ReferenceCount>& in_entityToReset,
                                                bool in_bInMemory, const char* in_scalingConfigFile)
 {
     QC_TRACE("MachineLearning::wrapDataGenerator");
+    CountedObjPtr<DataGenerator> pGenerator = in_generator;
     if (in_bInMemory)
     {
-        QC_ERROR("this version has no in-memory data generator");
-        return {};
+        const CountedObjPtr<InMemoryDataGenerator> pInMemory(new InMemoryDataGenerator);
+        pInMemory->setDataGenerator(pGenerator);
+        if (!pInMemory->setEntityToReset(in_entityToReset))
+        {
+            QC_ERROR("Could not set entity to reset in InMemoryDataGenerator");
+            return {};
+        }
+        pGenerator = pInMemory;
     }
-    if (in_scalingConfigFile != nullptr && *in_scalingConfigFile != '\0')
-    {
-        QC_ERROR("this version has no scaling data generator; config file " << in_scalingConfigFile
-                                                                            << " is not used");
-        return {};
-    }
-    return in_generator;
+    if (in_scalingConfigFile == nullptr || *in_scalingConfigFile == '\0')
+        return pGenerator;
+    return newScalingDataGenerator(in_scalingConfigFile, pGenerator);
 }
 
 CountedObjPtr<DataGenerator> newDataGenerator(const char* in_configFile, const char* in_inputFile,
@@ -225,7 +252,7 @@ CountedObjPtr<DataGenerator> newDataGenerator(const char* in_configFile, const c
     const CountedObjPtr<DataGenerator> pGenerator = loadDataGenerator(in_configFile);
     if (pGenerator.isNull() || !prepareDataGenerator(*pGenerator, in_inputFile, in_entityToReset))
         return {};
-    return wrapDataGenerator(pGenerator, in_bInMemory, in_scalingConfigFile);
+    return wrapDataGenerator(pGenerator, in_entityToReset, in_bInMemory, in_scalingConfigFile);
 }
 
 } // namespace Vexalor::MachineLearning

@@ -33,15 +33,16 @@ CountedObjPtr<DataGenerator> loadDataGenerator(const char* in_configFile);
 /// resets one.
 bool prepareDataGenerator(DataGenerator& io_generator, const char* in_inputFile,
                           const Handle<Resettable, ReferenceCount>& in_entityToReset);
-/// Puts the in-memory cache and the scaling of that file, if any, around the generator. Null handle on
-/// failure.
+/// Puts the in-memory cache, which is handed the entity, and the scaling of that file, if any, around the
+/// generator. Null handle on failure; throws like loadDataGeneratorFromStream.
 CountedObjPtr<DataGenerator> wrapDataGenerator(const CountedObjPtr<DataGenerator>& in_generator,
+                                               const Handle<Resettable, ReferenceCount>& in_entityToReset,
                                                bool in_bInMemory, const char* in_scalingConfigFile);
 
 /// A generator that is ready for gotoStart, from its configuration file. A generator that takes no file
-/// ignores in_inputFile, one that forms no sequences the entity. in_scalingConfigFile: null or "" for no
-/// scaling. Null handle, with the reason logged at error level, on failure; throws like
-/// loadDataGeneratorFromStream.
+/// ignores in_inputFile, one that forms no sequences the entity. in_scalingConfigFile: the configuration of a
+/// ScalingDataGenerator; null or "" for no scaling. Null handle, with the reason logged at error level, on
+/// failure; throws like loadDataGeneratorFromStream.
 CountedObjPtr<DataGenerator> newDataGenerator(const char* in_configFile, const char* in_inputFile,
                                               Handle<Resettable, ReferenceCount> in_entityToReset,
                                               bool in_bInMemory, const char* in_scalingConfigFile);

@@ -45,6 +45,12 @@ protected:
     /// The parameters held, as an object of the class that configure takes. Lives as long as the generator.
     virtual Config& getConcreteConfig_i() const = 0;
 
+    /// That of another generator, for one that wraps it.
+    static Config& getConcreteConfigOf(const DataGeneratorWithConfig& in_generator)
+    {
+        return in_generator.getConcreteConfig_i();
+    }
+
 private:
     friend class boost::serialization::access;
     /// Loading throws an ExceptionWithMsg when configure refuses what was read.

@@ -1,8 +1,11 @@
-// What every generator keeps. A new one is one more row of GENERATORS.
+// What every generator keeps, alone and in every stack of wrappers. A new one is one more row of GENERATORS,
+// a new stack one more row of STACKS.
 
 #include "MLAudioFileDataGenerator.h"
 #include "MLBinaryFileDataGenerator.h"
 #include "MLDataGeneratorFactory.h"
+#include "MLInMemoryDataGenerator.h"
+#include "MLScalingDataGenerator.h"
 #include "MLVectorFileDataGenerator.h"
 #include "quillcast-infra/DynLibsLoader.h"
 #include "quillcast-math/AudioFeatureComputers.h"
@@ -32,11 +35,34 @@ struct GeneratorRow
     std::size_t m_uiTargets; ///< patterns that have a target
     int m_iResets;           ///< of the entity in a pass, the one of gotoStart included
     bool m_bHasLibrary = false;
+    bool m_bFirstIsMarked = false; ///< resets before its first pattern as well as in gotoStart
+
+    /// Patterns that begin one.
+    int getNbSequences() const { return m_iResets - (m_bFirstIsMarked ? 1 : 0); }
 };
 
-void PrintTo(const GeneratorRow& in_row, std::ostream* out_stream)
+/// Components of the patterns of a generator.
+struct PatternSizes
 {
-    *out_stream << in_row.m_name;
+    std::size_t m_uiInput = 0;
+    std::size_t m_uiTarget = 0;
+};
+
+/// Wrappers around a generator, and what they make of its resets: learning takes two passes more, and a
+/// replay resets once a sequence, in generateNext.
+struct StackRow
+{
+    const char* m_name;
+    Generator (*m_wrap)(const Generator&, const PatternSizes&);
+    int (*m_getFirstResets)(const GeneratorRow&); ///< in the first pass
+    bool m_bReplays = false;                      ///< the passes behind the first one come from memory
+};
+
+using Case = std::tuple<GeneratorRow, StackRow>;
+
+void PrintTo(const Case& in_case, std::ostream* out_stream)
+{
+    *out_stream << std::get<0>(in_case).m_name << std::get<1>(in_case).m_name;
 }
 
 Generator newVectorFileGenerator(const Testing::TempDir& in_folder)
@@ -87,9 +113,84 @@ Generator newScriptedGenerator(const Testing::TempDir&)
 }
 
 const GeneratorRow GENERATORS[] = {
-    {"VectorFile", newVectorFileGenerator, 4, 3, 3}, {"BinaryFile", newBinaryFileGenerator, 4, 2, 3},
-    {"AudioFile", newAudioGenerator, 98, 98, 1},     {"Plugin", newPluginGenerator, 3, 3, 1, true},
-    {"Scripted", newScriptedGenerator, 3, 2, 3},
+    {"VectorFile", newVectorFileGenerator, 4, 3, 3},
+    {"BinaryFile", newBinaryFileGenerator, 4, 2, 3},
+    {"AudioFile", newAudioGenerator, 98, 98, 1},
+    {"Plugin", newPluginGenerator, 3, 3, 1, true},
+    {"Scripted", newScriptedGenerator, 3, 2, 3, false, true},
+};
+
+Generator bare(const Generator& in_generator, const PatternSizes&)
+{
+    return in_generator;
+}
+
+Generator cached(const Generator& in_generator, const PatternSizes&)
+{
+    const CountedObjPtr<InMemoryDataGenerator> pCache(new InMemoryDataGenerator);
+    pCache->setDataGenerator(in_generator);
+    return pCache;
+}
+
+Generator newScaling(const Generator& in_generator, const ScalingDataGenerator::Config& in_config)
+{
+    const CountedObjPtr<ScalingDataGenerator> pScaling(new ScalingDataGenerator);
+    EXPECT_TRUE(pScaling->configure(in_config));
+    pScaling->setDataGenerator(in_generator);
+    return pScaling;
+}
+
+Generator scaled(const Generator& in_generator, const PatternSizes& in_sizes)
+{
+    ScalingDataGenerator::Config config;
+    config.m_scalerConfig.m_vInputSlope = DoubleVector(in_sizes.m_uiInput, 3.0);
+    config.m_scalerConfig.m_vInputYIntercept = DoubleVector(in_sizes.m_uiInput, -0.25);
+    return newScaling(in_generator, config);
+}
+
+Generator learning(const Generator& in_generator, const PatternSizes& in_sizes)
+{
+    ScalingDataGenerator::Config config;
+    config.m_bLearnScalingParameters = true;
+    VectorScalingTrainer::Config::TrainingParam minMax;
+    minMax.m_bMinMax = true;
+    config.m_scalingTrainerConfig.m_vTrainingParam.assign(in_sizes.m_uiInput, minMax);
+    config.m_scalingTrainerConfig.m_vTrainingParam.resize(in_sizes.m_uiInput + in_sizes.m_uiTarget);
+    return newScaling(in_generator, config);
+}
+
+using Wrap = Generator (*)(const Generator&, const PatternSizes&);
+
+template <Wrap outer, Wrap inner>
+Generator stacked(const Generator& in_generator, const PatternSizes& in_sizes)
+{
+    return outer(inner(in_generator, in_sizes), in_sizes);
+}
+
+int resetsOfAPass(const GeneratorRow& in_row)
+{
+    return in_row.m_iResets;
+}
+
+int resetsOfThreePasses(const GeneratorRow& in_row)
+{
+    return 3 * in_row.m_iResets;
+}
+
+int resetsOfAPassAndTwoReplays(const GeneratorRow& in_row)
+{
+    return in_row.m_iResets + 2 * in_row.getNbSequences();
+}
+
+const StackRow STACKS[] = {
+    {"", bare, resetsOfAPass},
+    {"Cached", cached, resetsOfAPass, true},
+    {"Scaled", scaled, resetsOfAPass},
+    {"Learning", learning, resetsOfThreePasses},
+    {"CachedScaled", stacked<scaled, cached>, resetsOfAPass, true},
+    {"CachedLearning", stacked<learning, cached>, resetsOfAPassAndTwoReplays, true},
+    {"ScaledCached", stacked<cached, scaled>, resetsOfAPass, true},
+    {"LearningCached", stacked<cached, learning>, resetsOfThreePasses, true},
 };
 
 using Pass = std::vector<std::pair<DoubleVector, DoubleVector>>;
@@ -112,6 +213,17 @@ Pass readPatterns(DataGenerator& io_generator, std::size_t in_uiMax = SIZE_MAX)
     return vPatterns;
 }
 
+/// Of the first pattern that has a target.
+PatternSizes measure(const Generator& in_generator)
+{
+    DoubleVector vInput;
+    DoubleVector vTarget;
+    EXPECT_TRUE(in_generator->gotoStart());
+    while (vTarget.empty() && in_generator->generateNext())
+        EXPECT_TRUE(in_generator->getInput(vInput) && (in_generator->getTarget(vTarget) || vTarget.empty()));
+    return {vInput.size(), vTarget.size()};
+}
+
 void expectNoPattern(DataGenerator& io_generator)
 {
     DoubleVector vUntouched{42.0};
@@ -120,12 +232,15 @@ void expectNoPattern(DataGenerator& io_generator)
     EXPECT_EQ(vUntouched, DoubleVector{42.0});
 }
 
-class DataGeneratorContract : public testing::TestWithParam<GeneratorRow>
+class DataGeneratorContract : public testing::TestWithParam<Case>
 {
 protected:
+    const GeneratorRow& row() const { return std::get<0>(GetParam()); }
+    const StackRow& stack() const { return std::get<1>(GetParam()); }
+
     const Testing::LogCapture m_log{"quillcast.ml", LogLevel::ERROR};
     Testing::TempDir m_folder;
-    Generator m_pGenerator = GetParam().m_create(m_folder);
+    Generator m_pGenerator = stack().m_wrap(row().m_create(m_folder), measure(row().m_create(m_folder)));
 };
 
 } // namespace
@@ -135,11 +250,11 @@ TEST_P(DataGeneratorContract, PassesAreEqualWheneverTheyBegin)
     ASSERT_TRUE(m_pGenerator->gotoStart());
     expectNoPattern(*m_pGenerator);
     const Pass vFirst = readPatterns(*m_pGenerator);
-    EXPECT_EQ(vFirst.size(), GetParam().m_uiPatterns);
+    EXPECT_EQ(vFirst.size(), row().m_uiPatterns);
     EXPECT_EQ(static_cast<std::size_t>(std::count_if(vFirst.begin(), vFirst.end(),
                                                      [](const auto& in_pattern)
                                                      { return !in_pattern.second.empty(); })),
-              GetParam().m_uiTargets);
+              row().m_uiTargets);
     EXPECT_TRUE(m_pGenerator->atEnd());
     EXPECT_TRUE(m_pGenerator->endedCleanly());
     expectNoPattern(*m_pGenerator);
@@ -163,28 +278,38 @@ TEST_P(DataGeneratorContract, EntityIsResetAtTheStartOfEverySequence)
     const CountedObjPtr<Testing::CountingResettable> pEntity(new Testing::CountingResettable);
     ASSERT_TRUE(pSequences->setEntityToReset(pEntity));
     EXPECT_EQ(pEntity->m_iResets, 0);
-    for (int iPass = 1; iPass <= 2; ++iPass)
+    int iExpected = stack().m_getFirstResets(row());
+    for (int iPass = 1; iPass <= 3; ++iPass)
     {
         ASSERT_TRUE(m_pGenerator->gotoStart());
         readPatterns(*m_pGenerator);
-        EXPECT_EQ(pEntity->m_iResets, iPass * GetParam().m_iResets);
+        EXPECT_EQ(pEntity->m_iResets, iExpected) << "pass " << iPass;
+        iExpected += stack().m_bReplays ? row().getNbSequences() : row().m_iResets;
     }
     const Testing::AssertionCapture assertions;
     pEntity->m_bResult = false;
-    EXPECT_FALSE(m_pGenerator->gotoStart());
-    ASSERT_TRUE(pSequences->setEntityToReset({}));
-    EXPECT_EQ(pEntity.getCount(), 1u) << "an earlier entity is let go";
+    EXPECT_EQ(m_pGenerator->gotoStart(), stack().m_bReplays);
+    EXPECT_EQ(pSequences->setEntityToReset({}), !stack().m_bReplays) << "too late when all is in memory";
+    EXPECT_EQ(pEntity.getCount(), stack().m_bReplays ? 2u : 1u) << "an earlier entity is let go";
     EXPECT_TRUE(m_pGenerator->gotoStart());
 }
 
 TEST_P(DataGeneratorContract, StatusAndOrigin)
 {
-    std::ostringstream status;
-    ASSERT_TRUE(m_pGenerator->gotoStart() && m_pGenerator->generateNext());
-    EXPECT_EQ(&m_pGenerator->dumpStatus(status), &status);
-    EXPECT_FALSE(status.str().empty());
-    EXPECT_EQ(m_pGenerator->getLibName().isValid(), GetParam().m_bHasLibrary);
+    for (int iPass = 1; iPass <= 2; ++iPass)
+    {
+        std::ostringstream status;
+        ASSERT_TRUE(m_pGenerator->gotoStart() && m_pGenerator->generateNext());
+        EXPECT_EQ(&m_pGenerator->dumpStatus(status), &status);
+        EXPECT_FALSE(status.str().empty());
+        EXPECT_EQ(m_pGenerator->getLibName().isValid(), row().m_bHasLibrary);
+        readPatterns(*m_pGenerator);
+    }
 }
 
-INSTANTIATE_TEST_SUITE_P(Every, DataGeneratorContract, testing::ValuesIn(GENERATORS),
-                         [](const auto& in_info) { return std::string(in_info.param.m_name); });
+INSTANTIATE_TEST_SUITE_P(Every, DataGeneratorContract,
+                         testing::Combine(testing::ValuesIn(GENERATORS), testing::ValuesIn(STACKS)),
+                         [](const auto& in_info) {
+                             return std::string(std::get<0>(in_info.param).m_name) +
+                                    std::get<1>(in_info.param).m_name;
+                         });

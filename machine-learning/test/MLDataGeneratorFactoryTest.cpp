@@ -1,6 +1,7 @@
 #include "MLDataGeneratorFactory.h"
 #include "MLAudioFileDataGenerator.h"
-#include "MLDataGeneratorWithConfig.h"
+#include "MLInMemoryDataGenerator.h"
+#include "MLScalingDataGenerator.h"
 #include "MLVectorFileDataGenerator.h"
 #include "quillcast-core/CheckedXmlInputArchive.h"
 #include "quillcast-core/ExceptionWithMsg.h"
@@ -16,7 +17,9 @@
 #include "test-support/StockXmlArchive.h"
 #include "test-support/TempDir.h"
 
+#include <cmath>
 #include <gtest/gtest.h>
+#include <limits>
 #include <sstream>
 
 using namespace Vexalor;
@@ -142,7 +145,7 @@ TEST_F(FactoryTest, StockArchivesReadGoldens)
 {
     ASSERT_FALSE(create(GOLDENS + "RampGenerator.xml").isNull());
     for (const char* file : {"AudioFileDataGenerator.xml", "BinaryFileDataGenerator.xml", "RampGenerator.xml",
-                             "VectorFileDataGenerator.xml"})
+                             "ScalingDataGenerator.xml", "VectorFileDataGenerator.xml"})
     {
         std::unique_ptr<DataGenerator> pGenerator;
         StringVector vLibNames;
@@ -243,11 +246,85 @@ TEST_F(FactoryTest, FailuresGiveNullAndTheReason)
     EXPECT_EQ(log.lines().size(), 2U) << log.text();
 
     const std::string strFile = GOLDENS + "VectorFileDataGenerator.xml";
+    const std::string strNone = m_folder.path("none.xml");
     log.clear();
-    EXPECT_TRUE(newDataGenerator(strFile.c_str(), "", {}, true, "").isNull());
-    EXPECT_TRUE(newDataGenerator(strFile.c_str(), "", {}, false, "scaling.xml").isNull());
-    EXPECT_EQ(log.lines().size(), 2U) << log.text();
-    EXPECT_FALSE(newDataGenerator(strFile.c_str(), "", {}, false, "").isNull());
+    EXPECT_TRUE(newDataGenerator(strFile.c_str(), "", {}, false, strNone.c_str()).isNull());
+    EXPECT_TRUE(newDataGenerator(strFile.c_str(), "", {}, true, strFile.c_str()).isNull());
+    EXPECT_EQ(log.text(), "ERROR failed to open scaling data generator config file " + strNone +
+                              " for reading\nERROR scaling data generator config file " + strFile +
+                              " describes another kind of generator\n");
+    const std::string strMissing =
+        m_folder.write("missing.xml", replaced(readFile(GOLDENS + "RampGenerator.xml"),
+                                               "libramp-generator.so", "libnone.so"));
+    EXPECT_TRUE(newDataGenerator(strFile.c_str(), "", {}, false, strMissing.c_str()).isNull());
+    const std::string strCut = m_folder.write("cut.xml", readFile(strFile).substr(0, 100));
+    EXPECT_THROW(newDataGenerator(strFile.c_str(), "", {}, false, strCut.c_str()), ArchiveError);
+}
+
+TEST_F(FactoryTest, CacheAndScalingAreWrappedAroundInThisOrder)
+{
+    const std::string strFile = GOLDENS + "VectorFileDataGenerator.xml";
+    const std::string strPatterns = m_folder.write("patterns", "[2 5] [1]\nreset\n[4 6] [0]\n");
+    const std::string strScaling = GOLDENS + "ScalingDataGenerator.xml";
+    struct Case
+    {
+        bool m_bInMemory;
+        const char* m_scaling;
+    };
+    for (const auto& [bInMemory, scaling] : {Case{false, nullptr}, Case{false, ""}, Case{true, ""},
+                                             Case{false, strScaling.c_str()}, Case{true, strScaling.c_str()}})
+    {
+        const bool bScaling = scaling != nullptr && *scaling != '\0';
+        SCOPED_TRACE(std::string(bInMemory ? "in memory " : "") + (bScaling ? "scaled" : ""));
+        const CountedObjPtr<CountingResettable> pEntity(new CountingResettable);
+        const auto pGenerator =
+            newDataGenerator(strFile.c_str(), strPatterns.c_str(), pEntity, bInMemory, scaling);
+        ASSERT_FALSE(pGenerator.isNull());
+        EXPECT_EQ(!pGenerator.dynamicCast<ScalingDataGenerator>().isNull(), bScaling);
+        EXPECT_EQ(!pGenerator.dynamicCast<InMemoryDataGenerator>().isNull(), bInMemory && !bScaling);
+
+        // The file scales input 0 by 0.5 and -1.25; what it learns besides is appended. Without that there
+        // is one reset at the start and one before the second pattern.
+        pEntity->m_iResets = 0;
+        DoubleVector vInput;
+        ASSERT_TRUE(pGenerator->gotoStart() && pGenerator->generateNext() && pGenerator->getInput(vInput));
+        EXPECT_EQ(vInput, bScaling ? (DoubleVector{2 * 0.5 - 1.25, 5}) : (DoubleVector{2, 5}));
+        ASSERT_TRUE(pGenerator->generateNext());
+        EXPECT_EQ(pEntity->m_iResets, bScaling ? 6 : 2);
+        EXPECT_FALSE(pGenerator->generateNext());
+        // A replay resets in generateNext alone, which shows that there is one.
+        ASSERT_TRUE(pGenerator->gotoStart());
+        EXPECT_EQ(pEntity->m_iResets, (bScaling ? 6 : 2) + (bInMemory ? 0 : 1));
+    }
+}
+
+TEST_F(FactoryTest, ScalingIsSavedAsItsGoldensAndSurvivesWhatIsNotFinite)
+{
+    ScalingDataGenerator generator;
+    ScalingDataGenerator::Config config;
+    config.m_scalerConfig.m_vInputSlope = {0.5, 1};
+    config.m_scalerConfig.m_vInputYIntercept = {-1.25, 0};
+    config.m_scalerConfig.m_vTargetSlope = {2};
+    config.m_scalerConfig.m_vTargetYIntercept = {-1};
+    config.m_scalingTrainerConfig.m_vTrainingParam.resize(3);
+    config.m_scalingTrainerConfig.m_vTrainingParam[0].m_bStandardize = true;
+    config.m_scalingTrainerConfig.m_vTrainingParam[2].m_bMinMax = true;
+    config.m_scalingTrainerConfig.m_vTrainingParam[2].m_dScaledMinValue = -1;
+    config.m_bLearnScalingParameters = true;
+    ASSERT_TRUE(generator.configure(config));
+    EXPECT_EQ(saved({}, generator), readFile(GOLDENS + "ScalingDataGenerator.xml"));
+
+    const std::string strFile = GOLDENS + "ScalingDataGeneratorNotFinite.xml";
+    const auto pGenerator = CountedObjPtr<DataGenerator>(loadDataGenerator(strFile.c_str()));
+    const auto pScaling = pGenerator.dynamicCast<ScalingDataGenerator>();
+    ASSERT_FALSE(pScaling.isNull());
+    EXPECT_EQ(saved({}, *pGenerator), readFile(strFile));
+    pScaling->setDataGenerator(
+        create(GOLDENS + "VectorFileDataGenerator.xml", m_folder.write("patterns", "[1 1] [1]\n").c_str()));
+    ASSERT_TRUE(pScaling->gotoStart());
+    constexpr double INFINITE = std::numeric_limits<double>::infinity();
+    EXPECT_EQ(pScaling->getScalingParameters().m_vInputSlope, (DoubleVector{INFINITE, -INFINITE}));
+    EXPECT_EQ(pScaling->getScalingParameters().m_vInputYIntercept, (DoubleVector{std::nan(""), 5e-324}));
 }
 
 TEST(ClassKeyTest, RegistryHoldsTheDocumentedTable)
@@ -265,5 +342,5 @@ TEST(ClassKeyTest, RegistryHoldsTheDocumentedTable)
             strLine.ends_with("| yes |") ? ClassKeyState::CREATABLE : ClassKeyState::ABSTRACT;
         EXPECT_EQ(getClassKeyState(strKey.c_str()), expected) << strKey;
     }
-    EXPECT_EQ(uiKeys, 17U);
+    EXPECT_EQ(uiKeys, 21U);
 }

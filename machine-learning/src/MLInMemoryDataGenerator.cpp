@@ -1,0 +1,330 @@
+#include "MLInMemoryDataGenerator.h"
+
+#include "quillcast-core/Assertion.h"
+
+#include <limits>
+#include <ostream>
+
+namespace Vexalor::MachineLearning
+{
+
+namespace
+{
+
+constinit Logger s_logger("quillcast.ml.generator.InMemoryDataGenerator");
+
+constexpr std::int64_t MAX_ENTRIES = std::numeric_limits<std::int32_t>::max();
+
+} // namespace
+
+InMemoryDataGenerator::MiddlemanToReset::MiddlemanToReset(InMemoryDataGenerator& io_dataGenParent)
+    : m_pDataGenParent(&io_dataGenParent)
+{
+}
+
+bool InMemoryDataGenerator::MiddlemanToReset::reset()
+{
+    QC_TRACE("InMemoryDataGenerator::MiddlemanToReset::reset");
+    return m_pDataGenParent == nullptr || m_pDataGenParent->noteReset();
+}
+
+InMemoryDataGenerator::InMemoryDataGenerator()
+    : m_hMiddleman(new MiddlemanToReset(*this))
+{
+    QC_TRACE("InMemoryDataGenerator ctor");
+}
+
+InMemoryDataGenerator::InMemoryDataGenerator(const InMemoryDataGenerator& in_other)
+    : InMemoryDataGenerator()
+{
+    QC_TRACE("InMemoryDataGenerator cctor");
+    *this = in_other;
+}
+
+InMemoryDataGenerator& InMemoryDataGenerator::operator=(const InMemoryDataGenerator& in_other)
+{
+    QC_TRACE("InMemoryDataGenerator::operator=");
+    m_pDataGenerator = in_other.m_pDataGenerator;
+    m_vInputTarget = in_other.m_vInputTarget;
+    m_iCurrentIndex = in_other.m_iCurrentIndex;
+    m_hEntityToReset = in_other.m_hEntityToReset;
+    m_bAllInMemory = in_other.m_bAllInMemory;
+    m_bEntryWaits = in_other.m_bEntryWaits;
+    m_bClean = in_other.m_bClean;
+    m_strLibName = in_other.m_strLibName;
+    return *this;
+}
+
+InMemoryDataGenerator::~InMemoryDataGenerator()
+{
+    QC_TRACE("InMemoryDataGenerator dtor");
+    m_hMiddleman->detach();
+}
+
+void InMemoryDataGenerator::setDataGenerator(const CountedObjPtr<DataGenerator>& in_generator)
+{
+    QC_TRACE("InMemoryDataGenerator::setDataGenerator");
+    m_pDataGenerator = in_generator;
+}
+
+bool InMemoryDataGenerator::configure(const DataGeneratorWithConfig::Config& in_config)
+{
+    QC_TRACE("InMemoryDataGenerator::configure");
+    // blank behind the exclamation mark: wording fixed
+    if (!QC_CHECK_TEXT("! m_pDataGenerator.isNull()", !m_pDataGenerator.isNull()))
+        return false;
+    auto* pConfigured = dynamic_cast<DataGeneratorWithConfig*>(m_pDataGenerator.get());
+    if (pConfigured == nullptr)
+        QC_ERROR("The generator to be held in memory takes no configuration");
+    return pConfigured != nullptr && pConfigured->configure(in_config);
+}
+
+bool InMemoryDataGenerator::setCurrentFilename(const char* in_filename)
+{
+    QC_TRACE("InMemoryDataGenerator::setCurrentFilename");
+    if (!QC_CHECK(!m_pDataGenerator.isNull()))
+        return false;
+    auto* pFileGenerator = dynamic_cast<FileDataGenerator*>(m_pDataGenerator.get());
+    if (pFileGenerator == nullptr)
+        QC_ERROR("The generator to be held in memory reads no file");
+    return pFileGenerator != nullptr && pFileGenerator->setCurrentFilename(in_filename);
+}
+
+const char* InMemoryDataGenerator::getCurrentFilename() const
+{
+    QC_TRACE("InMemoryDataGenerator::getCurrentFilename");
+    if (!QC_CHECK(!m_pDataGenerator.isNull()))
+        return "";
+    const auto* pFileGenerator = dynamic_cast<const FileDataGenerator*>(m_pDataGenerator.get());
+    return pFileGenerator == nullptr ? "" : pFileGenerator->getCurrentFilename();
+}
+
+DataGeneratorWithConfig::Config& InMemoryDataGenerator::getConcreteConfig_i() const
+{
+    QC_TRACE("InMemoryDataGenerator::getConcreteConfig_i");
+    if (!QC_CHECK(!m_pDataGenerator.isNull()))
+        return m_noConfig;
+    const auto* pConfigured = dynamic_cast<const DataGeneratorWithConfig*>(m_pDataGenerator.get());
+    return pConfigured == nullptr ? m_noConfig : getConcreteConfigOf(*pConfigured);
+}
+
+bool InMemoryDataGenerator::gotoStart()
+{
+    QC_TRACE("InMemoryDataGenerator::gotoStart");
+    currentIndexAtStart();
+    if (m_bAllInMemory)
+        return true;
+    if (!QC_CHECK(!m_pDataGenerator.isNull()))
+        return false;
+    // Again in each pass: the wrapped generator may have the middleman of a copy.
+    if (!m_hEntityToReset.isNull() && !handMiddlemanOn())
+        return false;
+    return m_pDataGenerator->gotoStart();
+}
+
+bool InMemoryDataGenerator::handMiddlemanOn()
+{
+    auto* pSequenceGenerator = dynamic_cast<SequenceDataGenerator*>(m_pDataGenerator.get());
+    return pSequenceGenerator == nullptr || pSequenceGenerator->setEntityToReset(m_hMiddleman);
+}
+
+bool InMemoryDataGenerator::generateNext()
+{
+    QC_TRACE("InMemoryDataGenerator::generateNext");
+    return m_bAllInMemory ? replayNext() : streamNext();
+}
+
+bool InMemoryDataGenerator::replayNext()
+{
+    if (m_iCurrentIndex < getNbEntries())
+        ++m_iCurrentIndex;
+    doResetIfNeeded();
+    return !isAfterLast();
+}
+
+bool InMemoryDataGenerator::doResetIfNeeded()
+{
+    if (!currentIndexValid() || !m_vInputTarget[static_cast<std::size_t>(m_iCurrentIndex)].m_bReset)
+        return true;
+    return QC_CHECK(!m_hEntityToReset.isNull()) && m_hEntityToReset->reset();
+}
+
+/// In memory is always a beginning of the stream: what cannot be put behind it is dropped again.
+bool InMemoryDataGenerator::streamNext()
+{
+    if (!QC_CHECK(!m_pDataGenerator.isNull()))
+        return false;
+    if (!m_pDataGenerator->generateNext())
+    {
+        finishPass();
+        return false;
+    }
+    if (!m_bEntryWaits && !addEntry())
+        return false;
+    m_bEntryWaits = false;
+    if (fillEntry())
+        return true;
+    dropEntry();
+    return false;
+}
+
+bool InMemoryDataGenerator::addEntry()
+{
+    if (getNbEntries() == MAX_ENTRIES)
+    {
+        QC_ERROR("More than " << MAX_ENTRIES << " patterns cannot be held in memory");
+        m_bClean = false;
+        return false;
+    }
+    if (m_vInputTarget.size() == m_vInputTarget.capacity())
+        m_vInputTarget.reserve(2 * m_vInputTarget.capacity());
+    m_vInputTarget.emplace_back();
+    QC_DEBUG("New m_vInputTarget size is: " << m_vInputTarget.size());
+    return true;
+}
+
+bool InMemoryDataGenerator::fillEntry()
+{
+    InputTarget& entry = m_vInputTarget.back();
+    // blank behind the arrow: wording fixed
+    if (!QC_CHECK_TEXT("m_pDataGenerator-> getInput(m_vInputTarget.back().m_vInput)",
+                       m_pDataGenerator->getInput(entry.m_vInput)))
+    {
+        m_bClean = false;
+        return false;
+    }
+    m_pDataGenerator->getTarget(entry.m_vTarget);
+    if (m_iCurrentIndex < getNbEntries())
+        ++m_iCurrentIndex;
+    return QC_CHECK_TEXT("m_iCurrentIndex == (m_vInputTarget.size()-1)",
+                         m_iCurrentIndex == getNbEntries() - 1);
+}
+
+void InMemoryDataGenerator::dropEntry()
+{
+    m_vInputTarget.pop_back();
+    m_bEntryWaits = false;
+}
+
+void InMemoryDataGenerator::finishPass()
+{
+    if (m_bEntryWaits)
+        dropEntry();
+    if (m_pDataGenerator->atEnd())
+    {
+        QC_DEBUG("All data is in memory now");
+        m_bAllInMemory = true;
+        m_bClean = m_bClean && m_pDataGenerator->endedCleanly();
+        const Fallible<const char*> libName = m_pDataGenerator->getLibName();
+        if (libName.isValid())
+            m_strLibName = Fallible<std::string>(libName.getValue());
+        m_pDataGenerator = {};
+    }
+    else
+    {
+        m_vInputTarget.clear();
+        m_bClean = true;
+    }
+    m_iCurrentIndex = static_cast<std::int32_t>(getNbEntries());
+}
+
+/// The request comes while the wrapped generator makes its next pattern: the entry is made here and filled by
+/// generateNext. A further request before that is for the same pattern.
+bool InMemoryDataGenerator::noteReset()
+{
+    if (!QC_CHECK_TEXT("!m_dataGenParent.m_hEntityToReset.isNull()", !m_hEntityToReset.isNull()))
+        return false;
+    QC_DEBUG("Middleman called. Will be a reset issued for pattern " << std::int64_t(m_iCurrentIndex) + 1);
+    // Somebody else may go on with the wrapped generator when it has been let go here.
+    if (!m_bAllInMemory && !m_bEntryWaits)
+    {
+        if (!addEntry())
+            return false;
+        m_vInputTarget.back().m_bReset = true;
+        m_bEntryWaits = true;
+    }
+    return m_hEntityToReset->reset();
+}
+
+bool InMemoryDataGenerator::atEnd() const
+{
+    QC_TRACE("InMemoryDataGenerator::atEnd");
+    if (m_bAllInMemory)
+        return isAfterLast();
+    return QC_CHECK(!m_pDataGenerator.isNull()) && m_pDataGenerator->atEnd();
+}
+
+bool InMemoryDataGenerator::getInput(DoubleVector& out_vInput)
+{
+    QC_TRACE("InMemoryDataGenerator::getInput");
+    if (!QC_CHECK(currentIndexValid()))
+        return false;
+    out_vInput = m_vInputTarget[static_cast<std::size_t>(m_iCurrentIndex)].m_vInput;
+    return true;
+}
+
+bool InMemoryDataGenerator::getTarget(DoubleVector& out_vTarget)
+{
+    QC_TRACE("InMemoryDataGenerator::getTarget");
+    if (!QC_CHECK(currentIndexValid()))
+        return false;
+    const DoubleVector& vTarget = m_vInputTarget[static_cast<std::size_t>(m_iCurrentIndex)].m_vTarget;
+    if (vTarget.empty())
+        return false;
+    out_vTarget = vTarget;
+    return true;
+}
+
+Fallible<const char*> InMemoryDataGenerator::getLibName() const
+{
+    QC_TRACE("InMemoryDataGenerator::getLibName");
+    if (!m_pDataGenerator.isNull())
+        return m_pDataGenerator->getLibName();
+    return m_strLibName.isValid() ? Fallible<const char*>(m_strLibName.getValue().c_str())
+                                  : Fallible<const char*>();
+}
+
+std::ostream& InMemoryDataGenerator::dumpStatus(std::ostream& out_stream)
+{
+    QC_TRACE("InMemoryDataGenerator::dumpStatus");
+    if (!m_pDataGenerator.isNull())
+        return m_pDataGenerator->dumpStatus(out_stream);
+    out_stream << "Pattern " << std::int64_t(m_iCurrentIndex) + 1;
+    if (currentIndexValid() && s_logger.isEnabledFor(LogLevel::DEBUG))
+    {
+        const InputTarget& entry = m_vInputTarget[static_cast<std::size_t>(m_iCurrentIndex)];
+        out_stream << "\nInput: " << entry.m_vInput << "\nTarget: " << entry.m_vTarget;
+    }
+    return out_stream;
+}
+
+bool InMemoryDataGenerator::endedCleanly() const
+{
+    QC_TRACE("InMemoryDataGenerator::endedCleanly");
+    return m_bClean && (m_bAllInMemory || (!m_pDataGenerator.isNull() && m_pDataGenerator->endedCleanly()));
+}
+
+bool InMemoryDataGenerator::setEntityToReset(Handle<Resettable, ReferenceCount> in_entity)
+{
+    QC_TRACE("InMemoryDataGenerator::setEntityToReset");
+    if (m_bAllInMemory)
+        QC_WARN("All data is in memory: it is too late to set the entity to reset");
+    if (!QC_CHECK(!m_pDataGenerator.isNull()))
+        return false;
+    m_hEntityToReset = in_entity;
+    auto* pSequenceGenerator = dynamic_cast<SequenceDataGenerator*>(m_pDataGenerator.get());
+    if (m_hEntityToReset.isNull())
+    {
+        QC_DEBUG("Entity is not resetable");
+        return pSequenceGenerator == nullptr || pSequenceGenerator->setEntityToReset({});
+    }
+    if (pSequenceGenerator == nullptr)
+    {
+        QC_DEBUG("Entity is resetable but data generator does not need to reset it.");
+        m_hEntityToReset = {};
+        return true;
+    }
+    return handMiddlemanOn();
+}
+
+} // namespace Vexalor::MachineLearning

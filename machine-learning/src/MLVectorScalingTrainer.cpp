@@ -1,0 +1,287 @@
+#include "MLVectorScalingTrainer.h"
+
+#include "quillcast-core/Assertion.h"
+#include "quillcast-core/SerializationArchives.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace Vexalor::MachineLearning
+{
+
+namespace
+{
+
+constinit Logger s_logger("quillcast.ml.VectorScalingTrainer");
+/// Takes what happens with each pattern.
+constinit Logger s_verboseLogger("quillcast.HighVerbose.ml.VectorScalingTrainer");
+
+void updateMinMax(const DoubleVector& in_vValues, DoubleVector& io_vMax, DoubleVector& io_vMin,
+                  std::size_t in_uiCount)
+{
+    const TraceScope scope(s_verboseLogger, "VectorScalingTrainer::updateMinMax");
+    const double* __restrict pValues = in_vValues.begin();
+    double* __restrict pMax = io_vMax.begin();
+    double* __restrict pMin = io_vMin.begin();
+    for (std::size_t i = 0; i < in_uiCount; ++i)
+    {
+        pMax[i] = pValues[i] > pMax[i] ? pValues[i] : pMax[i];
+        pMin[i] = pMin[i] > pValues[i] ? pValues[i] : pMin[i];
+    }
+}
+
+void addValues(const DoubleVector& in_vValues, DoubleVector& io_vSum)
+{
+    const std::size_t uiCount = std::min(in_vValues.size(), io_vSum.size());
+    const double* __restrict pValues = in_vValues.begin();
+    double* __restrict pSum = io_vSum.begin();
+    for (std::size_t i = 0; i < uiCount; ++i)
+        pSum[i] += pValues[i];
+}
+
+void addSquaredDeviations(const DoubleVector& in_vValues, const DoubleVector& in_vMean, DoubleVector& io_vSum)
+{
+    const std::size_t uiCount = std::min(in_vValues.size(), io_vSum.size());
+    const double* __restrict pValues = in_vValues.begin();
+    const double* __restrict pMean = in_vMean.begin();
+    double* __restrict pSum = io_vSum.begin();
+    for (std::size_t i = 0; i < uiCount; ++i)
+        pSum[i] += (pValues[i] - pMean[i]) * (pValues[i] - pMean[i]);
+}
+
+} // namespace
+
+template <class Archive>
+void VectorScalingTrainer::Config::TrainingParam::serialize(Archive& io_archive, const unsigned int)
+{
+    QC_FIELD(m_bMinMax);
+    QC_FIELD(m_dScaledMinValue);
+    QC_FIELD(m_dScaledMaxValue);
+    QC_FIELD(m_bStandardize);
+}
+
+template <class Archive>
+void VectorScalingTrainer::Config::serialize(Archive& io_archive, const unsigned int)
+{
+    QC_FIELD(m_vTrainingParam);
+}
+
+QC_ARCHIVES(VectorScalingTrainer::Config::TrainingParam);
+QC_ARCHIVES(VectorScalingTrainer::Config);
+
+VectorScalingTrainer::VectorScalingTrainer()
+{
+    QC_TRACE("VectorScalingTrainer ctor");
+}
+
+bool VectorScalingTrainer::configure(const Config& in_config)
+{
+    QC_TRACE("VectorScalingTrainer::configure");
+    m_config = in_config;
+    return true;
+}
+
+bool VectorScalingTrainer::computeScalingParam(DataGenerator& io_generator,
+                                               VectorScaler::Config& io_scalerConfig)
+{
+    QC_TRACE("VectorScalingTrainer::computeScalingParam");
+    if (!io_generator.gotoStart())
+    {
+        QC_ERROR("Cannot go to the start of the data set");
+        return false;
+    }
+    resetData();
+    while (io_generator.generateNext())
+    {
+        if (!readPattern(io_generator))
+            continue;
+        computeMinAndMax();
+        updateMeanCounter();
+        ++m_uiNumberData;
+    }
+    const bool bClean = io_generator.endedCleanly();
+    computeSlope();
+    computeMean();
+    if (!io_generator.gotoStart())
+    {
+        QC_ERROR("Cannot go to the start of the data set on 2nd pass");
+        return false;
+    }
+    m_input.m_vStdDev = DoubleVector(m_uiInputSize);
+    m_target.m_vStdDev = DoubleVector(m_uiTargetSize);
+    while (io_generator.generateNext())
+    {
+        if (readPattern(io_generator))
+            updateStdDevCounter();
+    }
+    if (!bClean || !io_generator.endedCleanly())
+        QC_WARN("The scaling is learnt from a part of the data set: it stopped before its end");
+    computeStdDev();
+    return computeResultingParam(io_scalerConfig);
+}
+
+void VectorScalingTrainer::resetData()
+{
+    QC_TRACE("VectorScalingTrainer::resetData");
+    m_input = Statistics();
+    m_target = Statistics();
+    m_uiInputSize = 0;
+    m_uiTargetSize = 0;
+    m_uiNumberData = 0;
+}
+
+/// False for a pattern that does not count.
+bool VectorScalingTrainer::readPattern(DataGenerator& io_generator)
+{
+    return io_generator.getInput(m_vInput) && io_generator.getTarget(m_vTarget);
+}
+
+void VectorScalingTrainer::computeMinAndMax()
+{
+    const TraceScope scope(s_verboseLogger, "VectorScalingTrainer::computeMinAndMax");
+    if (m_uiNumberData == 0)
+    {
+        m_uiInputSize = m_vInput.size();
+        m_uiTargetSize = m_vTarget.size();
+        m_input.m_vMax = m_input.m_vMin = m_vInput;
+        m_target.m_vMax = m_target.m_vMin = m_vTarget;
+        return;
+    }
+    if (!QC_CHECK_TEXT("m_vInput.size() == m_vInputMax.size()", m_vInput.size() == m_input.m_vMax.size()))
+        return;
+    updateMinMax(m_vInput, m_input.m_vMax, m_input.m_vMin, m_uiInputSize);
+    updateMinMax(m_vTarget, m_target.m_vMax, m_target.m_vMin,
+                 std::min<std::size_t>(m_uiTargetSize, m_vTarget.size()));
+}
+
+void VectorScalingTrainer::updateMeanCounter()
+{
+    const TraceScope scope(s_verboseLogger, "VectorScalingTrainer::updateMeanCounter");
+    if (m_uiNumberData == 0)
+    {
+        m_input.m_vAvg = DoubleVector(m_uiInputSize);
+        m_target.m_vAvg = DoubleVector(m_uiTargetSize);
+    }
+    addValues(m_vInput, m_input.m_vAvg);
+    addValues(m_vTarget, m_target.m_vAvg);
+}
+
+void VectorScalingTrainer::computeMean()
+{
+    QC_TRACE("VectorScalingTrainer::computeMean");
+    if (!QC_CHECK(m_uiNumberData != 0))
+        return;
+    const auto dNumberData = static_cast<double>(m_uiNumberData);
+    for (DoubleVector* pAvg : {&m_input.m_vAvg, &m_target.m_vAvg})
+        for (double& dAvg : *pAvg)
+            dAvg /= dNumberData;
+    QC_DEBUG("Input avg = " << m_input.m_vAvg);
+    QC_DEBUG("Target avg = " << m_target.m_vAvg);
+}
+
+void VectorScalingTrainer::updateStdDevCounter()
+{
+    const TraceScope scope(s_verboseLogger, "VectorScalingTrainer::updateStdDevCounter");
+    if (!QC_CHECK_TEXT("m_vInputAvg.size() == m_uiInputSize", m_input.m_vAvg.size() == m_uiInputSize))
+        return;
+    addSquaredDeviations(m_vInput, m_input.m_vAvg, m_input.m_vStdDev);
+    addSquaredDeviations(m_vTarget, m_target.m_vAvg, m_target.m_vStdDev);
+}
+
+void VectorScalingTrainer::computeStdDev()
+{
+    QC_TRACE("VectorScalingTrainer::computeStdDev");
+    if (!QC_CHECK(m_uiNumberData != 0))
+        return;
+    const auto dDivisor = static_cast<double>(m_uiNumberData - 1);
+    for (DoubleVector* pStdDev : {&m_input.m_vStdDev, &m_target.m_vStdDev})
+        for (double& dStdDev : *pStdDev)
+            dStdDev = std::sqrt(dStdDev / dDivisor);
+    QC_DEBUG("Input std dev = " << m_input.m_vStdDev);
+    QC_DEBUG("Target std avg = " << m_target.m_vStdDev); // wording fixed
+}
+
+bool VectorScalingTrainer::isForTheseSizes() const
+{
+    return QC_CHECK(m_config.m_vTrainingParam.size() == m_uiInputSize + m_uiTargetSize);
+}
+
+void VectorScalingTrainer::computeSlope()
+{
+    QC_TRACE("VectorScalingTrainer::computeSlope");
+    if (!isForTheseSizes())
+        return;
+    computeSlope("Input ", m_input, 0);
+    computeSlope("Target ", m_target, m_uiInputSize);
+}
+
+void VectorScalingTrainer::computeSlope(const char* in_name, Statistics& io_statistics,
+                                        std::size_t in_uiFirstParam) const
+{
+    for (std::size_t i = 0; i < io_statistics.m_vMax.size(); ++i)
+    {
+        const Config::TrainingParam& param = m_config.m_vTrainingParam[in_uiFirstParam + i];
+        const double dMax = io_statistics.m_vMax[i];
+        const double dMin = io_statistics.m_vMin[i];
+        double dSlope = 1.0;
+        if (param.m_bMinMax)
+        {
+            QC_DEBUG(in_name << i << " max value = " << dMax);
+            QC_DEBUG(in_name << i << " min value = " << dMin);
+            dSlope = (param.m_dScaledMaxValue - param.m_dScaledMinValue) / (dMax - dMin);
+        }
+        QC_DEBUG("Dslope  " << i << " = " << dSlope); // two blanks: wording fixed
+        io_statistics.m_vSlope.push_back(dSlope);
+    }
+}
+
+bool VectorScalingTrainer::computeResultingParam(VectorScaler::Config& io_scalerConfig) const
+{
+    QC_TRACE("VectorScalingTrainer::computeResultingParam");
+    return isForTheseSizes() &&
+           computeResultingParam("Input", m_input, 0, io_scalerConfig.m_vInputSlope,
+                                 io_scalerConfig.m_vInputYIntercept) &&
+           computeResultingParam("Target", m_target, m_uiInputSize, io_scalerConfig.m_vTargetSlope,
+                                 io_scalerConfig.m_vTargetYIntercept);
+}
+
+bool VectorScalingTrainer::computeResultingParam(const char* in_name, const Statistics& in_statistics,
+                                                 std::size_t in_uiFirstParam, DoubleVector& io_vSlope,
+                                                 DoubleVector& io_vYIntercept) const
+{
+    const std::string strCondition = std::string("m_v") + in_name + "StdDev[i] != 0";
+    for (std::size_t i = 0; i < in_statistics.m_vSlope.size(); ++i)
+    {
+        const Config::TrainingParam& param = m_config.m_vTrainingParam[in_uiFirstParam + i];
+        double dSlope = 1.0;
+        double dYIntercept = 0.0;
+        if (param.m_bMinMax && param.m_bStandardize)
+        {
+            QC_ERROR("minmax scaling with standardize: NOT SUPPORTED YET");
+            return false;
+        }
+        if (param.m_bStandardize)
+        {
+            const double dStdDev = in_statistics.m_vStdDev[i];
+            if (!QC_CHECK_TEXT(strCondition.c_str(), dStdDev != 0))
+            {
+                QC_ERROR(in_name << ' ' << i << " has one value only: it cannot be standardized");
+                return false;
+            }
+            dSlope = 1.0 / dStdDev;
+            dYIntercept = in_statistics.m_vAvg[i] * -1.0 / dStdDev;
+        }
+        else if (param.m_bMinMax)
+        {
+            dSlope = in_statistics.m_vSlope[i];
+            dYIntercept = param.m_dScaledMinValue - dSlope * in_statistics.m_vMin[i];
+        }
+        io_vSlope.push_back(dSlope);
+        io_vYIntercept.push_back(dYIntercept);
+    }
+    return true;
+}
+
+} // namespace Vexalor::MachineLearning
+
+BOOST_CLASS_EXPORT_IMPLEMENT(Vexalor::MachineLearning::VectorScalingTrainer::Config)

@@ -1,0 +1,109 @@
+#pragma once
+
+#include "MLDataGenerator.h"
+#include "MLVectorScaler.h"
+
+#include <cstdint>
+#include <vector>
+
+namespace Vexalor::MachineLearning
+{
+
+/// Learns, in two passes over a stream of patterns, how to scale each component of its inputs and targets:
+/// not at all, to mean 0 and standard deviation 1, or into an interval. Call order: configure
+/// computeScalingParam*.
+///
+/// Sums are taken in the order of the patterns, each component for itself: the results are the same bits on
+/// every machine.
+class VectorScalingTrainer : public virtual Object
+{
+public:
+    /// What to do with each component. The layout of the files is in doc/formats.md, "Scaling".
+    class Config : public virtual Object
+    {
+    public:
+        /// Of one component; neither flag: it stays as it is. Both: refused.
+        class TrainingParam
+        {
+        public:
+            bool m_bMinMax = false;         ///< from [least, greatest value] to the interval
+            double m_dScaledMinValue = 0.0; ///< lower end of the interval
+            double m_dScaledMaxValue = 1.0; ///< upper end of the interval
+            bool m_bStandardize = false;    ///< to mean 0 and standard deviation 1
+
+        private:
+            friend class boost::serialization::access;
+            template <class Archive>
+            void serialize(Archive& io_archive, unsigned int in_uiVersion);
+        };
+
+        /// One for each component of an input, then one for each of a target.
+        std::vector<TrainingParam> m_vTrainingParam;
+
+    private:
+        friend class boost::serialization::access;
+        template <class Archive>
+        void serialize(Archive& io_archive, unsigned int in_uiVersion);
+    };
+
+    VectorScalingTrainer();
+    VectorScalingTrainer(const VectorScalingTrainer&) = default;
+    VectorScalingTrainer& operator=(const VectorScalingTrainer&) = default;
+
+    /// Takes over a copy; always true.
+    virtual bool configure(const Config& in_config);
+
+    /// Appends one slope and one y-intercept for each component to the four vectors, which the caller has
+    /// emptied; leaves the generator at its end. Patterns without target do not count. The standard deviation
+    /// is that of a sample, with the divisor n - 1; a component that has one value only gets parameters that
+    /// are not finite from min-max scaling.
+    ///
+    /// False, with the reason logged at error level and the vectors in no particular state, when a pass
+    /// cannot start, when the configuration is not for patterns of the first one's size, when a component is
+    /// to be standardized that has one value only, or when both flags are set. A stream that stops before its
+    /// end gives a warning.
+    bool computeScalingParam(DataGenerator& io_generator, VectorScaler::Config& io_scalerConfig);
+
+private:
+    /// Of all inputs, or of all targets; a value a component. Sums become the mean and the deviation in
+    /// place.
+    struct Statistics
+    {
+        DoubleVector m_vMax;
+        DoubleVector m_vMin;
+        DoubleVector m_vSlope; ///< of min-max scaling
+        DoubleVector m_vAvg;
+        DoubleVector m_vStdDev;
+    };
+
+    void resetData();
+    bool readPattern(DataGenerator& io_generator);
+    void computeMinAndMax();
+    void updateMeanCounter();
+    void computeMean();
+    void updateStdDevCounter();
+    void computeStdDev();
+    void computeSlope();
+    void computeSlope(const char* in_name, Statistics& io_statistics, std::size_t in_uiFirstParam) const;
+    bool computeResultingParam(VectorScaler::Config& io_scalerConfig) const;
+    bool computeResultingParam(const char* in_name, const Statistics& in_statistics,
+                               std::size_t in_uiFirstParam, DoubleVector& io_vSlope,
+                               DoubleVector& io_vYIntercept) const;
+    bool isForTheseSizes() const;
+
+    Config m_config;
+    DoubleVector m_vInput;
+    DoubleVector m_vTarget;
+    Statistics m_input;
+    Statistics m_target;
+    std::uint64_t m_uiInputSize = 0;
+    std::uint64_t m_uiTargetSize = 0;
+    std::uint64_t m_uiNumberData = 0;
+};
+
+} // namespace Vexalor::MachineLearning
+
+BOOST_CLASS_EXPORT_KEY2(Vexalor::MachineLearning::VectorScalingTrainer::Config,
+                        "MLVectorScalingTrainerConfig")
+BOOST_CLASS_TRACKING(Vexalor::MachineLearning::VectorScalingTrainer::Config::TrainingParam,
+                     boost::serialization::track_never)

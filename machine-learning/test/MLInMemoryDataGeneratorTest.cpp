@@ -1,0 +1,304 @@
+#include "MLInMemoryDataGenerator.h"
+#include "MLScalingDataGenerator.h"
+#include "MLVectorFileDataGenerator.h"
+#include "test-support/AllocationCounter.h"
+#include "test-support/CountingResettable.h"
+#include "test-support/LogCapture.h"
+#include "test-support/ScriptedGenerator.h"
+#include "test-support/TempDir.h"
+
+#include <gmock/gmock.h>
+#include <sstream>
+
+using namespace Vexalor;
+using namespace Vexalor::MachineLearning;
+using testing::Contains;
+using Testing::CountingResettable;
+using testing::Each;
+using testing::ElementsAre;
+using Testing::ScriptedGenerator;
+
+namespace
+{
+
+constexpr const char* LOGGER = "quillcast.ml.generator.InMemoryDataGenerator";
+constexpr const char* INDEX = "m_iCurrentIndex == (m_vInputTarget.size()-1)";
+
+using Patterns = std::vector<ScriptedGenerator::Pattern>;
+using Inputs = std::vector<double>;
+
+/// Inputs of a pass; how often the entity had been reset when each pattern came goes to out_pResets.
+Inputs readInputs(DataGenerator& io_generator, const CountingResettable* in_pEntity = nullptr,
+                  std::vector<int>* out_pResets = nullptr)
+{
+    Inputs vInputs;
+    DoubleVector vInput;
+    EXPECT_TRUE(io_generator.gotoStart());
+    while (io_generator.generateNext() && io_generator.getInput(vInput))
+    {
+        vInputs.push_back(vInput[0]);
+        if (out_pResets != nullptr)
+            out_pResets->push_back(in_pEntity->m_iResets);
+    }
+    return vInputs;
+}
+
+class InMemoryTest : public testing::Test
+{
+protected:
+    InMemoryTest() { m_cache.setDataGenerator(m_pSource); }
+
+    // The first pattern is marked as well, although every pass begins a sequence.
+    CountedObjPtr<ScriptedGenerator> m_pSource{
+        new ScriptedGenerator(Patterns{{{1}, {10}, true}, {{2}, {}}, {{3}, {30}, true}, {{4}, {40}}})};
+    CountedObjPtr<CountingResettable> m_pEntity{new CountingResettable};
+    InMemoryDataGenerator m_cache;
+    Testing::AssertionCapture m_assertions;
+};
+
+} // namespace
+
+TEST_F(InMemoryTest, TheFirstPassStreamsAndTheOthersReplay)
+{
+    const Testing::LogCapture log(LOGGER, LogLevel::DEBUG);
+    EXPECT_EQ(readInputs(m_cache), (Inputs{1, 2, 3, 4}));
+    EXPECT_TRUE(log.has("DEBUG New m_vInputTarget size is: 4"));
+    EXPECT_EQ(log.count("DEBUG All data is in memory now"), 1U);
+    EXPECT_EQ(m_pSource.getCount(), 1U) << "let go";
+    for (int iPass = 0; iPass < 2; ++iPass)
+    {
+        EXPECT_EQ(readInputs(m_cache), (Inputs{1, 2, 3, 4}));
+        EXPECT_TRUE(m_cache.atEnd() && m_cache.endedCleanly());
+    }
+    DoubleVector vTarget{7};
+    EXPECT_TRUE(m_cache.gotoStart() && m_cache.generateNext() && m_cache.getTarget(vTarget));
+    EXPECT_EQ(vTarget, DoubleVector{10});
+    EXPECT_TRUE(m_cache.generateNext());
+    EXPECT_FALSE(m_cache.getTarget(vTarget));
+    EXPECT_EQ(vTarget, DoubleVector{10});
+    std::ostringstream status;
+    m_cache.dumpStatus(status);
+    EXPECT_EQ(status.str(), "Pattern 2\nInput: [2]\nTarget: []");
+
+    EXPECT_TRUE(m_cache.gotoStart());
+    EXPECT_FALSE(m_cache.atEnd());
+    EXPECT_THAT(m_assertions.conditions(), ElementsAre());
+    EXPECT_FALSE(m_cache.getInput(vTarget) || m_cache.getTarget(vTarget));
+    EXPECT_THAT(m_assertions.conditions(), ElementsAre("currentIndexValid()", "currentIndexValid()"));
+}
+
+TEST_F(InMemoryTest, ResetsAreReplayedBeforeTheirPatterns)
+{
+    ASSERT_TRUE(m_cache.setEntityToReset(m_pEntity));
+    Testing::LogCapture log(LOGGER, LogLevel::DEBUG);
+    std::vector<int> vResets;
+    EXPECT_EQ(readInputs(m_cache, m_pEntity.get(), &vResets), (Inputs{1, 2, 3, 4}));
+    EXPECT_THAT(vResets, ElementsAre(2, 2, 3, 3)) << "start, mark of the first, mark of the third";
+    EXPECT_EQ(log.count("DEBUG Middleman called. Will be a reset issued for pattern 0"), 2U) << log.text();
+    EXPECT_EQ(log.count("DEBUG Middleman called. Will be a reset issued for pattern 2"), 1U) << log.text();
+
+    m_pEntity->m_iResets = 0;
+    vResets.clear();
+    EXPECT_EQ(readInputs(m_cache, m_pEntity.get(), &vResets), (Inputs{1, 2, 3, 4}));
+    EXPECT_THAT(vResets, ElementsAre(1, 1, 2, 2));
+    m_pEntity->m_bResult = false;
+    EXPECT_EQ(readInputs(m_cache).size(), 4U) << "a reset that fails does not stop a replay";
+
+    log.clear();
+    EXPECT_FALSE(m_cache.setEntityToReset(m_pEntity));
+    EXPECT_EQ(log.count("WARN All data is in memory"), 1U);
+    EXPECT_THAT(m_assertions.conditions(), ElementsAre("!m_pDataGenerator.isNull()"));
+    // The other generator may go on with somebody else: that changes nothing here.
+    m_pEntity->m_bResult = true;
+    readInputs(*m_pSource);
+    EXPECT_EQ(readInputs(m_cache).size(), 4U);
+}
+
+TEST_F(InMemoryTest, EntityIsSetWhereItCanBeReset)
+{
+    const Testing::LogCapture log(LOGGER, LogLevel::DEBUG);
+    ASSERT_TRUE(m_cache.setEntityToReset(m_pEntity));
+    ASSERT_TRUE(m_cache.setEntityToReset({}));
+    EXPECT_TRUE(log.has("DEBUG Entity is not resetable"));
+    EXPECT_EQ(readInputs(m_cache).size(), 4U);
+    EXPECT_EQ(m_pEntity->m_iResets, 0);
+    EXPECT_EQ(m_pEntity.getCount(), 1U);
+
+    struct Plain : DataGenerator
+    {
+        bool gotoStart() override { return true; }
+        bool generateNext() override { return false; }
+        bool atEnd() const override { return true; }
+        bool getInput(DoubleVector&) override { return false; }
+        bool getTarget(DoubleVector&) override { return false; }
+        std::ostream& dumpStatus(std::ostream& out_stream) override { return out_stream; }
+    };
+    InMemoryDataGenerator cache;
+    cache.setDataGenerator(CountedObjPtr<DataGenerator>(new Plain));
+    EXPECT_TRUE(cache.setEntityToReset(m_pEntity));
+    EXPECT_TRUE(log.has("DEBUG Entity is resetable but data generator does not need to reset it."));
+    EXPECT_EQ(m_pEntity.getCount(), 1U);
+
+    // A failing reset fails the start, as it does without the cache between.
+    InMemoryDataGenerator other;
+    other.setDataGenerator(m_pSource);
+    ASSERT_TRUE(other.setEntityToReset(m_pEntity));
+    m_pEntity->m_bResult = false;
+    EXPECT_FALSE(other.gotoStart());
+    m_pEntity->m_bResult = true;
+    EXPECT_EQ(readInputs(other), (Inputs{1, 2, 3, 4})) << "one entry waited, not two";
+    EXPECT_EQ(readInputs(other), (Inputs{1, 2, 3, 4}));
+}
+
+TEST_F(InMemoryTest, RewindInTheFirstPassFailsAndLeavesNothingWrong)
+{
+    ASSERT_TRUE(m_cache.setEntityToReset(m_pEntity));
+    ASSERT_TRUE(m_cache.gotoStart() && m_cache.gotoStart() && m_cache.generateNext() &&
+                m_cache.generateNext());
+    ASSERT_TRUE(m_cache.gotoStart());
+    EXPECT_FALSE(m_cache.generateNext());
+    EXPECT_THAT(m_assertions.conditions(), ElementsAre(INDEX));
+    EXPECT_FALSE(m_cache.generateNext());
+    // Who goes on all the same comes to where the memory ends.
+    EXPECT_TRUE(m_cache.generateNext() && m_cache.generateNext());
+    EXPECT_FALSE(m_cache.generateNext());
+    EXPECT_TRUE(m_cache.atEnd());
+    m_pEntity->m_iResets = 0;
+    EXPECT_EQ(readInputs(m_cache), (Inputs{1, 2, 3, 4}));
+    EXPECT_EQ(m_pEntity->m_iResets, 2);
+}
+
+TEST_F(InMemoryTest, AStreamThatStopsIsNotTakenForItsEnd)
+{
+    ASSERT_TRUE(m_cache.setEntityToReset(m_pEntity));
+    m_pSource->m_uiFailBefore = 2;
+    m_pSource->m_bCleanEnd = false;
+    EXPECT_EQ(readInputs(m_cache), (Inputs{1, 2}));
+    EXPECT_FALSE(m_cache.atEnd());
+    EXPECT_FALSE(m_cache.endedCleanly());
+    EXPECT_FALSE(m_cache.generateNext());
+    m_pSource->m_uiFailBefore = SIZE_MAX;
+    EXPECT_EQ(readInputs(m_cache), (Inputs{1, 2, 3, 4})) << "streams again";
+    EXPECT_FALSE(m_cache.endedCleanly());
+    EXPECT_EQ(readInputs(m_cache), (Inputs{1, 2, 3, 4}));
+    EXPECT_FALSE(m_cache.endedCleanly()) << "replays tell as well";
+}
+
+TEST_F(InMemoryTest, APatternWithoutInputIsNotKept)
+{
+    ASSERT_TRUE(m_cache.setEntityToReset(m_pEntity));
+    m_pSource->m_bInputWorks = false;
+    ASSERT_TRUE(m_cache.gotoStart());
+    EXPECT_FALSE(m_cache.generateNext());
+    EXPECT_THAT(m_assertions.conditions(),
+                ElementsAre("m_pDataGenerator-> getInput(m_vInputTarget.back().m_vInput)"));
+    m_pSource->m_bInputWorks = true;
+    while (m_cache.generateNext())
+        continue;
+    EXPECT_EQ(readInputs(m_cache), (Inputs{2, 3, 4}));
+    EXPECT_FALSE(m_cache.endedCleanly()) << "one is missing";
+}
+
+TEST_F(InMemoryTest, AnEmptyStreamLeavesNoEntries)
+{
+    InMemoryDataGenerator cache;
+    cache.setDataGenerator(CountedObjPtr<DataGenerator>(new ScriptedGenerator({})));
+    ASSERT_TRUE(cache.setEntityToReset(m_pEntity));
+    for (int iPass = 0; iPass < 3; ++iPass)
+    {
+        ASSERT_TRUE(cache.gotoStart());
+        EXPECT_FALSE(cache.generateNext());
+        EXPECT_FALSE(cache.generateNext());
+        EXPECT_TRUE(cache.atEnd());
+    }
+    EXPECT_EQ(m_pEntity->m_iResets, 1) << "no pattern, no reset in a replay";
+    EXPECT_THAT(m_assertions.conditions(), ElementsAre());
+}
+
+TEST_F(InMemoryTest, CopiesHaveMiddlemenOfTheirOwn)
+{
+    ASSERT_TRUE(m_cache.setEntityToReset(m_pEntity));
+    auto pCopy = std::make_unique<InMemoryDataGenerator>(m_cache);
+    EXPECT_EQ(readInputs(*pCopy), (Inputs{1, 2, 3, 4}));
+    EXPECT_EQ(m_pEntity->m_iResets, 3);
+    EXPECT_EQ(readInputs(m_cache), (Inputs{1, 2, 3, 4})) << "the original still streams";
+    EXPECT_EQ(m_pEntity->m_iResets, 6);
+
+    InMemoryDataGenerator assigned;
+    assigned = m_cache;
+    EXPECT_EQ(readInputs(assigned), (Inputs{1, 2, 3, 4}));
+    EXPECT_EQ(m_pEntity->m_iResets, 8) << "a replay";
+
+    // A middleman that outlives its cache has nothing to reset.
+    const CountedObjPtr<ScriptedGenerator> pSource(new ScriptedGenerator(Patterns{{{1}, {}, true}}));
+    pCopy = std::make_unique<InMemoryDataGenerator>();
+    pCopy->setDataGenerator(pSource);
+    ASSERT_TRUE(pCopy->setEntityToReset(m_pEntity));
+    pCopy.reset();
+    EXPECT_EQ(readInputs(*pSource).size(), 1U);
+    EXPECT_EQ(m_pEntity->m_iResets, 8);
+    EXPECT_THAT(m_assertions.conditions(), ElementsAre());
+}
+
+TEST_F(InMemoryTest, OperationsOfTheWrappedGenerator)
+{
+    const Testing::LogCapture log(LOGGER, LogLevel::ERROR);
+    const Testing::TempDir folder;
+    const std::string strFile = folder.write("patterns", "[1] [1]\n");
+    InMemoryDataGenerator cache;
+    const CountedObjPtr<VectorFileDataGenerator> pFile(new VectorFileDataGenerator);
+    cache.setDataGenerator(pFile);
+    EXPECT_TRUE(cache.setCurrentFilename(strFile.c_str()));
+    EXPECT_EQ(pFile->getCurrentFilename(), strFile);
+    EXPECT_EQ(cache.getCurrentFilename(), strFile);
+    EXPECT_FALSE(cache.configure(ScalingDataGenerator::Config())) << "takes none";
+    EXPECT_TRUE(log.has("ERROR The generator to be held in memory takes no configuration"));
+    EXPECT_EQ(readInputs(cache), Inputs{1});
+    EXPECT_THAT(m_assertions.conditions(), ElementsAre());
+    EXPECT_STREQ(cache.getCurrentFilename(), "") << "let go";
+
+    const CountedObjPtr<ScalingDataGenerator> pScaling(new ScalingDataGenerator);
+    pScaling->setDataGenerator(m_pSource);
+    cache.setDataGenerator(pScaling);
+    ScalingDataGenerator::Config config;
+    config.m_scalerConfig.m_vInputSlope = {2};
+    config.m_scalerConfig.m_vInputYIntercept = {0};
+    EXPECT_TRUE(cache.configure(config));
+    EXPECT_FALSE(cache.setCurrentFilename("file"));
+    EXPECT_TRUE(log.has("ERROR The generator to be held in memory reads no file"));
+    EXPECT_STREQ(cache.getCurrentFilename(), "");
+}
+
+TEST_F(InMemoryTest, WithoutAGeneratorEveryOperationFails)
+{
+    InMemoryDataGenerator cache;
+    EXPECT_FALSE(cache.configure(ScalingDataGenerator::Config()));
+    EXPECT_THAT(m_assertions.conditions(), ElementsAre("! m_pDataGenerator.isNull()"));
+    m_assertions.clear();
+    EXPECT_FALSE(cache.setCurrentFilename("file"));
+    EXPECT_STREQ(cache.getCurrentFilename(), "");
+    EXPECT_FALSE(cache.gotoStart());
+    EXPECT_FALSE(cache.generateNext());
+    EXPECT_FALSE(cache.atEnd());
+    EXPECT_FALSE(cache.setEntityToReset(m_pEntity));
+    EXPECT_EQ(m_assertions.conditions().size(), 6U);
+    EXPECT_THAT(m_assertions.conditions(), Each("!m_pDataGenerator.isNull()"));
+    EXPECT_FALSE(cache.endedCleanly());
+    EXPECT_FALSE(cache.getLibName().isValid());
+}
+
+TEST_F(InMemoryTest, ReplaysTakeNoMemory)
+{
+    readInputs(m_cache);
+    DoubleVector vInput(1);
+    DoubleVector vTarget(1);
+    const Testing::AllocationCounter allocations;
+    m_cache.gotoStart();
+    while (m_cache.generateNext())
+    {
+        m_cache.getInput(vInput);
+        m_cache.getTarget(vTarget);
+    }
+    EXPECT_EQ(allocations.getCount(), 0U);
+    EXPECT_EQ(vInput, DoubleVector{4});
+}
