@@ -76,6 +76,12 @@ void append(std::string& io_strBytes, const Word* in_words, std::size_t in_uiCou
     }
 }
 
+void copyWords(const char* in_bytes, std::uint64_t in_uiCount, DoubleVector& out_vValues)
+{
+    out_vValues.resize(in_uiCount);
+    decode(in_bytes, in_uiCount, out_vValues.begin());
+}
+
 /// Reads as much as there is, up to in_uiSize.
 std::size_t readFully(InputFile& io_file, char* out_bytes, std::size_t in_uiSize)
 {
@@ -155,6 +161,27 @@ bool BinaryFileDataGenerator::generateNext()
     return m_bInputValid;
 }
 
+bool BinaryFileDataGenerator::readRecord()
+{
+    m_uiRecord = m_uiNext;
+    std::uint64_t uiSize = m_uiTargetFlag + FLAG;
+    if (!provide(uiSize))
+    {
+        m_bInputValid = available() >= m_uiTargetFlag;
+        return available() != 0 && stopInRecord();
+    }
+    m_bInputValid = true;
+    if (m_vBlock[m_uiRecord + m_uiTargetFlag] != 0)
+    {
+        uiSize += m_uiTargetBytes;
+        if (!provide(uiSize))
+            return stopInRecord();
+        m_bTargetValid = m_uiTargetBytes != 0;
+    }
+    m_uiNext = m_uiRecord + uiSize;
+    return true;
+}
+
 bool BinaryFileDataGenerator::readLine()
 {
     QC_TRACE("MachineLearning::BinaryFileDataGenerator::readLine");
@@ -174,39 +201,16 @@ bool BinaryFileDataGenerator::readHeader()
         return stopInRecord();
     decode(m_vBlock.data() + m_uiRecord, 1, &m_uiNbInput);
     decode(m_vBlock.data() + m_uiRecord + WORD, 1, &m_uiNbTarget);
+    m_uiTargetFlag = inputBytes(m_uiNbInput);
+    m_uiTargetBytes = targetBytes(m_uiNbTarget);
     m_uiNext = m_uiRecord + SIZES;
     QC_DEBUG("Number of inputs: " << m_uiNbInput << ", number of targets: " << m_uiNbTarget);
     return true;
 }
 
-bool BinaryFileDataGenerator::readRecord()
+/// Reads on until the block holds in_uiSize bytes.
+bool BinaryFileDataGenerator::fetch(std::uint64_t in_uiSize)
 {
-    m_uiRecord = m_uiNext;
-    const std::uint64_t uiInputEnd = inputBytes(m_uiNbInput);
-    if (!provide(uiInputEnd + FLAG))
-    {
-        m_bInputValid = available() >= uiInputEnd;
-        return available() != 0 && stopInRecord();
-    }
-    m_bInputValid = true;
-    std::uint64_t uiSize = uiInputEnd + FLAG;
-    if (m_vBlock[m_uiRecord + uiInputEnd] != 0)
-    {
-        uiSize += targetBytes(m_uiNbTarget);
-        if (!provide(uiSize))
-            return stopInRecord();
-        m_bTargetValid = m_uiNbTarget != 0;
-    }
-    m_uiNext = m_uiRecord + uiSize;
-    return true;
-}
-
-/// Reads on until the block holds in_uiSize bytes from the start of the record; false when there are not as
-/// many.
-bool BinaryFileDataGenerator::provide(std::uint64_t in_uiSize)
-{
-    if (__builtin_expect(available() >= in_uiSize, 1))
-        return true;
     m_bFailed = true;
     if (!m_file.isOpen())
         return false;
@@ -236,7 +240,7 @@ bool BinaryFileDataGenerator::growBlock(std::uint64_t in_uiSize)
     const std::optional<std::uint64_t> rest = m_file.getRest();
     if (rest && *rest < in_uiSize - m_uiEnd)
         return false;
-    const std::uint64_t uiRecord = inputBytes(m_uiNbInput) + FLAG + targetBytes(m_uiNbTarget);
+    const std::uint64_t uiRecord = m_uiTargetFlag + FLAG + m_uiTargetBytes;
     std::uint64_t uiSize = in_uiSize;
     if (!rest)
         uiSize = std::min<std::uint64_t>(in_uiSize, 2 * m_vBlock.size());
@@ -257,24 +261,12 @@ bool BinaryFileDataGenerator::stopInRecord()
     return false;
 }
 
-void BinaryFileDataGenerator::copyInput(DoubleVector& out_vInput) const
-{
-    out_vInput.resize(m_uiNbInput);
-    decode(m_vBlock.data() + m_uiRecord + FLAG, m_uiNbInput, out_vInput.begin());
-}
-
-void BinaryFileDataGenerator::copyTarget(DoubleVector& out_vTarget) const
-{
-    out_vTarget.resize(m_uiNbTarget);
-    decode(m_vBlock.data() + m_uiRecord + inputBytes(m_uiNbInput) + FLAG, m_uiNbTarget, out_vTarget.begin());
-}
-
 bool BinaryFileDataGenerator::getInput(DoubleVector& out_vInput)
 {
     QC_TRACE("MachineLearning::BinaryFileDataGenerator::getInput");
     if (!m_bInputValid)
         return false;
-    copyInput(out_vInput);
+    copyWords(m_vBlock.data() + m_uiRecord + FLAG, m_uiNbInput, out_vInput);
     return true;
 }
 
@@ -283,7 +275,7 @@ bool BinaryFileDataGenerator::getTarget(DoubleVector& out_vTarget)
     QC_TRACE("MachineLearning::BinaryFileDataGenerator::getTarget");
     if (!m_bTargetValid)
         return false;
-    copyTarget(out_vTarget);
+    copyWords(m_vBlock.data() + m_uiRecord + m_uiTargetFlag + FLAG, m_uiNbTarget, out_vTarget);
     return true;
 }
 
@@ -295,10 +287,8 @@ std::ostream& BinaryFileDataGenerator::dumpStatus(std::ostream& out_stream)
         return out_stream;
     DoubleVector vInput;
     DoubleVector vTarget;
-    if (m_bInputValid)
-        copyInput(vInput);
-    if (m_bTargetValid)
-        copyTarget(vTarget);
+    getInput(vInput);
+    getTarget(vTarget);
     return out_stream << "\nInput: " << vInput << "\nTarget: " << vTarget;
 }
 
@@ -349,7 +339,6 @@ bool BinaryFileWriter::open(const char* in_filename)
         QC_ERROR("Could not open file " << m_strFilename << " for output.");
         return false;
     }
-    m_strBlock.reserve(BLOCK_SIZE);
     m_uiNbInput = 0;
     m_uiNbTarget = 0;
     m_uiNbPattern = 0;
@@ -398,6 +387,7 @@ void BinaryFileWriter::writeHeader(std::uint64_t in_uiNbInput, std::uint64_t in_
 {
     m_uiNbInput = in_uiNbInput;
     m_uiNbTarget = in_uiNbTarget;
+    m_strBlock.reserve(BLOCK_SIZE + inputBytes(m_uiNbInput) + FLAG + targetBytes(m_uiNbTarget));
     std::string strHeader(MAGIC);
     append(strHeader, &m_uiNbInput, 1);
     append(strHeader, &m_uiNbTarget, 1);

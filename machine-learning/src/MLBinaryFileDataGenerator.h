@@ -55,13 +55,13 @@ private:
 
     bool openFile();
     bool readHeader();
-    bool readRecord();
-    bool provide(std::uint64_t in_uiSize);
+    inline bool readRecord();
+    /// The block holds so many bytes from the start of the record; false when there are not as many.
+    bool provide(std::uint64_t in_uiSize) { return available() >= in_uiSize || fetch(in_uiSize); }
+    bool fetch(std::uint64_t in_uiSize);
     bool growBlock(std::uint64_t in_uiSize);
     bool stopInRecord();
     std::uint64_t available() const { return m_uiEnd - m_uiRecord; }
-    void copyInput(DoubleVector& out_vInput) const;
-    void copyTarget(DoubleVector& out_vTarget) const;
 
     std::string m_strFilename;
     InputFile m_file;
@@ -72,6 +72,8 @@ private:
     std::uint64_t m_uiPattern = 0; ///< patterns read since gotoStart
     std::uint64_t m_uiNbInput = 0;
     std::uint64_t m_uiNbTarget = 0;
+    std::uint64_t m_uiTargetFlag = 0; ///< place in the record; the target follows
+    std::uint64_t m_uiTargetBytes = 0;
     bool m_bInputValid = false;
     bool m_bTargetValid = false;
     bool m_bFailed = false; ///< nothing more can be read before the next gotoStart
