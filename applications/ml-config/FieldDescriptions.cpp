@@ -10,6 +10,7 @@ namespace
 
 constexpr ClassDescription CLASSES[] = {
     {"MLVectorFileDataGenerator", "patterns of a text pattern file, as they stand there"},
+    {"MLBinaryFileDataGenerator", "patterns of a binary pattern file, as they stand there"},
     {"MLAudioFileDataGenerator",
      "patterns of an annotated recording: the features of a window are the input, "
      "the classes in progress at its end the target"},

@@ -1,6 +1,7 @@
 #include "ml-config/GeneratorKinds.h"
 
 #include "MLAudioFileDataGenerator.h"
+#include "MLBinaryFileDataGenerator.h"
 #include "MLVectorFileDataGenerator.h"
 #include "ml-config/ClassNames.h"
 #include "quillcast-core/Logger.h"
@@ -62,6 +63,9 @@ constexpr GeneratorKind KINDS[] = {
     {"vector-file", "MLVectorFileDataGenerator",
      [](const GeneratorRequest&) { return newDefault<VectorFileDataGenerator>(); },
      newDefault<VectorFileDataGenerator>},
+    {"binary-file", "MLBinaryFileDataGenerator",
+     [](const GeneratorRequest&) { return newDefault<BinaryFileDataGenerator>(); },
+     newDefault<BinaryFileDataGenerator>},
 };
 
 } // namespace

@@ -1,6 +1,7 @@
 #include "ml-config/GeneratorOutlook.h"
 
 #include "MLAudioFileDataGenerator.h"
+#include "MLBinaryFileDataGenerator.h"
 #include "MLVectorFileDataGenerator.h"
 #include "ml-config/ClassNames.h"
 
@@ -158,7 +159,8 @@ GeneratorOutlook examineGenerator(const DataGenerator& in_generator, const Confi
     if (const auto* pAudio = dynamic_cast<const AudioFileDataGenerator*>(&in_generator))
         return AudioExaminer(pAudio->getConfig(), in_entries).examine();
     GeneratorOutlook outlook;
-    if (dynamic_cast<const VectorFileDataGenerator*>(&in_generator) != nullptr)
+    if (dynamic_cast<const VectorFileDataGenerator*>(&in_generator) != nullptr ||
+        dynamic_cast<const BinaryFileDataGenerator*>(&in_generator) != nullptr)
         outlook.m_strPatterns = "inputs and targets of the sizes that the pattern file has";
     return outlook;
 }

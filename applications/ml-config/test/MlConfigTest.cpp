@@ -90,6 +90,7 @@ TEST_F(MlConfigTest, WhatIsWrittenLoadsAndEqualsItselfWhenSaved)
     const std::vector<std::string> CASES[] = {
         {},
         {"--generator", "vector-file"},
+        {"--generator", "binary-file"},
         {"--rate", "16000", "--feature", "mfcc", "--cepstra", "12", "--bands", "26", "--channel", "1"},
         {"--feature", "log-mel", "--feature", "energy", "--feature", "log-mel", "--feature", "zero-crossing"},
         {"--feature", "tones", "--frequency", "697,770.5", "--frequency", "1209", "--max-time", "0.1"},
