@@ -1,10 +1,12 @@
 // Makes the files that the other programs read, the same bytes every time. usage: BenchInputs FOLDER
 //
 // patterns.txt     200 000 patterns of 40 inputs and 3 targets, normal deviates, as text
+// patterns.binary  the same as a binary pattern file
 // patterns.raw     the same as bare doubles
 // hour-N.wav       one hour at 8 kHz, a tone that wanders and noise, with 1 000 events of each of N classes
 // ten-hours-8.wav  ten hours of silence, with the events of 8 classes; a sparse file
 
+#include "MLBinaryFileDataGenerator.h"
 #include "MLVectorFileDataGenerator.h"
 #include "test-support/WavBuilder.h"
 
@@ -35,9 +37,11 @@ bool makePatterns(const std::string& in_strFolder)
     std::normal_distribution<double> values;
     std::ofstream raw(in_strFolder + "/patterns.raw", std::ios::binary);
     VectorFileWriter text;
+    BinaryFileWriter binary;
     DoubleVector vInput(NB_INPUTS);
     DoubleVector vTarget(NB_TARGETS);
-    bool bDone = text.open((in_strFolder + "/patterns.txt").c_str());
+    bool bDone = text.open((in_strFolder + "/patterns.txt").c_str()) &&
+                 binary.open((in_strFolder + "/patterns.binary").c_str());
     for (std::size_t uiPattern = 0; bDone && uiPattern < NB_PATTERNS; ++uiPattern)
     {
         for (DoubleVector* pVector : {&vInput, &vTarget})
@@ -46,10 +50,10 @@ bool makePatterns(const std::string& in_strFolder)
             raw.write(reinterpret_cast<const char*>(pVector->begin()),
                       static_cast<std::streamsize>(pVector->size() * sizeof(double)));
         }
-        bDone = text.write(false, vInput, vTarget);
+        bDone = text.write(false, vInput, vTarget) && binary.write(false, vInput, vTarget);
     }
     raw.close();
-    return text.close() && bDone && raw;
+    return text.close() && binary.close() && bDone && raw;
 }
 
 std::vector<std::int16_t> makeSamples()

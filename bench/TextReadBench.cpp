@@ -2,28 +2,10 @@
 // usage: TextReadBench PATTERNS.txt
 
 #include "MLVectorFileDataGenerator.h"
-#include "bench/Bench.h"
-#include "quillcast-core/Logger.h"
-
-using namespace Vexalor;
-using namespace Vexalor::MachineLearning;
+#include "bench/PatternFileBench.h"
 
 int main(int in_iArguments, char** in_arguments)
 {
-    const LoggingSession session;
-    Logger::setLevel("", LogLevel::OFF);
-    VectorFileDataGenerator generator;
-    if (in_iArguments != 2 || !generator.setCurrentFilename(in_arguments[1]))
-        return 2;
-    DoubleVector vInput;
-    DoubleVector vTarget;
-    Bench::Pass pass;
-    const auto times = Bench::measure(
-        Bench::getRunCount(), [&] { pass = Bench::pullAll<DataGenerator>(generator, vInput, vTarget); },
-        Bench::wallSeconds);
-    if (!pass.m_bDone)
-        return 1;
-    Bench::reportNanoseconds("read a text pattern", static_cast<double>(pass.m_uiPatterns), times);
-    Bench::reportPass(pass);
-    return 0;
+    return Vexalor::Bench::benchReading<Vexalor::MachineLearning::VectorFileDataGenerator>(
+        "read a text pattern", in_iArguments, in_arguments);
 }

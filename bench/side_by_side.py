@@ -54,10 +54,22 @@ PAIRS = [
     Pair([["TextReadBench", "data/patterns.txt"]], "patterns/text_read.cpp", ["data/patterns.txt"], PATTERN_FLAGS,
          [Row("text reading", "read a text pattern", "mapped, std::from_chars", 1.15),
           Row("text reading, limit in blocks", "read a text pattern", "read() 256 KB blocks, std::from_chars", None)]),
-    Pair([["TextWriteBench", "data/patterns.raw", "data/written.txt"]], "patterns/write.cpp",
+    Pair([["TextWriteBench", "data/patterns.raw", "data/written.txt"],
+          ["BinaryWriteBench", "data/patterns.raw", "data/written.binary"]], "patterns/write.cpp",
          ["data/patterns.raw", "data/written.txt"], PATTERN_FLAGS,
          [Row("text writing, a flush a line", "write a text pattern, flushed",
-              "file: text: to_chars + ofstream.write, flush per line", 1.15)]),
+              "file: text: to_chars + ofstream.write, flush per line", 1.15),
+          Row("binary writing", "write a binary pattern", "file: binary: write() per 1 MB", 1.2),
+          Row("binary writing, limit is a stream", "write a binary pattern",
+              "file: binary: ofstream.write per field, 256 KB buffer", None)]),
+    Pair([["BinaryReadBench", "data/patterns.binary"]], "patterns/file_pull.cpp",
+         ["data/patterns.binary", "200000"], PATTERN_FLAGS,
+         [Row("binary reading", "read a binary pattern", "pulled, copied out of the block buffer", 1.15)], 4),
+    Pair([["SmallReadsBench", "data/patterns.raw"]], "patterns/small_reads.cpp",
+         ["data/patterns.raw", "68800000"], PATTERN_FLAGS,
+         [Row("%d-byte reads, chunk of %s" % (size, chunk), "chunk of %s (%d-byte reads)" % (chunk, size),
+              "own %s chunk buffer (%d-byte reads)" % (limit, size), 1.3)
+          for size in (8, 320) for chunk, limit in (("64 KB", "64 KB"), ("1024 KB", "1 MB"))]),
     Pair([["ErrorFunctionBench"]], "patterns/error_functions.cpp", [], PATTERN_FLAGS,
          [Row("mean square error", "mean square", "sum of squares", 1.1),
           Row("least square error", "least square", "sum of squares", 1.1),
@@ -169,7 +181,7 @@ def main():
     parser.add_argument("--only")
     arguments = parser.parse_args()
     build, rounds = os.path.abspath(arguments.build), max(3, arguments.rounds)
-    pairs = [pair for pair in PAIRS if arguments.only in (None, pair.ours[0][0])]
+    pairs = [pair for pair in PAIRS if arguments.only in [None] + [words[0] for words in pair.ours]]
     alone = [words for words in ALONE if arguments.only in (None, words[0])]
     for words in [words for pair in pairs for words in pair.ours] + alone:
         print("== " + " ".join(words), flush=True)
