@@ -12,6 +12,7 @@
 #include <optional>
 #include <ostream>
 #include <string_view>
+#include <typeinfo>
 
 namespace Vexalor::MachineLearning
 {
@@ -51,7 +52,7 @@ AudioFileDataGenerator::~AudioFileDataGenerator()
 bool AudioFileDataGenerator::configure(const DataGeneratorWithConfig::Config& in_config)
 {
     QC_TRACE("AudioFileDataGenerator::configure");
-    const auto* pConfig = dynamic_cast<const Config*>(&in_config);
+    const Config* pConfig = asOwnConfig(in_config);
     if (pConfig == nullptr)
     {
         QC_ERROR("Could not configure AudioFileDataGenerator : configuration provided is not a "
@@ -64,9 +65,18 @@ bool AudioFileDataGenerator::configure(const DataGeneratorWithConfig::Config& in
         return false;
     }
     m_config = *pConfig;
-    m_pFeatureComputer = m_config.m_pFeatureComputer;
-    m_pComputerInputs = dynamic_cast<FeatureComputerWithInputs*>(m_pFeatureComputer.get());
+    m_pFeatureComputer = CloneableObjPtr<FeatureComputer>();
     return true;
+}
+
+const AudioFileDataGenerator::Config*
+AudioFileDataGenerator::asOwnConfig(const DataGeneratorWithConfig::Config& in_config) const
+{
+    const auto* pConfig = dynamic_cast<const Config*>(&in_config);
+    if (pConfig == nullptr)
+        return nullptr;
+    const DataGeneratorWithConfig::Config& own = getConcreteConfig_i();
+    return typeid(in_config) == typeid(Config) || typeid(in_config) == typeid(own) ? pConfig : nullptr;
 }
 
 bool AudioFileDataGenerator::setCurrentFilename(const char* in_filename)
@@ -83,6 +93,7 @@ bool AudioFileDataGenerator::setCurrentFilename(const char* in_filename)
     logTimeEvents();
     m_uiTargetSize = static_cast<std::uint32_t>(m_vEventVecPtr.size() + (m_bClassesAreExhaustive ? 0 : 1));
     m_vTarget.reserve(m_uiTargetSize);
+    m_vClassPatterns.assign(m_uiTargetSize, 0);
     m_bFileSet = true;
     return true;
 }
@@ -252,9 +263,12 @@ bool AudioFileDataGenerator::gotoStart()
     m_iErrors = 0;
     m_bClean = true;
     m_bNotExhaustivePoint = false;
+    m_vClassPatterns.assign(m_uiTargetSize, 0);
+    m_vEarlierTarget.clear();
+    m_vIntervals.assign(m_uiTargetSize, 0);
     clearPattern();
     QC_DEBUG("Current filename: " << m_strFilename);
-    if (!QC_CHECK(m_bFileSet) || !QC_CHECK(!m_pFeatureComputer.isNull()))
+    if (!QC_CHECK(m_bFileSet) || !prepareFeatureComputer())
         return false;
     if (!QC_CHECK(m_pFeatureComputer->reset()))
         return false;
@@ -265,10 +279,20 @@ bool AudioFileDataGenerator::gotoStart()
     return m_reader.gotoStart();
 }
 
+/// A clone of the one that was configured.
+bool AudioFileDataGenerator::prepareFeatureComputer()
+{
+    if (!m_pFeatureComputer.isNull())
+        return true;
+    m_pFeatureComputer = m_config.m_pFeatureComputer;
+    m_pComputerInputs = dynamic_cast<FeatureComputerWithInputs*>(m_pFeatureComputer.get());
+    return QC_CHECK(!m_pFeatureComputer.isNull());
+}
+
 bool AudioFileDataGenerator::gotoAudioTime(double in_dTime)
 {
     QC_TRACE("AudioFileDataGenerator::gotoAudioTime");
-    if (!QC_CHECK(!m_pFeatureComputer.isNull()))
+    if (!prepareFeatureComputer())
         return false;
     // Positioned twice on purpose, before and after the feature computer's reset.
     return m_reader.gotoAudioTime(in_dTime) && m_pFeatureComputer->reset() &&
@@ -282,25 +306,21 @@ bool AudioFileDataGenerator::generateNext()
     if (!QC_CHECK(m_bFileSet))
         return stop(false);
     if (!m_reader.getNextWindow(m_vCurrentWindow))
-    {
-        logErrorSummary();
-        return stop(true);
-    }
+        return finish();
     QC_DEBUG("Current audio time is " << getCurrentAudioTime() << "s");
     if (!computeInput())
         return stop(false);
     if (getCurrentAudioTime() > m_dEffectiveMaxAudioTime)
     {
         QC_DEBUG("Stop reading file because maximum audio time to generate was reached");
-        logErrorSummary();
-        return stop(true);
+        return finish();
     }
     return producePattern() || stop(false);
 }
 
 bool AudioFileDataGenerator::computeInput()
 {
-    if (!QC_CHECK(!m_pFeatureComputer.isNull()))
+    if (!prepareFeatureComputer())
         return false;
     if (m_pComputerInputs == nullptr || !m_pComputerInputs->setInput("audio", m_vCurrentWindow))
     {
@@ -323,7 +343,24 @@ bool AudioFileDataGenerator::producePattern()
     ++m_uiPatterns;
     if (!m_vTarget.empty())
         ++m_uiPatternsWithTarget;
-    return QC_CHECK(m_vTarget.size() == m_uiTargetSize || m_vTarget.empty());
+    if (!QC_CHECK(m_vTarget.size() == m_uiTargetSize || m_vTarget.empty()))
+        return false;
+    countTarget();
+    return true;
+}
+
+void AudioFileDataGenerator::countTarget()
+{
+    for (std::size_t i = 0; i < m_vTarget.size(); ++i)
+        m_vClassPatterns[i] += m_vTarget[i] == 1.0 ? 1 : 0;
+    if (!s_logger.isEnabledFor(LogLevel::DEBUG))
+        return;
+    for (std::size_t i = 0; i < m_vTarget.size(); ++i)
+    {
+        const bool bWasIn = i < m_vEarlierTarget.size() && m_vEarlierTarget[i] == 1.0;
+        m_vIntervals[i] += m_vTarget[i] == 1.0 && !bWasIn ? 1 : 0;
+    }
+    m_vEarlierTarget = m_vTarget;
 }
 
 bool AudioFileDataGenerator::generateTarget()
@@ -351,6 +388,25 @@ bool AudioFileDataGenerator::generateTarget()
     return false;
 }
 
+/// The pass has reached its end; always false.
+bool AudioFileDataGenerator::finish()
+{
+    logErrorSummary();
+    logIntervals();
+    releaseFile();
+    return stop(true);
+}
+
+void AudioFileDataGenerator::releaseFile()
+{
+    QC_TRACE("AudioFileDataGenerator::releaseFile");
+    m_reader.release();
+    m_pFeatureComputer = CloneableObjPtr<FeatureComputer>();
+    m_vCurrentWindow = DoubleVector();
+    m_vGeneratedInput = DoubleVector();
+    m_vTarget.clear();
+}
+
 /// Leaves no current pattern; always false.
 bool AudioFileDataGenerator::stop(bool in_bClean)
 {
@@ -373,6 +429,30 @@ void AudioFileDataGenerator::logErrorSummary() const
         m_uiPatternsWithTarget == 0 ? 0 : std::uint64_t(m_iErrors) * 100 / m_uiPatternsWithTarget;
     QC_INFO("Number of errors on file " << m_strFilename << " : " << m_iErrors << '/'
                                         << m_uiPatternsWithTarget << " (" << uiPercent << "%)");
+}
+
+void AudioFileDataGenerator::logIntervals() const
+{
+    for (std::size_t i = 0; i < m_vEventVecPtr.size(); ++i)
+        QC_DEBUG("Class " << m_vEventVecPtr[i]->getEventName() << " of file " << m_strFilename << ": "
+                          << m_vEventVecPtr[i]->getEventCount() << " interval(s) annotated, "
+                          << m_vIntervals[i] << " delivered, " << m_vEventVecPtr[i]->countUnseenEvents()
+                          << " annotated without any window that sees it");
+}
+
+void AudioFileDataGenerator::addStatistics(AudioClassStatistics& io_statistics) const
+{
+    QC_TRACE("AudioFileDataGenerator::addStatistics");
+    const double dShift = m_reader.getSamplingRate() == 0
+                              ? 0.0
+                              : double(m_reader.getWindowSize().m_uiShift) / m_reader.getSamplingRate();
+    for (std::size_t i = 0; i < m_vClassPatterns.size(); ++i)
+    {
+        const bool bOther = i == m_vEventVecPtr.size();
+        io_statistics.add(i, bOther ? OTHER_CLASS : m_vEventVecPtr[i]->getEventName(), m_vClassPatterns[i],
+                          dShift);
+    }
+    io_statistics.m_all.add(m_uiPatterns, dShift);
 }
 
 bool AudioFileDataGenerator::atEnd() const

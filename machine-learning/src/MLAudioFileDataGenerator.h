@@ -1,5 +1,6 @@
 #pragma once
 
+#include "MLAudioClassStatistics.h"
 #include "MLDataGeneratorWithConfig.h"
 #include "MLTimeEventVector.h"
 #include "quillcast-audio/WindowedAudioFileReader.h"
@@ -33,11 +34,13 @@ namespace Vexalor::MachineLearning
 /// Without it the stream stops, not cleanly, at the first window that no class covers.
 ///
 /// Derived classes change which annotations are used, how they are put on a timeline and how targets are
-/// made.
+/// made. The recording is open, and memory for samples and features taken, only between gotoStart and the
+/// end of the pass.
 class AudioFileDataGenerator
     : public virtual DataGeneratorWithConfig
     , public virtual FileDataGenerator
     , public virtual MultiPassDataGenerator
+    , public virtual AudioClassStatisticsSource
 {
 public:
     class Config : public DataGeneratorWithConfig::Config
@@ -64,7 +67,9 @@ public:
     ~AudioFileDataGenerator() override;
 
     /// Takes over an AudioFileDataGenerator::Config. False, with the reason logged and the generator as it
-    /// was, for another kind of configuration and for windows that make no sense.
+    /// was, for another kind of configuration and for windows that make no sense. A Config of a derived class
+    /// is of another kind, since its further fields would be lost, unless the generator is of the derived
+    /// class that keeps it.
     bool configure(const DataGeneratorWithConfig::Config& in_config) override;
     const Config& getConfig() const { return m_config; }
 
@@ -86,6 +91,13 @@ public:
     /// covers.
     bool endedCleanly() const override { return m_bClean && !m_reader.hasInputError(); }
 
+    void releaseFile() override;
+    /// A class is delivered where its component of the target is 1.0; what derived classes make of the
+    /// annotations counts.
+    void addStatistics(AudioClassStatistics& io_statistics) const override;
+
+    /// Hz, of the recording; 0 before the first setCurrentFilename.
+    std::uint32_t getSamplingRate() const { return m_reader.getSamplingRate(); }
     /// Seconds: the end of the current window; 0.0 before the first.
     double getCurrentAudioTime() const;
     /// Hz by which the frequency of an annotation may differ from that of its class, both ends included; 10
@@ -98,6 +110,8 @@ public:
 protected:
     using EventVectors = std::vector<CountedObjPtr<TimeEventVector>>;
 
+    /// The configuration as a Config that this generator can keep whole; null for any other.
+    const Config* asOwnConfig(const DataGeneratorWithConfig::Config& in_config) const;
     /// The next window starts at in_dTime (s); the timelines are not rewound.
     virtual bool gotoAudioTime(double in_dTime);
     /// Makes m_vTarget for the current audio time. False when no class covers it.
@@ -116,8 +130,7 @@ protected:
 
     DataGeneratorWithConfig::Config& getConcreteConfig_i() const override { return m_config; }
 
-    const DoubleVector& getCurrentWindow() const { return m_vCurrentWindow; }
-
+    DoubleVector m_vCurrentWindow;
     DoubleVector m_vTarget; ///< of the current pattern; empty: none
 
 private:
@@ -131,16 +144,20 @@ private:
     bool addAnnotations(TimeEventVector& io_events, const std::vector<Annotation>& in_vAnnotations,
                         const std::string& in_strClass, const std::string& in_strFilename);
     void logTimeEvents() const;
+    void logIntervals() const;
     void compileRegexes();
     const ClassRegex* findRegex(const std::string& in_strClass) const;
+    bool prepareFeatureComputer();
     bool computeInput();
     bool producePattern();
+    void countTarget();
+    bool finish();
     bool stop(bool in_bClean);
     void clearPattern();
     void logErrorSummary() const;
 
     mutable Config m_config;
-    CloneableObjPtr<FeatureComputer> m_pFeatureComputer;
+    CloneableObjPtr<FeatureComputer> m_pFeatureComputer;    ///< null between passes
     FeatureComputerWithInputs* m_pComputerInputs = nullptr; ///< the same; null when it takes no inputs
     WindowedAudioFileReader m_reader;
     std::string m_strFilename;
@@ -153,12 +170,14 @@ private:
     std::uint32_t m_uiTargetSize = 0;
     double m_dEffectiveMaxAudioTime = 0.0;
 
-    DoubleVector m_vCurrentWindow;
     DoubleVector m_vGeneratedInput;
     bool m_bNotExhaustivePoint = false;
     bool m_bClean = true;
     std::uint64_t m_uiPatterns = 0;
     std::uint64_t m_uiPatternsWithTarget = 0;
+    std::vector<std::uint64_t> m_vClassPatterns; ///< a component of the target each
+    DoubleVector m_vEarlierTarget;               ///< and the intervals that were delivered: for debugging
+    std::vector<std::uint64_t> m_vIntervals;
     std::int32_t m_iErrors = 0;
     Handle<Resettable, ReferenceCount> m_pEntityToReset;
 };

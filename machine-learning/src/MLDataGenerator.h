@@ -68,6 +68,9 @@ public:
     virtual bool setCurrentFilename(const char* in_filename) = 0;
     /// The stored name; valid until the next setCurrentFilename.
     virtual const char* getCurrentFilename() const = 0;
+    /// Breaks a pass off and lets go of the file and of what only a pass needs; a pass that ends does so by
+    /// itself. gotoStart begins again. For owners of many generators.
+    virtual void releaseFile() {}
 };
 
 /// A generator that knows the sequences (recordings, sentences) that its patterns form, and resets the

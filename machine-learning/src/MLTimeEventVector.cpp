@@ -85,11 +85,13 @@ bool TimeEventVector::getTarget(double in_dTime)
     if (m_uiCurrentEvent == uiSize || !(in_dTime - m_vEventTimes[m_uiCurrentEvent] > REACHED_TOLERANCE))
         return m_bInEvent;
     QC_DEBUG("Time event reached for event " << m_strEventName);
+    const std::size_t uiFirst = m_uiCurrentEvent + (m_bInEvent ? 1 : 0);
     do
     {
         ++m_uiCurrentEvent;
         m_bInEvent = !m_bInEvent;
     } while (m_uiCurrentEvent != uiSize && !(in_dTime < m_vEventTimes[m_uiCurrentEvent]));
+    m_uiUnseen += (m_uiCurrentEvent - uiFirst) / 2;
     if (m_uiCurrentEvent != uiSize)
         QC_DEBUG("Next " << m_strEventName << " event : " << m_vEventTimes[m_uiCurrentEvent] << "s");
     return m_bInEvent;
@@ -110,6 +112,7 @@ void TimeEventVector::reset()
     QC_LOG_TRACE("TimeEventVector reset");
     m_uiCurrentEvent = 0;
     m_bInEvent = false;
+    m_uiUnseen = 0;
 }
 
 std::ostream& TimeEventVector::write(std::ostream& out_stream) const

@@ -42,6 +42,13 @@ public:
 
     const char* getEventName() const { return m_strEventName.c_str(); }
     bool empty() const { return m_vEventTimes.empty(); }
+    std::size_t getEventCount() const { return m_vEventTimes.size() / 2; }
+    /// Events that no call of getTarget since reset has seen in progress: shorter than the steps of time, or
+    /// behind the last one.
+    std::size_t countUnseenEvents() const
+    {
+        return m_uiUnseen + (m_vEventTimes.size() - m_uiCurrentEvent) / 2;
+    }
 
     /// A line for each event time; doc/formats.md gives its form.
     std::ostream& write(std::ostream& out_stream) const override;
@@ -58,6 +65,9 @@ protected:
     /// Less than 0.01 s apart.
     static bool isEqual(double in_dLeft, double in_dRight);
 
+    double* begin() { return m_vEventTimes.data(); }
+    double* end() { return m_vEventTimes.data() + m_vEventTimes.size(); }
+
     std::vector<double> m_vEventTimes;
 
 private:
@@ -66,7 +76,8 @@ private:
     std::string m_strEventName;
     std::size_t m_uiCurrentEvent = 0; ///< the next event time not yet reached
     bool m_bInEvent = false;
-    double m_dLatest; ///< no event time lies behind it
+    std::size_t m_uiUnseen = 0; ///< events stepped over from start to stop at once
+    double m_dLatest;           ///< no event time lies behind it
 };
 
 } // namespace Vexalor::MachineLearning

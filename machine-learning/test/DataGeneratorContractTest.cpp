@@ -1,7 +1,11 @@
 // What every generator keeps, alone and in every stack of wrappers. A new one is one more row of GENERATORS,
 // a new stack one more row of STACKS.
 
+#include "AudioPasses.h"
 #include "MLAudioFileDataGenerator.h"
+#include "MLAudioSetDataGeneratorForToneDetector.h"
+#include "MLAudioSetDataGeneratorForVad.h"
+#include "MLAudioSetDataGenerators.h"
 #include "MLBinaryFileDataGenerator.h"
 #include "MLDataGeneratorFactory.h"
 #include "MLInMemoryDataGenerator.h"
@@ -100,6 +104,47 @@ Generator newAudioGenerator(const Testing::TempDir& in_folder)
     return pGenerator;
 }
 
+/// Two recordings of 8 windows, with one that cannot be used between them.
+template <class Set>
+Generator newSet(const Testing::TempDir& in_folder, const typename Set::Config& in_config)
+{
+    in_folder.write("first.wav", Testing::toneRecording({{0, 400, "VOICE"}, {401, 800, "SILENCE"}}));
+    in_folder.write("second.wav", Testing::toneRecording({{0, 399, "SILENCE"}, {400, 800, "VOICE"}}));
+    const std::string strList = in_folder.write("set.lst", "first.wav\nnone.wav\nsecond.wav\n");
+    const CountedObjPtr<Set> pSet(new Set);
+    EXPECT_TRUE(pSet->configure(in_config));
+    EXPECT_TRUE(pSet->setCurrentFilename(strList.c_str()));
+    return pSet;
+}
+
+template <class Set>
+Generator newAudioSet(const Testing::TempDir& in_folder)
+{
+    typename Set::Config config;
+    config.m_dataGenConfig = Testing::audioConfig({"VOICE", "OTHER"});
+    return newSet<Set>(in_folder, config);
+}
+
+Generator newVadSet(const Testing::TempDir& in_folder)
+{
+    AudioSetDataGeneratorForVad::Config config;
+    config.m_audioGenConfig = Testing::audioConfig({"VOICE", "SILENCE"});
+    config.m_uiDebouncingWindows = 3;
+    config.m_uiIncertitudeWindows = 1;
+    return newSet<AudioSetDataGeneratorForVad>(in_folder, config);
+}
+
+Generator newToneSet(const Testing::TempDir& in_folder)
+{
+    in_folder.write("tones.wav", Testing::toneRecording({{0, 400, "SF:1000"}, {400, 800, "SF:2000"}}));
+    AudioSetDataGeneratorForToneDetector::Config config;
+    config.m_audioGenConfig = Testing::audioConfig({"SF:1000", "SF:2000"});
+    const CountedObjPtr<AudioSetDataGeneratorForToneDetector> pSet(new AudioSetDataGeneratorForToneDetector);
+    EXPECT_TRUE(pSet->configure(config));
+    EXPECT_TRUE(pSet->setCurrentFilename(in_folder.write("set.lst", "tones.wav\n").c_str()));
+    return pSet;
+}
+
 Generator newPluginGenerator(const Testing::TempDir&)
 {
     EXPECT_TRUE(DynLibsLoader::setPluginFolders({QC_BINARY_DIR "/lib"}));
@@ -117,6 +162,12 @@ const GeneratorRow GENERATORS[] = {
     {"BinaryFile", newBinaryFileGenerator, 4, 2, 3},
     {"AudioFile", newAudioGenerator, 98, 98, 1},
     {"Plugin", newPluginGenerator, 3, 3, 1, true},
+    // 16 patterns of two recordings; of one recording for each of two tones
+    {"AudioSet", newAudioSet<AudioSetDataGenerator>, 16, 16, 2},
+    {"LowMemoryAudioSet", newAudioSet<LowMemoryAudioSetDataGenerator>, 16, 16, 2},
+    {"LowMemoryVadSet", newAudioSet<LowMemoryVadAudioSetDataGenerator>, 16, 16, 2},
+    {"VadSet", newVadSet, 16, 16, 2},
+    {"ToneSet", newToneSet, 16, 16, 2},
     {"Scripted", newScriptedGenerator, 3, 2, 3, false, true},
 };
 

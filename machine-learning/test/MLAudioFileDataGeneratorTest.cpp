@@ -1,23 +1,23 @@
 #include "MLAudioFileDataGenerator.h"
-#include "quillcast-math/AudioFeatureComputers.h"
+#include "AudioPasses.h"
 #include "test-support/CountingResettable.h"
 #include "test-support/LogCapture.h"
 #include "test-support/TempDir.h"
-#include "test-support/WavBuilder.h"
 
 #include <gmock/gmock.h>
 #include <sstream>
 
 using namespace Vexalor;
 using namespace Vexalor::MachineLearning;
+using Testing::audioConfig;
 using testing::ElementsAre;
+using Testing::readTargets;
 using Testing::WavRegion;
 
 namespace
 {
 
 constexpr const char* LOGGER = "quillcast.ml.generator.AudioFileDataGenerator";
-constexpr std::uint32_t RATE = 8000;
 
 /// Shows what is protected.
 class OpenGenerator : public AudioFileDataGenerator
@@ -35,27 +35,15 @@ public:
     int m_iAsked = 0;
 };
 
-AudioFileDataGenerator::Config config(const StringVector& in_vClasses)
-{
-    AudioFileDataGenerator::Config result;
-    result.m_pFeatureComputer = CloneableObjPtr<FeatureComputer>(new EnergyFeatureComputer);
-    result.m_vClasses = in_vClasses;
-    return result;
-}
-
-/// Windows of 25 ms every 10 ms of recordings of 8 kHz: window k holds the samples [80 k, 80 k + 200) and its
-/// time is (80 k + 200) / 8000 = 0.025 + 0.01 k seconds.
 class AudioGeneratorTest : public testing::Test
 {
 protected:
-    /// A recording of one tenth of a second: 800 samples, 8 windows, times 0.025 to 0.095.
     std::string record(const std::vector<WavRegion>& in_vRegions)
     {
-        const std::vector<int> vSamples = Testing::toneSamples(RATE, 800, 1000, 16384);
-        return m_folder.write("recording.wav", Testing::annotatedWav(RATE, vSamples, in_vRegions));
+        return m_folder.write("recording.wav", Testing::toneRecording(in_vRegions));
     }
 
-    /// One line for all targets of a pass, a digit a component; "-" for a pattern without target.
+    /// The targets of two equal passes; "!" behind a stream that stopped before its end.
     std::string targets(const AudioFileDataGenerator::Config& in_config,
                         const std::vector<WavRegion>& in_vRegions)
     {
@@ -63,32 +51,9 @@ protected:
         EXPECT_TRUE(generator.configure(in_config));
         if (!generator.setCurrentFilename(record(in_vRegions).c_str()))
             return "refused";
-        const std::string strFirst = pass(generator);
-        EXPECT_EQ(pass(generator), strFirst) << "passes differ";
+        const std::string strFirst = readTargets(generator);
+        EXPECT_EQ(readTargets(generator), strFirst) << "passes differ";
         return strFirst + (generator.endedCleanly() ? "" : "!");
-    }
-
-    static std::string pass(AudioFileDataGenerator& io_generator)
-    {
-        std::string strTargets;
-        DoubleVector vInput;
-        DoubleVector vTarget;
-        EXPECT_TRUE(io_generator.gotoStart());
-        EXPECT_FALSE(io_generator.getInput(vInput));
-        EXPECT_FALSE(io_generator.getTarget(vTarget));
-        while (io_generator.generateNext())
-        {
-            EXPECT_TRUE(io_generator.getInput(vInput));
-            strTargets += strTargets.empty() ? "" : " ";
-            if (!io_generator.getTarget(vTarget))
-                strTargets += '-';
-            else
-                for (const double dComponent : vTarget)
-                    strTargets += dComponent == 1.0 ? '1' : dComponent == 0.0 ? '0' : '?';
-        }
-        EXPECT_FALSE(io_generator.getInput(vInput));
-        EXPECT_FALSE(io_generator.getTarget(vTarget));
-        return strTargets;
     }
 
     Testing::TempDir m_folder;
@@ -131,12 +96,12 @@ TEST_F(AudioGeneratorTest, TargetsFollowTheAnnotations)
     };
     Testing::AssertionCapture assertions;
     for (const auto& row : TABLE)
-        EXPECT_EQ(targets(config(row.m_vClasses), row.m_vRegions), row.m_targets) << row.m_name;
+        EXPECT_EQ(targets(audioConfig(row.m_vClasses), row.m_vRegions), row.m_targets) << row.m_name;
 }
 
 TEST_F(AudioGeneratorTest, MaximumTimeEndsTheStreamCleanly)
 {
-    AudioFileDataGenerator::Config limited = config({"OTHER"});
+    AudioFileDataGenerator::Config limited = audioConfig({"OTHER"});
     limited.m_dMaxAudioTime = 0.045; // the time of window 2, which does not exceed it
     EXPECT_EQ(targets(limited, {}), "1 1 1");
 }
@@ -144,7 +109,7 @@ TEST_F(AudioGeneratorTest, MaximumTimeEndsTheStreamCleanly)
 TEST_F(AudioGeneratorTest, InputsAreTheFeaturesOfEachWindow)
 {
     AudioFileDataGenerator generator;
-    ASSERT_TRUE(generator.configure(config({"OTHER"})));
+    ASSERT_TRUE(generator.configure(audioConfig({"OTHER"})));
     ASSERT_TRUE(generator.setCurrentFilename(record({}).c_str()));
     ASSERT_TRUE(generator.gotoStart());
     DoubleVector vInput;
@@ -182,7 +147,7 @@ TEST_F(AudioGeneratorTest, FrequencyToleranceIncludesItsEnds)
 TEST_F(AudioGeneratorTest, ExpressionsAreAskedForOnceAClassAndMayFail)
 {
     OpenGenerator generator;
-    ASSERT_TRUE(generator.configure(config({"(", "(a+)+b", "OTHER"})));
+    ASSERT_TRUE(generator.configure(audioConfig({"(", "(a+)+b", "OTHER"})));
     const Testing::LogCapture log(LOGGER);
     const std::string strLong(5000, 'a');
     ASSERT_TRUE(generator.setCurrentFilename(record({{0, 400, "x"}, {400, 800, strLong}}).c_str()));
@@ -192,13 +157,13 @@ TEST_F(AudioGeneratorTest, ExpressionsAreAskedForOnceAClassAndMayFail)
     EXPECT_THAT(log.lines(), ElementsAre(strText + "\"(\" for annotation 'x'",
                                          strText + "\"(\" for annotation '" + strLong + "'",
                                          strText + "\"(a+)+b\" for annotation '" + strLong + "'"));
-    EXPECT_EQ(pass(generator), "001 001 001 001 001 001 001 001");
+    EXPECT_EQ(readTargets(generator), "001 001 001 001 001 001 001 001");
 }
 
 TEST_F(AudioGeneratorTest, FilesThatCannotBeUsed)
 {
     AudioFileDataGenerator generator;
-    ASSERT_TRUE(generator.configure(config({"A"})));
+    ASSERT_TRUE(generator.configure(audioConfig({"A"})));
     const std::string strOtherRate =
         m_folder.write("rate.wav", Testing::annotatedWav(16000, std::vector<int>(1600), {}));
     const std::string strText = m_folder.write("text.wav", "no recording");
@@ -224,7 +189,7 @@ TEST_F(AudioGeneratorTest, FilesThatCannotBeUsed)
         EXPECT_FALSE(generator.generateNext());
     }
     ASSERT_TRUE(generator.setCurrentFilename(record({{0, 800, "A"}}).c_str()));
-    EXPECT_EQ(pass(generator), "1 1 1 1 1 1 1 1");
+    EXPECT_EQ(readTargets(generator), "1 1 1 1 1 1 1 1");
 }
 
 TEST_F(AudioGeneratorTest, ConfigurationsThatCannotBeUsed)
@@ -233,7 +198,7 @@ TEST_F(AudioGeneratorTest, ConfigurationsThatCannotBeUsed)
     Testing::AssertionCapture assertions;
     AudioFileDataGenerator generator;
     EXPECT_FALSE(generator.configure(DataGeneratorWithConfig::Config()));
-    AudioFileDataGenerator::Config senseless = config({"OTHER"});
+    AudioFileDataGenerator::Config senseless = audioConfig({"OTHER"});
     senseless.m_audioConfig.m_uiWindowShift = 0;
     EXPECT_FALSE(generator.configure(senseless));
     EXPECT_THAT(log.lines(),
@@ -241,7 +206,7 @@ TEST_F(AudioGeneratorTest, ConfigurationsThatCannotBeUsed)
                             "not a AudioFileDataGenerator::Config",
                             "ERROR Error configuring AudioFileReader"));
 
-    AudioFileDataGenerator::Config withoutFeatures = config({"OTHER"});
+    AudioFileDataGenerator::Config withoutFeatures = audioConfig({"OTHER"});
     withoutFeatures.m_pFeatureComputer = CloneableObjPtr<FeatureComputer>();
     ASSERT_TRUE(generator.configure(withoutFeatures));
     ASSERT_TRUE(generator.setCurrentFilename(record({}).c_str()));
@@ -254,7 +219,7 @@ TEST_F(AudioGeneratorTest, ConfigurationsThatCannotBeUsed)
 TEST_F(AudioGeneratorTest, UncoveredPointIsTold)
 {
     AudioFileDataGenerator generator;
-    ASSERT_TRUE(generator.configure(config({"A"})));
+    ASSERT_TRUE(generator.configure(audioConfig({"A"})));
     const std::string strFile = record({{0, 400, "A"}});
     ASSERT_TRUE(generator.setCurrentFilename(strFile.c_str()));
     const Testing::LogCapture log(LOGGER);
@@ -274,7 +239,7 @@ TEST_F(AudioGeneratorTest, UncoveredPointIsTold)
 TEST_F(AudioGeneratorTest, ErrorsAreCountedByStatusDumps)
 {
     AudioFileDataGenerator generator;
-    ASSERT_TRUE(generator.configure(config({"OTHER"})));
+    ASSERT_TRUE(generator.configure(audioConfig({"OTHER"})));
     const std::string strFile = record({});
     ASSERT_TRUE(generator.setCurrentFilename(strFile.c_str()));
     const Testing::LogCapture log(LOGGER);
@@ -293,15 +258,37 @@ TEST_F(AudioGeneratorTest, ErrorsAreCountedByStatusDumps)
     EXPECT_TRUE(generator.setCurrentFilename(record({}).c_str()));
 }
 
+TEST_F(AudioGeneratorTest, IntervalsAreToldForDebugging)
+{
+    AudioFileDataGenerator generator;
+    ASSERT_TRUE(generator.configure(audioConfig({"A", "B", "OTHER"})));
+    // [408, 424) samples lie between the times of windows 2 (sample 360) and 3 (440).
+    const std::string strFile = record({{0, 240, "A"}, {408, 424, "A"}, {480, 800, "A"}});
+    ASSERT_TRUE(generator.setCurrentFilename(strFile.c_str()));
+    const Testing::LogCapture log(LOGGER, LogLevel::DEBUG);
+    for (std::size_t uiPass = 1; uiPass <= 2; ++uiPass)
+    {
+        readTargets(generator);
+        EXPECT_EQ(
+            log.count("DEBUG Class A of file " + strFile +
+                      ": 3 interval(s) annotated, 2 delivered, 1 annotated without any window that sees it"),
+            uiPass)
+            << log.text();
+        EXPECT_EQ(
+            log.count("DEBUG Class B of file " + strFile + ": 0 interval(s) annotated, 0 delivered, 0 "),
+            uiPass);
+    }
+}
+
 TEST_F(AudioGeneratorTest, EntityIsResetAtEachStart)
 {
     AudioFileDataGenerator generator;
-    ASSERT_TRUE(generator.configure(config({"OTHER"})));
+    ASSERT_TRUE(generator.configure(audioConfig({"OTHER"})));
     ASSERT_TRUE(generator.setCurrentFilename(record({}).c_str()));
     const CountedObjPtr<Testing::CountingResettable> hEntity(new Testing::CountingResettable);
     ASSERT_TRUE(generator.setEntityToReset(hEntity));
-    pass(generator);
-    pass(generator);
+    readTargets(generator);
+    readTargets(generator);
     EXPECT_EQ(hEntity->m_iResets, 2);
     hEntity->m_bResult = false;
     Testing::AssertionCapture assertions;
@@ -313,7 +300,7 @@ TEST_F(AudioGeneratorTest, EntityIsResetAtEachStart)
 TEST_F(AudioGeneratorTest, TransitionWindowsAndJumps)
 {
     OpenGenerator generator;
-    ASSERT_TRUE(generator.configure(config({"A", "OTHER"})));
+    ASSERT_TRUE(generator.configure(audioConfig({"A", "OTHER"})));
     ASSERT_TRUE(generator.setCurrentFilename(record({{400, 560, "A"}}).c_str())); // [0.05, 0.07) s
     ASSERT_TRUE(generator.gotoStart());
     std::string strTransitions;

@@ -109,6 +109,27 @@ TEST(TimeEventVectorTest, WalkGoesForwardAndStartsAgain)
     EXPECT_TRUE(events.getTarget(5.0)) << "behind the first step an event time counts when it is reached";
 }
 
+TEST(TimeEventVectorTest, EventsThatNoStepSees)
+{
+    TimeEventVector events("TONE");
+    for (const Interval& interval : {Interval{1, 1.2}, {1.4, 1.6}, {2, 4}, {4.5, 4.6}, {8, 9}, {10, 11}})
+        ASSERT_TRUE(add(events, interval));
+    EXPECT_EQ(events.getEventCount(), 6u);
+    for (int iPass = 0; iPass < 2; ++iPass)
+    {
+        EXPECT_EQ(events.countUnseenEvents(), 6u);
+        // Over two at once; into one; out of it and over the next; into one, where the pass ends.
+        std::vector<std::size_t> vUnseen;
+        for (const double dTime : {1.8, 3.0, 5.0, 8.5})
+        {
+            events.getTarget(dTime);
+            vUnseen.push_back(events.countUnseenEvents());
+        }
+        EXPECT_THAT(vUnseen, ElementsAre(6u, 5u, 5u, 4u));
+        events.reset();
+    }
+}
+
 TEST(TimeEventVectorTest, TransitionsLieStrictlyWithin)
 {
     TimeEventVector events("TONE");

@@ -165,6 +165,12 @@ bool WindowedAudioFileReader::stop(bool in_bInputError)
     return false;
 }
 
+void WindowedAudioFileReader::release()
+{
+    QC_TRACE("WindowedAudioFileReader::release");
+    stop(m_bInputError);
+}
+
 double WindowedAudioFileReader::getCurrentAudioTime() const
 {
     return m_source.m_uiRate == 0 ? 0.0 : static_cast<double>(m_uiTimeSample) / m_source.m_uiRate;

@@ -40,10 +40,14 @@ public:
     /// or the recording could not be read.
     bool getNextWindow(DoubleVector& out_vWindow);
 
+    /// Lets go of the recording and of the memory before the last window; none is delivered then until
+    /// gotoStart or gotoAudioTime.
+    void release();
+
     /// Seconds: the end of the window that was delivered last, (first sample + L) / rate. Before one: where
     /// the next one starts, 0.0 at the start.
     double getCurrentAudioTime() const override;
-    /// True once getNextWindow found no complete window; false after an input error.
+    /// True once getNextWindow found no complete window, and after release; false after an input error.
     bool atEnd() const { return m_bAtEnd; }
     /// True when the recording could not be read to its end since it was last positioned.
     bool hasInputError() const { return m_bInputError; }
@@ -52,6 +56,8 @@ public:
     std::uint32_t getSamplingRate() const { return m_source.m_uiRate; }
     /// Samples of one channel.
     std::uint64_t getFrameCount() const { return m_source.m_uiFrames; }
+    /// In samples.
+    const WindowSize& getWindowSize() const { return m_size; }
     /// How many windows there are from the start of the recording to its end.
     std::uint64_t getWindowCount() const;
 

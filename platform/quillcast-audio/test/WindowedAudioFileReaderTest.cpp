@@ -75,6 +75,29 @@ TEST(WindowedAudioFileReaderTest, WindowsAndTimes)
     }
 }
 
+TEST(WindowedAudioFileReaderTest, ReleasedBeforeItsEnd)
+{
+    const TempDir folder;
+    const std::string strFile = monoFile(folder, 8000, 600);
+    WindowedAudioFileReader reader;
+    reader.release();
+    ASSERT_TRUE(reader.setSourceFile(strFile.c_str()));
+    DoubleVector vWindow;
+    ASSERT_TRUE(reader.getNextWindow(vWindow) && reader.getNextWindow(vWindow));
+    reader.release();
+    EXPECT_FALSE(reader.getNextWindow(vWindow));
+    EXPECT_TRUE(reader.atEnd());
+    EXPECT_EQ(reader.getCurrentAudioTime(), 280 / 8000.0) << "of the last window";
+    ASSERT_TRUE(reader.gotoStart());
+    EXPECT_FALSE(reader.atEnd());
+    ASSERT_TRUE(reader.getNextWindow(vWindow));
+    EXPECT_EQ(vWindow[1], 1.0 / 32768);
+    std::filesystem::remove(strFile);
+    reader.release();
+    const LogCapture log("quillcast.audio");
+    EXPECT_FALSE(reader.gotoStart()) << "the file was let go of, and is gone";
+}
+
 TEST(WindowedAudioFileReaderTest, SameWindowsAsTheWindower)
 {
     const TempDir folder;

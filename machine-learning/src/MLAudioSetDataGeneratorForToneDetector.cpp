@@ -1,0 +1,202 @@
+#include "MLAudioSetDataGeneratorForToneDetector.h"
+
+#include "quillcast-audio/ToneAnnotations.h"
+#include "quillcast-core/Assertion.h"
+#include "quillcast-core/SerializationArchives.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <ostream>
+
+namespace Vexalor::MachineLearning
+{
+
+namespace
+{
+
+constinit Logger s_logger("quillcast.ml.AudioSetDataGeneratorForToneDetector");
+
+constexpr const char* OTHER_CLASS = "OTHER";
+
+/// Hz; 0 for a label that names no tone.
+std::uint32_t toFrequency(const std::string& in_strLabel)
+{
+    SingleFrequencyAnnotationImpl tone;
+    return tone.setLabel(in_strLabel) ? tone.getFrequency() : 0;
+}
+
+} // namespace
+
+bool AudioSetDataGeneratorForToneDetector::configure(const DataGeneratorWithConfig::Config& in_config)
+{
+    QC_TRACE("AudioSetDataGeneratorForToneDetector::configure");
+    if (!isOwnConfig(in_config, typeid(Config)))
+        return false;
+    const auto& config = static_cast<const Config&>(in_config);
+    if (config.m_iFrequencyTolerance < 0)
+    {
+        QC_ERROR("The frequency tolerance " << config.m_iFrequencyTolerance << " Hz is negative");
+        return false;
+    }
+    m_config = config;
+    return true;
+}
+
+StringVector AudioSetDataGeneratorForToneDetector::findTones(const char* in_filename) const
+{
+    const auto isOfTone = [this](const std::string& in_strLabel, const std::string& in_strClass)
+    {
+        const std::int64_t iLabel = toFrequency(in_strLabel);
+        const std::int64_t iClass = toFrequency(in_strClass);
+        return iLabel != 0 && iClass != 0 && std::abs(iLabel - iClass) <= m_config.m_iFrequencyTolerance;
+    };
+    return findAnnotatedClasses(in_filename, m_config.m_audioGenConfig.m_vClasses, isOfTone);
+}
+
+bool AudioSetDataGeneratorForToneDetector::setCurrentFilename(const char* in_filename)
+{
+    QC_TRACE("AudioSetDataGeneratorForToneDetector::setCurrentFilename");
+    m_vTones = findTones(in_filename);
+    m_uiTone = 0;
+    for (const std::string& strClass : m_config.m_audioGenConfig.m_vClasses)
+        if (strClass != OTHER_CLASS &&
+            std::find(m_vTones.begin(), m_vTones.end(), strClass) == m_vTones.end())
+            QC_WARN("Class " << strClass << " is left out: "
+                             << (toFrequency(strClass) == 0 ? "it names no tone of a single frequency"
+                                                            : "no recording has an annotation of it"));
+    if (m_vTones.empty())
+        QC_ERROR("Could not find any valid classes to be used with annotated file. Check the m_vClasses "
+                 "value used to configure the data generator");
+    m_fileConfig = m_config.m_audioGenConfig;
+    m_fileConfig.m_vClasses = m_vTones;
+    m_fileConfig.m_vClasses.emplace_back(OTHER_CLASS);
+    return FileSetDataGeneratorNoT::setCurrentFilename(in_filename);
+}
+
+CountedObjPtr<FileDataGenerator> AudioSetDataGeneratorForToneDetector::newFileGenerator_i()
+{
+    QC_TRACE("AudioSetDataGeneratorForToneDetector::newFileGenerator_i");
+    const CountedObjPtr<AudioFileDataGenerator> pGenerator(new AudioFileDataGenerator);
+    if (!pGenerator->configure(m_fileConfig))
+        return {};
+    pGenerator->setFrequencyClassTolerance(static_cast<unsigned int>(m_config.m_iFrequencyTolerance));
+    return pGenerator;
+}
+
+bool AudioSetDataGeneratorForToneDetector::gotoStart()
+{
+    QC_TRACE("AudioSetDataGeneratorForToneDetector::gotoStart");
+    m_uiTone = 0;
+    m_pConstantInputOf = {};
+    if (m_vTones.empty())
+    {
+        QC_ERROR("There is no tone to look for");
+        return false;
+    }
+    return FileSetDataGeneratorNoT::gotoStart();
+}
+
+bool AudioSetDataGeneratorForToneDetector::generateNext()
+{
+    QC_TRACE("AudioSetDataGeneratorForToneDetector::generateNext");
+    bool bPattern = FileSetDataGeneratorNoT::generateNext();
+    while (!bPattern && endedCleanly() && m_uiTone + 1 < m_vTones.size())
+    {
+        if (!FileSetDataGeneratorNoT::atEnd())
+            return false;
+        ++m_uiTone;
+        m_pConstantInputOf = {};
+        bPattern = FileSetDataGeneratorNoT::gotoStart() && FileSetDataGeneratorNoT::generateNext();
+    }
+    if (bPattern)
+        updateConstantInput();
+    return bPattern;
+}
+
+bool AudioSetDataGeneratorForToneDetector::atEnd() const
+{
+    QC_TRACE("AudioSetDataGeneratorForToneDetector::atEnd");
+    return m_uiTone + 1 >= m_vTones.size() && FileSetDataGeneratorNoT::atEnd();
+}
+
+/// The recordings of a set may differ in their rates.
+void AudioSetDataGeneratorForToneDetector::updateConstantInput()
+{
+    if (m_pConstantInputOf == getCurrentDataGenerator())
+        return;
+    m_pConstantInputOf = getCurrentDataGenerator();
+    m_dConstantInput = getConstantInput();
+}
+
+double AudioSetDataGeneratorForToneDetector::getConstantInput() const
+{
+    const auto* pGenerator = dynamic_cast<const AudioFileDataGenerator*>(getCurrentDataGenerator().get());
+    if (pGenerator == nullptr || pGenerator->getSamplingRate() == 0 || m_uiTone >= m_vTones.size())
+        return 0.0;
+    return toFrequency(m_vTones[m_uiTone]) / (pGenerator->getSamplingRate() / 2.0);
+}
+
+bool AudioSetDataGeneratorForToneDetector::getInput(DoubleVector& out_vInput)
+{
+    QC_TRACE("AudioSetDataGeneratorForToneDetector::getInput");
+    if (!FileSetDataGeneratorNoT::getInput(out_vInput))
+        return false;
+    if (m_config.m_bConstantInput)
+        out_vInput.push_back(m_dConstantInput);
+    return true;
+}
+
+bool AudioSetDataGeneratorForToneDetector::getTarget(DoubleVector& out_vTarget)
+{
+    QC_TRACE("AudioSetDataGeneratorForToneDetector::getTarget");
+    if (!FileSetDataGeneratorNoT::getTarget(m_vTarget) || !QC_CHECK(m_uiTone < m_vTarget.size()))
+        return false;
+    out_vTarget.resize(2);
+    out_vTarget[0] = m_vTarget[m_uiTone];
+    out_vTarget[1] = 1.0 - m_vTarget[m_uiTone];
+    return true;
+}
+
+/// The tone of the pass and all that is not this tone.
+void AudioSetDataGeneratorForToneDetector::summarise_i(AudioClassStatistics& io_statistics) const
+{
+    if (m_uiTone >= io_statistics.m_vRows.size())
+        return;
+    const AudioClassStatistics::Row tone = io_statistics.m_vRows[m_uiTone];
+    AudioClassStatistics::Row rest = io_statistics.m_all;
+    rest.m_strClass = OTHER_CLASS;
+    rest.m_uiPatterns -= tone.m_uiPatterns;
+    rest.m_dSeconds -= tone.m_dSeconds;
+    io_statistics.m_vRows = {tone, rest};
+}
+
+std::ostream& AudioSetDataGeneratorForToneDetector::dumpStatus(std::ostream& out_stream)
+{
+    QC_TRACE("AudioSetDataGeneratorForToneDetector::dumpStatus");
+    out_stream << "Current class " << (m_uiTone < m_vTones.size() ? m_vTones[m_uiTone] : std::string())
+               << ", constant input = " << getConstantInput() << ' ';
+    return FileSetDataGeneratorNoT::dumpStatus(out_stream);
+}
+
+template <class Archive>
+void AudioSetDataGeneratorForToneDetector::Config::serialize(Archive& io_archive, const unsigned int)
+{
+    serializeBase<DataGeneratorWithConfig::Config>(io_archive, *this);
+    QC_FIELD(m_audioGenConfig);
+    QC_FIELD(m_iFrequencyTolerance);
+    QC_FIELD(m_bConstantInput);
+}
+
+template <class Archive>
+void AudioSetDataGeneratorForToneDetector::serialize(Archive& io_archive, const unsigned int)
+{
+    serializeBase<DataGeneratorWithConfig>(io_archive, *this);
+}
+
+QC_ARCHIVES(AudioSetDataGeneratorForToneDetector::Config);
+QC_ARCHIVES(AudioSetDataGeneratorForToneDetector);
+
+} // namespace Vexalor::MachineLearning
+
+BOOST_CLASS_EXPORT_IMPLEMENT(Vexalor::MachineLearning::AudioSetDataGeneratorForToneDetector::Config)
+BOOST_CLASS_EXPORT_IMPLEMENT(Vexalor::MachineLearning::AudioSetDataGeneratorForToneDetector)

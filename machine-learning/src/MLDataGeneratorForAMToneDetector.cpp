@@ -1,0 +1,82 @@
+#include "MLDataGeneratorForAMToneDetector.h"
+
+#include "quillcast-audio/ToneAnnotations.h"
+#include "quillcast-core/Logger.h"
+#include "quillcast-core/SerializationArchives.h"
+
+namespace Vexalor::MachineLearning
+{
+
+namespace
+{
+
+constinit Logger s_logger("quillcast.ml.generator.AudioFileDataGenerator.AM");
+
+/// Hz; wraps round as unsigned numbers do.
+bool isWithin(std::uint32_t in_uiFrequency, std::uint32_t in_uiClass, std::uint32_t in_uiTolerance)
+{
+    return in_uiFrequency >= in_uiClass - in_uiTolerance && in_uiFrequency <= in_uiClass + in_uiTolerance;
+}
+
+} // namespace
+
+bool DataGeneratorForAMToneDetector::configure(const DataGeneratorWithConfig::Config& in_config)
+{
+    QC_TRACE("DataGeneratorForAMToneDetector::configure");
+    const auto* pConfig = dynamic_cast<const Config*>(&in_config);
+    if (pConfig == nullptr || asOwnConfig(in_config) == nullptr)
+    {
+        QC_ERROR("Could not configure DataGeneratorForAMToneDetector : configuration provided is not a "
+                 "DataGeneratorForAMToneDetector::Config");
+        return false;
+    }
+    if (!AudioFileDataGenerator::configure(*pConfig))
+        return false;
+    m_config = *pConfig;
+    return true;
+}
+
+bool DataGeneratorForAMToneDetector::isAnnotationUsable_i(const std::string& in_strLabel,
+                                                          const std::string& in_strClass) const
+{
+    QC_TRACE("DataGeneratorForAMToneDetector::isAnnotationUsable_i");
+    AmplitudeModulatedAnnotationImpl classTone;
+    AmplitudeModulatedAnnotationImpl labelTone;
+    if (!classTone.setLabel(in_strClass))
+    {
+        // two blanks: wording fixed
+        QC_DEBUG("Rejecting annotation '" << in_strLabel
+                                          << "'  since it does not fit class : " << in_strClass);
+        return false;
+    }
+    if (!labelTone.setLabel(in_strLabel))
+    {
+        QC_DEBUG("Rejecting annotation '" << in_strLabel << "' because it is not an amplitude modulated one");
+        return false;
+    }
+    return isWithin(labelTone.getCarrierFreq(), classTone.getCarrierFreq(), m_config.m_uiFreqCarrierTol) &&
+           isWithin(labelTone.getModulatedFreq(), classTone.getModulatedFreq(),
+                    m_config.m_uiFreqModulatedTol);
+}
+
+template <class Archive>
+void DataGeneratorForAMToneDetector::Config::serialize(Archive& io_archive, const unsigned int)
+{
+    serializeBase<AudioFileDataGenerator::Config>(io_archive, *this);
+    QC_FIELD(m_uiFreqCarrierTol);
+    QC_FIELD(m_uiFreqModulatedTol);
+}
+
+template <class Archive>
+void DataGeneratorForAMToneDetector::serialize(Archive& io_archive, const unsigned int)
+{
+    serializeBase<AudioFileDataGenerator>(io_archive, *this);
+}
+
+QC_ARCHIVES(DataGeneratorForAMToneDetector::Config);
+QC_ARCHIVES(DataGeneratorForAMToneDetector);
+
+} // namespace Vexalor::MachineLearning
+
+BOOST_CLASS_EXPORT_IMPLEMENT(Vexalor::MachineLearning::DataGeneratorForAMToneDetector::Config)
+BOOST_CLASS_EXPORT_IMPLEMENT(Vexalor::MachineLearning::DataGeneratorForAMToneDetector)

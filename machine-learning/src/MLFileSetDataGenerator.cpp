@@ -1,0 +1,413 @@
+#include "MLFileSetDataGenerator.h"
+
+#include "quillcast-audio/AnnotatedFile.h"
+#include "quillcast-core/Assertion.h"
+
+#include <algorithm>
+#include <fstream>
+#include <ostream>
+
+namespace Vexalor::MachineLearning
+{
+
+namespace
+{
+
+constinit Logger s_logger("quillcast.ml.generator.FileSetDataGenerator.summary");
+
+bool isReadable(const std::string& in_strFilename)
+{
+    return std::ifstream(in_strFilename, std::ios::binary).good();
+}
+
+std::ostream& operator<<(std::ostream& out_stream, const AudioClassStatistics::Row& in_row)
+{
+    return out_stream << in_row.m_uiPatterns << " (" << in_row.m_dSeconds << "s)";
+}
+
+} // namespace
+
+bool FileSetDataGeneratorImpl::isOwnConfig(const DataGeneratorWithConfig::Config& in_config,
+                                           const std::type_info& in_class) const
+{
+    QC_TRACE("FileSetDataGenerator::configure");
+    if (typeid(in_config) == in_class)
+        return true;
+    QC_ERROR("Could not configure the set of recordings: the configuration is that of another generator");
+    return false;
+}
+
+bool FileSetDataGeneratorImpl::openSet(const char* in_filename)
+{
+    std::string strFilename = in_filename;
+    releaseFile();
+    m_pCurrentGenerator = {};
+    m_strFilename.clear();
+    m_bClean = true;
+    m_statistics = {};
+    m_uiUsed = 0;
+    m_uiSkippedInPass = 0;
+    m_uiSkippedAlways = 0;
+    m_parser = AudioSetParser();
+    if (!m_parser.open(strFilename.c_str()))
+        return false;
+    m_strFilename = std::move(strFilename);
+    return true;
+}
+
+CountedObjPtr<FileDataGenerator>
+FileSetDataGeneratorImpl::newFileGeneratorFor(const std::string& in_strFilename)
+{
+    CountedObjPtr<FileDataGenerator> pGenerator = newFileGenerator_i();
+    if (pGenerator.isNull())
+        QC_ERROR("Could not configure FileDataGenerator with the configuration provided to "
+                 "FileSetDataGenerator. File "
+                 << in_strFilename << " will be skipped.");
+    return pGenerator;
+}
+
+bool FileSetDataGeneratorImpl::handOverEntity(FileDataGenerator& io_generator) const
+{
+    auto* pMultiPass = dynamic_cast<MultiPassDataGenerator*>(&io_generator);
+    if (pMultiPass == nullptr)
+        return m_pEntityToReset.isNull();
+    return pMultiPass->setEntityToReset(m_pEntityToReset);
+}
+
+bool FileSetDataGeneratorImpl::setEntityToReset(Handle<Resettable, ReferenceCount> in_entity)
+{
+    QC_TRACE("FileSetDataGeneratorImpl::setEntityToReset");
+    m_pEntityToReset = in_entity;
+    return handOverEntity_i();
+}
+
+bool FileSetDataGeneratorImpl::gotoStart()
+{
+    QC_TRACE("FileSetDataGeneratorImpl::gotoStart");
+    releaseFile();
+    m_bClean = true;
+    m_bFileUsed = false;
+    m_uiUsed = 0;
+    m_uiSkippedInPass = 0;
+    m_statistics = {};
+    m_pCurrentGenerator = getFirstDataGenerator();
+    if (m_pCurrentGenerator.isNull())
+    {
+        QC_ERROR("Audio set " << m_strFilename << " has no file that can be used, of "
+                              << m_parser.getFilenames().size() << " listed");
+        return false;
+    }
+    if (m_pCurrentGenerator->gotoStart())
+        return true;
+    m_pCurrentGenerator = {};
+    m_bClean = false;
+    return false;
+}
+
+bool FileSetDataGeneratorImpl::generateNext()
+{
+    QC_TRACE("FileSetDataGeneratorNoT::generateNext");
+    if (m_pCurrentGenerator.isNull() || !m_bClean)
+        return false;
+    if (m_pCurrentGenerator->generateNext())
+    {
+        m_bFileUsed = true;
+        return true;
+    }
+    m_bClean = QC_CHECK(m_pCurrentGenerator->atEnd());
+    if (!m_bClean)
+        return false;
+    QC_DEBUG("End of file " << m_pCurrentGenerator->getCurrentFilename() << " reached");
+    leaveFile();
+    return gotoNextFile();
+}
+
+/// The first pattern of the next recording that has one becomes current.
+bool FileSetDataGeneratorImpl::gotoNextFile()
+{
+    for (;;)
+    {
+        m_pCurrentGenerator = getNextDataGenerator();
+        if (m_pCurrentGenerator.isNull())
+        {
+            QC_DEBUG("End of last audio file reached");
+            logSummary();
+            return false;
+        }
+        if (startFile())
+            return true;
+    }
+}
+
+bool FileSetDataGeneratorImpl::startFile()
+{
+    QC_DEBUG("Switching to file " << m_pCurrentGenerator->getCurrentFilename());
+    if (!m_pCurrentGenerator->gotoStart())
+    {
+        QC_ERROR("Could not go to the start of the new data generator. Corresponding filename is "
+                 << m_pCurrentGenerator->getCurrentFilename());
+        skipInPass();
+        return false;
+    }
+    m_bFileUsed = m_pCurrentGenerator->generateNext();
+    if (!m_bFileUsed)
+        leaveFile();
+    return m_bFileUsed;
+}
+
+/// Counts what the current recording delivered.
+void FileSetDataGeneratorImpl::leaveFile()
+{
+    const auto* pSource = dynamic_cast<const AudioClassStatisticsSource*>(m_pCurrentGenerator.get());
+    if (pSource != nullptr)
+        pSource->addStatistics(m_statistics);
+    m_pCurrentGenerator->releaseFile();
+    if (m_bFileUsed)
+    {
+        ++m_uiUsed;
+        return;
+    }
+    QC_ERROR("Just gone to the start of file " << m_pCurrentGenerator->getCurrentFilename()
+                                               << " but could not get first window");
+    skipInPass();
+}
+
+void FileSetDataGeneratorImpl::logSummary()
+{
+    if (!s_logger.isEnabledFor(LogLevel::INFO))
+        return;
+    const FileCounts counts = getFileCounts();
+    AudioClassStatistics statistics = m_statistics;
+    summarise_i(statistics);
+    LogMessage message(s_logger, LogLevel::INFO, __FILE__, __LINE__);
+    message.stream() << counts.m_uiListed << " file(s) listed, " << counts.m_uiUsed << " used, "
+                     << counts.m_uiSkipped << " skipped. Patterns: " << statistics.m_all;
+    for (const AudioClassStatistics::Row& row : statistics.m_vRows)
+        message.stream() << "; " << row.m_strClass << ": " << row;
+}
+
+FileSetDataGeneratorImpl::FileCounts FileSetDataGeneratorImpl::getFileCounts() const
+{
+    return {m_parser.getFilenames().size(), m_uiUsed, m_uiSkippedAlways + m_uiSkippedInPass};
+}
+
+bool FileSetDataGeneratorImpl::getInput(DoubleVector& out_vInput)
+{
+    QC_TRACE("FileSetDataGeneratorImpl::getInput");
+    return !m_pCurrentGenerator.isNull() && m_pCurrentGenerator->getInput(out_vInput);
+}
+
+bool FileSetDataGeneratorImpl::getTarget(DoubleVector& out_vTarget)
+{
+    QC_TRACE("FileSetDataGeneratorImpl::getTarget");
+    return !m_pCurrentGenerator.isNull() && m_pCurrentGenerator->getTarget(out_vTarget);
+}
+
+const char* FileSetDataGeneratorImpl::getCurrentFilename() const
+{
+    return m_pCurrentGenerator.isNull() ? m_strFilename.c_str() : m_pCurrentGenerator->getCurrentFilename();
+}
+
+std::ostream& FileSetDataGeneratorImpl::dumpStatus(std::ostream& out_stream)
+{
+    QC_TRACE("FileSetDataGeneratorImpl::dumpStatus");
+    if (m_pCurrentGenerator.isNull())
+        return out_stream << "All files have been processed";
+    out_stream << "File " << m_pCurrentGenerator->getCurrentFilename() << " : ";
+    return m_pCurrentGenerator->dumpStatus(out_stream);
+}
+
+void FileSetDataGeneratorImpl::releaseFile()
+{
+    QC_TRACE("FileSetDataGeneratorImpl::releaseFile");
+    if (!m_pCurrentGenerator.isNull())
+        m_pCurrentGenerator->releaseFile();
+}
+
+bool FileSetDataGeneratorNoT::setCurrentFilename(const char* in_filename)
+{
+    QC_TRACE("FileSetDataGeneratorNoT::setCurrentFilename");
+    const bool bOpen = openSet(in_filename);
+    m_vGenerators.clear();
+    m_uiPosition = 0;
+    if (!bOpen)
+        return false;
+    std::string strFilename;
+    while (m_parser.next(strFilename))
+        addFile(strFilename);
+    return true;
+}
+
+void FileSetDataGeneratorNoT::addFile(const std::string& in_strFilename)
+{
+    const CountedObjPtr<FileDataGenerator> pGenerator = newFileGeneratorFor(in_strFilename);
+    if (pGenerator.isNull())
+    {
+        skipAlways();
+    }
+    else if (!pGenerator->setCurrentFilename(in_strFilename.c_str()))
+    {
+        QC_ERROR("File " << in_strFilename << " exists but setCurrentFilename() failed. Skipping file...");
+        skipAlways();
+    }
+    else if (!handOverEntity(*pGenerator))
+    {
+        QC_ERROR("Could not set entity to reset in FileDataGenerator. File " << in_strFilename
+                                                                             << " will be skipped.");
+        skipAlways();
+    }
+    else
+    {
+        m_vGenerators.push_back(pGenerator);
+    }
+}
+
+LimitedObjPtr<FileDataGenerator> FileSetDataGeneratorNoT::getGenerator() const
+{
+    return m_uiPosition < m_vGenerators.size()
+               ? LimitedObjPtr<FileDataGenerator>(m_vGenerators[m_uiPosition].get())
+               : LimitedObjPtr<FileDataGenerator>();
+}
+
+LimitedObjPtr<FileDataGenerator> FileSetDataGeneratorNoT::getFirstDataGenerator()
+{
+    QC_TRACE("FileSetDataGeneratorNoT::getFirstDataGenerator");
+    m_uiPosition = 0;
+    return getGenerator();
+}
+
+LimitedObjPtr<FileDataGenerator> FileSetDataGeneratorNoT::getNextDataGenerator()
+{
+    QC_TRACE("FileSetDataGeneratorNoT::getNextDataGenerator");
+    m_uiPosition = std::min(m_uiPosition + 1, m_vGenerators.size());
+    return getGenerator();
+}
+
+bool FileSetDataGeneratorNoT::handOverEntity_i()
+{
+    bool bAll = true;
+    for (const CountedObjPtr<FileDataGenerator>& pGenerator : m_vGenerators)
+        bAll = handOverEntity(*pGenerator) && bAll;
+    return bAll;
+}
+
+bool FileSetDataGeneratorNoT::atEnd() const
+{
+    QC_TRACE("FileSetDataGeneratorNoT::atEnd");
+    if (m_uiPosition + 1 < m_vGenerators.size())
+        return false;
+    const LimitedObjPtr<FileDataGenerator> pGenerator = getGenerator();
+    return pGenerator.isNull() || pGenerator->atEnd();
+}
+
+bool LowMemoryFileSetDataGeneratorNoT::setCurrentFilename(const char* in_filename)
+{
+    QC_TRACE("LowMemoryFileSetDataGeneratorNoT::setCurrentFilename");
+    const bool bOpen = openSet(in_filename);
+    m_pGenerator = {};
+    m_bLastNameUsed = false;
+    return bOpen;
+}
+
+LimitedObjPtr<FileDataGenerator> LowMemoryFileSetDataGeneratorNoT::getFirstDataGenerator()
+{
+    QC_TRACE("LowMemoryFileSetDataGeneratorNoT::getFirstDataGenerator");
+    m_parser.rewind();
+    m_bLastNameUsed = false;
+    return getNextDataGenerator();
+}
+
+LimitedObjPtr<FileDataGenerator> LowMemoryFileSetDataGeneratorNoT::getNextDataGenerator()
+{
+    QC_TRACE("LowMemoryFileSetDataGeneratorNoT::getNextDataGenerator");
+    return goToNextValidFilename() ? LimitedObjPtr<FileDataGenerator>(m_pGenerator.get())
+                                   : LimitedObjPtr<FileDataGenerator>();
+}
+
+bool LowMemoryFileSetDataGeneratorNoT::goToNextValidFilename()
+{
+    QC_TRACE("LowMemoryFileSetDataGeneratorNoT::goToNextValidFilename");
+    std::string strFilename;
+    while (m_parser.next(strFilename))
+    {
+        if (setFile(strFilename))
+            return true;
+        skipInPass();
+    }
+    m_bLastNameUsed = true;
+    return false;
+}
+
+bool LowMemoryFileSetDataGeneratorNoT::setFile(const std::string& in_strFilename)
+{
+    if (!isReadable(in_strFilename))
+    {
+        QC_ERROR("File " << in_strFilename << " does not exist or cannot be read. Skipping file...");
+        return false;
+    }
+    if (m_pGenerator.isNull())
+    {
+        const CountedObjPtr<FileDataGenerator> pGenerator = newFileGeneratorFor(in_strFilename);
+        if (pGenerator.isNull())
+            return false;
+        if (!handOverEntity(*pGenerator))
+        {
+            QC_ERROR("Could not set entity to reset in FileDataGenerator. File " << in_strFilename
+                                                                                 << " will be skipped.");
+            return false;
+        }
+        m_pGenerator = pGenerator;
+    }
+    if (m_pGenerator->setCurrentFilename(in_strFilename.c_str()))
+        return true;
+    // The parenthesis is not opened: wording fixed.
+    QC_ERROR("File " << in_strFilename << ") exists but setCurrentFilename() failed. Skipping file...");
+    return false;
+}
+
+bool LowMemoryFileSetDataGeneratorNoT::handOverEntity_i()
+{
+    return m_pGenerator.isNull() || handOverEntity(*m_pGenerator);
+}
+
+bool LowMemoryFileSetDataGeneratorNoT::atEnd() const
+{
+    QC_TRACE("FileSetDataGenerator::atEnd");
+    return m_bLastNameUsed || (!m_parser.hasNext() && !m_pGenerator.isNull() && m_pGenerator->atEnd());
+}
+
+StringVector findAnnotatedClasses(const char* in_setFilename, const StringVector& in_vClasses,
+                                  const IsOfClass& in_isOfClass)
+{
+    QC_TRACE("MachineLearning::findAnnotatedClasses");
+    std::vector<bool> vFound(in_vClasses.size(), false);
+    AudioSetParser parser;
+    std::string strFilename;
+    std::size_t uiMissing = parser.open(in_setFilename) ? in_vClasses.size() : 0;
+    while (uiMissing > 0 && parser.next(strFilename))
+    {
+        std::ifstream stream(strFilename, std::ios::binary);
+        AnnotatedFile file;
+        if (!stream || !file.readFromWAV(stream))
+            continue;
+        for (std::size_t i = 0; i < in_vClasses.size(); ++i)
+        {
+            const auto isOfClass = [&](const Annotation& in_annotation)
+            {
+                return in_isOfClass(in_annotation.getLabel(), in_vClasses[i]);
+            };
+            if (vFound[i] ||
+                std::none_of(file.getAnnotations().begin(), file.getAnnotations().end(), isOfClass))
+                continue;
+            vFound[i] = true;
+            --uiMissing;
+        }
+    }
+    StringVector vClasses;
+    for (std::size_t i = 0; i < in_vClasses.size(); ++i)
+        if (vFound[i])
+            vClasses.push_back(in_vClasses[i]);
+    return vClasses;
+}
+
+} // namespace Vexalor::MachineLearning

@@ -1,0 +1,213 @@
+#pragma once
+
+#include "MLAudioClassStatistics.h"
+#include "MLDataGeneratorWithConfig.h"
+#include "quillcast-audio/AudioSetParser.h"
+#include "quillcast-core/LimitedObjPtr.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <typeinfo>
+#include <vector>
+
+namespace Vexalor::MachineLearning
+{
+
+/// One stream of the patterns of all recordings of an audio set, whose layout is in doc/formats.md, "Set
+/// lists". The "file" of this generator is the list. A recording that cannot be used is skipped, with an
+/// error message; one whose stream stops before its end stops the whole set, and endedCleanly is false then.
+/// The recordings of a pass are sequences of their own: the entity to reset is reset before each.
+///
+/// Call order: configure setCurrentFilename (gotoStart (generateNext (getInput getTarget?)*)*)*.
+///
+/// At the end of a pass one line at info level tells how many recordings were listed, used and skipped, and
+/// the patterns and seconds of each class.
+///
+/// This is what all sets have in common; the strategies below derive from it and say which generators there
+/// are.
+class FileSetDataGeneratorImpl
+    : public virtual FileDataGenerator
+    , public virtual MultiPassDataGenerator
+{
+public:
+    /// Recordings of the current pass, or of the last one.
+    struct FileCounts
+    {
+        std::size_t m_uiListed = 0;
+        std::size_t m_uiUsed = 0;    ///< have delivered a pattern
+        std::size_t m_uiSkipped = 0; ///< could not be used
+    };
+
+    FileSetDataGeneratorImpl() = default;
+    FileSetDataGeneratorImpl(const FileSetDataGeneratorImpl&) = delete;
+    FileSetDataGeneratorImpl& operator=(const FileSetDataGeneratorImpl&) = delete;
+
+    bool gotoStart() override;
+    bool generateNext() override;
+    bool getInput(DoubleVector& out_vInput) override;
+    bool getTarget(DoubleVector& out_vTarget) override;
+    /// The name of the current recording; that of the list while there is none.
+    const char* getCurrentFilename() const override;
+    std::ostream& dumpStatus(std::ostream& out_stream) override;
+    bool endedCleanly() const override { return m_bClean; }
+    void releaseFile() override;
+
+    /// Keeps a share and hands the entity to every generator of a recording, also to those made later. False
+    /// when one of them refused it.
+    bool setEntityToReset(Handle<Resettable, ReferenceCount> in_entity) override;
+
+    /// Null before gotoStart and at the end.
+    LimitedObjPtr<FileDataGenerator> getCurrentDataGenerator() const { return m_pCurrentGenerator; }
+    FileCounts getFileCounts() const;
+
+protected:
+    /// The generator of the first recording that can be used, before its gotoStart; null when there is none.
+    virtual LimitedObjPtr<FileDataGenerator> getFirstDataGenerator() = 0;
+    /// That of the next one.
+    virtual LimitedObjPtr<FileDataGenerator> getNextDataGenerator() = 0;
+    /// Hands the entity to all generators that exist, even when one refuses it.
+    virtual bool handOverEntity_i() = 0;
+    /// A new generator for a recording, configured; null, with the reason logged, when it refuses that.
+    virtual CountedObjPtr<FileDataGenerator> newFileGenerator_i() = 0;
+    /// What the summary of a pass says of the classes; changes what was counted.
+    virtual void summarise_i(AudioClassStatistics&) const {}
+
+    /// True when the configuration is of exactly that class; logs otherwise.
+    bool isOwnConfig(const DataGeneratorWithConfig::Config& in_config, const std::type_info& in_class) const;
+    /// Reads a list, in place of an earlier one. No pattern is current then.
+    bool openSet(const char* in_filename);
+    /// newFileGenerator_i for a recording of that name, with the entity; null, logged as skipped.
+    CountedObjPtr<FileDataGenerator> newFileGeneratorFor(const std::string& in_strFilename);
+    bool handOverEntity(FileDataGenerator& io_generator) const;
+    /// Counts a recording that could not be used, for this pass or for all of them.
+    void skipInPass() { ++m_uiSkippedInPass; }
+    void skipAlways() { ++m_uiSkippedAlways; }
+
+    AudioSetParser m_parser; ///< of the list
+
+private:
+    bool gotoNextFile();
+    bool startFile();
+    void leaveFile();
+    void logSummary();
+
+    std::string m_strFilename;
+    LimitedObjPtr<FileDataGenerator> m_pCurrentGenerator;
+    Handle<Resettable, ReferenceCount> m_pEntityToReset;
+    bool m_bClean = true;
+    bool m_bFileUsed = false; ///< the current recording has delivered a pattern
+    std::size_t m_uiUsed = 0;
+    std::size_t m_uiSkippedInPass = 0;
+    std::size_t m_uiSkippedAlways = 0;
+    AudioClassStatistics m_statistics;
+};
+
+/// All generators are made when the list is set, and recordings that cannot be used are skipped then. Each
+/// holds the timelines of its recording, but the recording itself is open, and memory for its samples taken,
+/// only while it is read.
+class FileSetDataGeneratorNoT : public FileSetDataGeneratorImpl
+{
+public:
+    /// True also when no recording can be used; false when the list cannot be read.
+    bool setCurrentFilename(const char* in_filename) override;
+    bool atEnd() const override;
+
+protected:
+    LimitedObjPtr<FileDataGenerator> getFirstDataGenerator() override;
+    LimitedObjPtr<FileDataGenerator> getNextDataGenerator() override;
+    bool handOverEntity_i() override;
+
+private:
+    LimitedObjPtr<FileDataGenerator> getGenerator() const;
+    void addFile(const std::string& in_strFilename);
+
+    std::vector<CountedObjPtr<FileDataGenerator>> m_vGenerators;
+    std::size_t m_uiPosition = 0;
+};
+
+/// One generator, which goes from recording to recording in each pass: memory does not depend on their
+/// number but for their names.
+class LowMemoryFileSetDataGeneratorNoT : public FileSetDataGeneratorImpl
+{
+public:
+    /// The recordings themselves are looked at when they are reached. False when the list cannot be read.
+    bool setCurrentFilename(const char* in_filename) override;
+    bool atEnd() const override;
+
+protected:
+    LimitedObjPtr<FileDataGenerator> getFirstDataGenerator() override;
+    LimitedObjPtr<FileDataGenerator> getNextDataGenerator() override;
+    bool handOverEntity_i() override;
+
+private:
+    bool goToNextValidFilename();
+    bool setFile(const std::string& in_strFilename);
+
+    CountedObjPtr<FileDataGenerator> m_pGenerator;
+    bool m_bLastNameUsed = false;
+};
+
+/// The configuration of a set: that of the generator of a recording.
+template <class FileGenerator, class Strategy>
+class FileSetConfig : public DataGeneratorWithConfig::Config
+{
+public:
+    typename FileGenerator::Config m_dataGenConfig;
+
+private:
+    friend class boost::serialization::access;
+    template <class Archive>
+    void serialize(Archive& io_archive, unsigned int in_uiVersion);
+};
+
+/// A set whose recordings are read by generators of the class FileGenerator, made by a strategy of those
+/// above.
+template <class FileGenerator, class Strategy, class SetConfig = FileSetConfig<FileGenerator, Strategy>>
+class FileSetDataGenerator
+    : public virtual DataGeneratorWithConfig
+    , public Strategy
+{
+public:
+    using Config = SetConfig;
+
+    /// Takes over a Config of exactly this class, false for any other. It holds from the next
+    /// setCurrentFilename on; that is when the generators of the recordings judge it.
+    bool configure(const DataGeneratorWithConfig::Config& in_config) override
+    {
+        if (!this->isOwnConfig(in_config, typeid(Config)))
+            return false;
+        m_config = static_cast<const Config&>(in_config);
+        return true;
+    }
+    const Config& getConfig() const { return m_config; }
+
+protected:
+    CountedObjPtr<FileDataGenerator> newFileGenerator_i() override
+    {
+        const CountedObjPtr<FileGenerator> pGenerator(new FileGenerator);
+        if (!pGenerator->configure(m_config.m_dataGenConfig))
+            return {};
+        return pGenerator;
+    }
+
+    DataGeneratorWithConfig::Config& getConcreteConfig_i() const override { return m_config; }
+
+private:
+    friend class boost::serialization::access;
+    template <class Archive>
+    void serialize(Archive& io_archive, unsigned int in_uiVersion);
+
+    mutable Config m_config;
+};
+
+/// Whether an annotation of that label belongs to a class.
+using IsOfClass = std::function<bool(const std::string& in_strLabel, const std::string& in_strClass)>;
+
+/// Those of the classes, in their order, that some recording of an audio set annotates. Reads the annotations
+/// of no more recordings than needed and passes over those that cannot be read.
+StringVector findAnnotatedClasses(const char* in_setFilename, const StringVector& in_vClasses,
+                                  const IsOfClass& in_isOfClass);
+
+} // namespace Vexalor::MachineLearning

@@ -1,0 +1,59 @@
+#pragma once
+
+#include "MLAudioFileDataGenerator.h"
+#include "quillcast-math/AudioFeatureComputers.h"
+#include "test-support/WavBuilder.h"
+
+#include <gtest/gtest.h>
+#include <string>
+#include <vector>
+
+/// Short recordings, and passes over them as text. Windows of 25 ms every 10 ms of recordings of 8 kHz:
+/// window k holds the samples [80 k, 80 k + 200) and its time is (80 k + 200) / 8000 = 0.025 + 0.01 k
+/// seconds.
+namespace Vexalor::Testing
+{
+
+constexpr std::uint32_t RATE = 8000;
+
+/// With the energy as input.
+inline MachineLearning::AudioFileDataGenerator::Config audioConfig(const StringVector& in_vClasses)
+{
+    MachineLearning::AudioFileDataGenerator::Config config;
+    config.m_pFeatureComputer = CloneableObjPtr<FeatureComputer>(new EnergyFeatureComputer);
+    config.m_vClasses = in_vClasses;
+    return config;
+}
+
+/// A tone of half the full scale, by default for one tenth of a second: 800 samples, 8 windows, times 0.025
+/// to 0.095.
+inline std::string toneRecording(const std::vector<WavRegion>& in_vRegions, std::size_t in_uiSamples = 800)
+{
+    return annotatedWav(RATE, toneSamples(RATE, in_uiSamples, 1000, 16384), in_vRegions);
+}
+
+/// One line for all targets of a pass, a digit a component; "-" for a pattern without target.
+inline std::string readTargets(MachineLearning::DataGenerator& io_generator)
+{
+    std::string strTargets;
+    DoubleVector vInput;
+    DoubleVector vTarget;
+    EXPECT_TRUE(io_generator.gotoStart());
+    EXPECT_FALSE(io_generator.getInput(vInput));
+    EXPECT_FALSE(io_generator.getTarget(vTarget));
+    while (io_generator.generateNext())
+    {
+        EXPECT_TRUE(io_generator.getInput(vInput));
+        strTargets += strTargets.empty() ? "" : " ";
+        if (!io_generator.getTarget(vTarget))
+            strTargets += '-';
+        else
+            for (const double dComponent : vTarget)
+                strTargets += dComponent == 1.0 ? '1' : dComponent == 0.0 ? '0' : '?';
+    }
+    EXPECT_FALSE(io_generator.getInput(vInput));
+    EXPECT_FALSE(io_generator.getTarget(vTarget));
+    return strTargets;
+}
+
+} // namespace Vexalor::Testing
