@@ -2,9 +2,11 @@
 
 #include "quillcast-core/Assertion.h"
 #include "quillcast-core/SerializationArchives.h"
+#include "quillcast-math/VectorKernels.h"
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 namespace Vexalor::MachineLearning
 {
@@ -16,37 +18,11 @@ constinit Logger s_logger("quillcast.ml.VectorScalingTrainer");
 /// Takes what happens with each pattern.
 constinit Logger s_verboseLogger("quillcast.HighVerbose.ml.VectorScalingTrainer");
 
-void updateMinMax(const DoubleVector& in_vValues, DoubleVector& io_vMax, DoubleVector& io_vMin,
-                  std::size_t in_uiCount)
+void updateMinMax(const double* const* in_ppVectors, std::size_t in_uiNbVectors, std::size_t in_uiSize,
+                  DoubleVector& io_vMax, DoubleVector& io_vMin)
 {
     const TraceScope scope(s_verboseLogger, "VectorScalingTrainer::updateMinMax");
-    const double* __restrict pValues = in_vValues.begin();
-    double* __restrict pMax = io_vMax.begin();
-    double* __restrict pMin = io_vMin.begin();
-    for (std::size_t i = 0; i < in_uiCount; ++i)
-    {
-        pMax[i] = pValues[i] > pMax[i] ? pValues[i] : pMax[i];
-        pMin[i] = pMin[i] > pValues[i] ? pValues[i] : pMin[i];
-    }
-}
-
-void addValues(const DoubleVector& in_vValues, DoubleVector& io_vSum)
-{
-    const std::size_t uiCount = std::min(in_vValues.size(), io_vSum.size());
-    const double* __restrict pValues = in_vValues.begin();
-    double* __restrict pSum = io_vSum.begin();
-    for (std::size_t i = 0; i < uiCount; ++i)
-        pSum[i] += pValues[i];
-}
-
-void addSquaredDeviations(const DoubleVector& in_vValues, const DoubleVector& in_vMean, DoubleVector& io_vSum)
-{
-    const std::size_t uiCount = std::min(in_vValues.size(), io_vSum.size());
-    const double* __restrict pValues = in_vValues.begin();
-    const double* __restrict pMean = in_vMean.begin();
-    double* __restrict pSum = io_vSum.begin();
-    for (std::size_t i = 0; i < uiCount; ++i)
-        pSum[i] += (pValues[i] - pMean[i]) * (pValues[i] - pMean[i]);
+    VectorKernels::updateExtremes(in_ppVectors, in_uiNbVectors, in_uiSize, io_vMax.begin(), io_vMin.begin());
 }
 
 } // namespace
@@ -91,14 +67,13 @@ bool VectorScalingTrainer::computeScalingParam(DataGenerator& io_generator,
         return false;
     }
     resetData();
-    while (io_generator.generateNext())
+    const auto updateMeansAndExtremes = [this]
     {
-        if (!readPattern(io_generator))
-            continue;
         computeMinAndMax();
         updateMeanCounter();
-        ++m_uiNumberData;
-    }
+        m_uiNumberData += m_uiBatch;
+    };
+    readBatches(io_generator, updateMeansAndExtremes);
     const bool bClean = io_generator.endedCleanly();
     computeSlope();
     computeMean();
@@ -109,11 +84,7 @@ bool VectorScalingTrainer::computeScalingParam(DataGenerator& io_generator,
     }
     m_input.m_vStdDev = DoubleVector(m_uiInputSize);
     m_target.m_vStdDev = DoubleVector(m_uiTargetSize);
-    while (io_generator.generateNext())
-    {
-        if (readPattern(io_generator))
-            updateStdDevCounter();
-    }
+    readBatches(io_generator, [this] { updateStdDevCounter(); });
     if (!bClean || !io_generator.endedCleanly())
         QC_WARN("The scaling is learnt from a part of the data set: it stopped before its end");
     computeStdDev();
@@ -130,28 +101,69 @@ void VectorScalingTrainer::resetData()
     m_uiNumberData = 0;
 }
 
-/// False for a pattern that does not count.
-bool VectorScalingTrainer::readPattern(DataGenerator& io_generator)
+template <class Fold>
+void VectorScalingTrainer::readBatches(DataGenerator& io_generator, Fold in_fold)
 {
-    return io_generator.getInput(m_vInput) && io_generator.getTarget(m_vTarget);
+    // Who watches the steps of each pattern sees each pattern alone.
+    const std::size_t uiBatchSize = s_verboseLogger.isEnabledFor(LogLevel::TRACE) ? 1 : BATCH_SIZE;
+    m_uiBatch = 0;
+    while (io_generator.generateNext())
+    {
+        Pattern& pattern = m_vBatch[m_uiBatch];
+        if (!io_generator.getInput(pattern.m_vInput) || !io_generator.getTarget(pattern.m_vTarget))
+            continue;
+        if (pattern.m_vInput.size() != m_vBatch[0].m_vInput.size() ||
+            pattern.m_vTarget.size() != m_vBatch[0].m_vTarget.size())
+        {
+            in_fold();
+            std::swap(m_vBatch[0], pattern);
+            m_uiBatch = 0;
+        }
+        m_vInputs[m_uiBatch] = m_vBatch[m_uiBatch].m_vInput.begin();
+        m_vTargets[m_uiBatch] = m_vBatch[m_uiBatch].m_vTarget.begin();
+        if (++m_uiBatch == uiBatchSize)
+        {
+            in_fold();
+            m_uiBatch = 0;
+        }
+    }
+    if (m_uiBatch != 0)
+        in_fold();
+}
+
+/// Components of the patterns of the batch that the first pattern of all has as well.
+std::size_t VectorScalingTrainer::getNbCommonInputs() const
+{
+    return std::min<std::size_t>(m_uiInputSize, m_vBatch[0].m_vInput.size());
+}
+
+std::size_t VectorScalingTrainer::getNbCommonTargets() const
+{
+    return std::min<std::size_t>(m_uiTargetSize, m_vBatch[0].m_vTarget.size());
 }
 
 void VectorScalingTrainer::computeMinAndMax()
 {
     const TraceScope scope(s_verboseLogger, "VectorScalingTrainer::computeMinAndMax");
+    std::size_t uiFirst = 0;
     if (m_uiNumberData == 0)
     {
-        m_uiInputSize = m_vInput.size();
-        m_uiTargetSize = m_vTarget.size();
-        m_input.m_vMax = m_input.m_vMin = m_vInput;
-        m_target.m_vMax = m_target.m_vMin = m_vTarget;
-        return;
+        m_uiInputSize = m_vBatch[0].m_vInput.size();
+        m_uiTargetSize = m_vBatch[0].m_vTarget.size();
+        m_input.m_vMax = m_input.m_vMin = m_vBatch[0].m_vInput;
+        m_target.m_vMax = m_target.m_vMin = m_vBatch[0].m_vTarget;
+        uiFirst = 1;
     }
-    if (!QC_CHECK_TEXT("m_vInput.size() == m_vInputMax.size()", m_vInput.size() == m_input.m_vMax.size()))
+    bool bOfFirstSize = true;
+    for (std::size_t i = uiFirst; i < m_uiBatch; ++i)
+        bOfFirstSize = QC_CHECK_TEXT("m_vInput.size() == m_vInputMax.size()",
+                                     m_vBatch[i].m_vInput.size() == m_input.m_vMax.size());
+    if (!bOfFirstSize || uiFirst == m_uiBatch)
         return;
-    updateMinMax(m_vInput, m_input.m_vMax, m_input.m_vMin, m_uiInputSize);
-    updateMinMax(m_vTarget, m_target.m_vMax, m_target.m_vMin,
-                 std::min<std::size_t>(m_uiTargetSize, m_vTarget.size()));
+    updateMinMax(m_vInputs.data() + uiFirst, m_uiBatch - uiFirst, m_uiInputSize, m_input.m_vMax,
+                 m_input.m_vMin);
+    updateMinMax(m_vTargets.data() + uiFirst, m_uiBatch - uiFirst, getNbCommonTargets(), m_target.m_vMax,
+                 m_target.m_vMin);
 }
 
 void VectorScalingTrainer::updateMeanCounter()
@@ -162,8 +174,8 @@ void VectorScalingTrainer::updateMeanCounter()
         m_input.m_vAvg = DoubleVector(m_uiInputSize);
         m_target.m_vAvg = DoubleVector(m_uiTargetSize);
     }
-    addValues(m_vInput, m_input.m_vAvg);
-    addValues(m_vTarget, m_target.m_vAvg);
+    VectorKernels::add(m_vInputs.data(), m_uiBatch, getNbCommonInputs(), m_input.m_vAvg.begin());
+    VectorKernels::add(m_vTargets.data(), m_uiBatch, getNbCommonTargets(), m_target.m_vAvg.begin());
 }
 
 void VectorScalingTrainer::computeMean()
@@ -184,8 +196,10 @@ void VectorScalingTrainer::updateStdDevCounter()
     const TraceScope scope(s_verboseLogger, "VectorScalingTrainer::updateStdDevCounter");
     if (!QC_CHECK_TEXT("m_vInputAvg.size() == m_uiInputSize", m_input.m_vAvg.size() == m_uiInputSize))
         return;
-    addSquaredDeviations(m_vInput, m_input.m_vAvg, m_input.m_vStdDev);
-    addSquaredDeviations(m_vTarget, m_target.m_vAvg, m_target.m_vStdDev);
+    VectorKernels::addSquaredDeviations(m_vInputs.data(), m_uiBatch, m_input.m_vAvg.begin(),
+                                        getNbCommonInputs(), m_input.m_vStdDev.begin());
+    VectorKernels::addSquaredDeviations(m_vTargets.data(), m_uiBatch, m_target.m_vAvg.begin(),
+                                        getNbCommonTargets(), m_target.m_vStdDev.begin());
 }
 
 void VectorScalingTrainer::computeStdDev()

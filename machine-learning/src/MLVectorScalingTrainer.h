@@ -3,6 +3,7 @@
 #include "MLDataGenerator.h"
 #include "MLVectorScaler.h"
 
+#include <array>
 #include <cstdint>
 #include <vector>
 
@@ -65,6 +66,15 @@ public:
     bool computeScalingParam(DataGenerator& io_generator, VectorScaler::Config& io_scalerConfig);
 
 private:
+    /// Patterns that are folded in together, so that sums need not go to memory and back for each of them.
+    static constexpr std::size_t BATCH_SIZE = 16;
+
+    struct Pattern
+    {
+        DoubleVector m_vInput;
+        DoubleVector m_vTarget;
+    };
+
     /// Of all inputs, or of all targets; a value a component. Sums become the mean and the deviation in
     /// place.
     struct Statistics
@@ -77,7 +87,11 @@ private:
     };
 
     void resetData();
-    bool readPattern(DataGenerator& io_generator);
+    /// Calls in_fold with each batch of patterns that count; those of a batch have the same sizes.
+    template <class Fold>
+    void readBatches(DataGenerator& io_generator, Fold in_fold);
+    std::size_t getNbCommonInputs() const;
+    std::size_t getNbCommonTargets() const;
     void computeMinAndMax();
     void updateMeanCounter();
     void computeMean();
@@ -92,8 +106,10 @@ private:
     bool isForTheseSizes() const;
 
     Config m_config;
-    DoubleVector m_vInput;
-    DoubleVector m_vTarget;
+    std::array<Pattern, BATCH_SIZE> m_vBatch;
+    std::size_t m_uiBatch = 0;                         ///< patterns in it
+    std::array<const double*, BATCH_SIZE> m_vInputs{}; ///< where theirs are
+    std::array<const double*, BATCH_SIZE> m_vTargets{};
     Statistics m_input;
     Statistics m_target;
     std::uint64_t m_uiInputSize = 0;
