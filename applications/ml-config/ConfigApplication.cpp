@@ -3,8 +3,10 @@
 #include "MLDataGeneratorFactory.h"
 #include "ml-config/ClassNames.h"
 #include "ml-config/ConfigCommands.h"
+#include "ml-config/ScalingOptions.h"
 #include "ml-config/WriteOptions.h"
 
+#include <algorithm>
 #include <limits>
 
 namespace Vexalor::MachineLearning
@@ -19,12 +21,34 @@ constexpr std::uint64_t MOST = std::numeric_limits<unsigned int>::max();
 /// A WAV file has at most 65535 channels.
 constexpr std::uint64_t LAST_CHANNEL = 65534;
 
+constexpr const char* WRITE = "write";
+constexpr const char* LEARN = "learn-scaling";
+constexpr const char* EXPLAIN = "explain";
+
 const char* const DESCRIPTION =
     "Configurations of data generators.\n"
-    "  write FILE    write one that the options describe, with a comment on its elements; - is standard "
-    "output\n"
-    "  explain FILE  tell what one says, and try it\n"
-    "The options below are those of write. OTHER, among the classes, is what no other class covers.";
+    "  write FILE          write one that the options describe, with a comment on its elements\n"
+    "  learn-scaling FILE  learn the scaling of the patterns of a generator, and write it\n"
+    "  explain FILE        tell what one says, and try it\n"
+    "- as FILE is standard output. The options below are those of write, then those of learn-scaling. OTHER, "
+    "among the classes, is what no other class covers.";
+
+/// The option of another command that was given; null when there is none.
+const ConfigOption* findGiven(const variables_map& in_map, std::span<const ConfigOption> in_options)
+{
+    const auto itOption =
+        std::find_if(in_options.begin(), in_options.end(),
+                     [&](const ConfigOption& in_option) { return in_map.count(in_option.m_name) != 0; });
+    return itOption == in_options.end() ? nullptr : &*itOption;
+}
+
+/// Empty when no option of that command was given.
+std::string findMisplaced(const variables_map& in_map, std::span<const ConfigOption> in_options,
+                          const char* in_command)
+{
+    const ConfigOption* pOption = findGiven(in_map, in_options);
+    return pOption == nullptr ? "" : std::string("option '--") + pOption->m_name + "' is for " + in_command;
+}
 
 } // namespace
 
@@ -33,6 +57,7 @@ ConfigApplication::ConfigApplication()
 {
     registerGeneratorClasses();
     addWriteOptions(getOptions());
+    addScalingOptions(getOptions());
     setArguments("arguments", -1, "COMMAND FILE", DESCRIPTION);
 }
 
@@ -45,40 +70,44 @@ bool ConfigApplication::processCmdlineVarsMap(const variables_map& in_map)
         return true;
     const StringVector vArguments =
         in_map.count("arguments") == 0 ? StringVector() : in_map["arguments"].as<StringVector>();
-    m_bWrite = !vArguments.empty() && vArguments.front() == "write";
-    if (vArguments.size() != 2 || (!m_bWrite && vArguments.front() != "explain"))
+    m_strCommand = vArguments.empty() ? "" : vArguments.front();
+    if (vArguments.size() != 2 || (m_strCommand != WRITE && m_strCommand != LEARN && m_strCommand != EXPLAIN))
     {
-        QC_ERROR("A command and a file are needed: write FILE or explain FILE, see --help");
+        QC_ERROR(
+            "A command and a file are needed: write FILE, learn-scaling FILE or explain FILE, see --help");
         return false;
     }
     m_strFile = vArguments.back();
-    return takeRequest(in_map);
-}
-
-bool ConfigApplication::takeRequest(const variables_map& in_map)
-{
-    std::string strFault;
-    if (m_bWrite)
-    {
-        takeFeatures(in_map);
-        takeWindows(in_map);
-        takeClasses(in_map);
-        strFault = findOptionFault(in_map, m_request);
-        // Messages of info level would stand in the midst of the configuration.
-        if (m_strFile == STANDARD_OUTPUT && in_map.count("log-config") == 0 && in_map.count("log-level") == 0)
-            Logger::setLevel("", LogLevel::WARN);
-    }
-    else
-    {
-        for (const WriteOption& option : getWriteOptions())
-        {
-            if (in_map.count(option.m_name) != 0)
-                strFault = std::string("option '--") + option.m_name + "' is for write";
-        }
-    }
+    const std::string strFault = takeRequest(in_map);
     if (!strFault.empty())
         QC_ERROR(getName() << ": " << strFault);
     return strFault.empty();
+}
+
+/// What is wrong with it; empty if nothing is.
+std::string ConfigApplication::takeRequest(const variables_map& in_map)
+{
+    std::string strFault;
+    if (m_strCommand != WRITE)
+        strFault = findMisplaced(in_map, getWriteOptions(), WRITE);
+    if (strFault.empty() && m_strCommand != LEARN)
+        strFault = findMisplaced(in_map, getScalingOptions(), LEARN);
+    if (!strFault.empty() || m_strCommand == EXPLAIN)
+        return strFault;
+    keepStandardOutputClear(in_map);
+    if (m_strCommand == LEARN)
+        return takeScalingRequest(in_map, m_scalingRequest);
+    takeFeatures(in_map);
+    takeWindows(in_map);
+    takeClasses(in_map);
+    return findOptionFault(in_map, m_request);
+}
+
+/// Messages of info level would stand in the midst of the configuration.
+void ConfigApplication::keepStandardOutputClear(const variables_map& in_map) const
+{
+    if (m_strFile == STANDARD_OUTPUT && in_map.count("log-config") == 0 && in_map.count("log-level") == 0)
+        Logger::setLevel("", LogLevel::WARN);
 }
 
 void ConfigApplication::takeFeatures(const variables_map& in_map)
@@ -93,7 +122,7 @@ void ConfigApplication::takeFeatures(const variables_map& in_map)
         m_request.m_features.m_uiNbBands = static_cast<unsigned int>(getCount(in_map, "bands", 1, MOST));
     if (in_map.count("cepstra") != 0)
         m_request.m_features.m_uiNbCepstra = static_cast<unsigned int>(getCount(in_map, "cepstra", 1, MOST));
-    m_request.m_features.m_vFrequencies = getListedNumbers(in_map, "frequency");
+    m_request.m_features.m_vFrequencies = getListedNumbers(in_map, "frequency", true);
 }
 
 void ConfigApplication::takeWindows(const variables_map& in_map)
@@ -129,7 +158,10 @@ void ConfigApplication::takeClasses(const variables_map& in_map)
 bool ConfigApplication::run_i()
 {
     QC_TRACE("ConfigApplication::run_i");
-    return m_bWrite ? writeConfiguration(m_request, m_strFile) : explainConfiguration(m_strFile);
+    if (m_strCommand == WRITE)
+        return writeConfiguration(m_request, m_strFile);
+    return m_strCommand == LEARN ? learnScaling(m_scalingRequest, m_strFile)
+                                 : explainConfiguration(m_strFile);
 }
 
 } // namespace Vexalor::MachineLearning

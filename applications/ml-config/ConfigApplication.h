@@ -1,6 +1,7 @@
 #pragma once
 
 #include "ml-config/GeneratorKinds.h"
+#include "ml-config/ScalingLearner.h"
 #include "quillcast-infra/ApplicationImpl.h"
 
 #include <string>
@@ -8,8 +9,8 @@
 namespace Vexalor::MachineLearning
 {
 
-/// Writes generator configurations and explains them. The first argument is the command, the second its
-/// file.
+/// Writes generator configurations, with scaling learnt for one kind of them, and explains them. The first
+/// argument is the command, the second its file.
 class ConfigApplication : public ApplicationImpl
 {
 public:
@@ -20,14 +21,16 @@ protected:
     bool run_i() override;
 
 private:
-    bool takeRequest(const variables_map& in_map);
+    std::string takeRequest(const variables_map& in_map);
+    void keepStandardOutputClear(const variables_map& in_map) const;
     void takeWindows(const variables_map& in_map);
     void takeFeatures(const variables_map& in_map);
     void takeClasses(const variables_map& in_map);
 
-    bool m_bWrite = false;
+    std::string m_strCommand;
     std::string m_strFile;
     GeneratorRequest m_request;
+    ScalingRequest m_scalingRequest;
 };
 
 } // namespace Vexalor::MachineLearning

@@ -15,13 +15,11 @@ namespace
 
 constinit Logger s_logger("quillcast.app.Config");
 
-/// The text of a configuration and what is known of its generator. False, with the reason logged, when it
-/// cannot be used.
-bool makeText(const GeneratorRequest& in_request, std::string& out_strText, GeneratorOutlook& out_outlook)
+/// The text of a configuration, with a comment, and what is known of its generator. False, with the reason
+/// logged, when it cannot be used.
+bool makeText(const GeneratorFile& in_made, std::string& out_strText, GeneratorOutlook& out_outlook)
 {
-    const GeneratorFile made{in_request.m_vLibraries,
-                             findGeneratorKind(in_request.m_strKind)->m_create(in_request)};
-    if (made.m_pGenerator.isNull() || !made.toText(out_strText))
+    if (in_made.m_pGenerator.isNull() || !in_made.toText(out_strText))
         return false;
     GeneratorFile loaded;
     std::string strAgain;
@@ -49,14 +47,10 @@ bool writeFile(const std::string& in_strFile, const std::string& in_strText)
     return false;
 }
 
-} // namespace
-
-bool writeConfiguration(const GeneratorRequest& in_request, const std::string& in_strFile)
+bool write(const GeneratorFile& in_made, const std::string& in_strFile, GeneratorOutlook& out_outlook)
 {
-    QC_TRACE("MachineLearning::writeConfiguration");
     std::string strText;
-    GeneratorOutlook outlook;
-    if (!makeText(in_request, strText, outlook))
+    if (!makeText(in_made, strText, out_outlook))
         return false;
     if (in_strFile == STANDARD_OUTPUT)
     {
@@ -65,7 +59,28 @@ bool writeConfiguration(const GeneratorRequest& in_request, const std::string& i
     }
     if (!writeFile(in_strFile, strText))
         return false;
-    QC_INFO("Configuration " << in_strFile << " written: " << outlook.m_strPatterns);
+    QC_INFO("Configuration " << in_strFile << " written: " << out_outlook.m_strPatterns);
+    return true;
+}
+
+} // namespace
+
+bool writeConfiguration(const GeneratorRequest& in_request, const std::string& in_strFile)
+{
+    QC_TRACE("MachineLearning::writeConfiguration");
+    GeneratorOutlook outlook;
+    return write({in_request.m_vLibraries, findGeneratorKind(in_request.m_strKind)->m_create(in_request)},
+                 in_strFile, outlook);
+}
+
+bool learnScaling(const ScalingRequest& in_request, const std::string& in_strFile)
+{
+    QC_TRACE("MachineLearning::learnScaling");
+    GeneratorOutlook outlook;
+    if (!write({{}, newLearntScaling(in_request)}, in_strFile, outlook))
+        return false;
+    for (const std::string& strRemark : outlook.m_vRemarks)
+        QC_WARN(in_strFile << ": " << strRemark);
     return true;
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "ml-config/GeneratorKinds.h"
+#include "ml-config/ScalingLearner.h"
 
 #include <string>
 
@@ -13,6 +14,10 @@ inline constexpr const char* STANDARD_OUTPUT = "-";
 /// Creates the generator, tries it and writes its configuration into a file, or to standard output.
 /// False, with the reason logged and a file of that name as it was, when it cannot be used or written.
 bool writeConfiguration(const GeneratorRequest& in_request, const std::string& in_strFile);
+
+/// Learns the scaling of the patterns of a generator and writes it, as writeConfiguration does, with learning
+/// off.
+bool learnScaling(const ScalingRequest& in_request, const std::string& in_strFile);
 
 /// Prints what a configuration says. False, with the reason logged, when it cannot be loaded or its generator
 /// cannot make patterns; throws like loadDataGeneratorFromStream.

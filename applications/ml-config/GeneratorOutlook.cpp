@@ -2,11 +2,13 @@
 
 #include "MLAudioFileDataGenerator.h"
 #include "MLBinaryFileDataGenerator.h"
+#include "MLScalingDataGenerator.h"
 #include "MLVectorFileDataGenerator.h"
 #include "ml-config/ClassNames.h"
 
 #include <algorithm>
 #include <charconv>
+#include <cmath>
 
 namespace Vexalor::MachineLearning
 {
@@ -28,6 +30,11 @@ double toNumber(const std::string& in_strText)
 std::string countOf(std::size_t in_uiCount, const char* in_what)
 {
     return std::to_string(in_uiCount) + " " + in_what + (in_uiCount == 1 ? "" : "s");
+}
+
+std::string countOfEach(std::size_t in_uiInputs, std::size_t in_uiTargets)
+{
+    return countOf(in_uiInputs, "input") + " and " + countOf(in_uiTargets, "target");
 }
 
 /// Values of a field of ours, wherever it stands.
@@ -139,8 +146,8 @@ private:
             !pInputs->computeFeatures(vFeatures) || vFeatures.empty())
             m_outlook.m_strFault = "the features of a window cannot be computed";
         else
-            m_outlook.m_strPatterns = countOf(vFeatures.size(), "input") + " and " +
-                                      countOf(countTargets(m_config.m_vClasses), "target") + " a pattern";
+            m_outlook.m_strPatterns =
+                countOfEach(vFeatures.size(), countTargets(m_config.m_vClasses)) + " a pattern";
     }
 
     void remark(std::string in_strText) { m_outlook.m_vRemarks.push_back(std::move(in_strText)); }
@@ -152,12 +159,48 @@ private:
     GeneratorOutlook m_outlook;
 };
 
+bool isFinite(const DoubleVector& in_vVector)
+{
+    return std::all_of(in_vVector.begin(), in_vVector.end(), [](double in_d) { return std::isfinite(in_d); });
+}
+
+GeneratorOutlook examineScaling(const ScalingDataGenerator::Config& in_config)
+{
+    const VectorScaler::Config& scaling = in_config.m_scalerConfig;
+    const auto& vParams = in_config.m_scalingTrainerConfig.m_vTrainingParam;
+    GeneratorOutlook outlook;
+    if (in_config.m_bLearnScalingParameters)
+    {
+        outlook.m_strPatterns = "the scaling of " + countOf(vParams.size(), "component") +
+                                ", inputs and targets together, is learnt in two passes before the first";
+        if (!(scaling == VectorScaler::Config()))
+            outlook.m_vRemarks.emplace_back("there is a scaling, so what is learnt will not be used");
+        if (std::any_of(vParams.begin(), vParams.end(),
+                        [](const auto& in_param) { return in_param.m_bMinMax && in_param.m_bStandardize; }))
+            outlook.m_strFault = "a component cannot be standardized and scaled to an interval";
+        return outlook;
+    }
+    outlook.m_strPatterns =
+        countOfEach(scaling.m_vInputSlope.size(), scaling.m_vTargetSlope.size()) + " a pattern are scaled";
+    if (scaling.m_vInputSlope.size() != scaling.m_vInputYIntercept.size() ||
+        scaling.m_vTargetSlope.size() != scaling.m_vTargetYIntercept.size())
+        outlook.m_vRemarks.emplace_back(
+            "there are not as many slopes as intercepts: components that lack one stay as they are");
+    if (!isFinite(scaling.m_vInputSlope) || !isFinite(scaling.m_vInputYIntercept) ||
+        !isFinite(scaling.m_vTargetSlope) || !isFinite(scaling.m_vTargetYIntercept))
+        outlook.m_vRemarks.emplace_back(
+            "some slopes or intercepts are not finite: those components had one value only");
+    return outlook;
+}
+
 } // namespace
 
 GeneratorOutlook examineGenerator(const DataGenerator& in_generator, const ConfigurationEntries& in_entries)
 {
     if (const auto* pAudio = dynamic_cast<const AudioFileDataGenerator*>(&in_generator))
         return AudioExaminer(pAudio->getConfig(), in_entries).examine();
+    if (const auto* pScaling = dynamic_cast<const ScalingDataGenerator*>(&in_generator))
+        return examineScaling(pScaling->getConfig());
     GeneratorOutlook outlook;
     if (dynamic_cast<const VectorFileDataGenerator*>(&in_generator) != nullptr ||
         dynamic_cast<const BinaryFileDataGenerator*>(&in_generator) != nullptr)

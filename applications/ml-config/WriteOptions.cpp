@@ -15,7 +15,7 @@ namespace Vexalor::MachineLearning
 namespace
 {
 
-constexpr WriteOption OPTIONS[] = {
+constexpr ConfigOption OPTIONS[] = {
     {"generator", "KIND", "kind of generator, audio unless given:", ""},
     {"library", "NAME", "plug-in library that is loaded before the generator is created", "", true},
     {"feature", "KIND",
@@ -46,7 +46,7 @@ std::string listKinds(const Kinds& in_kinds)
     return strText;
 }
 
-std::string makeHelp(const WriteOption& in_option)
+std::string makeHelp(const ConfigOption& in_option)
 {
     std::string strHelp = in_option.m_help;
     if (in_option.m_name == std::string_view("generator"))
@@ -58,7 +58,7 @@ std::string makeHelp(const WriteOption& in_option)
     return strHelp;
 }
 
-bool isUsed(const WriteOption& in_option, const GeneratorRequest& in_request)
+bool isUsed(const ConfigOption& in_option, const GeneratorRequest& in_request)
 {
     std::istringstream users(in_option.m_users);
     std::string strUser;
@@ -77,22 +77,24 @@ bool isUsed(const WriteOption& in_option, const GeneratorRequest& in_request)
 
 } // namespace
 
-std::span<const WriteOption> getWriteOptions()
+void addOption(options_description& io_options, const ConfigOption& in_option, const std::string& in_strHelp)
+{
+    auto add = io_options.add_options();
+    if (in_option.m_bRepeatable)
+        add(in_option.m_name, value<StringVector>()->value_name(in_option.m_valueName), in_strHelp.c_str());
+    else
+        add(in_option.m_name, value<std::string>()->value_name(in_option.m_valueName), in_strHelp.c_str());
+}
+
+std::span<const ConfigOption> getWriteOptions()
 {
     return OPTIONS;
 }
 
 void addWriteOptions(options_description& io_options)
 {
-    auto addOption = io_options.add_options();
-    for (const WriteOption& option : OPTIONS)
-    {
-        const std::string strHelp = makeHelp(option);
-        if (option.m_bRepeatable)
-            addOption(option.m_name, value<StringVector>()->value_name(option.m_valueName), strHelp.c_str());
-        else
-            addOption(option.m_name, value<std::string>()->value_name(option.m_valueName), strHelp.c_str());
-    }
+    for (const ConfigOption& option : OPTIONS)
+        addOption(io_options, option, makeHelp(option));
 }
 
 std::string findOptionFault(const variables_map& in_map, const GeneratorRequest& in_request)
@@ -104,7 +106,7 @@ std::string findOptionFault(const variables_map& in_map, const GeneratorRequest&
         if (findFeatureKind(strName) == nullptr)
             return "there is no feature '" + strName + "', see --help";
     }
-    for (const WriteOption& option : OPTIONS)
+    for (const ConfigOption& option : OPTIONS)
     {
         if (in_map.count(option.m_name) != 0 && !isUsed(option, in_request))
             return std::string("option '--") + option.m_name + "' is only for: " + option.m_users;
@@ -131,7 +133,7 @@ StringVector getListed(const variables_map& in_map, const char* in_option)
     return vParts;
 }
 
-std::vector<double> getListedNumbers(const variables_map& in_map, const char* in_option)
+std::vector<double> getListedNumbers(const variables_map& in_map, const char* in_option, bool in_bAboveZero)
 {
     std::vector<double> vNumbers;
     for (const std::string& strPart : getListed(in_map, in_option))
@@ -139,9 +141,10 @@ std::vector<double> getListedNumbers(const variables_map& in_map, const char* in
         const char* pEnd = strPart.data() + strPart.size();
         double dNumber = 0.0;
         const auto result = std::from_chars(strPart.data(), pEnd, dNumber);
-        if (result.ec != std::errc() || result.ptr != pEnd || !(dNumber > 0.0) || !std::isfinite(dNumber))
+        if (result.ec != std::errc() || result.ptr != pEnd || !std::isfinite(dNumber) ||
+            (in_bAboveZero && dNumber <= 0.0))
             throw ExceptionWithMsg(std::string("option '--") + in_option + "': '" + strPart +
-                                   "' is no number above 0");
+                                   "' is no number" + (in_bAboveZero ? " above 0" : ""));
         vNumbers.push_back(dNumber);
     }
     return vNumbers;

@@ -12,8 +12,8 @@ namespace Vexalor::MachineLearning
 
 struct GeneratorRequest;
 
-/// An option of "write".
-struct WriteOption
+/// An option of one of the commands.
+struct ConfigOption
 {
     const char* m_name;
     const char* m_valueName;
@@ -23,7 +23,10 @@ struct WriteOption
     bool m_bRepeatable = false;
 };
 
-std::span<const WriteOption> getWriteOptions();
+void addOption(options_description& io_options, const ConfigOption& in_option, const std::string& in_strHelp);
+
+/// Those of "write".
+std::span<const ConfigOption> getWriteOptions();
 
 /// Declares the options, with the kinds of generators and features in their help texts.
 void addWriteOptions(options_description& io_options);
@@ -34,7 +37,7 @@ std::string findOptionFault(const variables_map& in_map, const GeneratorRequest&
 
 /// The parts between commas of all values of a repeatable option, in order.
 StringVector getListed(const variables_map& in_map, const char* in_option);
-/// Such parts as numbers above 0. Throws ExceptionWithMsg for one that is none.
-std::vector<double> getListedNumbers(const variables_map& in_map, const char* in_option);
+/// Such parts as finite numbers, above 0 if need be. Throws ExceptionWithMsg for one that is none.
+std::vector<double> getListedNumbers(const variables_map& in_map, const char* in_option, bool in_bAboveZero);
 
 } // namespace Vexalor::MachineLearning

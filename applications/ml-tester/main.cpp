@@ -18,6 +18,7 @@ public:
     {
         getOptions().add_options()("network", value<std::string>(),
                                    "network file of the FANN library. MANDATORY");
+        addWrapperOptions();
     }
 
 protected:
@@ -27,6 +28,7 @@ protected:
             return false;
         if (isStopped())
             return true;
+        takeWrapperOptions(in_map);
         m_strNetwork = getString(in_map, "network");
         if (m_strNetwork.empty())
             QC_ERROR("a network file must be supplied");

@@ -74,6 +74,7 @@ TrainApplication::TrainApplication()
     addOption("hold-out", number("0"),
               "hold out one pattern in so many and take the weights that are best for these; 0: none");
     addOption("patience", number("20"), "stop after so many epochs that are no better for what is held out");
+    addWrapperOptions();
 }
 
 bool TrainApplication::processCmdlineVarsMap(const variables_map& in_map)
@@ -93,6 +94,7 @@ bool TrainApplication::processCmdlineVarsMap(const variables_map& in_map)
 
 void TrainApplication::takeSettings(const variables_map& in_map)
 {
+    takeWrapperOptions(in_map);
     m_strConfigFile = getString(in_map, "data-gen-config");
     m_strNetwork = getString(in_map, "network");
     // Without a file there is one stream all the same: that of a generator that reads none.
@@ -140,8 +142,9 @@ bool TrainApplication::readPatterns(PatternSet& out_patterns)
 {
     for (const std::string& strFile : m_vInputFiles)
     {
-        const CountedObjPtr<DataGenerator> pGenerator = newDataGenerator(
-            m_strConfigFile.c_str(), strFile.c_str(), Handle<Resettable, ReferenceCount>(), nullptr);
+        const CountedObjPtr<DataGenerator> pGenerator =
+            newDataGenerator(m_strConfigFile.c_str(), strFile.c_str(), Handle<Resettable, ReferenceCount>(),
+                             getScalingConfigFile());
         if (pGenerator.isNull())
             return false;
         if (!out_patterns.append(*pGenerator))

@@ -204,6 +204,48 @@ TEST_F(ProgramsTest, BadInputOfTheTesterIsAMessage)
     }
 }
 
+TEST_F(ProgramsTest, ScalingIsLearntOnceAndAppliedInTrainingAndTest)
+{
+    ASSERT_EQ(
+        run("ml-config", {"learn-scaling", "scaling.xml", "--data-gen-config", "vector.xml",
+                          "--data-gen-filename", "train.txt", "--targets", "min-max", "--interval=-1,1"})
+            .m_iExit,
+        0);
+    const CommandResult training = train({"--scaling-config", "scaling.xml", "--in-memory"});
+    ASSERT_EQ(training.m_iExit, 0) << training.m_strErr;
+    const std::string strNetwork = readFile(m_folder.path("net"));
+    ASSERT_EQ(train({"--scaling-config", "scaling.xml"}).m_iExit, 0);
+    EXPECT_EQ(readFile(m_folder.path("net")), strNetwork) << "the cache changes nothing";
+    ASSERT_EQ(train({}).m_iExit, 0);
+    EXPECT_NE(readFile(m_folder.path("net")), strNetwork) << "the scaling does";
+
+    m_folder.write("net", strNetwork);
+    const auto countErrors = [&](const std::vector<std::string>& in_vMore)
+    {
+        std::vector<std::string> vArguments{
+            "--data-gen-config", "vector.xml", "--data-gen-filename",   "test.txt",
+            "--network",         "net",        "--classification-error"};
+        vArguments.insert(vArguments.end(), in_vMore.begin(), in_vMore.end());
+        const std::string strOut = run("ml-tester", vArguments).m_strOut;
+        const std::size_t uiPlace = strOut.find("classification-error = ");
+        return uiPlace == std::string::npos ? -1 : std::stoi(strOut.substr(uiPlace + 23));
+    };
+    // Of 134 patterns; the second input of a pattern is 0.017 at most unless it is scaled.
+    const int iErrors = countErrors({"--scaling-config", "scaling.xml"});
+    EXPECT_GE(iErrors, 0);
+    EXPECT_LT(iErrors, 8);
+    EXPECT_EQ(countErrors({"--scaling-config", "scaling.xml", "--in-memory"}), iErrors);
+    EXPECT_GT(countErrors({}), 20);
+
+    for (const char* file : {"none.xml", "vector.xml"})
+    {
+        const CommandResult refused = run(
+            "ml-tester", {"--data-gen-config", "vector.xml", "--network", "net", "--scaling-config", file});
+        EXPECT_EQ(refused.m_iExit, 1);
+        EXPECT_THAT(refused.m_strErr, HasSubstr("scaling data generator config file " + std::string(file)));
+    }
+}
+
 TEST_F(ProgramsTest, HelpTellsTheOptions)
 {
     for (const char* program : {"ml-train", "ml-tester"})

@@ -3,6 +3,8 @@
 #include "MLDataGenerator.h"
 #include "quillcast-infra/ApplicationImpl.h"
 
+#include <string>
+
 namespace Vexalor::MachineLearning
 {
 
@@ -23,9 +25,18 @@ public:
 protected:
     /// Whether generators are read into memory; not unless a derived application says so.
     void setInMemory(bool in_bInMemory) { m_bInMemory = in_bInMemory; }
+    /// The scaling file that a derived application hands to newDataGenerator; none unless it says so.
+    void setScalingConfigFile(const std::string& in_strFile) { m_strScalingConfigFile = in_strFile; }
+    const char* getScalingConfigFile() const { return m_strScalingConfigFile.c_str(); }
+
+    /// For an application that lets its user choose both: adds the options "in-memory" and "scaling-config",
+    /// and takes over their values.
+    void addWrapperOptions();
+    void takeWrapperOptions(const variables_map& in_map);
 
 private:
     bool m_bInMemory = false;
+    std::string m_strScalingConfigFile;
 };
 
 } // namespace Vexalor::MachineLearning

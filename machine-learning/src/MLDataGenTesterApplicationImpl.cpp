@@ -93,8 +93,9 @@ bool MLDataGenTesterApplicationImpl::run_i()
         QC_ERROR("Failed to create the entity to be tested");
         return false;
     }
-    const CountedObjPtr<DataGenerator> pGenerator = newDataGenerator(
-        m_strConfigFile.c_str(), m_strInputFile.c_str(), pEntity.dynamicCast<Resettable>(), nullptr);
+    const CountedObjPtr<DataGenerator> pGenerator =
+        newDataGenerator(m_strConfigFile.c_str(), m_strInputFile.c_str(), pEntity.dynamicCast<Resettable>(),
+                         getScalingConfigFile());
     if (pGenerator.isNull())
     {
         QC_ERROR("MLDataGenTesterApplicationImpl::run_i : failed to get a valid data generator");

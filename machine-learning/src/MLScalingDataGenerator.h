@@ -41,6 +41,7 @@ public:
     /// for another kind of configuration. The scaling is in force from the next gotoStart on. A generator
     /// that has learnt does not learn again.
     bool configure(const DataGeneratorWithConfig::Config& in_config) override;
+    const Config& getConfig() const { return m_config; }
 
     /// Takes a share of the generator, in place of the share of an earlier one.
     void setDataGenerator(const CountedObjPtr<DataGenerator>& in_generator);

@@ -247,6 +247,89 @@ TEST_F(MlConfigTest, RefusesWhatCannotWork)
         EXPECT_EQ(run(vArguments).m_iExit, 1) << testing::PrintToString(vArguments);
 }
 
+TEST_F(MlConfigTest, LearnsAScalingThatIsAppliedToOtherData)
+{
+    ASSERT_EQ(run({"write", "generator.xml", "--generator", "vector-file"}).m_iExit, 0);
+    m_folder.write("one.txt", "[1 10] [0]\nreset\n[-7 -7] []\n[5 20] [4]\n");
+    m_folder.write("two.txt", "[9 30] [2]\n");
+    const CommandResult learning =
+        run({"learn-scaling", "scaling.xml", "--data-gen-config", "generator.xml", "--data-gen-filename",
+             "one.txt", "--data-gen-filename", "two.txt", "--targets", "min-max", "--interval=-1,1"});
+    ASSERT_EQ(learning.m_iExit, 0) << learning.m_strErr;
+    EXPECT_EQ(learning.m_strErr, "");
+    EXPECT_THAT(learning.m_strOut,
+                HasSubstr("Configuration scaling.xml written: 2 inputs and 1 target a pattern are scaled\n"));
+
+    // Inputs 1, 5, 9 have the mean 5 and the deviation 4, inputs 10, 20, 30 have 20 and 10. The targets go
+    // from 0 to 4.
+    const auto pGenerator = newDataGenerator(m_folder.path("generator.xml").c_str(),
+                                             m_folder.write("other.txt", "[13 0] [1]\n").c_str(), {}, false,
+                                             m_folder.path("scaling.xml").c_str());
+    DoubleVector vInput;
+    DoubleVector vTarget;
+    ASSERT_TRUE(pGenerator->gotoStart() && pGenerator->generateNext() && pGenerator->getInput(vInput) &&
+                pGenerator->getTarget(vTarget));
+    EXPECT_EQ(vInput, (DoubleVector{(13 - 5) / 4.0, (0 - 20) / 10.0}));
+    EXPECT_EQ(vTarget, DoubleVector{1 * (2 / 4.0) - 1});
+
+    const CommandResult explanation = run({"explain", "scaling.xml"});
+    EXPECT_EQ(explanation.m_iExit, 0);
+    for (const char* line :
+         {"m_vInputSlope = 2 items   ", "item 2 = 0.1\n", "m_bLearnScalingParameters = 0   ",
+          "\n- 2 inputs and 1 target a pattern are scaled\n"})
+        EXPECT_THAT(explanation.m_strOut, HasSubstr(line));
+    EXPECT_THAT(
+        run({"learn-scaling", "-", "--data-gen-config", "generator.xml", "--data-gen-filename", "one.txt"})
+            .m_strOut,
+        testing::StartsWith("<?xml"));
+}
+
+TEST_F(MlConfigTest, ScalingThatCannotBeLearntIsNotWritten)
+{
+    ASSERT_EQ(run({"write", "generator.xml", "--generator", "vector-file"}).m_iExit, 0);
+    m_folder.write("good.txt", "[1 10] [0]\n[5 20] [4]\n");
+    m_folder.write("constant.txt", "[1 10] [0]\n[5 10] [4]\n");
+    m_folder.write("targetless.txt", "[1 10] []\n");
+    struct Case
+    {
+        std::vector<std::string> m_vOptions;
+        const char* m_reason;
+    };
+    const Case CASES[] = {
+        {{"--data-gen-filename", "constant.txt"}, "Input 1 has one value only: it cannot be standardized"},
+        {{"--data-gen-filename", "targetless.txt"}, "There is no pattern with a target to learn from"},
+        {{"--data-gen-filename", "none.txt"}, "Cannot go to the start of the data set"},
+        {{"--data-gen-filename", "good.txt", "--data-gen-filename", "none.txt"},
+         "The data set stopped before its end"},
+        {{"--inputs", "minmax"}, "there is no scaling 'minmax'"},
+        {{"--interval", "0,1"}, "option '--interval' is only for: min-max"},
+        {{"--inputs", "min-max", "--interval", "1"}, "option '--interval' takes two numbers"},
+        {{"--inputs", "min-max", "--interval", "0,x"}, "option '--interval': 'x' is no number\n"},
+        {{"--rate", "8000"}, "option '--rate' is for write"},
+        {{"--data-gen-config", ""}, "a data generator configuration file must be supplied"},
+    };
+    for (const Case& test : CASES)
+    {
+        std::vector<std::string> vArguments{"learn-scaling", "scaling.xml"};
+        if (test.m_vOptions.front() != "--data-gen-config")
+            vArguments.insert(vArguments.end(), {"--data-gen-config", "generator.xml"});
+        vArguments.insert(vArguments.end(), test.m_vOptions.begin(), test.m_vOptions.end());
+        const CommandResult result = run(vArguments);
+        EXPECT_EQ(result.m_iExit, 1) << test.m_reason;
+        EXPECT_THAT(result.m_strErr, HasSubstr(test.m_reason));
+        EXPECT_FALSE(std::filesystem::exists(m_folder.path("scaling.xml"))) << test.m_reason;
+    }
+    EXPECT_EQ(run({"explain", "generator.xml", "--inputs", "none"}).m_iExit, 1);
+    EXPECT_EQ(run({"write", "generator.xml", "--inputs", "none"}).m_iExit, 1);
+
+    // What is not finite is written, with a warning, and read again.
+    const CommandResult infinite = run({"learn-scaling", "scaling.xml", "--data-gen-config", "generator.xml",
+                                        "--data-gen-filename", "constant.txt", "--inputs", "min-max"});
+    EXPECT_EQ(infinite.m_iExit, 0);
+    EXPECT_THAT(infinite.m_strErr, HasSubstr("WARN: scaling.xml: some slopes or intercepts are not finite"));
+    EXPECT_THAT(run({"explain", "scaling.xml"}).m_strOut, HasSubstr("item 2 = inf\n"));
+}
+
 TEST_F(MlConfigTest, ExplainRefusesWhatIsNoUsableConfiguration)
 {
     ASSERT_EQ(run({"write", "good.xml"}).m_iExit, 0);
@@ -267,7 +350,10 @@ TEST_F(MlConfigTest, ExplainRefusesWhatIsNoUsableConfiguration)
     m_folder.write("table.xml", replaced("<m_uiFftSize>0", "<m_uiFftSize>33554432"));
     m_folder.write("windows.xml", replaced("<m_uiWindowLength>25", "<m_uiWindowLength>0"));
     m_folder.write("text.xml", "[1 2] [1]\n");
+    std::string strScaling = readFile(GOLDENS + "ScalingDataGenerator.xml");
+    m_folder.write("both.xml", strScaling.replace(strScaling.find("<m_bMinMax>0"), 12, "<m_bMinMax>1"));
     const Case CASES[] = {
+        {"both.xml", "a component cannot be standardized and scaled to an interval"},
         {"none.xml", "Cannot read none.xml: No such file or directory"},
         {".", "Cannot read .: Is a directory"},
         {"text.xml", "text.xml: line 2: "},
