@@ -4,7 +4,8 @@
 usage: side_by_side.py BUILD [LIMITS] [--rounds N] [--only PROGRAM]
 
 BUILD is the build folder of the benchmarks, with their input files in BUILD/data. LIMITS has the programs
-patterns/{text_read,write,error_functions,log_scope}.cpp, audio/generator_limit.cpp and audio/features_numpy.py.
+patterns/{text_read,write,file_pull,small_reads,pull,scaling_stats,error_functions,log_scope}.cpp,
+audio/generator_limit.cpp and audio/features_numpy.py.
 Prints what our programs say, then a table: the medians of N rounds (at least 3, programs of a second run 4 N) of ours
 and of the limit, the ratio of the medians, the ratio of the lowest figures, the lowest and the highest ratio of a
 single round, and the ratio that is aimed at. Ratios are printed, not judged. --only leaves out all programs but one.
@@ -42,11 +43,13 @@ FIGURES = [
     (re.compile(r"^(numpy .*?) +([\d.]+) x  \(min"), time_of_window),
 ]
 
-# One figure: title, name in our program, name in the limit program, ratio aimed at if there is one.
+# One figure: title, name in our program, name in the limit program, ratio aimed at if there is one. "A - B" is the
+# difference of two figures of a program.
 Row = collections.namedtuple("Row", "title ours limit aim")
 # Programs that are run in turns: our commands, the source and the arguments of the limit, the figures.
 Pair = collections.namedtuple("Pair", "ours limit arguments flags rows repeat", defaults=[1])
 
+HERE = os.path.dirname(os.path.abspath(__file__))
 PATTERN_FLAGS = ["-O3", "-std=c++17"]
 AUDIO_FLAGS = ["-std=c++17", "-O3", "-march=native"]
 
@@ -70,6 +73,19 @@ PAIRS = [
          [Row("%d-byte reads, chunk of %s" % (size, chunk), "chunk of %s (%d-byte reads)" % (chunk, size),
               "own %s chunk buffer (%d-byte reads)" % (limit, size), 1.3)
           for size in (8, 320) for chunk, limit in (("64 KB", "64 KB"), ("1024 KB", "1 MB"))]),
+    Pair([["PullBench"]], "patterns/pull.cpp", [], PATTERN_FLAGS + ["-llog4cplus"],
+         [Row("replay from memory", "replay a pattern from memory", "direct copy to two vectors, no calls", 1.15),
+          Row("what scaling adds", "replay a pattern from memory, scaled - replay a pattern from memory",
+              "scaled, reused vectors, no scope - reused vectors, no scope", 1.2)], 4),
+    Pair([["ScalingBench", "data/patterns.raw"]], "patterns/scaling_stats.cpp", ["data/patterns.raw", "200000"],
+         PATTERN_FLAGS + ["-I/usr/include/eigen3"],
+         [Row("learning a scaling, from a block", "learn a scaling, both passes, from a block",
+              "fused loops, local accumulators, both passes", 1.5),
+          Row("learning a scaling, from the cache", "learn a scaling, both passes, from the cache",
+              "fused loops, local accumulators, both passes", None)], 4),
+    Pair([["ScalingBench", "data/patterns.raw"]], os.path.join(HERE, "scaling_sklearn.py"), ["data/patterns.raw"], None,
+         [Row("learning a scaling, two scalers", "learn a scaling, both passes, from a block",
+              "StandardScaler and MinMaxScaler", 0.29)]),
     Pair([["ErrorFunctionBench"]], "patterns/error_functions.cpp", [], PATTERN_FLAGS,
          [Row("mean square error", "mean square", "sum of squares", 1.1),
           Row("least square error", "least square", "sum of squares", 1.1),
@@ -139,8 +155,9 @@ def build_limit(pair, build, limits):
     source = os.path.join(limits, pair.limit)
     if pair.flags is None:
         python = "/usr/bin/python3"
-        has_numpy = subprocess.run([python, "-c", "import numpy, scipy"], stderr=subprocess.DEVNULL).returncode == 0
-        return [python, "-W", "ignore", source] + pair.arguments if has_numpy else None
+        packages = "sklearn" if "sklearn" in source else "numpy, scipy"
+        has_packages = subprocess.run([python, "-c", "import " + packages], stderr=subprocess.DEVNULL).returncode == 0
+        return [python, "-W", "ignore", source] + pair.arguments if has_packages else None
     program = os.path.join(build, "limits", os.path.splitext(os.path.basename(source))[0])
     if not os.path.exists(program) or os.path.getmtime(program) < os.path.getmtime(source):
         os.makedirs(os.path.dirname(program), exist_ok=True)
@@ -154,6 +171,12 @@ def our_command(build, words):
     return [os.path.join(build, "bin", words[0])] + words[1:]
 
 
+def values_of(figures_of_rounds, name):
+    """The figures of that name, one a round; of "A - B", the differences."""
+    columns = [figures_of_rounds[part] for part in name.split(" - ")]
+    return [values[0] - sum(values[1:]) for values in zip(*columns)]
+
+
 def compare(pair, limit, build, rounds):
     """Table lines of one pair."""
     ours, theirs = collections.defaultdict(list), collections.defaultdict(list)
@@ -161,13 +184,14 @@ def compare(pair, limit, build, rounds):
         for words in pair.ours:
             for name, value in run(our_command(build, words), build).items():
                 ours[name].append(value)
-        for name, value in run(limit, build, [row.limit for row in pair.rows]).items():
+        for name, value in run(limit, build, [name for row in pair.rows for name in row.limit.split(" - ")]).items():
             theirs[name].append(value)
     lines = []
     for row in pair.rows:
-        ratios = [our / their for our, their in zip(ours[row.ours], theirs[row.limit])]
-        our, their = statistics.median(ours[row.ours]), statistics.median(theirs[row.limit])
-        lowest = min(ours[row.ours]) / min(theirs[row.limit])
+        our_values, their_values = values_of(ours, row.ours), values_of(theirs, row.limit)
+        ratios = [our / their for our, their in zip(our_values, their_values)]
+        our, their = statistics.median(our_values), statistics.median(their_values)
+        lowest = min(our_values) / min(their_values)
         lines.append("%-42s %10.2f %10.2f %8.2f %8.2f %14s %8s" % (
             row.title, our, their, our / their, lowest, "%.2f .. %.2f" % (min(ratios), max(ratios)), row.aim or ""))
     return lines
@@ -195,7 +219,7 @@ def main():
     for pair in pairs:
         limit = build_limit(pair, build, limits)
         if limit is None:
-            print("no numpy here: %s left out" % ", ".join(row.title for row in pair.rows))
+            print("no numpy, scipy or sklearn here: %s left out" % ", ".join(row.title for row in pair.rows))
             continue
         print("\n".join(compare(pair, limit, build, rounds)), flush=True)
 
