@@ -99,6 +99,17 @@ const char* InMemoryDataGenerator::getCurrentFilename() const
     return pFileGenerator == nullptr ? "" : pFileGenerator->getCurrentFilename();
 }
 
+void InMemoryDataGenerator::releaseFile()
+{
+    QC_TRACE("InMemoryDataGenerator::releaseFile");
+    auto* pFileGenerator = dynamic_cast<FileDataGenerator*>(m_pDataGenerator.get());
+    if (pFileGenerator == nullptr)
+        return;
+    pFileGenerator->releaseFile();
+    forgetEntries();
+    currentIndexAtStart();
+}
+
 DataGeneratorWithConfig::Config& InMemoryDataGenerator::getConcreteConfig_i() const
 {
     QC_TRACE("InMemoryDataGenerator::getConcreteConfig_i");
@@ -206,6 +217,14 @@ void InMemoryDataGenerator::dropEntry()
     m_bEntryWaits = false;
 }
 
+/// The next pass streams from the beginning.
+void InMemoryDataGenerator::forgetEntries()
+{
+    m_vInputTarget.clear();
+    m_bEntryWaits = false;
+    m_bClean = true;
+}
+
 void InMemoryDataGenerator::finishPass()
 {
     if (m_bEntryWaits)
@@ -222,8 +241,7 @@ void InMemoryDataGenerator::finishPass()
     }
     else
     {
-        m_vInputTarget.clear();
-        m_bClean = true;
+        forgetEntries();
     }
     m_iCurrentIndex = static_cast<std::int32_t>(getNbEntries());
 }

@@ -56,6 +56,8 @@ public:
     bool setCurrentFilename(const char* in_filename) override;
     /// "" when the wrapped generator reads no file or has been let go.
     const char* getCurrentFilename() const override;
+    /// Handed on; what the first pass has brought so far is forgotten with it.
+    void releaseFile() override;
 
     bool gotoStart() override;
     bool generateNext() override;
@@ -95,6 +97,7 @@ private:
     bool addEntry();
     bool fillEntry();
     void dropEntry();
+    void forgetEntries();
     void finishPass();
     bool noteReset();
     bool handMiddlemanOn();

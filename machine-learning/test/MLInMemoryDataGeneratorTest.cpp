@@ -244,7 +244,7 @@ TEST_F(InMemoryTest, OperationsOfTheWrappedGenerator)
 {
     const Testing::LogCapture log(LOGGER, LogLevel::ERROR);
     const Testing::TempDir folder;
-    const std::string strFile = folder.write("patterns", "[1] [1]\n");
+    const std::string strFile = folder.write("patterns", "[1] [1]\n[2] [1]\n");
     InMemoryDataGenerator cache;
     const CountedObjPtr<VectorFileDataGenerator> pFile(new VectorFileDataGenerator);
     cache.setDataGenerator(pFile);
@@ -253,9 +253,15 @@ TEST_F(InMemoryTest, OperationsOfTheWrappedGenerator)
     EXPECT_EQ(cache.getCurrentFilename(), strFile);
     EXPECT_FALSE(cache.configure(ScalingDataGenerator::Config())) << "takes none";
     EXPECT_TRUE(log.has("ERROR The generator to be held in memory takes no configuration"));
-    EXPECT_EQ(readInputs(cache), Inputs{1});
+    EXPECT_TRUE(cache.gotoStart() && cache.generateNext());
+    cache.releaseFile();
+    EXPECT_EQ(readInputs(cache), (Inputs{1, 2}))
+        << "a first pass that was broken off on purpose is no rewind";
     EXPECT_THAT(m_assertions.conditions(), ElementsAre());
     EXPECT_STREQ(cache.getCurrentFilename(), "") << "let go";
+    cache.releaseFile();
+    EXPECT_EQ(readInputs(cache), (Inputs{1, 2})) << "what is in memory stays";
+    m_assertions.clear();
 
     const CountedObjPtr<ScalingDataGenerator> pScaling(new ScalingDataGenerator);
     pScaling->setDataGenerator(m_pSource);
