@@ -62,6 +62,20 @@ std::string describe(const std::string& in_strClass)
     return {};
 }
 
+/// The first class but OTHER that is not of a kind, or is there twice.
+std::string findFirstFault(const StringVector& in_vClasses, bool (*in_isOfKind)(const std::string&),
+                           const char* in_what)
+{
+    for (auto itClass = in_vClasses.begin(); itClass != in_vClasses.end(); ++itClass)
+    {
+        if (std::find(in_vClasses.begin(), itClass, *itClass) != itClass)
+            return "class '" + *itClass + "' is there twice";
+        if (*itClass != OTHER_CLASS && !in_isOfKind(*itClass))
+            return "class '" + *itClass + "' is not " + in_what;
+    }
+    return {};
+}
+
 } // namespace
 
 std::string toLiteralClass(const std::string& in_strLabel)
@@ -92,6 +106,30 @@ std::string findClassFault(const StringVector& in_vClasses)
             return "class '" + *itClass + "' is no valid regular expression: " + strFault;
     }
     return {};
+}
+
+std::string findWidebandClassFault(const StringVector& in_vClasses)
+{
+    const auto isWideband = [](const std::string& in_strClass)
+    {
+        return in_strClass == "WB_SF_TONE";
+    };
+    return findFirstFault(in_vClasses, isWideband, "WB_SF_TONE or OTHER");
+}
+
+std::string findAMClassFault(const StringVector& in_vClasses)
+{
+    const auto isModulated = [](const std::string& in_strClass)
+    {
+        return AmplitudeModulatedAnnotationImpl().setLabel(in_strClass);
+    };
+    return findFirstFault(in_vClasses, isModulated,
+                          "OTHER or an amplitude-modulated tone such as AM:1000:20");
+}
+
+std::string findToneClassFault(const StringVector& in_vClasses)
+{
+    return findFirstFault(in_vClasses, isTone, "a tone such as SF:1000");
 }
 
 std::size_t countTargets(const StringVector& in_vClasses)

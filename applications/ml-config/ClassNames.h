@@ -17,6 +17,12 @@ std::string toLiteralClass(const std::string& in_strLabel);
 /// Why no generator should have these classes; empty if nothing is wrong.
 std::string findClassFault(const StringVector& in_vClasses);
 
+/// The same for detectors of wideband, amplitude-modulated and single tones, whose classes are names of such
+/// tones.
+std::string findWidebandClassFault(const StringVector& in_vClasses);
+std::string findAMClassFault(const StringVector& in_vClasses);
+std::string findToneClassFault(const StringVector& in_vClasses);
+
 /// Components of a target: OTHER counts once however often it is listed.
 std::size_t countTargets(const StringVector& in_vClasses);
 

@@ -5,6 +5,7 @@
 #include "ml-config/ConfigCommands.h"
 #include "ml-config/ScalingOptions.h"
 #include "ml-config/WriteOptions.h"
+#include "quillcast-core/ExceptionWithMsg.h"
 
 #include <algorithm>
 #include <limits>
@@ -100,6 +101,7 @@ std::string ConfigApplication::takeRequest(const variables_map& in_map)
     takeFeatures(in_map);
     takeWindows(in_map);
     takeClasses(in_map);
+    takeTargets(in_map);
     return findOptionFault(in_map, m_request);
 }
 
@@ -153,6 +155,28 @@ void ConfigApplication::takeClasses(const variables_map& in_map)
             vClasses.push_back(toLiteralClass(strLabel));
     if (!vClasses.empty())
         m_request.m_vClasses = vClasses;
+}
+
+/// What is particular to some generators.
+void ConfigApplication::takeTargets(const variables_map& in_map)
+{
+    const auto take = [&](const char* in_option, auto& out_value, std::uint64_t in_uiMost)
+    {
+        if (in_map.count(in_option) != 0)
+            out_value =
+                static_cast<std::decay_t<decltype(out_value)>>(getCount(in_map, in_option, 0, in_uiMost));
+    };
+    take("carrier-tolerance", m_request.m_uiCarrierTolerance, MOST);
+    take("modulation-tolerance", m_request.m_uiModulationTolerance, MOST);
+    take("tone-tolerance", m_request.m_iToneTolerance, std::numeric_limits<std::int32_t>::max());
+    take("debouncing", m_request.m_uiDebouncingWindows, MOST);
+    take("incertitude", m_request.m_uiIncertitudeWindows, MOST);
+    if (in_map.count("constant-input") == 0)
+        return;
+    const std::string strAnswer = getString(in_map, "constant-input");
+    if (strAnswer != "yes" && strAnswer != "no")
+        throw ExceptionWithMsg("option '--constant-input': '" + strAnswer + "' is neither yes nor no");
+    m_request.m_bConstantInput = strAnswer == "yes";
 }
 
 bool ConfigApplication::run_i()

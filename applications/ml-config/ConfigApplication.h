@@ -26,6 +26,7 @@ private:
     void takeWindows(const variables_map& in_map);
     void takeFeatures(const variables_map& in_map);
     void takeClasses(const variables_map& in_map);
+    void takeTargets(const variables_map& in_map);
 
     std::string m_strCommand;
     std::string m_strFile;

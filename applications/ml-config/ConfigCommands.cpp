@@ -69,8 +69,7 @@ bool writeConfiguration(const GeneratorRequest& in_request, const std::string& i
 {
     QC_TRACE("MachineLearning::writeConfiguration");
     GeneratorOutlook outlook;
-    return write({in_request.m_vLibraries, findGeneratorKind(in_request.m_strKind)->m_create(in_request)},
-                 in_strFile, outlook);
+    return write({in_request.m_vLibraries, newGenerator(in_request)}, in_strFile, outlook);
 }
 
 bool learnScaling(const ScalingRequest& in_request, const std::string& in_strFile)

@@ -14,6 +14,27 @@ constexpr ClassDescription CLASSES[] = {
     {"MLAudioFileDataGenerator",
      "patterns of an annotated recording: the features of a window are the input, "
      "the classes in progress at its end the target"},
+    {"MLDataGeneratorForWidebandToneDetector",
+     "the same with any single tone as one class, where no two overlap"},
+    {"MLDataGeneratorForAMToneDetector", "the same with amplitude-modulated tones as classes"},
+    {"MLVadAudioFileDataGenerator", "the same with the classes VOICE, but for weak windows, and OTHER"},
+    {"MLDataGeneratorForVad",
+     "the same with the classes VOICE and SILENCE, whose targets a program may smooth"},
+    {"MLAudioSetDataGenerator",
+     "patterns of all annotated recordings of a list, which are all looked at before the first pattern"},
+    {"MLLowMemoryAudioSetDataGenerator",
+     "patterns of all annotated recordings of a list, one after the other"},
+    {"MLLowMemoryAudioSetDataGeneratorForWidebandToneDetector",
+     "the same with any single tone as one class, where no two overlap"},
+    {"MLLowMemoryAudioSetDataGeneratorForAMToneDetector",
+     "the same with amplitude-modulated tones as classes"},
+    {"MLLowMemoryVadAudioSetDataGenerator",
+     "the same with the classes VOICE, but for weak windows, and OTHER"},
+    {"MLAudioSetDataGeneratorForVad",
+     "patterns of a list of recordings with the classes VOICE and SILENCE, smoothed: pauses are bridged and "
+     "hang over"},
+    {"MLAudioSetDataGenForToneDetector",
+     "patterns of a list of recordings, a pass over all for each tone that is to be told from the rest"},
     {"MLScalingDataGenerator", "patterns of another generator, each component as value x slope + intercept"},
     {"IdentityFeatureComputer", "the samples of the window themselves"},
     {"EnergyFeatureComputer", "sum of the squared samples of the window, one feature"},
@@ -25,6 +46,13 @@ constexpr ClassDescription CLASSES[] = {
 };
 
 constexpr const char* AUDIO = "MLAudioFileDataGeneratorConfig";
+constexpr const char* AM = "MLDataGeneratorForAMToneDetectorConfig";
+constexpr const char* AUDIO_SET = "MLAudioSetDataGeneratorConfig";
+constexpr const char* LOW_MEMORY_SET = "MLLowMemoryAudioSetDataGeneratorConfig";
+constexpr const char* WIDEBAND_SET = "MLLowMemoryAudioSetDataGeneratorForWidebandToneDetectorConfig";
+constexpr const char* AM_SET = "MLLowMemoryAudioSetDataGeneratorForAMToneDetectorConfig";
+constexpr const char* VAD_SET = "MLAudioSetDataGeneratorForVadConfig";
+constexpr const char* TONE_SET = "MLAudioSetDataGenForToneDetectorConfig";
 constexpr const char* WINDOWS = "LinearAudioWindowerConfig";
 constexpr const char* LOG_MEL = "LogMelFeatureComputer";
 constexpr const char* MFCC = "MfccFeatureComputer";
@@ -40,10 +68,18 @@ constexpr const char* TREATMENT = "VectorScalingTrainer::Config::TrainingParam";
 
 constexpr const char* FEATURE_RATE = "rate of the recordings for which frequencies are counted";
 
+constexpr const char* EACH_RECORDING = "how each recording is read";
+
 constexpr FieldDescription FIELDS[] = {
     {ARCHIVE_ROOT, "MLDataGeneratorLib", "plug-in libraries to load before the generator is created"},
     {ARCHIVE_ROOT, "MLDataGenerator", "the generator"},
     {"MLDataGeneratorWithConfig", "GeneratorConfig", "its parameters"},
+    {AUDIO_SET, "m_dataGenConfig", EACH_RECORDING, "", AUDIO},
+    {LOW_MEMORY_SET, "m_dataGenConfig", EACH_RECORDING, "", AUDIO},
+    {WIDEBAND_SET, "m_dataGenConfig", EACH_RECORDING, "", AUDIO},
+    {AM_SET, "m_dataGenConfig", EACH_RECORDING, "", AM},
+    {VAD_SET, "m_audioGenConfig", EACH_RECORDING, "", AUDIO},
+    {TONE_SET, "m_audioGenConfig", EACH_RECORDING, "", AUDIO},
     {AUDIO, "m_audioConfig", "how the recording is cut into windows", "", WINDOWS},
     {WINDOWS, "m_uiSamplingRate", "rate of the recordings, others are refused; 0: any", "Hz"},
     {WINDOWS, "m_uiWindowLength", "length of a window", "ms"},
@@ -71,6 +107,16 @@ constexpr FieldDescription FIELDS[] = {
     {AUDIO, "m_vClasses",
      "classes in target order: tones such as SF:1000, or regular expressions for whole "
      "labels in any letter case; OTHER is what no other class covers, always last"},
+    {AM, "m_uiFreqCarrierTol", "by which the carrier of an annotation may differ from that of its class",
+     "Hz"},
+    {AM, "m_uiFreqModulatedTol", "the same for the modulating frequency", "Hz"},
+    {VAD_SET, "m_uiDebouncingWindows",
+     "where voice ends, one window fewer than these is voice still; below 2: none"},
+    {VAD_SET, "m_uiIncertitudeWindows", "windows behind those that are as annotated"},
+    {TONE_SET, "m_iFrequencyTolerance", "by which the frequency of an annotation may differ from its tone",
+     "Hz"},
+    {TONE_SET, "m_bConstantInput",
+     "1: the frequency of the tone, divided by half the rate, is the last part of the input"},
     {SCALING, "m_scalerConfig", "the scaling, empty when it is learnt", "", SCALER_VALUES},
     {SCALER_VALUES, "m_vInputSlope", "slope of each input component"},
     {SCALER_VALUES, "m_vInputYIntercept", "intercept of each input component"},

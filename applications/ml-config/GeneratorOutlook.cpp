@@ -1,6 +1,8 @@
 #include "ml-config/GeneratorOutlook.h"
 
-#include "MLAudioFileDataGenerator.h"
+#include "MLAudioSetDataGeneratorForToneDetector.h"
+#include "MLAudioSetDataGeneratorForVad.h"
+#include "MLAudioSetDataGenerators.h"
 #include "MLBinaryFileDataGenerator.h"
 #include "MLScalingDataGenerator.h"
 #include "MLVectorFileDataGenerator.h"
@@ -71,11 +73,73 @@ double estimateCost(const ConfigurationEntries& in_entries, std::size_t in_uiWin
     return dCost;
 }
 
+/// A generator that reads recordings, and what it makes of the classes that its configuration names.
+struct AudioView
+{
+    const AudioFileDataGenerator::Config* m_pConfig = nullptr; ///< null: it reads none
+    std::size_t m_uiFurtherInputs = 0;
+    bool m_bOneByOne = false; ///< each class against all others, in its own pass
+
+    StringVector getClasses() const
+    {
+        StringVector vClasses = m_pConfig->m_vClasses;
+        if (m_bOneByOne)
+            vClasses.emplace_back("OTHER");
+        return vClasses;
+    }
+    std::size_t countTargets() const
+    {
+        return m_bOneByOne ? 2 : MachineLearning::countTargets(m_pConfig->m_vClasses);
+    }
+};
+
+template <class Set>
+void takeSet(const DataGenerator& in_generator, AudioView& io_view)
+{
+    if (const auto* pSet = dynamic_cast<const Set*>(&in_generator))
+        io_view.m_pConfig = &pSet->getConfig().m_dataGenConfig;
+}
+
+template <class... Sets>
+void takeSets(const DataGenerator& in_generator, AudioView& io_view)
+{
+    (takeSet<Sets>(in_generator, io_view), ...);
+}
+
+AudioView makeAudioView(const DataGenerator& in_generator)
+{
+    AudioView view;
+    takeSets<AudioSetDataGenerator, LowMemoryAudioSetDataGenerator,
+             LowMemoryAudioSetDataGeneratorForWidebandToneDetector,
+             LowMemoryAudioSetDataGeneratorForAMToneDetector, LowMemoryVadAudioSetDataGenerator>(in_generator,
+                                                                                                 view);
+    if (const auto* pAudio = dynamic_cast<const AudioFileDataGenerator*>(&in_generator))
+        view.m_pConfig = &pAudio->getConfig();
+    if (const auto* pVad = dynamic_cast<const AudioSetDataGeneratorForVad*>(&in_generator))
+        view.m_pConfig = &pVad->getConfig().m_audioGenConfig;
+    if (const auto* pTones = dynamic_cast<const AudioSetDataGeneratorForToneDetector*>(&in_generator))
+        view = {&pTones->getConfig().m_audioGenConfig, pTones->getConfig().m_bConstantInput ? 1u : 0u, true};
+    return view;
+}
+
+/// What is amiss about smoothing; empty if nothing is.
+std::string describeSmoothing(const DataGenerator& in_generator)
+{
+    const auto* pVad = dynamic_cast<const AudioSetDataGeneratorForVad*>(&in_generator);
+    if (pVad == nullptr || pVad->getConfig().m_uiIncertitudeWindows == 0 ||
+        pVad->getConfig().m_uiDebouncingWindows >= 2)
+        return {};
+    return "windows of incertitude need at least 2 debouncing windows: as it is, they have nothing to do "
+           "with "
+           "the end of voice";
+}
+
 class AudioExaminer
 {
 public:
-    AudioExaminer(const AudioFileDataGenerator::Config& in_config, const ConfigurationEntries& in_entries)
-        : m_config(in_config)
+    AudioExaminer(const AudioView& in_view, const ConfigurationEntries& in_entries)
+        : m_view(in_view)
+        , m_config(*in_view.m_pConfig)
         , m_entries(in_entries)
         , m_vRates(findNumbers(in_entries, "m_dSamplingRate"))
     {
@@ -87,7 +151,7 @@ public:
         examineRates();
         if (m_outlook.m_strFault.empty())
             tryFeatures();
-        for (std::string& strRemark : describeClasses(m_config.m_vClasses))
+        for (std::string& strRemark : describeClasses(m_view.getClasses()))
             m_outlook.m_vRemarks.push_back(std::move(strRemark));
         return std::move(m_outlook);
     }
@@ -147,11 +211,13 @@ private:
             m_outlook.m_strFault = "the features of a window cannot be computed";
         else
             m_outlook.m_strPatterns =
-                countOfEach(vFeatures.size(), countTargets(m_config.m_vClasses)) + " a pattern";
+                countOfEach(vFeatures.size() + m_view.m_uiFurtherInputs, m_view.countTargets()) +
+                " a pattern";
     }
 
     void remark(std::string in_strText) { m_outlook.m_vRemarks.push_back(std::move(in_strText)); }
 
+    const AudioView& m_view;
     const AudioFileDataGenerator::Config& m_config;
     const ConfigurationEntries& m_entries;
     std::vector<double> m_vRates; ///< of the features
@@ -197,11 +263,18 @@ GeneratorOutlook examineScaling(const ScalingDataGenerator::Config& in_config)
 
 GeneratorOutlook examineGenerator(const DataGenerator& in_generator, const ConfigurationEntries& in_entries)
 {
-    if (const auto* pAudio = dynamic_cast<const AudioFileDataGenerator*>(&in_generator))
-        return AudioExaminer(pAudio->getConfig(), in_entries).examine();
     if (const auto* pScaling = dynamic_cast<const ScalingDataGenerator*>(&in_generator))
         return examineScaling(pScaling->getConfig());
     GeneratorOutlook outlook;
+    const AudioView view = makeAudioView(in_generator);
+    if (view.m_pConfig != nullptr)
+    {
+        outlook = AudioExaminer(view, in_entries).examine();
+        const std::string strRemark = describeSmoothing(in_generator);
+        if (!strRemark.empty())
+            outlook.m_vRemarks.push_back(strRemark);
+        return outlook;
+    }
     if (dynamic_cast<const VectorFileDataGenerator*>(&in_generator) != nullptr ||
         dynamic_cast<const BinaryFileDataGenerator*>(&in_generator) != nullptr)
         outlook.m_strPatterns = "inputs and targets of the sizes that the pattern file has";

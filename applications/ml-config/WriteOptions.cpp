@@ -25,12 +25,25 @@ constexpr ConfigOption OPTIONS[] = {
     {"shift", "MS", "time from the start of a window to that of the next, 10 unless given", "audio"},
     {"channel", "N", "channel, counted from 0, or mean, the default: the mean of all", "audio"},
     {"max-time", "S", "stop at the first window that ends later; 0, the default: no limit", "audio"},
-    {"classes", "LIST", "classes in target order, joined by commas; VOICE,OTHER unless any is given", "audio",
-     true},
+    {"classes", "LIST",
+     "classes in target order, joined by commas; unless any is given those that the generator usually has, "
+     "such as VOICE,OTHER",
+     "audio", true},
     {"class", "NAME", "one class, behind those of --classes: a tone such as SF:1000 or a regular expression",
      "audio", true},
     {"literal-class", "LABEL", "one class, behind the others: the annotations that have this very label",
      "audio", true},
+    {"carrier-tolerance", "HZ", "by which a carrier may differ from that of its class, 0 unless given",
+     "am am-set"},
+    {"modulation-tolerance", "HZ", "the same for the modulating frequency", "am am-set"},
+    {"tone-tolerance", "HZ", "by which a tone may differ from its class, 10 unless given", "tone-set"},
+    {"constant-input", "YES|NO",
+     "whether the frequency of the tone is part of the input, as it is unless given", "tone-set"},
+    {"debouncing", "N",
+     "windows of silence behind voice from which on they are no voice, so that one fewer is still; 0 unless "
+     "given",
+     "smoothed-vad-set"},
+    {"incertitude", "N", "windows behind those that are as annotated, 0 unless given", "smoothed-vad-set"},
     {"bands", "N", "number of mel bands", "log-mel mfcc"},
     {"cepstra", "N", "number of coefficients", "mfcc"},
     {"frequency", "LIST", "frequencies of the tones in Hz, joined by commas", "tones", true},
@@ -63,13 +76,14 @@ bool isUsed(const ConfigOption& in_option, const GeneratorRequest& in_request)
     std::istringstream users(in_option.m_users);
     std::string strUser;
     bool bForAll = true;
+    const bool bAudio = findGeneratorKind(in_request.m_strKind)->m_findClassFault != nullptr;
     while (users >> strUser)
     {
         bForAll = false;
         const StringVector& vFeatures = in_request.m_vFeatures;
         if (strUser == in_request.m_strKind ||
-            (in_request.m_strKind == "audio" &&
-             std::find(vFeatures.begin(), vFeatures.end(), strUser) != vFeatures.end()))
+            (bAudio && (strUser == "audio" ||
+                        std::find(vFeatures.begin(), vFeatures.end(), strUser) != vFeatures.end())))
             return true;
     }
     return bForAll;

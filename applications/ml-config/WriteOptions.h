@@ -18,7 +18,8 @@ struct ConfigOption
     const char* m_name;
     const char* m_valueName;
     const char* m_help;
-    /// The generator or the features, joined by blanks, that it is for; empty: all.
+    /// The generators or the features, joined by blanks, that it is for; "audio": all that read recordings;
+    /// empty: all.
     const char* m_users;
     bool m_bRepeatable = false;
 };

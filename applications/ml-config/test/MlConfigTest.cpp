@@ -91,6 +91,19 @@ TEST_F(MlConfigTest, WhatIsWrittenLoadsAndEqualsItselfWhenSaved)
         {},
         {"--generator", "vector-file"},
         {"--generator", "binary-file"},
+        {"--generator", "wideband"},
+        {"--generator", "am", "--class", "AM:1000:20", "--carrier-tolerance", "7", "--modulation-tolerance",
+         "2"},
+        {"--generator", "vad"},
+        {"--generator", "smoothed-vad"},
+        {"--generator", "audio-set", "--classes", "A,B"},
+        {"--generator", "low-memory-audio-set", "--rate", "0", "--feature", "energy"},
+        {"--generator", "wideband-set", "--class", "WB_SF_TONE"},
+        {"--generator", "am-set", "--classes", "AM:1000:20,OTHER", "--carrier-tolerance", "7"},
+        {"--generator", "vad-set"},
+        {"--generator", "smoothed-vad-set", "--debouncing", "20", "--incertitude", "5"},
+        {"--generator", "tone-set", "--classes", "SF:1000,SF:1400", "--tone-tolerance", "25",
+         "--constant-input", "no"},
         {"--rate", "16000", "--feature", "mfcc", "--cepstra", "12", "--bands", "26", "--channel", "1"},
         {"--feature", "log-mel", "--feature", "energy", "--feature", "log-mel", "--feature", "zero-crossing"},
         {"--feature", "tones", "--frequency", "697,770.5", "--frequency", "1209", "--max-time", "0.1"},
@@ -165,6 +178,38 @@ TEST_F(MlConfigTest, ExplainsValuesDefaultsAndPatterns)
         EXPECT_THAT(result.m_strOut, HasSubstr(line));
 }
 
+TEST_F(MlConfigTest, ExplainsSetsAndTheirRecordings)
+{
+    ASSERT_EQ(run({"write", "tones.xml", "--generator", "tone-set", "--classes", "SF:1000,SF:1400",
+                   "--feature", "energy"})
+                  .m_iExit,
+              0);
+    std::string strText = run({"explain", "tones.xml"}).m_strOut;
+    for (const char* line :
+         {"MLDataGenerator = MLAudioSetDataGenForToneDetector   ", "m_iFrequencyTolerance = 10 Hz   ",
+          "m_bConstantInput = 1   ", "m_uiSamplingRate = 8000 Hz   ",
+          // the energy and the tone; the tone and what it is not
+          "\n- 2 inputs and 2 targets a pattern\n"})
+        EXPECT_THAT(strText, HasSubstr(line));
+    EXPECT_THAT(strText, Not(HasSubstr("there is no class OTHER")));
+
+    ASSERT_EQ(run({"write", "vad.xml", "--generator", "smoothed-vad-set", "--debouncing", "1",
+                   "--incertitude", "5"})
+                  .m_iExit,
+              0);
+    strText = run({"explain", "vad.xml"}).m_strOut;
+    for (const char* line :
+         {"m_uiDebouncingWindows = 1 (default 0)   ", "item 2 = SILENCE\n",
+          "windows of incertitude need at least 2 debouncing windows", "there is no class OTHER"})
+        EXPECT_THAT(strText, HasSubstr(line));
+
+    ASSERT_EQ(run({"write", "am.xml", "--generator", "am-set", "--classes", "AM:1000:20,OTHER",
+                   "--modulation-tolerance", "3"})
+                  .m_iExit,
+              0);
+    EXPECT_THAT(run({"explain", "am.xml"}).m_strOut, HasSubstr("m_uiFreqModulatedTol = 3 Hz (default 0)   "));
+}
+
 TEST_F(MlConfigTest, ExplainsThePlugInsFieldsWithoutMeanings)
 {
     const CommandResult result = run(
@@ -222,6 +267,15 @@ TEST_F(MlConfigTest, RefusesWhatCannotWork)
         {{"--window", "4000000", "--feature", "identity"}, "too large to be tried"},
         {{"--feature", "mfcc", "--window", "60000", "--bands", "9000", "--cepstra", "9000"},
          "too large to be tried"},
+        {{"--generator", "vad", "--debouncing", "3"}, "option '--debouncing' is only for: smoothed-vad-set"},
+        {{"--generator", "am"}, "generator 'am' needs classes"},
+        {{"--generator", "am", "--class", "SF:1000"},
+         "class 'SF:1000' is not OTHER or an amplitude-modulated"},
+        {{"--generator", "tone-set", "--class", "OTHER", "--class", "tone"}, "class 'tone' is not a tone"},
+        {{"--generator", "wideband-set", "--class", "SF:1000"}, "class 'SF:1000' is not WB_SF_TONE or OTHER"},
+        {{"--generator", "vad-set", "--classes", "VOICE,SILENCE"}, "the classes are always VOICE,OTHER"},
+        {{"--generator", "smoothed-vad", "--class", "VOICE"}, "the classes are always VOICE,SILENCE"},
+        {{"--generator", "tone-set", "--class", "SF:1000", "--constant-input", "1"}, "neither yes nor no"},
         {{"--class", "(voice"}, "class '(voice' is no valid regular expression"},
         {{"--classes", "VOICE,,OTHER"}, "a class has no name"},
         {{"--classes", "VOICE,OTHER", "--class", "VOICE"}, "class 'VOICE' is there twice"},
