@@ -19,4 +19,10 @@ public:
     virtual bool pushLinearAudio(const double* in_begin, const double* in_end) = 0;
 };
 
+namespace Audio
+{
+using Vexalor::AudioSink;
+using Vexalor::LinearAudioSink;
+} // namespace Audio
+
 } // namespace Vexalor

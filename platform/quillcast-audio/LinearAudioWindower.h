@@ -85,6 +85,11 @@ private:
     std::uint64_t m_uiPushed = 0;
 };
 
+namespace Audio
+{
+using Vexalor::LinearAudioWindower;
+} // namespace Audio
+
 } // namespace Vexalor
 
 BOOST_CLASS_EXPORT_KEY2(Vexalor::LinearAudioWindower::Config, "LinearAudioWindowerConfig")

@@ -13,4 +13,9 @@ public:
     virtual double getCurrentAudioTime() const = 0;
 };
 
+namespace Audio
+{
+using Vexalor::TimeSource;
+} // namespace Audio
+
 } // namespace Vexalor

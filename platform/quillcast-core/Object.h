@@ -24,6 +24,30 @@ public:
     virtual bool reset() = 0;
 };
 
+/// Something that is idle until it is started.
+class ObjectWithStart : public virtual Object
+{
+public:
+    /// False if that failed; the implementation has logged why.
+    virtual bool start() = 0;
+    virtual bool isStarted() const = 0;
+};
+
+/// Something that can be stopped.
+class ObjectWithStop : public virtual Object
+{
+public:
+    /// False if that failed; the implementation has logged why.
+    virtual bool stop() = 0;
+};
+
+/// Something that can be started and stopped, any number of times in turn.
+class ObjectWithStartAndStop
+    : public virtual ObjectWithStart
+    , public virtual ObjectWithStop
+{
+};
+
 /// Something of which a copy of the same dynamic class can be made. Implementations narrow the result type.
 class Cloneable : public virtual Object
 {
