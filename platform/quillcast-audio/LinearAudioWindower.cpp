@@ -14,6 +14,9 @@ namespace
 
 constinit Logger s_logger("quillcast.audio.LinearAudioWindower");
 
+/// Hz; a sample is a millisecond then.
+constexpr std::uint32_t NOMINAL_RATE = 1000;
+
 /// round(ms * rate / 1000); 0 when the product is out of range.
 std::uint64_t toSamples(std::uint64_t in_uiMilliseconds, std::uint32_t in_uiRate)
 {
@@ -45,6 +48,11 @@ bool LinearAudioWindower::Config::getWindowSize(std::uint32_t in_uiRate, WindowS
     return true;
 }
 
+bool LinearAudioWindower::Config::getNominalWindowSize(WindowSize& out_size, std::string& out_strError) const
+{
+    return getWindowSize(m_uiSamplingRate != 0 ? m_uiSamplingRate : NOMINAL_RATE, out_size, out_strError);
+}
+
 template <class Archive>
 void LinearAudioWindower::Config::serialize(Archive& io_archive, unsigned int)
 {
@@ -66,15 +74,36 @@ bool LinearAudioWindower::configure(const Config& in_config)
     QC_TRACE("LinearAudioWindower::configure");
     WindowSize size;
     std::string strError;
-    if (!in_config.getWindowSize(in_config.m_uiSamplingRate, size, strError))
+    if (!in_config.getNominalWindowSize(size, strError))
     {
         QC_ERROR("Windower configuration refused: " << strError);
         return false;
     }
     m_config = in_config;
+    m_uiRate = in_config.m_uiSamplingRate;
     m_cutter.start(size, 0);
     m_uiPushed = 0;
     return true;
+}
+
+bool LinearAudioWindower::setSourceRate(std::uint32_t in_uiRate)
+{
+    QC_TRACE("LinearAudioWindower::setSourceRate");
+    WindowSize size;
+    std::string strError;
+    if (m_config.m_uiSamplingRate != 0 && m_config.m_uiSamplingRate != in_uiRate)
+        strError = std::to_string(m_config.m_uiSamplingRate) + " Hz are configured";
+    else if (m_uiPushed != 0 && in_uiRate != m_uiRate)
+        strError = "audio of another rate was pushed before";
+    else if (m_config.getWindowSize(in_uiRate, size, strError))
+    {
+        m_uiRate = in_uiRate;
+        if (m_uiPushed == 0)
+            m_cutter.start(size, 0);
+        return true;
+    }
+    QC_ERROR("Sampling rate of " << in_uiRate << " Hz refused: " << strError);
+    return false;
 }
 
 bool LinearAudioWindower::pushLinearAudio(const double* in_begin, const double* in_end)
@@ -82,6 +111,11 @@ bool LinearAudioWindower::pushLinearAudio(const double* in_begin, const double* 
     QC_TRACE("LinearAudioWindower::pushLinearAudio");
     if (!QC_CHECK(in_begin <= in_end))
         return false;
+    if (m_uiRate == 0)
+    {
+        QC_ERROR("Push refused: the sampling rate of the audio is not known");
+        return false;
+    }
     const std::size_t uiCount = static_cast<std::size_t>(in_end - in_begin);
     if (uiCount > MAX_WAITING_SAMPLES - std::min(m_cutter.getBuffered(), MAX_WAITING_SAMPLES))
     {
@@ -111,7 +145,13 @@ bool LinearAudioWindower::reset()
 
 double LinearAudioWindower::getTotalPushedAudioTime() const
 {
-    return static_cast<double>(m_uiPushed) / m_config.m_uiSamplingRate;
+    return m_uiRate == 0 ? 0.0 : static_cast<double>(m_uiPushed) / m_uiRate;
+}
+
+std::uint64_t LinearAudioWindower::getLastWindowEnd() const
+{
+    const std::uint64_t uiNextStart = m_cutter.getNextStart();
+    return uiNextStart == 0 ? 0 : uiNextStart - m_cutter.getSize().m_uiShift + m_cutter.getSize().m_uiLength;
 }
 
 double LinearAudioWindower::getCurrentAudioTime() const

@@ -15,7 +15,7 @@ namespace Vexalor
 /// samples give floor((n - L) / S) + 1 windows, never a partial one. The samples are left as they are: tapers
 /// belong to features.
 ///
-/// Call order: configure (pushLinearAudio popWindow*)*; reset at any time.
+/// Call order: configure setSourceRate? (pushLinearAudio popWindow*)*; reset at any time.
 class LinearAudioWindower
     : public virtual LinearAudioSink
     , public virtual TimeSource
@@ -43,6 +43,9 @@ public:
         /// Length and shift in samples at that rate: round(ms * rate / 1000). False, with the reason in
         /// out_strError, for a rate of 0 and for a length or a shift of 0 or above MAX_SAMPLES.
         bool getWindowSize(std::uint32_t in_uiRate, WindowSize& out_size, std::string& out_strError) const;
+        /// The same before the rate of the source is known: at the configured rate, or at 1000 Hz, where a
+        /// sample is a millisecond.
+        bool getNominalWindowSize(WindowSize& out_size, std::string& out_strError) const;
 
         friend bool operator==(const Config&, const Config&) = default;
 
@@ -60,13 +63,21 @@ public:
     /// As a default Config says.
     LinearAudioWindower();
 
-    /// Takes over the configuration and resets. Pushed audio has no rate or channels of its own: a sampling
-    /// rate of 0 is refused, the channel ignored. False, with the reason logged and the windower unchanged,
-    /// for a configuration that makes no sense.
+    /// Takes over the configuration and resets. Pushed audio has one channel: the configured one is ignored.
+    /// False, with the reason logged and the windower unchanged, for a configuration that makes no sense.
     bool configure(const Config& in_config);
     const Config& getConfig() const { return m_config; }
 
-    /// False, with the reason logged and nothing taken, when too many samples wait.
+    /// Tells the rate of the audio that will be pushed, in Hz. Needed where the configured rate is 0, since
+    /// pushed audio has none of its own. False, with the reason logged and nothing changed, for another rate
+    /// than the configured one, for one at which the windows make no sense, and once audio was pushed.
+    bool setSourceRate(std::uint32_t in_uiRate);
+    /// Hz; 0 while it is not known.
+    std::uint32_t getSamplingRate() const { return m_uiRate; }
+    /// In samples; at the nominal rate while the rate is not known.
+    const WindowSize& getWindowSize() const { return m_cutter.getSize(); }
+
+    /// False, with the reason logged and nothing taken, when the rate is not known or too many samples wait.
     bool pushLinearAudio(const double* in_begin, const double* in_end) override;
     /// Copies the next complete window. False, with out_vWindow untouched, when there is none yet.
     bool popWindow(DoubleVector& out_vWindow);
@@ -74,13 +85,19 @@ public:
     /// Forgets all audio; the time starts anew.
     bool reset() override;
 
-    /// Seconds of audio pushed since configure or reset.
+    /// Seconds of audio pushed since configure or reset; 0 while the rate is not known.
     double getTotalPushedAudioTime() const;
     /// The same.
     double getCurrentAudioTime() const override;
+    /// Samples pushed since configure or reset.
+    std::uint64_t getPushedSamples() const { return m_uiPushed; }
+    /// The sample behind the window that was popped last, counted from 0; 0 before one. Divided by the rate
+    /// it is the time that WindowedAudioFileReader gives for that window.
+    std::uint64_t getLastWindowEnd() const;
 
 private:
     Config m_config;
+    std::uint32_t m_uiRate = 0; ///< of the pushed audio; 0: not known
     WindowCutter m_cutter;
     std::uint64_t m_uiPushed = 0;
 };

@@ -12,10 +12,6 @@ namespace
 
 constinit Logger s_logger("quillcast.audio.WindowedAudioFileReader");
 
-/// Hz; at which lengths are judged while the rate of the recording is not known: a sample is a millisecond
-/// then.
-constexpr std::uint32_t NOMINAL_RATE = 1000;
-
 } // namespace
 
 WindowedAudioFileReader::Source WindowedAudioFileReader::describe(const char* in_filename,
@@ -48,8 +44,7 @@ bool WindowedAudioFileReader::configure(const LinearAudioWindower::Config& in_co
     std::string strError;
     if (m_source.m_uiRate != 0 && !isSuitable(m_source, in_config, size))
         return false;
-    const std::uint32_t uiRate = in_config.m_uiSamplingRate != 0 ? in_config.m_uiSamplingRate : NOMINAL_RATE;
-    if (m_source.m_uiRate == 0 && !in_config.getWindowSize(uiRate, size, strError))
+    if (m_source.m_uiRate == 0 && !in_config.getNominalWindowSize(size, strError))
     {
         QC_ERROR("Windower configuration refused: " << strError);
         return false;

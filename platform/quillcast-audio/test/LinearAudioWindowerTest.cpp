@@ -66,7 +66,7 @@ TEST(LinearAudioWindowerTest, SettingsWithoutSenseChangeNothing)
     LinearAudioWindower windower;
     ASSERT_TRUE(windower.configure(makeConfig(1000, 3, 2)));
     for (const auto& config :
-         {makeConfig(0, 25, 10), makeConfig(8000, 0, 10), makeConfig(8000, 25, 0),
+         {makeConfig(0, 0, 10), makeConfig(8000, 0, 10), makeConfig(8000, 25, 0),
           makeConfig(100, 4, 10), // 0.4 samples
           makeConfig(1000, 67108865, 1), makeConfig(8000, 25, ~0ULL), makeConfig(1, ~0ULL, 1)})
     {
@@ -75,6 +75,43 @@ TEST(LinearAudioWindowerTest, SettingsWithoutSenseChangeNothing)
         EXPECT_EQ(log.count("ERROR Windower configuration refused: "), 1u) << log.text();
     }
     EXPECT_EQ(windower.getConfig(), makeConfig(1000, 3, 2));
+}
+
+TEST(LinearAudioWindowerTest, RateOfTheSourceBeforeTheFirstPush)
+{
+    LinearAudioWindower windower;
+    ASSERT_TRUE(windower.configure(makeConfig(0, 5, 5)));
+    const LogCapture log("quillcast.audio");
+    const std::vector<double> vSamples = ramp(80);
+    const double* pBegin = vSamples.data();
+    EXPECT_FALSE(windower.pushLinearAudio(pBegin, pBegin + 1));
+    EXPECT_FALSE(windower.setSourceRate(0));
+    EXPECT_FALSE(windower.setSourceRate(99)) << "0.495 samples";
+    EXPECT_EQ(windower.getTotalPushedAudioTime(), 0.0);
+    EXPECT_TRUE(windower.setSourceRate(8000));
+    EXPECT_TRUE(windower.setSourceRate(16000)) << "no audio yet";
+    ASSERT_TRUE(windower.pushLinearAudio(pBegin, pBegin + 80));
+    EXPECT_FALSE(windower.setSourceRate(8000));
+    EXPECT_TRUE(windower.setSourceRate(16000)) << "nothing new";
+    DoubleVector vWindow;
+    EXPECT_EQ(windower.getLastWindowEnd(), 0u);
+    ASSERT_TRUE(windower.popWindow(vWindow));
+    EXPECT_EQ(vWindow.size(), 80u);
+    EXPECT_EQ(windower.getLastWindowEnd(), 80u);
+    EXPECT_EQ(windower.getTotalPushedAudioTime(), 0.005);
+    ASSERT_TRUE(windower.reset());
+    EXPECT_EQ(windower.getSamplingRate(), 16000u) << "the rate stays";
+
+    ASSERT_TRUE(windower.configure(makeConfig(8000, 5, 5)));
+    EXPECT_FALSE(windower.setSourceRate(16000));
+    EXPECT_EQ(log.lines(),
+              (std::vector<std::string>{
+                  "ERROR Push refused: the sampling rate of the audio is not known",
+                  "ERROR Sampling rate of 0 Hz refused: sampling rate is 0",
+                  "ERROR Sampling rate of 99 Hz refused: a window length of 5 ms and a shift of 5 ms at 99 "
+                  "Hz: both must be from 1 to 67108864 samples",
+                  "ERROR Sampling rate of 8000 Hz refused: audio of another rate was pushed before",
+                  "ERROR Sampling rate of 16000 Hz refused: 8000 Hz are configured"}));
 }
 
 TEST(LinearAudioWindowerTest, WindowsOfEverySplitOfThePushes)
