@@ -1,7 +1,7 @@
 # Compiler settings that hold for every target, and the switches of the build.
 
 option(QC_BUILD_BENCHMARKS "Build the programs under bench/" OFF)
-option(QC_BUILD_FUZZERS "Build the fuzz targets (clang only)" OFF)
+option(QC_BUILD_FUZZERS "Build the targets under fuzz/" OFF)
 set(QC_SANITIZE "" CACHE STRING "Sanitizers to build with, for example address,undefined")
 
 set(CMAKE_CXX_STANDARD 20)
