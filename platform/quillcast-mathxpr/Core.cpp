@@ -1,0 +1,218 @@
+#include "quillcast-mathxpr/Core.h"
+
+#include "quillcast-core/Logger.h"
+#include "quillcast-mathxpr/Limits.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace Vexalor::Math::Xpr
+{
+
+namespace
+{
+
+constinit Logger s_logger("quillcast.math.xpr.Evaluator");
+
+} // namespace
+
+Core::Core()
+    : m_pProgram(std::make_shared<Program>())
+{
+}
+
+Program& Core::changeProgram()
+{
+    if (m_pProgram.use_count() > 1)
+        m_pProgram = std::make_shared<Program>(*m_pProgram);
+    return *m_pProgram;
+}
+
+void Core::addInput()
+{
+    m_vInputs.emplace_back().m_vWaiting.resize(1);
+    m_bStale = true;
+}
+
+void Core::replan()
+{
+    for (std::size_t i = 0; i < m_vInputs.size(); ++i)
+        if (!m_vInputs[i].m_bWaiting)
+        {
+            const double* pValue = m_vValues.data() + m_pPlan->m_vInputs[i].m_uiAt;
+            m_vInputs[i].m_vWaiting.assign(pValue, pValue + m_pPlan->m_vInputs[i].m_uiSize);
+            m_vInputs[i].m_bWaiting = true;
+        }
+    m_bStale = true;
+}
+
+void Core::lookUp(std::uint32_t in_uiSymbol)
+{
+    const auto itPlace = std::lower_bound(m_vLookedUp.begin(), m_vLookedUp.end(), in_uiSymbol);
+    if (itPlace != m_vLookedUp.end() && *itPlace == in_uiSymbol)
+        return;
+    m_vLookedUp.insert(itPlace, in_uiSymbol);
+    replan();
+}
+
+bool Core::assign(std::uint32_t in_uiInput, const DoubleVector& in_vValue)
+{
+    if (m_vInputs[in_uiInput].m_bAssigned)
+    {
+        advance();
+        for (Input& input : m_vInputs)
+            input.m_bAssigned = false;
+    }
+    m_vInputs[in_uiInput].m_bAssigned = preset(in_uiInput, in_vValue);
+    return m_vInputs[in_uiInput].m_bAssigned;
+}
+
+bool Core::preset(std::uint32_t in_uiInput, const DoubleVector& in_vValue)
+{
+    if (in_vValue.size() > Limits::MAX_VECTOR)
+    {
+        QC_ERROR("An input of " << in_vValue.size() << " values; at most " << Limits::MAX_VECTOR
+                                << " are allowed");
+        return false;
+    }
+    Input& input = m_vInputs[in_uiInput];
+    ++m_uiWindow;
+    input.m_bWaiting = !isReady() || m_pPlan->m_vInputs[in_uiInput].m_uiSize != in_vValue.size();
+    if (input.m_bWaiting)
+        input.m_vWaiting.assign(in_vValue.begin(), in_vValue.end());
+    else
+        std::copy(in_vValue.begin(), in_vValue.end(),
+                  m_vValues.data() + m_pPlan->m_vInputs[in_uiInput].m_uiAt);
+    return true;
+}
+
+/// Brings plan and values up to the lengths of the inputs and the variables that were looked up.
+bool Core::makeReady()
+{
+    const auto isWaiting = [](const Input& in_input)
+    {
+        return in_input.m_bWaiting;
+    };
+    if (isReady() && std::none_of(m_vInputs.begin(), m_vInputs.end(), isWaiting))
+        return true;
+    if (!m_pProgram->isLinked())
+        return false;
+    PlanKey key{m_vLookedUp, {}};
+    for (std::size_t i = 0; i < m_vInputs.size(); ++i)
+        key.m_vInputs.push_back(m_vInputs[i].m_bWaiting
+                                    ? static_cast<std::uint32_t>(m_vInputs[i].m_vWaiting.size())
+                                    : m_pPlan->m_vInputs[i].m_uiSize);
+    const std::shared_ptr<const Plan> pPlan = m_pProgram->getPlan(key);
+    std::vector<double> vValues = pPlan->m_vImage;
+    for (std::size_t i = 0; i < m_vInputs.size(); ++i)
+    {
+        const double* pValue = m_vInputs[i].m_bWaiting ? m_vInputs[i].m_vWaiting.begin()
+                                                       : m_vValues.data() + m_pPlan->m_vInputs[i].m_uiAt;
+        std::copy_n(pValue, key.m_vInputs[i], vValues.data() + pPlan->m_vInputs[i].m_uiAt);
+        m_vInputs[i].m_bWaiting = false;
+    }
+    vValues.swap(m_vValues);
+    const std::shared_ptr<const Plan> pEarlier = std::exchange(m_pPlan, pPlan);
+    if (pEarlier != nullptr)
+        keepStates(*pEarlier, vValues);
+    m_vDone.assign(pPlan->m_vBlocks.size(), 0);
+    m_vReturns.assign(pPlan->m_vBlocks.size(), 0);
+    m_bStale = false;
+    return true;
+}
+
+/// Takes over the states that the present plan has as well: of the same variable, with the same initial
+/// value.
+void Core::keepStates(const Plan& in_earlier, const std::vector<double>& in_vEarlier)
+{
+    for (const Plan::State& state : m_pPlan->m_vStates)
+        for (const Plan::State& earlier : in_earlier.m_vStates)
+        {
+            const std::size_t uiBytes = state.m_slot.m_uiSize * sizeof(double);
+            if (earlier.m_uiSymbol == state.m_uiSymbol && earlier.m_slot.m_uiSize == state.m_slot.m_uiSize &&
+                std::memcmp(in_earlier.m_vImage.data() + earlier.m_slot.m_uiAt,
+                            m_pPlan->m_vImage.data() + state.m_slot.m_uiAt, uiBytes) == 0)
+                std::memcpy(m_vValues.data() + state.m_slot.m_uiAt,
+                            in_vEarlier.data() + earlier.m_slot.m_uiAt, uiBytes);
+        }
+}
+
+bool Core::runBlock(std::uint32_t in_uiBlock)
+{
+    if (in_uiBlock == Plan::NO_BLOCK || m_vDone[in_uiBlock] == m_uiWindow)
+        return true;
+    const std::uint32_t uiFailure =
+        run(m_pPlan->m_vCode.data(), m_pPlan->m_vBlocks.data(), m_pPlan->m_vBlocks[in_uiBlock],
+            {m_vDone.data(), m_vReturns.data(), m_uiWindow}, m_vValues.data());
+    if (uiFailure == NO_FAILURE)
+        return true;
+    QC_ERROR(m_pPlan->m_vFailures[uiFailure]);
+    return false;
+}
+
+bool Core::evaluate(std::uint32_t in_uiSymbol, DoubleVector& out_vValue)
+{
+    if (!makeReady())
+        return false;
+    const Symbol& symbol = m_pProgram->getSymbol(in_uiSymbol);
+    if (symbol.m_kind == Symbol::Kind::INPUT)
+    {
+        const Slot& slot = m_pPlan->m_vInputs[symbol.m_uiInput];
+        out_vValue.assign(m_vValues.data() + slot.m_uiAt, m_vValues.data() + slot.m_uiAt + slot.m_uiSize);
+        return true;
+    }
+    const Plan::Root* pRoot = m_pPlan->findRoot(in_uiSymbol);
+    if (pRoot == nullptr || !runBlock(pRoot->m_uiBlock))
+        return false;
+    const double* pValue = m_vValues.data() + pRoot->m_slot.m_uiAt;
+    out_vValue.assign(pValue, pValue + pRoot->m_slot.m_uiSize);
+    return true;
+}
+
+/// The end of a window: all states take their new values at once.
+void Core::advance()
+{
+    if (m_vLookedUp.empty() || !makeReady())
+        return;
+    for (const Plan::State& state : m_pPlan->m_vStates)
+    {
+        const bool bComputed = runBlock(state.m_uiBlock) && state.m_target.m_uiSize == state.m_slot.m_uiSize;
+        const Slot& from = bComputed ? state.m_target : state.m_slot;
+        std::copy_n(m_vValues.data() + from.m_uiAt, state.m_slot.m_uiSize, m_vValues.data() + state.m_uiNext);
+    }
+    for (const Plan::State& state : m_pPlan->m_vStates)
+        std::copy_n(m_vValues.data() + state.m_uiNext, state.m_slot.m_uiSize,
+                    m_vValues.data() + state.m_slot.m_uiAt);
+}
+
+void Core::reset()
+{
+    ++m_uiWindow;
+    for (Input& input : m_vInputs)
+        input.m_bAssigned = false;
+    if (m_pPlan == nullptr)
+        return;
+    for (const Plan::State& state : m_pPlan->m_vStates)
+        std::copy_n(m_pPlan->m_vImage.data() + state.m_slot.m_uiAt, state.m_slot.m_uiSize,
+                    m_vValues.data() + state.m_slot.m_uiAt);
+}
+
+void Core::forget()
+{
+    replan();
+    reset();
+    m_pPlan = nullptr;
+}
+
+std::size_t Core::getOwnMemory() const
+{
+    std::size_t uiBytes =
+        sizeof(*this) + m_vValues.capacity() * sizeof(double) + m_vDone.capacity() * sizeof(std::uint64_t) +
+        m_vReturns.capacity() * sizeof(std::uint32_t) + m_vLookedUp.capacity() * sizeof(std::uint32_t) +
+        m_vInputs.capacity() * sizeof(Input);
+    for (const Input& input : m_vInputs)
+        uiBytes += input.m_vWaiting.size() * sizeof(double);
+    return uiBytes;
+}
+
+} // namespace Vexalor::Math::Xpr

@@ -1,0 +1,94 @@
+#pragma once
+
+#include "quillcast-mathxpr/Functions.h"
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace Vexalor::Math::Xpr
+{
+
+/// What a node of an expression does with its arguments.
+enum class Op : std::uint8_t
+{
+    // Two arguments, element by element: these come first, in the order of Elementwise.h.
+    ADD,
+    SUBTRACT,
+    MULTIPLY,
+    DIVIDE,
+    MODULO,
+    POWER,
+    LESS,
+    LESS_EQUAL,
+    GREATER,
+    GREATER_EQUAL,
+    EQUAL,
+    NOT_EQUAL,
+    AND,
+    OR,
+    MINIMUM,
+    MAXIMUM,
+    // Others.
+    NEGATE,
+    NOT,
+    NUMBER,   ///< m_dNumber
+    NAME,     ///< reference m_uiReference
+    PREVIOUS, ///< reference m_uiReference; argument: initial value
+    SELECT,   ///< condition, value if true, value if not
+    VECTOR,   ///< arguments joined
+    INDEX,    ///< vector, index
+    SLICE,    ///< vector, first, end
+    CALL      ///< m_pFunction
+};
+
+constexpr std::size_t NB_BINARY = static_cast<std::size_t>(Op::MAXIMUM) + 1;
+
+struct Node
+{
+    Op m_op;
+    std::uint32_t m_uiLine;
+    std::uint32_t m_uiFirstArgument; ///< into Script::m_vArguments
+    std::uint32_t m_uiNbArguments;
+    union
+    {
+        double m_dNumber;
+        std::uint32_t m_uiReference; ///< into Script::m_vReferences
+        const Function* m_pFunction;
+    };
+};
+
+/// name = expression. The expression is the nodes from the first to the root, arguments before their users.
+struct Definition
+{
+    std::string m_strName;
+    std::string m_strText; ///< of the expression, on one line
+    std::uint32_t m_uiLine;
+    std::uint32_t m_uiFirstNode;
+    std::uint32_t m_uiRoot;
+    std::vector<std::uint32_t> m_vNames;    ///< references to values of the same window
+    std::vector<std::uint32_t> m_vPrevious; ///< references to values of the window before
+};
+
+/// The definitions of one text, as they stand; names are not resolved.
+struct Script
+{
+    std::string m_strSource; ///< for messages: the path
+    std::vector<Definition> m_vDefinitions;
+    std::vector<Node> m_vNodes;
+    std::vector<std::uint32_t> m_vArguments;
+    std::vector<std::string> m_vReferences; ///< distinct names, as written
+
+    std::string where(std::uint32_t in_uiLine) const;
+};
+
+bool isName(std::string_view in_strText);
+
+/// Null, with the reason logged at error level, when the text is no script.
+std::shared_ptr<const Script> parseScript(std::string_view in_strText, const std::string& in_strSource);
+/// The same for one expression.
+std::shared_ptr<const Script> parseExpression(std::string_view in_strText, const std::string& in_strName);
+
+} // namespace Vexalor::Math::Xpr

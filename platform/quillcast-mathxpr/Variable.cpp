@@ -1,0 +1,63 @@
+#include "quillcast-mathxpr/Variable.h"
+
+#include "quillcast-core/Assertion.h"
+#include "quillcast-mathxpr/Core.h"
+
+namespace Vexalor::Math::Xpr
+{
+
+namespace
+{
+
+constinit Logger s_logger("quillcast.math.xpr.Variable");
+
+} // namespace
+
+VariableImpl::VariableImpl() = default;
+VariableImpl::~VariableImpl() = default;
+DomainVariableImpl::DomainVariableImpl() = default;
+
+VariableImpl::VariableImpl(std::shared_ptr<Core> in_pCore, std::uint32_t in_uiSymbol, std::string in_strName)
+    : m_pCore(std::move(in_pCore))
+    , m_uiSymbol(in_uiSymbol)
+    , m_strName(std::move(in_strName))
+{
+}
+
+bool VariableImpl::evaluate(DoubleVector& out_vValue)
+{
+    QC_TRACE("Math::Xpr::VariableImpl::evaluate");
+    return QC_CHECK(m_pCore != nullptr) && m_pCore->evaluate(m_uiSymbol, out_vValue);
+}
+
+bool VariableImpl::assign(const DoubleVector& in_vValue)
+{
+    QC_TRACE("Math::Xpr::VariableImpl::assign");
+    if (!QC_CHECK(m_pCore != nullptr))
+        return false;
+    const Symbol& symbol = m_pCore->getProgram().getSymbol(m_uiSymbol);
+    if (!QC_CHECK(symbol.m_kind == Symbol::Kind::INPUT))
+        return false;
+    return m_pCore->assign(symbol.m_uiInput, in_vValue);
+}
+
+bool DomainVariableImpl::setName(const char* in_szName)
+{
+    QC_TRACE("Math::Xpr::DomainVariableImpl::setName");
+    if (!QC_CHECK(in_szName != nullptr) || !QC_CHECK(m_pCore == nullptr))
+        return false;
+    if (!QC_CHECK(isName(in_szName)))
+        return false;
+    m_strName = in_szName;
+    return true;
+}
+
+bool DomainVariableImpl::preset(const DoubleVector& in_vValue)
+{
+    QC_TRACE("Math::Xpr::DomainVariableImpl::preset");
+    if (!QC_CHECK(m_pCore != nullptr))
+        return false;
+    return m_pCore->preset(m_pCore->getProgram().getSymbol(m_uiSymbol).m_uiInput, in_vValue);
+}
+
+} // namespace Vexalor::Math::Xpr

@@ -1,0 +1,132 @@
+#include "Scripts.h"
+
+#include <filesystem>
+#include <gtest/gtest.h>
+
+using namespace Vexalor;
+using namespace Vexalor::Math::Xpr;
+using namespace Vexalor::Math::Xpr::Testing;
+using Vexalor::Testing::AssertionCapture;
+using Vexalor::Testing::LogCapture;
+using Vexalor::Testing::readFile;
+
+TEST(EvaluatorTest, AddingAgainChangesNothing)
+{
+    Scripts scripts;
+    ASSERT_TRUE(scripts.add("a", "x = 1"));
+    EXPECT_TRUE(scripts.add("a", "x = 2")); // known by its name: not read again
+    ASSERT_TRUE(scripts.evaluator.addExpression("y", "a.x + 1"));
+    EXPECT_TRUE(scripts.evaluator.addExpression("y", "a.x + 1"));
+    CountedObjPtr<DomainVariableImpl> pAgain(new DomainVariableImpl);
+    ASSERT_TRUE(pAgain->setName("audio"));
+    EXPECT_TRUE(scripts.evaluator.addVariable(pAgain));
+    const LogCapture log("quillcast.math.xpr");
+    EXPECT_FALSE(scripts.evaluator.addExpression("y", "a.x + 2"));
+    EXPECT_FALSE(scripts.evaluator.addExpression("audio", "1"));
+    EXPECT_FALSE(scripts.evaluator.setConstant("y", 1));
+    EXPECT_EQ(log.count("stands for something else already"), 3u) << log.text();
+    ASSERT_TRUE(scripts.link());
+    EXPECT_EQ(scripts.get("y"), "[2]");
+    EXPECT_TRUE(pAgain->assign({5}));
+    EXPECT_EQ(scripts.get("audio"), "[5]");
+}
+
+TEST(EvaluatorTest, ScriptsAreFoundInTheFirstFolderThatHasThem)
+{
+    Scripts scripts;
+    std::filesystem::create_directory(scripts.folder.path("one"));
+    std::filesystem::create_directory(scripts.folder.path("two"));
+    scripts.folder.write("one/a.xpr", "x = 1");
+    scripts.folder.write("two/a.xpr", "x = 2");
+    scripts.folder.write("two/b.xpr", "x = 3");
+    scripts.folder.write("c.xpr", "x = 4");
+    ASSERT_TRUE(scripts.configure("./one;two"));
+    EXPECT_TRUE(scripts.evaluator.addScript("a"));
+    EXPECT_TRUE(scripts.evaluator.addScript("b"));
+    const LogCapture log("quillcast.math.xpr");
+    EXPECT_FALSE(scripts.evaluator.addScript("c"));
+    EXPECT_FALSE(scripts.evaluator.addScript("../c"));
+    EXPECT_FALSE(scripts.configure("one;../other"));
+    EXPECT_FALSE(scripts.configure("/one"));
+    EXPECT_FALSE(scripts.configure(""));
+    EXPECT_EQ(log.text(), "ERROR Cannot find script 'c': there is no c.xpr in one/, two/\n"
+                          "ERROR '../c' cannot be the name of a script\n"
+                          "ERROR Script folder '../other' is not below the root of the file system\n"
+                          "ERROR Script folder '/one' is not below the root of the file system\n"
+                          "ERROR Parameter quillcast.math.xpr.scriptLoader.scriptsDir names no folder\n");
+    ASSERT_TRUE(scripts.link());
+    EXPECT_EQ(scripts.get("a.x"), "[1]");
+    EXPECT_EQ(scripts.get("b.x"), "[3]");
+}
+
+TEST(EvaluatorTest, StatesAdvanceOncePerWindow)
+{
+    Scripts scripts;
+    ASSERT_TRUE(scripts.add("a", "count = prev(count, 0) + 1\n"
+                                 "last = prev(audio, -1)\n"
+                                 "smooth = 0.5 * prev(smooth, 0) + 0.5 * audio\n"));
+    ASSERT_TRUE(scripts.link());
+    ASSERT_TRUE(scripts.pAudio->preset({0}));
+    EXPECT_EQ(scripts.get("a.count"), "[1]");
+    ASSERT_TRUE(scripts.pAudio->assign({2, 4}));
+    EXPECT_EQ(scripts.get("a.last"), "[-1 -1]");
+    EXPECT_EQ(scripts.get("a.smooth"), "[1 2]");
+    EXPECT_EQ(scripts.get("a.count"), "[1]");
+    EXPECT_EQ(scripts.get("a.count"), "[1]");
+    ASSERT_TRUE(scripts.pAudio->assign({8, 6})); // nobody asks in this window
+    ASSERT_TRUE(scripts.pAudio->assign({0, 0}));
+    EXPECT_EQ(scripts.get("a.count"), "[3]");
+    EXPECT_EQ(scripts.get("a.last"), "[8 6]");
+    EXPECT_EQ(scripts.get("a.smooth"), "[2.25 2]"); // ((0 + 1) / 2 + 8 / 2) / 2, ((0 + 2) / 2 + 6 / 2) / 2
+
+    const std::unique_ptr<Evaluator> pClone(scripts.evaluator.clone());
+    ASSERT_TRUE(scripts.pAudio->preset({0}));
+    ASSERT_TRUE(scripts.evaluator.reset());
+    EXPECT_EQ(scripts.get("a.count"), "[1]");
+    ASSERT_TRUE(pClone->getVariable("audio")->assign({1, 1}));
+    EXPECT_EQ(Scripts::get(*pClone, "a.count"), "[4]");
+    EXPECT_EQ(scripts.get("a.count"), "[1]");
+}
+
+TEST(EvaluatorTest, AHandleOutlivesItsEvaluator)
+{
+    CountedObjPtr<Variable> pX;
+    CountedObjPtr<DomainVariableImpl> pAudio;
+    {
+        Scripts scripts;
+        ASSERT_TRUE(scripts.add("a", "x = sum(audio)"));
+        ASSERT_TRUE(scripts.link());
+        pX = scripts.evaluator.getVariable("a.x");
+        pAudio = scripts.pAudio;
+        ASSERT_TRUE(scripts.evaluator.addExpression("later", "1"));
+        EXPECT_TRUE(scripts.evaluator.getVariable("later").isNull()); // until the next link
+    }
+    DoubleVector vValue;
+    ASSERT_TRUE(pAudio->assign({1, 2}));
+    ASSERT_TRUE(pX->evaluate(vValue));
+    EXPECT_EQ(vValue, DoubleVector{3});
+}
+
+TEST(EvaluatorTest, DumpsTheGraph)
+{
+    Scripts scripts;
+    ASSERT_TRUE(scripts.add("a", "x = sum(audio) * rate # comment\ny = [prev(y, 0),\n other.z]\n"));
+    ASSERT_TRUE(scripts.evaluator.setConstant("rate", 8000));
+    const std::string strFile = scripts.folder.path("graph.dot");
+    ASSERT_TRUE(scripts.evaluator.dump(strFile.c_str()));
+    EXPECT_EQ(readFile(strFile), "digraph evaluator {\n"
+                                 "    rankdir=LR;\n"
+                                 "    \"a.x\" [label=\"a.x = sum(audio) * rate\", shape=ellipse];\n"
+                                 "    \"a.y\" [label=\"a.y = [prev(y, 0), other.z]\", shape=ellipse];\n"
+                                 "    \"audio\" [label=\"audio\", shape=box, style=bold];\n"
+                                 "    \"other.z\" [label=\"other.z\", shape=ellipse, style=dashed];\n"
+                                 "    \"rate\" [label=\"rate = 8000\", shape=box];\n"
+                                 "    \"audio\" -> \"a.x\";\n"
+                                 "    \"rate\" -> \"a.x\";\n"
+                                 "    \"other.z\" -> \"a.y\";\n"
+                                 "    \"a.y\" -> \"a.y\" [style=dotted, label=\"prev\", constraint=false];\n"
+                                 "}\n");
+    const LogCapture log("quillcast.math.xpr");
+    EXPECT_FALSE(scripts.evaluator.dump(scripts.folder.path("none/graph.dot").c_str()));
+    EXPECT_EQ(log.count("none/graph.dot: No such file or directory"), 1u) << log.text();
+}
