@@ -25,6 +25,7 @@ Program& Core::changeProgram()
 {
     if (m_pProgram.use_count() > 1)
         m_pProgram = std::make_shared<Program>(*m_pProgram);
+    m_pProgram->takeNewRevision();
     return *m_pProgram;
 }
 

@@ -270,6 +270,11 @@ bool Evaluator::reset()
     return true;
 }
 
+std::uint64_t Evaluator::getRevision() const
+{
+    return m_pCore->getProgram().getRevision();
+}
+
 std::size_t Evaluator::getOwnMemory() const
 {
     return sizeof(*this) + m_pCore->getOwnMemory();

@@ -7,6 +7,7 @@
 #include "quillcast-infra/VirtualFileSystem.h"
 #include "quillcast-mathxpr/Variable.h"
 
+#include <cstdint>
 #include <memory>
 
 namespace Vexalor::Math::Xpr
@@ -81,6 +82,10 @@ public:
     bool reset() override;
 
     Evaluator* clone() const override { return new Evaluator(*this); }
+
+    /// Stands for the scripts, inputs and constants as they are: every change gives a number that no
+    /// evaluator has had before. A clone that is unchanged has its original's.
+    std::uint64_t getRevision() const;
 
     /// What one evaluator holds for itself, in bytes; what clones share is not part of it.
     std::size_t getOwnMemory() const;

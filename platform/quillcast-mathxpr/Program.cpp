@@ -4,6 +4,7 @@
 #include "quillcast-mathxpr/Plan.h"
 
 #include <algorithm>
+#include <atomic>
 
 namespace Vexalor::Math::Xpr
 {
@@ -58,6 +59,12 @@ std::uint32_t Program::intern(const std::string& in_strName)
 const Definition& Program::getDefinition(const Symbol& in_symbol) const
 {
     return getScriptOf(in_symbol).m_pScript->m_vDefinitions[in_symbol.m_uiDefinition];
+}
+
+void Program::takeNewRevision()
+{
+    static std::atomic<std::uint64_t> uiLast{0};
+    m_uiRevision = ++uiLast;
 }
 
 bool Program::hasScript(const std::string& in_strName) const

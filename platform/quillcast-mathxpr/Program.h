@@ -2,6 +2,7 @@
 
 #include "quillcast-mathxpr/Script.h"
 
+#include <cstdint>
 #include <memory>
 #include <mutex>
 #include <ostream>
@@ -74,6 +75,10 @@ public:
     std::uint32_t addInput(const std::string& in_strName);
     void setConstant(const std::string& in_strName, double in_dValue);
 
+    /// Stands for what the program is; see Evaluator::getRevision.
+    std::uint64_t getRevision() const { return m_uiRevision; }
+    void takeNewRevision();
+
     bool link(bool in_bComplete);
     bool isLinked() const { return m_bLinked; }
     /// The linked expressions, each behind those that it uses.
@@ -98,6 +103,7 @@ private:
     std::vector<std::uint32_t> m_vOrder;
     std::uint32_t m_uiNbInputs = 0;
     bool m_bLinked = false;
+    std::uint64_t m_uiRevision = 0; ///< 0: nothing has been added
 
     mutable std::mutex m_planMutex;
     mutable std::vector<std::shared_ptr<const Plan>> m_vPlans; ///< the latest ones

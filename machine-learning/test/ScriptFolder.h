@@ -1,0 +1,85 @@
+#pragma once
+
+#include "AudioClassifierSet.h"
+#include "quillcast-core/SerializationArchives.h"
+#include "quillcast-core/XmlOutputArchive.h"
+#include "quillcast-infra/DiskFileSystem.h"
+#include "test-support/TempDir.h"
+
+#include <sstream>
+
+namespace Vexalor::Testing
+{
+
+/// A folder of scripts, with the windower's configuration beside them.
+class ScriptFolder
+{
+public:
+    static constexpr const char* WINDOWER_FILE = "windower.xml";
+
+    explicit ScriptFolder(const LinearAudioWindower::Config& in_config = {}) { writeWindower(in_config); }
+
+    /// A script; its name stands without extension.
+    void writeScript(const std::string& in_strName, const std::string& in_strText) const
+    {
+        m_folder.write(in_strName + ".xpr", in_strText);
+    }
+
+    /// Any file; returns its path.
+    std::string write(const std::string& in_strName, const std::string& in_strContent) const
+    {
+        return m_folder.write(in_strName, in_strContent);
+    }
+
+    void writeWindower(const LinearAudioWindower::Config& in_config) const
+    {
+        std::ostringstream text;
+        XmlOutputArchive archive(text);
+        archive.get() << boost::serialization::make_nvp("LinearAudioWindowerConfig", in_config);
+        archive.finish();
+        m_folder.write(WINDOWER_FILE, text.str());
+    }
+
+    TSHandle<VirtualFileSystem> getFileSystem() const
+    {
+        auto* pFileSystem = new DiskFileSystem;
+        pFileSystem->setWorkingDirectory(m_folder.path().c_str());
+        return TSHandle<VirtualFileSystem>(pFileSystem);
+    }
+
+    /// Names the scripts in this folder and the windower's configuration.
+    ParameterTrie getConfig() const
+    {
+        ParameterTrie config;
+        config.setParameter("quillcast.math.xpr.scriptLoader.scriptsDir", ".");
+        config.setParameter("quillcast.audioClassifierSet.audioWindowerFilePath", WINDOWER_FILE);
+        return config;
+    }
+
+    std::string path(const std::string& in_strName = "") const { return m_folder.path(in_strName); }
+
+private:
+    TempDir m_folder;
+};
+
+/// A configuration whose window and shift are given in milliseconds.
+inline LinearAudioWindower::Config makeWindower(std::uint32_t in_uiRate, std::uint64_t in_uiLength,
+                                                std::uint64_t in_uiShift)
+{
+    LinearAudioWindower::Config config;
+    config.m_uiSamplingRate = in_uiRate;
+    config.m_uiWindowLength = in_uiLength;
+    config.m_uiWindowShift = in_uiShift;
+    return config;
+}
+
+/// The text of the result of a classifier of the set.
+inline std::string resultText(const MachineLearning::XprClassifierSet& in_set, const char* in_name)
+{
+    std::ostringstream text;
+    text.precision(17);
+    in_set.findClassifier(in_name)->second->getResult().write(text);
+    return text.str();
+}
+
+} // namespace Vexalor::Testing

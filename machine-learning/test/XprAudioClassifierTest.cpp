@@ -1,0 +1,252 @@
+#include "XprAudioClassifier.h"
+#include "ScriptFolder.h"
+#include "test-support/AllocationCounter.h"
+#include "test-support/LogCapture.h"
+
+#include <filesystem>
+#include <gmock/gmock.h>
+
+using namespace Vexalor;
+using namespace Vexalor::MachineLearning;
+using Testing::AssertionCapture;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using Testing::LogCapture;
+using Testing::resultText;
+
+namespace
+{
+
+class XprAudioClassifierTest : public testing::Test
+{
+protected:
+    XprAudioClassifierTest() { EXPECT_TRUE(configure(m_set)); }
+
+    bool configure(XprClassifierSet& io_set) const
+    {
+        return io_set.configure(m_folder.getConfig(), m_folder.getFileSystem()) &&
+               io_set.setVariableName("audio");
+    }
+
+    /// Adds it first and configures it then, so that a script that does not load fails.
+    bool add(const char* in_script, const char* in_variable, StringVector in_vFurther = {})
+    {
+        auto* pClassifier = new XprAudioClassifier;
+        return m_set.addClassifier(in_script, pClassifier) &&
+               pClassifier->configure(in_script, in_variable, LimitedObjPtr<StringVector>(&in_vFurther));
+    }
+
+    bool start() { return m_set.freeze() && m_set.start(); }
+
+    std::string result(const char* in_name) const { return resultText(m_set, in_name); }
+
+    Testing::ScriptFolder m_folder;
+    XprClassifierSet m_set;
+    AssertionCapture m_assertions;
+    LogCapture m_log{"quillcast.ml.XprAudioClassifier", LogLevel::DEBUG};
+};
+
+/// Makes a folder the working directory while it lives.
+class WorkingDirectory
+{
+public:
+    explicit WorkingDirectory(const std::string& in_strPath)
+        : m_earlier(std::filesystem::current_path())
+    {
+        std::filesystem::current_path(in_strPath);
+    }
+    ~WorkingDirectory() { std::filesystem::current_path(m_earlier); }
+    WorkingDirectory(const WorkingDirectory&) = delete;
+    WorkingDirectory& operator=(const WorkingDirectory&) = delete;
+
+private:
+    std::filesystem::path m_earlier;
+};
+
+constexpr const char* DUMP_FILE = "XprAudioClassifierEvaluator.dot";
+
+} // namespace
+
+TEST_F(XprAudioClassifierTest, EntriesAreTheElementsUnderTheirOddNames)
+{
+    m_folder.writeScript("a", "result = audio * 2\nr = audio\nnone = audio[0:0]\n");
+    ASSERT_TRUE(add("a", "result"));
+    for (const char* name : {"r", "none"})
+    {
+        auto* pClassifier = new XprAudioClassifier;
+        ASSERT_TRUE(m_set.addClassifier(name, pClassifier) && pClassifier->configure("a", name, {}));
+    }
+    ASSERT_TRUE(start());
+    ASSERT_TRUE(m_set.classify({0.5, -1, 3}));
+    EXPECT_EQ(result("a"), "0esult=1\n1esult=-2\n2esult=6\n");
+    EXPECT_EQ(result("none"), "");
+
+    ASSERT_TRUE(m_set.classify(DoubleVector(11, 1.0)));
+    EXPECT_THAT(result("a"), HasSubstr("9esult=2\n10sult=2\n"));
+    EXPECT_THAT(result("r"), HasSubstr("9=1\n10=1\n"));
+    m_log.clear();
+    ASSERT_TRUE(m_set.classify({4}));
+    EXPECT_EQ(result("a"), "0esult=8\n");
+    EXPECT_THAT(m_log.lines(), testing::Contains("DEBUG Xpr result is : [8]"));
+    EXPECT_THAT(m_log.lines(), testing::Contains("DEBUG Corresponding Result is : 0esult=8\n"));
+    EXPECT_THAT(m_assertions.conditions(), IsEmpty());
+}
+
+TEST_F(XprAudioClassifierTest, ScriptsLoadAsSoonAsThereIsAnEvaluator)
+{
+    m_folder.writeScript("main", "result = helper.twice + 1\n");
+    m_folder.writeScript("helper", "twice = 2 * sum(audio)\n");
+    StringVector vFurther{"helper"};
+    auto* pEarly = new XprAudioClassifier;
+    ASSERT_TRUE(pEarly->configure("main", "result", LimitedObjPtr<StringVector>(&vFurther)));
+    ASSERT_TRUE(m_set.addClassifier("early", pEarly));
+    auto* pLate = new XprAudioClassifier;
+    ASSERT_TRUE(m_set.addClassifier("late", pLate));
+    ASSERT_TRUE(pLate->configure("main", "result", LimitedObjPtr<StringVector>(&vFurther)));
+    EXPECT_THAT(m_log.lines(),
+                ElementsAre("DEBUG Evaluator not set yet, script will be added on call to setEvaluator()",
+                            "DEBUG Got an evaluator, add script now",
+                            "DEBUG Evaluator already known, add script right away"));
+    ASSERT_TRUE(start());
+    EXPECT_FALSE(pLate->configure("main", "result", {}));
+    EXPECT_THAT(m_assertions.conditions(),
+                ElementsAre("!isStarted() && \"Can't add XPR script once the classifier is started.\""));
+    ASSERT_TRUE(m_set.classify({1, 2}));
+    EXPECT_EQ(result("early"), "0esult=7\n");
+    EXPECT_EQ(result("late"), "0esult=7\n");
+}
+
+TEST_F(XprAudioClassifierTest, ScriptsThatDoNotLoad)
+{
+    m_folder.writeScript("bad", "result = audio +\n");
+    m_folder.writeScript("good", "result = audio\n");
+    const LogCapture evaluatorLog("quillcast.math");
+    EXPECT_FALSE(add("bad", "result"));
+    EXPECT_FALSE(add("missing", "result"));
+    EXPECT_FALSE(add("good", "result", {"missing"}));
+    EXPECT_THAT(m_assertions.conditions(),
+                ElementsAre("addXprScripts()", "addXprScripts()", "addXprScripts()"));
+    m_assertions.clear();
+
+    auto* pClassifier = new XprAudioClassifier;
+    ASSERT_TRUE(pClassifier->configure("bad", "result", {}));
+    EXPECT_TRUE(m_set.addClassifier("added all the same", pClassifier));
+    EXPECT_EQ(m_log.count("ERROR Failed to use script 'bad' in the classifier."), 2u);
+    EXPECT_EQ(m_log.count("ERROR Failed to use script 'missing' in the classifier."), 2u);
+    EXPECT_THAT(m_assertions.conditions(), IsEmpty());
+    ASSERT_TRUE(start());
+    EXPECT_FALSE(m_set.classify({1})) << "the first classifier in the order of names fails";
+}
+
+TEST_F(XprAudioClassifierTest, MisuseIsRefused)
+{
+    XprAudioClassifier classifier;
+    EXPECT_FALSE(classifier.classify());
+    EXPECT_FALSE(classifier.configure(nullptr, "result", {}));
+    EXPECT_FALSE(classifier.configure("script", nullptr, {}));
+    ASSERT_TRUE(classifier.configure("script", "", {}));
+    EXPECT_FALSE(classifier.classify());
+    ASSERT_TRUE(classifier.configure("script", "result", {}));
+    EXPECT_FALSE(classifier.classify()) << "it is in no set";
+    EXPECT_THAT(m_assertions.conditions(),
+                ElementsAre("m_bConfigured && \"configure() must be call prior to classify_i()\"",
+                            "in_szScriptName != nullptr", "in_szVariableName != nullptr",
+                            "!m_strVariableName.empty()", "!pEvaluator.isNull()"));
+
+    m_folder.writeScript("mismatch", "result = audio + [1, 2]\n");
+    ASSERT_TRUE(add("mismatch", "result") && start());
+    m_assertions.clear();
+    const LogCapture evaluatorLog("quillcast.math");
+    EXPECT_FALSE(m_set.classify({1, 2, 3}));
+    EXPECT_THAT(m_assertions.conditions(), ElementsAre("m_pVariable->evaluate( m_scratchRange )"));
+    EXPECT_THAT(evaluatorLog.text(), HasSubstr("mismatch.xpr"));
+    EXPECT_TRUE(m_set.classify({1, 2}));
+    EXPECT_EQ(result("mismatch"), "0esult=2\n1esult=4\n");
+}
+
+TEST_F(XprAudioClassifierTest, MissingVariableWritesTheGraphOnceAndFailsEveryTime)
+{
+    const WorkingDirectory folder(m_folder.path());
+    m_folder.writeScript("a", "reslut = audio\n");
+    ASSERT_TRUE(add("a", "result") && start());
+    const std::unique_ptr<XprClassifierSet> pClone(m_set.clone());
+    m_log.clear();
+    const auto writeMark = [&]
+    {
+        std::filesystem::resize_file(DUMP_FILE, 0);
+    };
+
+    EXPECT_FALSE(m_set.classify({1}));
+    EXPECT_THAT(Testing::readFile(DUMP_FILE), HasSubstr("reslut"));
+    writeMark();
+    EXPECT_FALSE(m_set.classify({1}));
+    EXPECT_FALSE(pClone->classify({1}));
+    EXPECT_EQ(Testing::readFile(DUMP_FILE), "") << "it was not written again";
+    EXPECT_THAT(m_log.lines(),
+                testing::Each("ERROR Failed to retrieve variable named 'result'. Evaluator dumped in file "
+                              "'XprAudioClassifierEvaluator.dot'"));
+    EXPECT_EQ(m_log.lines().size(), 3u);
+    EXPECT_THAT(m_assertions.conditions(),
+                ElementsAre("!m_pVariable.isNull()", "!m_pVariable.isNull()", "!m_pVariable.isNull()"));
+
+    std::filesystem::remove(DUMP_FILE);
+    EXPECT_FALSE(pClone->classify({1}));
+    EXPECT_THAT(Testing::readFile(DUMP_FILE), HasSubstr("reslut")) << "the file was gone";
+    writeMark();
+    m_folder.writeScript("b", "other = audio\n");
+    ASSERT_TRUE(m_set.stop() && add("b", "other"));
+    ASSERT_TRUE(m_set.findClassifier("a")->second->start());
+    EXPECT_FALSE(m_set.classify({1}));
+    EXPECT_THAT(Testing::readFile(DUMP_FILE), HasSubstr("other")) << "the evaluator changed";
+}
+
+TEST_F(XprAudioClassifierTest, ClonesGoOnFromTheStateOfTheOriginal)
+{
+    m_folder.writeScript("count", "result = prev(result, 0) + audio\n");
+    ASSERT_TRUE(add("count", "result") && start());
+    ASSERT_TRUE(m_set.classify({1}) && m_set.classify({1}));
+    const std::unique_ptr<XprClassifierSet> pClone(m_set.clone());
+    EXPECT_EQ(resultText(*pClone, "count"), "0esult=2\n");
+    ASSERT_TRUE(pClone->classify({10}) && m_set.classify({1}));
+    EXPECT_EQ(resultText(*pClone, "count"), "0esult=12\n");
+    EXPECT_EQ(result("count"), "0esult=3\n");
+
+    ASSERT_TRUE(pClone->reset());
+    EXPECT_EQ(resultText(*pClone, "count"), "0esult=0\n") << "entries stay, values are 0";
+    ASSERT_TRUE(pClone->classify({5}));
+    EXPECT_EQ(resultText(*pClone, "count"), "0esult=5\n");
+    ASSERT_TRUE(m_set.classify({1}));
+    EXPECT_EQ(result("count"), "0esult=4\n");
+}
+
+TEST_F(XprAudioClassifierTest, StatesAdvanceWhileAClassifierIsStopped)
+{
+    m_folder.writeScript("count", "result = prev(result, 0) + 1\n");
+    m_folder.writeScript("other", "result = count.result\n");
+    ASSERT_TRUE(add("count", "result") && add("other", "result") && start());
+    ASSERT_TRUE(m_set.classify({0}));
+    EXPECT_EQ(result("count") + result("other"), "0esult=1\n0esult=1\n") << "once, whoever asks";
+    ASSERT_TRUE(m_set.findClassifier("count")->second->stop());
+    ASSERT_TRUE(m_set.findClassifier("other")->second->stop());
+    ASSERT_TRUE(m_set.classify({0}) && m_set.classify({0}));
+    EXPECT_EQ(result("count"), "0esult=1\n") << "the result of the last time";
+    ASSERT_TRUE(m_set.findClassifier("count")->second->start());
+    ASSERT_TRUE(m_set.classify({0}));
+    EXPECT_EQ(result("count"), "0esult=4\n");
+}
+
+TEST_F(XprAudioClassifierTest, NothingAllocatesPerWindowOnceWarm)
+{
+    m_folder.writeScript("a", "a_name_that_is_longer_than_most = [audio[1:12] * 2, prev(count, 0)]\n"
+                              "count = prev(count, 0) + 1\n");
+    ASSERT_TRUE(add("a", "a_name_that_is_longer_than_most") && start());
+    const LogCapture quiet("quillcast", LogLevel::INFO);
+    Logger::setLevel("quillcast.ml.XprAudioClassifier", LogLevel::INFO);
+    DoubleVector vWindow(200, 0.5);
+    ASSERT_TRUE(m_set.classify(vWindow) && m_set.classify(vWindow));
+    const Testing::AllocationCounter allocations;
+    for (int i = 0; i < 100; ++i)
+        ASSERT_TRUE(m_set.classify(vWindow));
+    EXPECT_EQ(allocations.getCount(), 0u);
+}
