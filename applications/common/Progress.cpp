@@ -1,5 +1,8 @@
 #include "common/Progress.h"
 
+#include "quillcast-core/Logger.h"
+
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 namespace Vexalor
@@ -12,18 +15,35 @@ constexpr std::chrono::milliseconds INTERVAL{100};
 /// Back to the first column and clear to the end of the line.
 const char* const RESTART = "\r\033[K";
 
+Progress* s_pProgress = nullptr;
+
+void hideProgress()
+{
+    if (s_pProgress != nullptr)
+        s_pProgress->hide();
+}
+
 } // namespace
 
 Progress::Progress(int in_iDescriptor)
     : m_iDescriptor(in_iDescriptor)
     , m_bTerminal(isatty(in_iDescriptor) != 0)
 {
+    s_pProgress = this;
+    Logger::setConsoleHook(hideProgress);
 }
 
 Progress::~Progress()
 {
+    hide();
+    s_pProgress = nullptr;
+}
+
+void Progress::hide()
+{
     if (m_bShown)
         write(RESTART);
+    m_bShown = false;
 }
 
 bool Progress::isDue() const
@@ -35,9 +55,17 @@ void Progress::show(const std::string& in_strText)
 {
     if (!isDue())
         return;
-    write(RESTART + in_strText);
+    write(RESTART + in_strText.substr(0, getWidth()));
     m_bShown = true;
     m_next = std::chrono::steady_clock::now() + INTERVAL;
+}
+
+/// Characters of a line; one that is longer could not be removed.
+std::size_t Progress::getWidth() const
+{
+    winsize size{};
+    const bool bKnown = ioctl(m_iDescriptor, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
+    return bKnown ? size.ws_col - 1u : std::string::npos;
 }
 
 /// A terminal that went away is nobody's loss.

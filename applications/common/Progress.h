@@ -6,8 +6,9 @@
 namespace Vexalor
 {
 
-/// One line on a terminal that tells how far a long task is, rewritten at most ten times a second and removed
-/// at the end. Writes nothing when the descriptor is no terminal.
+/// One line on a terminal that tells how far a long task is, rewritten at most ten times a second, removed at
+/// the end and for each message on the console. Writes nothing when the descriptor is no terminal. One at a
+/// time in a program.
 ///     if (progress.isDue()) progress.show("epoch 12 of 100");
 class Progress
 {
@@ -21,8 +22,11 @@ public:
     /// True when the next text may be shown, so that none is built in vain.
     bool isDue() const;
     void show(const std::string& in_strText);
+    /// Removes the line until the next show.
+    void hide();
 
 private:
+    std::size_t getWidth() const;
     void write(const std::string& in_strText) const;
 
     int m_iDescriptor;

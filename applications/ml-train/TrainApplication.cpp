@@ -75,6 +75,7 @@ TrainApplication::TrainApplication()
               "hold out one pattern in so many and take the weights that are best for these; 0: none");
     addOption("patience", number("20"), "stop after so many epochs that are no better for what is held out");
     addWrapperOptions();
+    SetWatch::addOption(getOptions());
 }
 
 bool TrainApplication::processCmdlineVarsMap(const variables_map& in_map)
@@ -95,6 +96,7 @@ bool TrainApplication::processCmdlineVarsMap(const variables_map& in_map)
 void TrainApplication::takeSettings(const variables_map& in_map)
 {
     takeWrapperOptions(in_map);
+    m_watch.takeOption(in_map);
     m_strConfigFile = getString(in_map, "data-gen-config");
     m_strNetwork = getString(in_map, "network");
     // Without a file there is one stream all the same: that of a generator that reads none.
@@ -142,9 +144,8 @@ bool TrainApplication::readPatterns(PatternSet& out_patterns)
 {
     for (const std::string& strFile : m_vInputFiles)
     {
-        const CountedObjPtr<DataGenerator> pGenerator =
-            newDataGenerator(m_strConfigFile.c_str(), strFile.c_str(), Handle<Resettable, ReferenceCount>(),
-                             getScalingConfigFile());
+        const CountedObjPtr<DataGenerator> pGenerator = m_watch.newDataGenerator(
+            m_strConfigFile.c_str(), strFile.c_str(), {}, isInMemory(), getScalingConfigFile());
         if (pGenerator.isNull())
             return false;
         if (!out_patterns.append(*pGenerator))
@@ -152,8 +153,9 @@ bool TrainApplication::readPatterns(PatternSet& out_patterns)
             QC_ERROR("Cannot train on " << (strFile.empty() ? m_strConfigFile : strFile));
             return false;
         }
+        m_watch.closeSet();
     }
-    return true;
+    return m_watch.accept();
 }
 
 /// Asked before the work, not after it.

@@ -2,6 +2,7 @@
 
 #include "MLDataGenApplicationImpl.h"
 #include "common/FannTrainer.h"
+#include "common/SetWatch.h"
 
 namespace Vexalor::MachineLearning
 {
@@ -26,6 +27,7 @@ private:
     StringVector m_vInputFiles;
     std::string m_strNetwork;
     FannTrainer::Settings m_settings;
+    SetWatch m_watch{"ml-train"};
 };
 
 } // namespace Vexalor::MachineLearning

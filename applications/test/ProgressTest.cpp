@@ -1,9 +1,14 @@
 #include "common/Progress.h"
 
+#include "test-support/Command.h"
+#include "test-support/TempDir.h"
+#include "test-support/WavBuilder.h"
+
 #include <chrono>
 #include <cstdlib>
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/ioctl.h>
 #include <thread>
 #include <unistd.h>
 
@@ -22,30 +27,70 @@ std::string drain(int in_iDescriptor)
     return strText;
 }
 
+/// A terminal, and the screen that shows what is written to it.
+struct Terminal
+{
+    Terminal()
+        : m_iScreen(posix_openpt(O_RDWR | O_NOCTTY))
+    {
+        EXPECT_EQ(grantpt(m_iScreen), 0);
+        EXPECT_EQ(unlockpt(m_iScreen), 0);
+        m_iTerminal = open(ptsname(m_iScreen), O_RDWR | O_NOCTTY);
+        EXPECT_GE(m_iTerminal, 0);
+    }
+    ~Terminal()
+    {
+        close(m_iTerminal);
+        close(m_iScreen);
+    }
+
+    int m_iScreen;
+    int m_iTerminal;
+};
+
 } // namespace
 
 TEST(ProgressTest, RewritesOneLineOfATerminalNowAndThen)
 {
-    const int iScreen = posix_openpt(O_RDWR | O_NOCTTY);
-    ASSERT_GE(iScreen, 0);
-    ASSERT_EQ(grantpt(iScreen), 0);
-    ASSERT_EQ(unlockpt(iScreen), 0);
-    const int iTerminal = open(ptsname(iScreen), O_RDWR | O_NOCTTY);
-    ASSERT_GE(iTerminal, 0);
+    const Terminal terminal;
     {
-        Progress progress(iTerminal);
+        Progress progress(terminal.m_iTerminal);
         ASSERT_TRUE(progress.isDue());
         progress.show("one");
         EXPECT_FALSE(progress.isDue());
         progress.show("too early");
-        EXPECT_EQ(drain(iScreen), "\r\033[Kone");
+        EXPECT_EQ(drain(terminal.m_iScreen), "\r\033[Kone");
+        const winsize narrow{24, 5, 0, 0};
+        ASSERT_EQ(ioctl(terminal.m_iTerminal, TIOCSWINSZ, &narrow), 0);
         std::this_thread::sleep_for(std::chrono::milliseconds(110));
-        progress.show("two");
-        EXPECT_EQ(drain(iScreen), "\r\033[Ktwo");
+        progress.show("two three");
+        EXPECT_EQ(drain(terminal.m_iScreen), "\r\033[Ktwo ");
     }
-    EXPECT_EQ(drain(iScreen), "\r\033[K");
-    close(iTerminal);
-    close(iScreen);
+    EXPECT_EQ(drain(terminal.m_iScreen), "\r\033[K");
+}
+
+TEST(ProgressTest, ProgramsTellWhichRecordingOfASetTheyHaveComeTo)
+{
+    const Testing::TempDir folder;
+    const std::string strConfig = folder.path("set.xml");
+    const std::string strPrograms = QC_BINARY_DIR "/bin/";
+    ASSERT_EQ(Testing::runCommand({strPrograms + "ml-config", "write", strConfig, "--generator",
+                                   "low-memory-audio-set", "--feature", "energy"})
+                  .m_iExit,
+              0);
+    folder.write("one.wav", Testing::annotatedWav(8000, std::vector<int>(800), {{0, 400, "VOICE"}}));
+    const std::string strList = folder.write("set.lst", "one.wav\nmissing.wav\n");
+    const std::string strNetwork = folder.path("net");
+    const Terminal terminal;
+    const std::string strDescriptor = std::to_string(terminal.m_iTerminal);
+    const std::string strCommand = strPrograms + "ml-train --data-gen-config " + strConfig +
+                                   " --data-gen-filename " + strList + " --network " + strNetwork + " 2>&" +
+                                   strDescriptor;
+    ASSERT_EQ(Testing::runCommand({"/bin/bash", "-c", strCommand}).m_iExit, 0);
+    const std::string strScreen = drain(terminal.m_iScreen);
+    const std::string strLine = "\r\033[Kml-train: recording 1 of 2, one.wav\r\033[K";
+    EXPECT_EQ(strScreen.substr(0, strLine.size()), strLine) << "taken away for the message that follows";
+    EXPECT_NE(strScreen.find("ERROR: File "), std::string::npos) << strScreen;
 }
 
 TEST(ProgressTest, SilentElsewhere)

@@ -17,16 +17,17 @@ public:
 
     /// A generator that is ready for gotoStart, made by the free newDataGenerator with the in-memory setting
     /// of the application. Null, with the reason logged, on failure; throws for a file that is no
-    /// configuration.
-    CountedObjPtr<DataGenerator> newDataGenerator(const char* in_configFile, const char* in_inputFile,
-                                                  Handle<Resettable, ReferenceCount> in_entityToReset,
-                                                  const char* in_scalingConfigFile);
+    /// configuration. A program that has something to do in between overrides it.
+    virtual CountedObjPtr<DataGenerator> newDataGenerator(const char* in_configFile, const char* in_inputFile,
+                                                          Handle<Resettable, ReferenceCount> in_entityToReset,
+                                                          const char* in_scalingConfigFile);
 
 protected:
     /// Whether generators are read into memory; not unless a derived application says so.
     void setInMemory(bool in_bInMemory) { m_bInMemory = in_bInMemory; }
     /// The scaling file that a derived application hands to newDataGenerator; none unless it says so.
     void setScalingConfigFile(const std::string& in_strFile) { m_strScalingConfigFile = in_strFile; }
+    bool isInMemory() const { return m_bInMemory; }
     const char* getScalingConfigFile() const { return m_strScalingConfigFile.c_str(); }
 
     /// For an application that lets its user choose both: adds the options "in-memory" and "scaling-config",

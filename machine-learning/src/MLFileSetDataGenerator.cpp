@@ -97,6 +97,7 @@ bool FileSetDataGeneratorImpl::gotoStart()
                               << m_parser.getFilenames().size() << " listed");
         return false;
     }
+    tellWatcherOfFile();
     if (m_pCurrentGenerator->gotoStart())
         return true;
     m_pCurrentGenerator = {};
@@ -142,6 +143,7 @@ bool FileSetDataGeneratorImpl::gotoNextFile()
 bool FileSetDataGeneratorImpl::startFile()
 {
     QC_DEBUG("Switching to file " << m_pCurrentGenerator->getCurrentFilename());
+    tellWatcherOfFile();
     if (!m_pCurrentGenerator->gotoStart())
     {
         QC_ERROR("Could not go to the start of the new data generator. Corresponding filename is "
@@ -153,6 +155,18 @@ bool FileSetDataGeneratorImpl::startFile()
     if (!m_bFileUsed)
         leaveFile();
     return m_bFileUsed;
+}
+
+void FileSetDataGeneratorImpl::tellWatcher(const std::string& in_strFilename, std::size_t in_uiNumber) const
+{
+    if (m_watcher)
+        m_watcher(in_strFilename, in_uiNumber, m_parser.getFilenames().size());
+}
+
+void FileSetDataGeneratorImpl::tellWatcherOfFile() const
+{
+    const FileCounts counts = getFileCounts();
+    tellWatcher(m_pCurrentGenerator->getCurrentFilename(), counts.m_uiUsed + counts.m_uiSkipped + 1);
 }
 
 /// Counts what the current recording delivered.
@@ -234,7 +248,10 @@ bool FileSetDataGeneratorNoT::setCurrentFilename(const char* in_filename)
         return false;
     std::string strFilename;
     while (m_parser.next(strFilename))
+    {
+        tellWatcher(strFilename, m_vGenerators.size() + getNbSkippedAlways() + 1);
         addFile(strFilename);
+    }
     return true;
 }
 

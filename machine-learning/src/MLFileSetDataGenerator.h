@@ -10,6 +10,7 @@
 #include <functional>
 #include <string>
 #include <typeinfo>
+#include <utility>
 #include <vector>
 
 namespace Vexalor::MachineLearning
@@ -40,6 +41,11 @@ public:
         std::size_t m_uiSkipped = 0; ///< could not be used
     };
 
+    /// Told of each recording that the set comes to, while it is set and in each pass: its name, its number,
+    /// counted from 1, and how many are listed.
+    using FileWatcher = std::function<void(const std::string& in_strFilename, std::size_t in_uiNumber,
+                                           std::size_t in_uiListed)>;
+
     FileSetDataGeneratorImpl() = default;
     FileSetDataGeneratorImpl(const FileSetDataGeneratorImpl&) = delete;
     FileSetDataGeneratorImpl& operator=(const FileSetDataGeneratorImpl&) = delete;
@@ -61,6 +67,8 @@ public:
     /// Null before gotoStart and at the end.
     LimitedObjPtr<FileDataGenerator> getCurrentDataGenerator() const { return m_pCurrentGenerator; }
     FileCounts getFileCounts() const;
+    /// Lives until it is replaced; an empty one watches nothing.
+    void setFileWatcher(FileWatcher in_watcher) { m_watcher = std::move(in_watcher); }
 
 protected:
     /// The generator of the first recording that can be used, before its gotoStart; null when there is none.
@@ -84,12 +92,15 @@ protected:
     /// Counts a recording that could not be used, for this pass or for all of them.
     void skipInPass() { ++m_uiSkippedInPass; }
     void skipAlways() { ++m_uiSkippedAlways; }
+    void tellWatcher(const std::string& in_strFilename, std::size_t in_uiNumber) const;
+    std::size_t getNbSkippedAlways() const { return m_uiSkippedAlways; }
 
     AudioSetParser m_parser; ///< of the list
 
 private:
     bool gotoNextFile();
     bool startFile();
+    void tellWatcherOfFile() const;
     void leaveFile();
     void logSummary();
 
@@ -102,6 +113,7 @@ private:
     std::size_t m_uiSkippedInPass = 0;
     std::size_t m_uiSkippedAlways = 0;
     AudioClassStatistics m_statistics;
+    FileWatcher m_watcher;
 };
 
 /// All generators are made when the list is set, and recordings that cannot be used are skipped then. Each

@@ -246,6 +246,29 @@ TYPED_TEST(FileSetStrategyTest, StatusNamesTheRecording)
     EXPECT_TRUE(log.has("DEBUG Switching to file " + this->file("last.wav")));
 }
 
+TYPED_TEST(FileSetStrategyTest, WatcherIsToldOfEachRecording)
+{
+    this->recordUsable();
+    TypeParam set;
+    configure(set, {"A", "OTHER"});
+    std::vector<std::string> vTold;
+    set.setFileWatcher(
+        [&](const std::string& in_strFilename, std::size_t in_uiNumber, std::size_t in_uiListed)
+        {
+            vTold.push_back(std::filesystem::path(in_strFilename).filename().string() + ' ' +
+                            std::to_string(in_uiNumber) + '/' + std::to_string(in_uiListed));
+        });
+    const Testing::LogCapture reasons("quillcast", LogLevel::OFF);
+    ASSERT_TRUE(set.setCurrentFilename(this->list("first.wav\nmissing.wav\nshort.wav\nlast.wav\n").c_str()));
+    std::vector<std::string> vSetUp{"first.wav 1/4", "missing.wav 2/4", "short.wav 3/4", "last.wav 4/4"};
+    EXPECT_EQ(vTold, IS_LOW_MEMORY<TypeParam> ? std::vector<std::string>() : vSetUp);
+    vTold.clear();
+    readPatterns(set);
+    // What was skipped while the set was made counts from the start.
+    const std::string strFirst = IS_LOW_MEMORY<TypeParam> ? "first.wav 1/4" : "first.wav 2/4";
+    EXPECT_THAT(vTold, ElementsAre(strFirst, "short.wav 3/4", "last.wav 4/4"));
+}
+
 TYPED_TEST(FileSetStrategyTest, RecordingsAreSequences)
 {
     this->recordUsable();

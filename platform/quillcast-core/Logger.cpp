@@ -104,10 +104,26 @@ namespace
 
 using namespace log4cplus;
 
+std::atomic<void (*)()> s_consoleHook{nullptr};
+
+class HookedConsoleAppender : public ConsoleAppender
+{
+public:
+    using ConsoleAppender::ConsoleAppender;
+
+protected:
+    void append(const spi::InternalLoggingEvent& in_event) override
+    {
+        if (void (*hook)() = s_consoleHook)
+            hook();
+        ConsoleAppender::append(in_event);
+    }
+};
+
 /// A console appender that takes the levels from in_iMin to in_iMax.
 SharedAppenderPtr newConsoleAppender(bool in_bStdErr, int in_iMin, int in_iMax, const char* in_pattern)
 {
-    SharedAppenderPtr pAppender(new ConsoleAppender(in_bStdErr, true));
+    SharedAppenderPtr pAppender(new HookedConsoleAppender(in_bStdErr, true));
     pAppender->setLayout(std::make_unique<PatternLayout>(in_pattern));
     helpers::Properties range;
     range.setProperty("LogLevelMin", getLogLevelManager().toString(in_iMin));
@@ -132,6 +148,11 @@ void Logger::configureForConsole(LogLevel in_level)
     root.addAppender(newConsoleAppender(true, WARN_LOG_LEVEL, FATAL_LOG_LEVEL, "%p: %m%n"));
     root.addAppender(newConsoleAppender(true, TRACE_LOG_LEVEL, DEBUG_LOG_LEVEL, "%p %c: %m%n"));
     setLevel("", in_level);
+}
+
+void Logger::setConsoleHook(void (*in_hook)())
+{
+    s_consoleHook = in_hook;
 }
 
 void Logger::setLevel(const char* in_name, LogLevel in_level)

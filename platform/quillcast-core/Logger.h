@@ -57,6 +57,9 @@ public:
     /// Messages of in_level and above to standard error, one line each: the set-up of a program without a
     /// configuration file. Per-pattern messages of the tester ("Computed output: ") are filtered out.
     static void configureForConsole(LogLevel in_level);
+    /// Called before each message that configureForConsole brings to the screen, so that a program can take a
+    /// line of its own away; null for none.
+    static void setConsoleHook(void (*in_hook)());
     /// Sets the level of the back end's logger of that name; "" is the root.
     static void setLevel(const char* in_name, LogLevel in_level);
     /// Takes over levels that were set in the back end behind our back.
