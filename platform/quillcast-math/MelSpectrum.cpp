@@ -123,10 +123,9 @@ bool MelSpectrum::prepare(const Config& in_config, std::size_t in_uiWindowSize)
     m_dFloor = in_config.m_dFloor;
     fillTaper(*findTaper(in_config.m_strTaper), in_uiWindowSize, m_vTaper);
     const std::size_t uiFftSize = fftSize(in_config, in_uiWindowSize);
-    m_vWindow.assign(uiFftSize, 0.0);
-    m_vPower.assign(uiFftSize / 2 + 1 + BAND_LANES, 0.0);
     if (!m_fft.setSize(uiFftSize) || !buildBands(in_config))
         return false;
+    m_vWork.assign(getWorkSize(), 0.0);
     m_uiWindowSize = in_uiWindowSize;
     return true;
 }
@@ -171,16 +170,24 @@ void MelSpectrum::addBand(std::size_t in_uiFirstBin, const std::vector<double>& 
     m_vWeights.resize(m_vBands.back().m_uiFirstWeight + uiPadded, 0.0);
 }
 
-void MelSpectrum::compute(const double* in_pWindow, double* out_pLogarithms)
+std::size_t MelSpectrum::getWorkSize() const
 {
-    SignalKernels::emphasiseAndTaper(in_pWindow, m_vTaper.data(), m_uiWindowSize, m_dPreEmphasis,
-                                     m_vWindow.data());
-    m_fft.powerSpectrum(m_vWindow.data(), m_vPower.data());
+    const std::size_t uiFftSize = m_fft.getSize();
+    // The padding of the last band reads behind the last bin.
+    return uiFftSize + (uiFftSize / 2 + 1 + BAND_LANES) + 2 * uiFftSize;
+}
+
+void MelSpectrum::compute(const double* in_pWindow, double* out_pLogarithms, double* io_pWork) const
+{
+    const std::size_t uiFftSize = m_fft.getSize();
+    double* pPower = io_pWork + uiFftSize;
+    SignalKernels::emphasiseAndTaper(in_pWindow, m_vTaper.data(), m_uiWindowSize, m_dPreEmphasis, io_pWork);
+    m_fft.powerSpectrum(io_pWork, pPower, pPower + uiFftSize / 2 + 1 + BAND_LANES);
     double* pEnergy = out_pLogarithms;
     for (const Band& band : m_vBands)
     {
         const double dEnergy = SignalKernels::weightedSum(
-            m_vPower.data() + band.m_uiFirstBin, m_vWeights.data() + band.m_uiFirstWeight, band.m_uiNbBins);
+            pPower + band.m_uiFirstBin, m_vWeights.data() + band.m_uiFirstWeight, band.m_uiNbBins);
         // This way round nan stays nan.
         *pEnergy++ = dEnergy < m_dFloor ? m_dFloor : dEnergy;
     }

@@ -51,7 +51,16 @@ public:
     void invalidate() { m_uiWindowSize = 0; }
 
     /// The logarithms of all bands; in_pWindow has the prepared size.
-    void compute(const double* in_pWindow, double* out_pLogarithms);
+    void compute(const double* in_pWindow, double* out_pLogarithms)
+    {
+        compute(in_pWindow, out_pLogarithms, m_vWork.data());
+    }
+
+    /// Values of working memory for the compute below; they are zeros before it is first used.
+    std::size_t getWorkSize() const;
+    std::size_t getTableSize() const { return m_vTaper.size() + m_vWeights.size() + 4 * m_fft.getSize(); }
+    /// The same with working memory of the caller's, so that several may compute at once.
+    void compute(const double* in_pWindow, double* out_pLogarithms, double* io_pWork) const;
 
 private:
     /// The part of the spectrum that a band covers; the number of bins is padded to a multiple of 4.
@@ -70,8 +79,7 @@ private:
     double m_dFloor = 0.0;
     RealFft m_fft;
     std::vector<double> m_vTaper;
-    std::vector<double> m_vWindow; ///< zeros behind the window
-    std::vector<double> m_vPower;  ///< zeros behind the last bin, for the padding of the bands
+    std::vector<double> m_vWork; ///< window with zeros behind it, powers with zeros behind them, transform
     std::vector<double> m_vWeights;
     std::vector<Band> m_vBands;
 };

@@ -361,7 +361,12 @@ void RealFft::transform(const double* in_pValues, double* out_pReal, double* out
 
 void RealFft::powerSpectrum(const double* in_pValues, double* out_pPower)
 {
-    const Plan plan{m_uiSize, m_vTwiddles.data(), m_vSplit.data(), m_vWork.data()};
+    powerSpectrum(in_pValues, out_pPower, m_vWork.data());
+}
+
+void RealFft::powerSpectrum(const double* in_pValues, double* out_pPower, double* out_pWork) const
+{
+    const Plan plan{m_uiSize, m_vTwiddles.data(), m_vSplit.data(), out_pWork};
     transformBest(plan, in_pValues, PowerSink{out_pPower});
 }
 

@@ -29,6 +29,8 @@ public:
     void transform(const double* in_pValues, double* out_pReal, double* out_pImaginary);
     /// N values in, N/2 + 1 squared magnitudes out.
     void powerSpectrum(const double* in_pValues, double* out_pPower);
+    /// The same with working memory of the caller's, 2 N values, so that several may transform at once.
+    void powerSpectrum(const double* in_pValues, double* out_pPower, double* out_pWork) const;
 
 private:
     std::size_t m_uiSize = 0;

@@ -2,6 +2,7 @@
 
 #include "quillcast-math/AudioFeatureComputers.h"
 #include "quillcast-math/DoubleVector.h"
+#include "quillcast-math/ToneEnergies.h"
 
 #include <vector>
 
@@ -17,9 +18,6 @@ namespace Vexalor
 class ToneEnergyFeatureComputer final : public AudioFeatureComputer
 {
 public:
-    /// Most values of the table of waves, 2 N for each frequency.
-    static constexpr std::size_t MAX_TABLE = std::size_t(1) << 23;
-
     class Config
     {
     public:
@@ -46,9 +44,8 @@ private:
     void serialize(Archive& io_archive, unsigned int in_uiVersion);
 
     Config m_config;
-    std::size_t m_uiWindowSize = 0; ///< 0: not prepared
-    std::vector<double> m_vWaves;   ///< a row a sample: the cosines of all frequencies, then the sines
-    std::vector<double> m_vSums;
+    ToneEnergies m_energies;
+    std::vector<double> m_vWork;
 };
 
 } // namespace Vexalor

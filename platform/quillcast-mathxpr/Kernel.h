@@ -15,11 +15,11 @@ public:
 
     /// Values that come out.
     virtual std::size_t getSize() const = 0;
-    /// Values of working memory that compute needs.
+    /// Values of working memory that compute needs; zeros at first, and nobody else writes there.
     virtual std::size_t getScratchSize() const = 0;
     /// Values held in tables.
     virtual std::size_t getTableSize() const = 0;
-    virtual void compute(const double* in_pWindow, double* out_pResult, double* out_pScratch) const = 0;
+    virtual void compute(const double* in_pWindow, double* out_pResult, double* io_pScratch) const = 0;
 };
 
 /// Null, with the reason, when the settings make no sense for windows of that length.
