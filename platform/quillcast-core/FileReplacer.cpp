@@ -2,8 +2,11 @@
 
 #include "quillcast-core/OS.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
+#include <climits>
+#include <csignal>
 #include <cstdio>
 #include <fcntl.h>
 #include <filesystem>
@@ -20,6 +23,7 @@ namespace
 constexpr unsigned int NEW_FILE_MODE = 0666;
 constexpr unsigned int PERMISSIONS = 07777;
 constexpr int MOST_ATTEMPTS = 100;
+constexpr std::size_t NB_SLOTS = 8; ///< temporary files at a time that a signal removes
 
 /// A name that no other replacer of this machine uses now, short enough wherever the target's own is.
 std::string temporaryName(const std::string& in_strTarget)
@@ -30,6 +34,65 @@ std::string temporaryName(const std::string& in_strTarget)
 }
 
 } // namespace
+
+/// In static memory, since a signal may come while anything else is freed.
+struct FileReplacer::Slot
+{
+    std::atomic<bool> m_bTaken{false};
+    std::atomic<bool> m_bFilled{false};
+    char m_path[PATH_MAX];
+
+    static Slot s_slots[NB_SLOTS];
+    static void removeAllAndEnd(int in_iSignal);
+};
+
+FileReplacer::Slot FileReplacer::Slot::s_slots[NB_SLOTS];
+
+/// The signal comes again when the handler returns, and ends the process.
+void FileReplacer::Slot::removeAllAndEnd(int in_iSignal)
+{
+    for (const Slot& slot : s_slots)
+        if (slot.m_bFilled)
+            unlink(slot.m_path);
+    std::signal(in_iSignal, SIG_DFL);
+    std::raise(in_iSignal);
+}
+
+void FileReplacer::removeOnSignals()
+{
+    for (const int iSignal : {SIGINT, SIGTERM, SIGHUP})
+    {
+        struct sigaction action = {};
+        if (sigaction(iSignal, nullptr, &action) != 0 || action.sa_handler != SIG_DFL)
+            continue;
+        action.sa_handler = Slot::removeAllAndEnd;
+        sigaction(iSignal, &action, nullptr);
+    }
+}
+
+/// Before the file exists, so that there is no moment at which a signal would leave it. With every slot taken
+/// it goes without.
+void FileReplacer::announce()
+{
+    for (Slot& slot : Slot::s_slots)
+    {
+        if (m_strTemporary.size() >= sizeof(slot.m_path) || slot.m_bTaken.exchange(true))
+            continue;
+        std::copy_n(m_strTemporary.c_str(), m_strTemporary.size() + 1, slot.m_path);
+        slot.m_bFilled = true;
+        m_pSlot = &slot;
+        return;
+    }
+}
+
+void FileReplacer::withdraw()
+{
+    if (m_pSlot == nullptr)
+        return;
+    m_pSlot->m_bFilled = false;
+    m_pSlot->m_bTaken = false;
+    m_pSlot = nullptr;
+}
 
 FileReplacer::FileReplacer(const std::string& in_strPath)
     : m_strPath(in_strPath)
@@ -43,6 +106,7 @@ FileReplacer::~FileReplacer()
         close(m_iDescriptor);
     if (m_bPending && !isDirect())
         unlink(m_strTemporary.c_str());
+    withdraw();
 }
 
 /// Keeps the system's reason for what just failed.
@@ -78,7 +142,9 @@ bool FileReplacer::createBeside(unsigned int in_uiMode, bool in_bKeepMode)
 {
     for (int i = 0; i < MOST_ATTEMPTS && m_iDescriptor < 0; ++i)
     {
+        withdraw();
         m_strTemporary = temporaryName(m_strTarget);
+        announce();
         m_iDescriptor = ::open(m_strTemporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, in_uiMode);
         if (m_iDescriptor < 0 && errno != EEXIST)
             return fail();
@@ -134,6 +200,7 @@ bool FileReplacer::commit()
     if (!isDirect() && std::rename(m_strTemporary.c_str(), m_strTarget.c_str()) != 0)
         return fail();
     m_bPending = false;
+    withdraw();
     return true;
 }
 

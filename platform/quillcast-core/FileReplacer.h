@@ -37,12 +37,20 @@ public:
     /// Brings the content to the disk and gives it the name. False also when an earlier operation has failed.
     bool commit();
 
+    /// For programs: from now on SIGINT, SIGTERM and SIGHUP, where they would end the process, remove the
+    /// temporary files of this process first.
+    static void removeOnSignals();
+
     const std::string& getPath() const { return m_strPath; }
     /// Why the last operation failed, without the path.
     const std::string& getReason() const { return m_strReason; }
 
 private:
+    struct Slot;
+
     bool fail();
+    void announce();
+    void withdraw();
     bool isDirect() const { return m_strTemporary == m_strTarget; }
     bool createBeside(unsigned int in_uiMode, bool in_bKeepMode);
     bool bringToDisk();
@@ -51,6 +59,7 @@ private:
     std::string m_strTarget;
     std::string m_strTemporary;
     std::string m_strReason;
+    Slot* m_pSlot = nullptr; ///< where a signal finds the temporary file
     int m_iDescriptor = -1;
     bool m_bFailed = false;
     bool m_bPending = false;

@@ -1,6 +1,7 @@
 #include "quillcast-infra/ApplicationImpl.h"
 
 #include "quillcast-core/ExceptionWithMsg.h"
+#include "quillcast-core/FileReplacer.h"
 #include "quillcast-infra/DiskFileSystem.h"
 #include "quillcast-infra/DynLibsLoader.h"
 #include "quillcast-infra/ParameterTrie.h"
@@ -101,6 +102,7 @@ int ApplicationImpl::run(int in_iCount, const char* const* in_arguments)
 {
     std::signal(SIGPIPE, SIG_IGN);
     std::signal(SIGXFSZ, SIG_IGN);
+    FileReplacer::removeOnSignals();
     Logger::configureForConsole(LogLevel::INFO);
     m_vPending.clear();
     m_bStopped = false;

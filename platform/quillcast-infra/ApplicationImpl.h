@@ -34,7 +34,8 @@ public:
     ApplicationImpl(Logger& in_logger, const char* in_name);
 
     /// Runs the program with the arguments of main and returns its exit status. Signals of a closed pipe and
-    /// of a full file size are ignored from here on: the failed write tells as well.
+    /// of a full file size are ignored from here on: the failed write tells as well. Signals that end the
+    /// program remove the temporary files of what it is writing (FileReplacer).
     int run(int in_iCount, const char* const* in_arguments);
 
     const char* getName() const { return m_name; }

@@ -1,10 +1,13 @@
 #include "quillcast-core/FileReplacer.h"
 #include "test-support/TempDir.h"
 
+#include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 using namespace Vexalor;
 using Testing::readFile;
@@ -93,4 +96,29 @@ TEST(FileReplacerTest, DevicesAreWrittenDirectlyAndAFailedWriteIsNeverCommitted)
     EXPECT_TRUE(null.write("text"));
     EXPECT_TRUE(null.commit());
     EXPECT_TRUE(std::filesystem::is_character_file("/dev/null"));
+}
+
+TEST(FileReplacerTest, SignalsThatEndTheProcessLeaveNoTemporaryFile)
+{
+    const TempDir folder;
+    const std::string strPath = folder.write("file", "old");
+    for (const int iSignal : {SIGTERM, SIGINT, SIGHUP})
+    {
+        const pid_t child = fork();
+        if (child == 0)
+        {
+            FileReplacer::removeOnSignals();
+            FileReplacer committed(folder.path("other"));
+            FileReplacer replacer(strPath);
+            FileReplacer byName(strPath);
+            const bool bReady = committed.open() && committed.commit() && replacer.open() &&
+                                replacer.write("half") && byName.openNameOnly();
+            raise(bReady ? iSignal : SIGKILL);
+        }
+        int iStatus = 0;
+        ASSERT_EQ(waitpid(child, &iStatus, 0), child);
+        EXPECT_TRUE(WIFSIGNALED(iStatus) && WTERMSIG(iStatus) == iSignal);
+        EXPECT_EQ(countEntries(folder), 2);
+        EXPECT_EQ(readFile(strPath), "old");
+    }
 }
