@@ -59,7 +59,7 @@ IN_TESTS = [r"(gtest|gmock)/", r"boost/(archive|serialization)/"]
 LAYERS = [
     ("contract, results, errors", r"MLDataGenerator|MLClassifier|MLErrorFunction|MLDataGeneratorWithConfig"),
     ("tester", r"MLTester"),
-    ("pattern files", r"ML(Vector|Binary|InMemory)\w*DataGen\w*|ML(Text|Split|Input)\w+|MLDataConverter"),
+    ("pattern files", r"ML(Vector|Binary|InMemory)\w*DataGen\w*|ML(Text|Split|Input)\w+|MLDataConverter|MLDataComparer"),
     ("scaling", r"MLVectorScal\w+|MLScalingDataGenerator"),
     ("audio generators", r"ML\w*Audio\w+|MLDataGeneratorFor\w+|MLFileSet\w+|MLTimeEventVector"),
     ("factory", r"MLDataGeneratorFactory|MLHelpers|MLGeneratorClasses"),

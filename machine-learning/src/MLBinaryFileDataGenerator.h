@@ -36,6 +36,7 @@ public:
     bool getTarget(DoubleVector& out_vTarget) override;
     std::ostream& dumpStatus(std::ostream& out_stream) override;
     bool endedCleanly() const override { return !m_bCut && !m_file.hasFailed(); }
+    Fallible<double> getShareRead() const override { return m_file.getShareRead(); }
 
     /// Used by the first gotoStart; an open file is read on.
     bool setCurrentFilename(const char* in_filename) override;
@@ -99,6 +100,8 @@ public:
     /// False also if patterns were dropped because none had a target, or are out of place because one had a
     /// wrong size.
     bool close() override;
+    bool hasLost() const override { return m_bLost || !m_file; }
+    void setCurrentFilename(const char* in_filename) override { m_strFilename = in_filename; }
 
     /// Patterns that wait for the first one with a target; after close, those that were dropped.
     std::uint64_t getNbPending() const { return m_uiNbTarget == 0 ? m_uiNbPattern : 0; }

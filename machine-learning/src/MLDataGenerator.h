@@ -52,6 +52,9 @@ public:
     /// otherwise.
     virtual bool endedCleanly() const { return true; }
 
+    /// Share of the source that this pass has read, from 0 to 1; unset when its size is not known.
+    virtual Fallible<double> getShareRead() const { return {}; }
+
 private:
     friend class boost::serialization::access;
     template <class Archive>
@@ -111,6 +114,11 @@ public:
     /// Flushes and closes. False if anything written since open did not reach the file. True when none is
     /// open.
     virtual bool close() = 0;
+    /// True once it is known that close will return false, for who would write on in vain.
+    virtual bool hasLost() const { return false; }
+    /// The name that getCurrentFilename and messages give from now on, for an open file that gets it when it
+    /// is complete.
+    virtual void setCurrentFilename(const char* in_filename) = 0;
 };
 
 } // namespace Vexalor::MachineLearning

@@ -322,6 +322,14 @@ bool InMemoryDataGenerator::endedCleanly() const
     return m_bClean && (m_bAllInMemory || (!m_pDataGenerator.isNull() && m_pDataGenerator->endedCleanly()));
 }
 
+Fallible<double> InMemoryDataGenerator::getShareRead() const
+{
+    QC_TRACE("InMemoryDataGenerator::getShareRead");
+    if (!m_bAllInMemory)
+        return m_pDataGenerator.isNull() ? Fallible<double>() : m_pDataGenerator->getShareRead();
+    return m_vInputTarget.empty() ? 1.0 : (m_iCurrentIndex + 1.0) / static_cast<double>(getNbEntries());
+}
+
 bool InMemoryDataGenerator::setEntityToReset(Handle<Resettable, ReferenceCount> in_entity)
 {
     QC_TRACE("InMemoryDataGenerator::setEntityToReset");

@@ -70,6 +70,7 @@ public:
     std::ostream& dumpStatus(std::ostream& out_stream) override;
     /// False also in replays of a stream that stopped before its end.
     bool endedCleanly() const override;
+    Fallible<double> getShareRead() const override;
 
     /// Null is handed on. False, with a warning, when all data is in memory: the places where an entity is to
     /// be reset are known only if there was one in the first pass.

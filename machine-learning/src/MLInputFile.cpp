@@ -60,4 +60,13 @@ std::optional<std::uint64_t> InputFile::getRest() const
     return static_cast<std::uint64_t>(status.st_size > iPosition ? status.st_size - iPosition : 0);
 }
 
+Fallible<double> InputFile::getShareRead() const
+{
+    const std::optional<std::uint64_t> rest = getRest();
+    if (!rest)
+        return {};
+    const auto dRead = static_cast<double>(lseek(m_iFile, 0, SEEK_CUR));
+    return *rest == 0 ? 1.0 : dRead / (dRead + static_cast<double>(*rest));
+}
+
 } // namespace Vexalor::MachineLearning

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "quillcast-core/Fallible.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -31,6 +33,8 @@ public:
 
     /// Bytes between the current position and the end of the file; unset where the system does not know.
     std::optional<std::uint64_t> getRest() const;
+    /// Share of the file before the current position, from 0 to 1; unset where the system does not know.
+    Fallible<double> getShareRead() const;
 
 private:
     int m_iFile = -1;

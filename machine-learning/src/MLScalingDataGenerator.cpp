@@ -126,6 +126,12 @@ bool ScalingDataGenerator::endedCleanly() const
     return QC_CHECK(!m_pDataGenerator.isNull()) && m_pDataGenerator->endedCleanly();
 }
 
+Fallible<double> ScalingDataGenerator::getShareRead() const
+{
+    QC_TRACE("ScalingDataGenerator::getShareRead");
+    return QC_CHECK(!m_pDataGenerator.isNull()) ? m_pDataGenerator->getShareRead() : Fallible<double>();
+}
+
 bool ScalingDataGenerator::setEntityToReset(Handle<Resettable, ReferenceCount> in_entity)
 {
     QC_TRACE("ScalingDataGenerator::setEntityToReset");

@@ -62,6 +62,7 @@ public:
     Fallible<const char*> getLibName() const override;
     std::ostream& dumpStatus(std::ostream& out_stream) override;
     bool endedCleanly() const override;
+    Fallible<double> getShareRead() const override;
 
     /// Hands the entity to the wrapped generator if that forms sequences.
     bool setEntityToReset(Handle<Resettable, ReferenceCount> in_entity) override;

@@ -44,6 +44,8 @@ public:
     bool atEnd() const { return m_bAtEnd; }
     /// True after an error of the system while reading.
     bool hasFailed() const { return m_file.hasFailed(); }
+    /// Share of the file that has been read; unset where the system does not know.
+    Fallible<double> getShareRead() const { return m_file.getShareRead(); }
 
 private:
     int_type underflow() override;

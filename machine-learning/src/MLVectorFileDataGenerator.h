@@ -27,6 +27,7 @@ public:
     bool getTarget(DoubleVector& out_vTarget) override;
     std::ostream& dumpStatus(std::ostream& out_stream) override;
     bool endedCleanly() const override { return !m_reader.hasFailed(); }
+    Fallible<double> getShareRead() const override { return m_reader.getShareRead(); }
 
     /// Used by the first gotoStart; an open file is read on.
     bool setCurrentFilename(const char* in_filename) override;
@@ -72,6 +73,8 @@ public:
     /// True also when the system refused the line: close tells.
     bool write(bool in_bReset, const DoubleVector& in_vInput, const DoubleVector& in_vTarget) override;
     bool close() override;
+    bool hasLost() const override { return m_bLost; }
+    void setCurrentFilename(const char* in_filename) override { m_strFilename = in_filename; }
 
 private:
     std::string m_strFilename;

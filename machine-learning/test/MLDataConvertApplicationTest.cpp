@@ -1,0 +1,284 @@
+#include "MLDataConvertApplication.h"
+#include "MLBinaryFileDataGenerator.h"
+#include "test-support/FileSizeLimit.h"
+#include "test-support/LogCapture.h"
+#include "test-support/TempDir.h"
+
+#include <filesystem>
+#include <gmock/gmock.h>
+#include <limits>
+
+using namespace Vexalor;
+using namespace Vexalor::MachineLearning;
+using testing::HasSubstr;
+using Testing::readFile;
+
+namespace
+{
+
+constexpr const char* VECTOR = QC_TEST_DATA "/VectorFileDataGenerator.xml";
+constexpr const char* BINARY = QC_TEST_DATA "/BinaryFileDataGenerator.xml";
+constexpr const char* PATTERNS = "[1 0.1] []\nreset\n[-0 nan] [5e-324]\n[1e+308 -inf] [-nan]\n[0 0] []\n";
+
+class ConvertApplicationTest : public testing::Test
+{
+protected:
+    int run(std::vector<std::string> in_vArguments)
+    {
+        in_vArguments.insert(in_vArguments.begin(), "convert");
+        std::vector<const char*> vArguments;
+        for (const std::string& strArgument : in_vArguments)
+            vArguments.push_back(strArgument.c_str());
+        m_log.clear();
+        DataConvertApplication application("convert");
+        return application.run(static_cast<int>(vArguments.size()), vArguments.data());
+    }
+
+    int convert(const char* in_config, const std::string& in_strInput, const char* in_type,
+                const std::string& in_strOutput)
+    {
+        return run({"--datagen-config", in_config, "--input-file", in_strInput, "--output-type", in_type,
+                    "--output-file", in_strOutput});
+    }
+
+    /// Tests the second text against the first one.
+    int test(const std::string& in_strReference, const std::string& in_strTested, bool in_bStrict = false)
+    {
+        std::vector<std::string> vArguments{"--test",
+                                            "--datagen-config",
+                                            VECTOR,
+                                            "--input-file",
+                                            m_folder.write("reference", in_strReference),
+                                            "--output-datagen-config",
+                                            VECTOR,
+                                            "--output-file",
+                                            m_folder.write("tested", in_strTested)};
+        if (in_bStrict)
+            vArguments.emplace_back("--strict");
+        return run(vArguments);
+    }
+
+    std::ptrdiff_t countEntries() const
+    {
+        const std::filesystem::directory_iterator entries(m_folder.path());
+        return std::distance(begin(entries), end(entries));
+    }
+
+    Testing::LogCapture m_log{"quillcast.ml"};
+    Testing::TempDir m_folder;
+    std::string m_strPatterns = m_folder.write("patterns", PATTERNS);
+};
+
+} // namespace
+
+TEST_F(ConvertApplicationTest, OneFileMayBeInputAndOutput)
+{
+    EXPECT_EQ(convert(VECTOR, m_strPatterns, "binary", m_strPatterns), 0) << m_log.text();
+    EXPECT_TRUE(m_log.has("INFO Number of patterns read/written: 4"));
+    EXPECT_EQ(m_log.lines().back(), "INFO Conversion succeeded !");
+    // magic, sizes; 4 times 2 flags and 2 inputs, 2 targets
+    EXPECT_EQ(readFile(m_strPatterns).size(), 30 + 4 * (2 + 16) + 2 * 8u);
+    EXPECT_EQ(convert(BINARY, m_strPatterns, "vector", m_strPatterns), 0);
+    EXPECT_EQ(readFile(m_strPatterns), PATTERNS);
+    EXPECT_EQ(countEntries(), 1);
+}
+
+TEST_F(ConvertApplicationTest, OptionsAreCheckedInTheirOrder)
+{
+    const std::string strOut = m_folder.path("out");
+    const struct
+    {
+        std::vector<std::string> m_vArguments;
+        const char* m_message;
+    } CASES[] = {
+        {{}, "ERROR cannot configure data generator"},
+        {{"--datagen-config", ""}, "ERROR cannot configure data generator"},
+        {{"--datagen-config", "none.xml"},
+         "ERROR Cannot open data generator config file none.xml for input."},
+        {{"--datagen-config", VECTOR},
+         "ERROR This data generator needs an input file so you need  to specify an argument for "
+         "--input-file"},
+        {{"--datagen-config", VECTOR, "--input-file", "in"},
+         "ERROR need an output data type (\"binary\" or \"vector\")"},
+        {{"--datagen-config", VECTOR, "--input-file", "in", "--output-type", "Binary"},
+         "ERROR output-type has to be either \"binary\" or \"vector\""},
+        {{"--datagen-config", VECTOR, "--input-file", "in", "--output-type", "binary"},
+         "ERROR need an output filename"},
+        {{"--datagen-config", VECTOR, "--input-file", "in", "--output-type", "binary", "--output-file",
+          strOut, "--output-datagen-config", "none.xml"},
+         "ERROR Cannot open data generator config file none.xml for input."},
+        {{"--test", "--datagen-config", VECTOR, "--input-file", "in", "--output-file", strOut},
+         "ERROR cannot configure output data generator"},
+        {{"--test", "--datagen-config", VECTOR, "--input-file", "in", "--output-datagen-config", VECTOR},
+         "ERROR need an output filename"},
+        {{"--strict", "--datagen-config", VECTOR}, "ERROR --strict has no effect without --test"},
+    };
+    for (const auto& badCase : CASES)
+    {
+        EXPECT_EQ(run(badCase.m_vArguments), 1) << badCase.m_message;
+        EXPECT_TRUE(m_log.has(badCase.m_message)) << badCase.m_message << '\n' << m_log.text();
+    }
+    EXPECT_EQ(countEntries(), 1);
+}
+
+TEST_F(ConvertApplicationTest, WhatIsNotStoredWholeIsAFailureThatLeavesTheEarlierFile)
+{
+    BinaryFileWriter writer;
+    ASSERT_TRUE(writer.open(m_folder.path("cut").c_str()) && writer.write(false, {1, 2}, {1}) &&
+                writer.write(false, {3, 4}, {1}) && writer.close());
+    std::filesystem::resize_file(m_folder.path("cut"), 60);
+    const std::string strOut = m_folder.write("out", "earlier");
+    const struct
+    {
+        const char* m_config;
+        std::string m_strInput;
+        const char* m_type;
+        std::string m_strOutput;
+        std::string m_strMessage;
+    } CASES[] = {
+        {VECTOR, m_folder.write("unlabelled", "[1] []\n[2] []\n"), "binary", strOut,
+         "ERROR Could not write all patterns to " + strOut},
+        {VECTOR, m_folder.write("late", "[1] []\n[1 2] [1]\n"), "binary", strOut,
+         "ERROR Could not write all patterns to " + strOut},
+        {VECTOR, m_folder.write("mixed", "[1] [1]\n[1 2] [1]\n"), "vector", strOut,
+         "ERROR Could not write pattern 1"},
+        {BINARY, m_folder.path("cut"), "vector", strOut,
+         "ERROR The input stopped before its end, behind 1 patterns"},
+        {VECTOR, "none", "vector", strOut, "ERROR Could not go to the start of input data gen"},
+        {BINARY, m_strPatterns, "vector", strOut, "ERROR Could not go to the start of input data gen"},
+        {VECTOR, m_strPatterns, "vector", m_folder.path("none/out"),
+         "ERROR Cannot write output file " + m_folder.path("none/out") + ": No such file or directory"},
+        {VECTOR, m_strPatterns, "vector", m_folder.path(),
+         "ERROR Cannot write output file " + m_folder.path() + ": Is a directory"},
+        {VECTOR, m_strPatterns, "vector", "/dev/full", "ERROR Conversion stopped behind 1 patterns"},
+        {VECTOR, m_strPatterns, "binary", "/dev/full", "ERROR Could not write all patterns to /dev/full"},
+    };
+    const std::ptrdiff_t iEntries = countEntries();
+    for (const auto& badCase : CASES)
+    {
+        EXPECT_EQ(convert(badCase.m_config, badCase.m_strInput, badCase.m_type, badCase.m_strOutput), 1);
+        EXPECT_TRUE(m_log.has(badCase.m_strMessage)) << badCase.m_strMessage << '\n' << m_log.text();
+        EXPECT_EQ(m_log.lines().back(), "ERROR Conversion failed !");
+        EXPECT_EQ(m_log.count("/.new-"), 0u) << "messages know the final name only: " << m_log.text();
+        EXPECT_EQ(readFile(strOut), "earlier");
+    }
+    EXPECT_EQ(countEntries(), iEntries);
+}
+
+TEST_F(ConvertApplicationTest, AFullDiskAtAnyPointIsAFailure)
+{
+    const std::string strOut = m_folder.path("out");
+    for (const char* type : {"binary", "vector"})
+    {
+        ASSERT_EQ(convert(VECTOR, m_strPatterns, type, strOut), 0);
+        const std::string strWhole = readFile(strOut);
+        std::filesystem::remove(strOut);
+        for (std::size_t uiSize = 0; uiSize <= strWhole.size(); ++uiSize)
+        {
+            const bool bFits = uiSize == strWhole.size();
+            const Testing::FileSizeLimit limit(uiSize);
+            ASSERT_EQ(convert(VECTOR, m_strPatterns, type, strOut), bFits ? 0 : 1) << type << ' ' << uiSize;
+            ASSERT_EQ(countEntries(), bFits ? 2 : 1);
+        }
+        EXPECT_EQ(readFile(strOut), strWhole);
+        std::filesystem::remove(strOut);
+    }
+}
+
+TEST_F(ConvertApplicationTest, VerdictsOfATest)
+{
+    const std::string strPatterns = PATTERNS;
+    const struct
+    {
+        const char* m_name;
+        std::string m_strReference;
+        std::string m_strTested;
+        const char* m_message;       ///< null: equal
+        const char* m_strictMessage; ///< null: equal
+    } CASES[] = {
+        {"equal", strPatterns, strPatterns, nullptr, nullptr},
+        {"input", "[1] [1]\n[2] [1]\n", "[1] [1]\n[3] [1]\n",
+         "ERROR Files not equal: inputs of pattern 1 are not equal",
+         "ERROR Files not equal: inputs of pattern 1 are not equal"},
+        {"target", "[1] [1]\n", "[1] [2]\n", "ERROR Files not equal: targets of pattern 0 are not equal",
+         "ERROR Files not equal: targets of pattern 0 are not equal"},
+        {"validity", "[1] [1]\n", "[1] []\n",
+         "ERROR Files not equal: target validities of pattern 0 are different. Reference is: 1",
+         "ERROR Files not equal: target validities of pattern 0 are different. Reference is: 1"},
+        {"reset", "[1] []\n[2] []\n", "[1] []\nreset\n[2] []\n",
+         "ERROR Files not equal: resets of pattern 1 are not equal. Reference is: 0",
+         "ERROR Files not equal: resets of pattern 1 are not equal. Reference is: 0"},
+        {"first reset", "reset\n[1] []\n", "[1] []\n", nullptr,
+         "ERROR Files not equal: resets of pattern 0 are not equal. Reference is: 1"},
+        {"zeros", "[0] [1]\n", "[-0] [1]\n", nullptr,
+         "ERROR Files not equal: inputs of pattern 0 are not equal"},
+        {"shorter", "[1] []\n[2] []\n", "[1] []\n", nullptr,
+         "ERROR Files not equal: numbers of patterns are not equal. Reference has: 2, tested has: 1"},
+        {"longer", "[1] []\n", "[1] []\n[2] []\n", nullptr,
+         "ERROR Files not equal: numbers of patterns are not equal. Reference has: 1, tested has: 2"},
+    };
+    for (const auto& aCase : CASES)
+    {
+        for (const bool bStrict : {false, true})
+        {
+            const char* message = bStrict ? aCase.m_strictMessage : aCase.m_message;
+            EXPECT_EQ(test(aCase.m_strReference, aCase.m_strTested, bStrict), message == nullptr ? 0 : 1)
+                << aCase.m_name;
+            EXPECT_TRUE(m_log.has(message == nullptr ? "INFO Files equal" : message)) << m_log.text();
+            EXPECT_EQ(m_log.has("INFO Files equal"), message == nullptr) << aCase.m_name;
+        }
+    }
+    EXPECT_TRUE(m_log.has("INFO Test of conversion started..."));
+    test("[1] [1]\n", "[1] [2]\n");
+    EXPECT_THAT(m_log.text(), HasSubstr("ERROR Reference is: [1]\nERROR Tested is: [2]"));
+    EXPECT_EQ(test("[1] [1]\n[2] [1]\n[3] [1]\n", "[1] [1]\n[2] [1]\n"), 0);
+    EXPECT_TRUE(m_log.has("INFO Number of lines read : 2"));
+}
+
+TEST_F(ConvertApplicationTest, DigestsAreThoseOfTheWholeStreamsAndTellWhatDiffers)
+{
+    const auto getDigest = [&](const char* in_what, const char* in_part)
+    {
+        const std::string strLine = "Digest of " + std::string(in_what) + " : ";
+        for (const std::string& strMessage : m_log.lines())
+        {
+            const std::size_t uiPart = strMessage.find(in_part);
+            if (strMessage.find(strLine) != std::string::npos && uiPart != std::string::npos)
+                return strMessage.substr(uiPart + std::string(in_part).size() + 1, 16);
+        }
+        return std::string();
+    };
+    EXPECT_EQ(test("[1] [1]\n[2] [1]\n", "[1] [1]\n[2] []\n", true), 1);
+    for (const char* part : {"inputs", "resets"})
+    {
+        EXPECT_EQ(getDigest("reference", part), getDigest("tested", part));
+        EXPECT_EQ(getDigest("reference", part).size(), 16u);
+    }
+    for (const char* part : {"targets", "validities"})
+        EXPECT_NE(getDigest("reference", part), getDigest("tested", part));
+    // SplitMix64 started at 0 gives this number first: one pattern without reset.
+    EXPECT_EQ(test("[1] [1]\n", "[1] [1]\n", true), 0);
+    EXPECT_EQ(getDigest("tested", "resets"), "e220a8397b1dcdaf");
+}
+
+TEST_F(ConvertApplicationTest, ATestReadsTheOutputFileAndWritesNothing)
+{
+    const std::string strTested = m_folder.write("tested", PATTERNS);
+    const std::vector<std::string> vArguments{
+        "--test", "--datagen-config",        VECTOR, "--input-file",  m_strPatterns, "--output-type",
+        "binary", "--output-datagen-config", VECTOR, "--output-file", strTested};
+    EXPECT_EQ(run(vArguments), 0) << m_log.text();
+    EXPECT_EQ(readFile(strTested), PATTERNS);
+
+    // A file that is cut is no longer what it was, whatever could be compared.
+    ASSERT_EQ(convert(VECTOR, m_strPatterns, "binary", m_folder.path("cut")), 0);
+    std::filesystem::resize_file(m_folder.path("cut"), 84);
+    EXPECT_EQ(run({"--test", "--datagen-config", VECTOR, "--input-file", m_strPatterns,
+                   "--output-datagen-config", BINARY, "--output-file", m_folder.path("cut")}),
+              1);
+    EXPECT_TRUE(m_log.has("ERROR The tested stream stopped before its end")) << m_log.text();
+    EXPECT_EQ(test(PATTERNS, PATTERNS), 0);
+    std::filesystem::remove(m_folder.path("tested"));
+    EXPECT_EQ(run(vArguments), 1);
+    EXPECT_TRUE(m_log.has("ERROR Could not go to the start of one file"));
+}
