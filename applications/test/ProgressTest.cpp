@@ -1,4 +1,4 @@
-#include "common/Progress.h"
+#include "common/PatternProgress.h"
 
 #include "test-support/Command.h"
 #include "test-support/TempDir.h"
@@ -105,4 +105,15 @@ TEST(ProgressTest, SilentElsewhere)
     EXPECT_EQ(drain(pipes[0]), "");
     close(pipes[0]);
     close(pipes[1]);
+}
+
+TEST(PatternProgressTest, TellsTheRateAndWhereTheSizeIsKnownTheTimeLeft)
+{
+    EXPECT_EQ(PatternProgress::toText(0, {}, 0.0), "0 patterns");
+    EXPECT_EQ(PatternProgress::toText(3000, {}, 2.0), "3000 patterns, 1500 a second");
+    // a quarter in 2 s, so 6 s for the rest
+    EXPECT_EQ(PatternProgress::toText(3000, 0.25, 2.0), "3000 patterns, 1500 a second, 0:06 left");
+    // a thousandth in 4 s, so 3996 s
+    EXPECT_EQ(PatternProgress::toText(8, 0.001, 4.0), "8 patterns, 2 a second, 1:06:36 left");
+    EXPECT_EQ(PatternProgress::toText(8, 0.0, 4.0), "8 patterns, 2 a second");
 }
