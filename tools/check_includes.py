@@ -49,7 +49,7 @@ THIRD_PARTY = [
     (r"(benchmark|fast_float)/|fftw3\.h", ["bench"]),
 ]
 # The C++ library (no extension), and of the system what any target may use.
-SYSTEM = re.compile(r"[a-z_0-9]+|(fcntl|unistd|signal|pthread|strings|immintrin|sys/\w+|linux/\w+)\.h")
+SYSTEM = re.compile(r"[a-z_0-9]+|(fcntl|unistd|signal|malloc|pthread|strings|immintrin|sys/\w+|linux/\w+)\.h")
 # In tests every target may use test-support, which brings gtest.
 TEST_FOLDER = re.compile(r"(^|/)test/")
 # Tests may hold the library against the stock parts of what it wraps.

@@ -1,0 +1,219 @@
+#include "ml-classify/ClassifyApplication.h"
+
+#include "XprAudioClassifier.h"
+#include "ml-classify/ResultWriter.h"
+#include "quillcast-audio/AudioFileReader.h"
+
+#include <limits>
+#include <unistd.h>
+
+namespace Vexalor::MachineLearning
+{
+
+namespace
+{
+
+constinit Logger s_logger("quillcast.app.ml-classify");
+
+constexpr const char* SCRIPT_OPTION = "script";
+constexpr const char* FURTHER_OPTION = "further-script";
+constexpr const char* RATE_OPTION = "rate";
+constexpr const char* ENCODING_OPTION = "encoding";
+constexpr const char* STANDARD_INPUT = "-";
+
+StringVector getStrings(const variables_map& in_map, const char* in_option)
+{
+    return in_map.count(in_option) == 0 ? StringVector() : in_map[in_option].as<StringVector>();
+}
+
+/// Reads until a piece is full or the source ends.
+template <class Read>
+std::size_t readPiece(const Read& in_read, DoubleVector& out_vPiece)
+{
+    std::size_t uiFilled = 0;
+    while (uiFilled < out_vPiece.size())
+    {
+        const std::size_t uiRead = in_read(out_vPiece.begin() + uiFilled, out_vPiece.size() - uiFilled);
+        if (uiRead == 0)
+            break;
+        uiFilled += uiRead;
+    }
+    return uiFilled;
+}
+
+} // namespace
+
+ClassifyApplication::ClassifyApplication()
+    : ApplicationImpl(s_logger, "ml-classify")
+    , m_helper(this)
+{
+    auto addOption = getOptions().add_options();
+    addOption(SCRIPT_OPTION, value<StringVector>()->value_name("NAME"),
+              "classify by the script NAME.xpr of the file system; may be repeated. MANDATORY");
+    addOption(FURTHER_OPTION, value<StringVector>()->value_name("NAME"),
+              "a script that those need; may be repeated");
+    addOption(RATE_OPTION, value<std::string>()->value_name("HZ"),
+              "sampling rate of raw samples; the windower's unless given");
+    addOption(ENCODING_OPTION, value<std::string>()->value_name("KIND"),
+              ("of raw samples: " + SampleEncoding::listNames() + "; s16 unless given").c_str());
+    addOption("json", bool_switch(), "print a JSON object a line");
+    options_description hidden;
+    m_helper.addOptions(getOptions(), hidden);
+    setArguments(
+        "input", 1, "FILE",
+        "Classifies a WAV recording by expression scripts, window by window, and prints the results.\n"
+        "FILE - stands for raw samples of one channel, little-endian, from standard input.");
+}
+
+bool ClassifyApplication::processCmdlineVarsMap(const variables_map& in_map)
+{
+    if (!ApplicationImpl::processCmdlineVarsMap(in_map))
+        return false;
+    if (isStopped())
+        return true;
+    m_helper.processCmdlineVarsMap(in_map);
+    m_bJson = isSwitchOn(in_map, "json");
+    m_vScripts = getStrings(in_map, SCRIPT_OPTION);
+    m_vFurtherScripts = getStrings(in_map, FURTHER_OPTION);
+    const StringVector vInputs = getStrings(in_map, "input");
+    if (m_vScripts.empty() || vInputs.empty())
+    {
+        QC_ERROR((m_vScripts.empty() ? "a script must be supplied" : "a recording must be supplied, or -"));
+        return false;
+    }
+    m_strInput = vInputs.front();
+    return takeRawOptions(in_map);
+}
+
+bool ClassifyApplication::takeRawOptions(const variables_map& in_map)
+{
+    if (m_strInput != STANDARD_INPUT)
+    {
+        for (const char* option : {RATE_OPTION, ENCODING_OPTION})
+            if (in_map.count(option) != 0)
+            {
+                QC_ERROR("Option --" << option << " is for raw samples: a recording tells by itself");
+                return false;
+            }
+        return true;
+    }
+    if (in_map.count(RATE_OPTION) != 0)
+        m_uiRate = static_cast<std::uint32_t>(
+            getCount(in_map, RATE_OPTION, 1, std::numeric_limits<std::uint32_t>::max()));
+    const std::string strEncoding =
+        in_map.count(ENCODING_OPTION) == 0 ? "s16" : getString(in_map, ENCODING_OPTION);
+    m_pEncoding = SampleEncoding::find(strEncoding);
+    if (m_pEncoding == nullptr)
+        QC_ERROR("Option --encoding: there is no \"" << strEncoding << "\", only "
+                                                     << SampleEncoding::listNames());
+    return m_pEncoding != nullptr;
+}
+
+/// Adds first and configures then: so a script that does not load is a failure.
+bool ClassifyApplication::addClassifiers(AudioClassifierSet& io_set)
+{
+    for (const std::string& strScript : m_vScripts)
+    {
+        if (io_set.findClassifier(strScript.c_str()) != io_set.end())
+        {
+            QC_ERROR("Script " << strScript << " is given twice");
+            return false;
+        }
+        auto* pClassifier = new XprAudioClassifier;
+        if (!io_set.addClassifier(strScript.c_str(), pClassifier) ||
+            !pClassifier->configure(strScript.c_str(), m_helper.getOutVariableName().c_str(),
+                                    LimitedObjPtr<StringVector>(&m_vFurtherScripts)))
+            return false;
+    }
+    return true;
+}
+
+bool ClassifyApplication::run_i()
+{
+    QC_TRACE("ClassifyApplication::run_i");
+    return m_helper.setupClassifierSet() && (m_pEncoding == nullptr ? runRecording() : runRaw());
+}
+
+bool ClassifyApplication::runRecording()
+{
+    AudioFileReader reader;
+    if (!reader.open(m_strInput.c_str(), m_helper.getSet().getConfig().m_iChannel))
+        return false;
+    return runFrom({reader.getSamplingRate(), false,
+                    [&reader](double* out_samples, std::size_t in_uiCount)
+                    { return reader.read(out_samples, in_uiCount); },
+                    [&reader]
+                    {
+                        return reader.hasInputError();
+                    }});
+}
+
+bool ClassifyApplication::runRaw()
+{
+    const LinearAudioWindower::Config& config = m_helper.getSet().getConfig();
+    if (config.m_iChannel > 0)
+    {
+        QC_ERROR("Raw samples have one channel, the windower is configured for channel "
+                 << config.m_iChannel);
+        return false;
+    }
+    if (m_uiRate == 0 && config.m_uiSamplingRate == 0)
+    {
+        QC_ERROR("The windower is configured for any sampling rate: option --rate is needed");
+        return false;
+    }
+    RawSampleReader reader(STDIN_FILENO, *m_pEncoding);
+    return runFrom({m_uiRate != 0 ? m_uiRate : config.m_uiSamplingRate, true,
+                    [&reader](double* out_samples, std::size_t in_uiCount)
+                    { return reader.read(out_samples, in_uiCount); },
+                    [&reader]
+                    {
+                        return reader.hasInputError();
+                    }});
+}
+
+bool ClassifyApplication::runFrom(const Source& in_source)
+{
+    return start(in_source.m_uiRate) && classify(in_source) && m_helper.stopSet();
+}
+
+bool ClassifyApplication::start(std::uint32_t in_uiRate)
+{
+    if (!m_helper.getSet().setSourceRate(in_uiRate))
+    {
+        QC_ERROR("Audio of " << in_uiRate << " Hz does not fit the configuration of the windower");
+        return false;
+    }
+    if (m_helper.startSet())
+        return true;
+    QC_ERROR("Failed to start the classifiers");
+    return false;
+}
+
+/// A window shift at a time, so that no push completes two windows.
+bool ClassifyApplication::classify(const Source& in_source)
+{
+    AudioClassifierSet& set = m_helper.getSet();
+    ResultWriter writer(m_bJson, in_source.m_bLive);
+    DoubleVector vPiece(set.getWindowSize().m_uiShift);
+    std::uint64_t uiWindows = 0;
+    for (std::size_t uiRead = readPiece(in_source.m_read, vPiece); uiRead > 0;
+         uiRead = readPiece(in_source.m_read, vPiece))
+    {
+        const std::uint64_t uiEarlierEnd = set.getLastWindowEnd();
+        if (!set.pushLinearAudio(vPiece.begin(), vPiece.begin() + uiRead))
+        {
+            QC_ERROR("Classification failed after " << set.getTotalPushedAudioTime() << " s of audio");
+            return false;
+        }
+        if (set.getLastWindowEnd() == uiEarlierEnd)
+            continue;
+        ++uiWindows;
+        if (!writer.write(static_cast<double>(set.getLastWindowEnd()) / set.getSamplingRate(), set))
+            return false;
+    }
+    return !in_source.m_hasInputError() && writer.writeEnd(set.getTotalPushedAudioTime(), uiWindows,
+                                                           set.getPushedSamples() - set.getLastWindowEnd());
+}
+
+} // namespace Vexalor::MachineLearning

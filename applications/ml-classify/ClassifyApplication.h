@@ -1,0 +1,56 @@
+#pragma once
+
+#include "ClassifierSetApplicationHelper.h"
+#include "ml-classify/RawSamples.h"
+#include "quillcast-infra/ApplicationImpl.h"
+
+#include <functional>
+#include <string>
+
+namespace Vexalor::MachineLearning
+{
+
+/// Classifies a recording, or raw samples from standard input, by scripts, and prints the results of every
+/// window.
+class ClassifyApplication
+    : public ApplicationImpl
+    , private ClassifierSetApplicationHelper::Strategy
+{
+public:
+    ClassifyApplication();
+    ClassifyApplication(const ClassifyApplication&) = delete;
+    ClassifyApplication& operator=(const ClassifyApplication&) = delete;
+
+protected:
+    bool processCmdlineVarsMap(const variables_map& in_map) override;
+    bool run_i() override;
+
+private:
+    /// Where samples come from, of the kinds that have no common base.
+    struct Source
+    {
+        std::uint32_t m_uiRate; ///< Hz
+        bool m_bLive;           ///< somebody may wait for the results of what was said just now
+        /// Up to in_uiCount samples; 0 at the end.
+        std::function<std::size_t(double* out_samples, std::size_t in_uiCount)> m_read;
+        std::function<bool()> m_hasInputError;
+    };
+
+    bool addClassifiers(AudioClassifierSet& io_set) override;
+    bool takeRawOptions(const variables_map& in_map);
+    bool runRecording();
+    bool runRaw();
+    bool runFrom(const Source& in_source);
+    bool start(std::uint32_t in_uiRate);
+    bool classify(const Source& in_source);
+
+    ClassifierSetApplicationHelper m_helper;
+    std::string m_strInput;
+    StringVector m_vScripts;
+    StringVector m_vFurtherScripts;
+    const SampleEncoding* m_pEncoding = nullptr; ///< of raw samples; null for a recording
+    std::uint32_t m_uiRate = 0;                  ///< of raw samples, in Hz; 0: the configured one
+    bool m_bJson = false;
+};
+
+} // namespace Vexalor::MachineLearning
