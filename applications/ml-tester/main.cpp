@@ -1,5 +1,6 @@
 #include "MLDataGenTesterApplicationImpl.h"
 #include "common/FannNetwork.h"
+#include "common/ScriptEntity.h"
 #include "common/SetWatch.h"
 
 using namespace Vexalor;
@@ -10,15 +11,27 @@ namespace
 
 constinit Logger s_logger("quillcast.app.Tester");
 
-/// Tests a network of the FANN library.
+/// Tests a network of the FANN library, or an expression script.
 class TesterApplication : public MLDataGenTesterApplicationImpl
 {
 public:
     TesterApplication()
         : MLDataGenTesterApplicationImpl(s_logger, "ml-tester")
     {
-        getOptions().add_options()("network", value<std::string>(),
-                                   "network file of the FANN library. MANDATORY");
+        auto addOption = getOptions().add_options();
+        addOption("network", value<std::string>(),
+                  "network file of the FANN library. MANDATORY, or --script");
+        addOption("script", value<std::string>()->value_name("NAME"),
+                  "test the script NAME.xpr: the input of a pattern is its variable audio");
+        addOption("further-script", value<StringVector>()->value_name("NAME"),
+                  "a script that it needs; may be repeated");
+        addOption("filesystem-path", value<std::string>()->value_name("DIR")->default_value("."),
+                  "where scripts are found");
+        addOption("result-variable-name", value<std::string>()->value_name("NAME")->default_value("result"),
+                  "the variable of the script that is the output");
+        addOption("rate", value<std::string>()->value_name("HZ"),
+                  "the constant rate of scripts; that of the recordings unless given, where there is one "
+                  "recording and nothing in between");
         addWrapperOptions();
         SetWatch::addOption(getOptions());
     }
@@ -41,13 +54,18 @@ protected:
         takeWrapperOptions(in_map);
         m_watch.takeOption(in_map);
         m_strNetwork = getString(in_map, "network");
-        if (m_strNetwork.empty())
+        takeScriptOptions(in_map);
+        if (m_strNetwork.empty() && m_script.m_strScript.empty())
             QC_ERROR("a network file must be supplied");
-        return !m_strNetwork.empty();
+        else if (!m_strNetwork.empty() && !m_script.m_strScript.empty())
+            QC_ERROR("Options --network and --script exclude each other");
+        return m_strNetwork.empty() != m_script.m_strScript.empty();
     }
 
     MLTester::TestedEntity* newTestedEntity_i() override
     {
+        if (m_strNetwork.empty())
+            return ScriptEntity::newFromScript(m_script);
         return FannNetwork::newFromFile(m_strNetwork.c_str());
     }
 
@@ -59,8 +77,20 @@ protected:
     }
 
 private:
+    void takeScriptOptions(const variables_map& in_map)
+    {
+        m_script.m_strScript = getString(in_map, "script");
+        m_script.m_strFolder = getString(in_map, "filesystem-path");
+        m_script.m_strVariable = getString(in_map, "result-variable-name");
+        if (in_map.count("further-script") != 0)
+            m_script.m_vFurtherScripts = in_map["further-script"].as<StringVector>();
+        if (in_map.count("rate") != 0)
+            m_script.m_dRate = getReal(in_map, "rate", 1.0, 1e9);
+    }
+
     SetWatch m_watch{"ml-tester"};
     std::string m_strNetwork;
+    ScriptEntity::Settings m_script;
 };
 
 } // namespace
