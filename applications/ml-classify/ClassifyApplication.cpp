@@ -4,8 +4,10 @@
 #include "ml-classify/ResultWriter.h"
 #include "quillcast-audio/AudioFileReader.h"
 
+#include <algorithm>
 #include <limits>
 #include <unistd.h>
+#include <vector>
 
 namespace Vexalor::MachineLearning
 {
@@ -21,24 +23,36 @@ constexpr const char* RATE_OPTION = "rate";
 constexpr const char* ENCODING_OPTION = "encoding";
 constexpr const char* STANDARD_INPUT = "-";
 
+/// Samples that are pushed at most at a time.
+constexpr std::size_t MAX_PIECE = 16384;
+
 StringVector getStrings(const variables_map& in_map, const char* in_option)
 {
     return in_map.count(in_option) == 0 ? StringVector() : in_map[in_option].as<StringVector>();
 }
 
-/// Reads until a piece is full or the source ends.
+/// Reads until there are so many samples or the source ends.
 template <class Read>
-std::size_t readPiece(const Read& in_read, DoubleVector& out_vPiece)
+std::size_t readPiece(const Read& in_read, double* out_samples, std::size_t in_uiCount)
 {
     std::size_t uiFilled = 0;
-    while (uiFilled < out_vPiece.size())
+    while (uiFilled < in_uiCount)
     {
-        const std::size_t uiRead = in_read(out_vPiece.begin() + uiFilled, out_vPiece.size() - uiFilled);
+        const std::size_t uiRead = in_read(out_samples + uiFilled, in_uiCount - uiFilled);
         if (uiRead == 0)
             break;
         uiFilled += uiRead;
     }
     return uiFilled;
+}
+
+/// How many samples end the next window, of those that a push may carry.
+std::size_t getNextPiece(const AudioClassifierSet& in_set)
+{
+    const std::uint64_t uiLastEnd = in_set.getLastWindowEnd();
+    const WindowSize& size = in_set.getWindowSize();
+    const std::uint64_t uiEnd = uiLastEnd == 0 ? size.m_uiLength : uiLastEnd + size.m_uiShift;
+    return static_cast<std::size_t>(std::min<std::uint64_t>(uiEnd - in_set.getPushedSamples(), MAX_PIECE));
 }
 
 } // namespace
@@ -190,18 +204,18 @@ bool ClassifyApplication::start(std::uint32_t in_uiRate)
     return false;
 }
 
-/// A window shift at a time, so that no push completes two windows.
+/// Up to the end of the next window at a time: no push completes two, and each is classified as soon as it is
+/// complete.
 bool ClassifyApplication::classify(const Source& in_source)
 {
     AudioClassifierSet& set = m_helper.getSet();
     ResultWriter writer(m_bJson, in_source.m_bLive);
-    DoubleVector vPiece(set.getWindowSize().m_uiShift);
+    std::vector<double> vSamples(MAX_PIECE);
     std::uint64_t uiWindows = 0;
-    for (std::size_t uiRead = readPiece(in_source.m_read, vPiece); uiRead > 0;
-         uiRead = readPiece(in_source.m_read, vPiece))
+    while (const std::size_t uiRead = readPiece(in_source.m_read, vSamples.data(), getNextPiece(set)))
     {
         const std::uint64_t uiEarlierEnd = set.getLastWindowEnd();
-        if (!set.pushLinearAudio(vPiece.begin(), vPiece.begin() + uiRead))
+        if (!set.pushLinearAudio(vSamples.data(), vSamples.data() + uiRead))
         {
             QC_ERROR("Classification failed after " << set.getTotalPushedAudioTime() << " s of audio");
             return false;

@@ -240,6 +240,25 @@ TEST_F(AudioClassifierSetTest, ConfigurationsThatAreRefused)
     EXPECT_EQ(assertions.conditions().back(), "false");
 }
 
+TEST_F(AudioClassifierSetTest, DamagedWindowerFilesAreRefusedOrRead)
+{
+    const LogCapture quiet("quillcast", LogLevel::OFF);
+    const std::string strIntact = Testing::readFile(m_folder.path(ScriptFolder::WINDOWER_FILE));
+    ASSERT_TRUE(m_set.configure(m_folder.getConfig(), m_folder.getFileSystem()));
+    std::size_t uiRefused = 0;
+    for (std::size_t i = 0; i < strIntact.size(); ++i)
+        for (const char c : {'\0', '<', '9'})
+        {
+            std::string strDamaged = strIntact;
+            strDamaged[i] = c;
+            m_folder.write(ScriptFolder::WINDOWER_FILE, strDamaged);
+            uiRefused += m_set.configure(m_folder.getConfig(), m_folder.getFileSystem()) ? 0 : 1;
+        }
+    EXPECT_GT(uiRefused, strIntact.size());
+    m_folder.write(ScriptFolder::WINDOWER_FILE, strIntact);
+    EXPECT_TRUE(m_set.configure(m_folder.getConfig(), m_folder.getFileSystem()));
+}
+
 TEST_F(AudioClassifierSetTest, ScriptsKnowTheRate)
 {
     m_folder.writeScript("script", "result = rate\n");

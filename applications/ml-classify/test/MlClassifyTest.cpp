@@ -38,17 +38,23 @@ protected:
         m_folder.write("a.raw", Testing::Wav::data(vSamples).substr(8, 18));
     }
 
-    void writeWindower(std::uint32_t in_uiRate)
+    static std::string windowerText(std::uint32_t in_uiRate, std::uint64_t in_uiLength,
+                                    std::uint64_t in_uiShift)
     {
         LinearAudioWindower::Config config;
         config.m_uiSamplingRate = in_uiRate;
-        config.m_uiWindowLength = 4;
-        config.m_uiWindowShift = 2;
+        config.m_uiWindowLength = in_uiLength;
+        config.m_uiWindowShift = in_uiShift;
         std::ostringstream text;
         XmlOutputArchive archive(text);
         archive.get() << boost::serialization::make_nvp("LinearAudioWindowerConfig", config);
         archive.finish();
-        m_folder.write("test-input/xpr/dsp/LinearAudioWindowerConfig.xml", text.str());
+        return text.str();
+    }
+
+    void writeWindower(std::uint32_t in_uiRate)
+    {
+        m_folder.write("test-input/xpr/dsp/LinearAudioWindowerConfig.xml", windowerText(in_uiRate, 4, 2));
     }
 
     CommandResult run(std::vector<std::string> in_vArguments) const
@@ -61,7 +67,8 @@ protected:
     CommandResult shell(const std::string& in_strLine) const
     {
         return Testing::runCommand(
-            {"/bin/sh", "-c", "P() { " + std::string(PROGRAM) + " \"$@\"; }; " + in_strLine}, m_folder.path());
+            {"/bin/sh", "-c", "P() { " + std::string(PROGRAM) + " \"$@\"; }; " + in_strLine},
+            m_folder.path());
     }
 
     Testing::TempDir m_folder;
@@ -89,6 +96,16 @@ TEST_F(MlClassifyTest, PrintsEveryWindowOfARecordingAndOfAPipe)
         << "a sample comes in two pieces";
     EXPECT_EQ(shell("P --script sums - </dev/null").m_strOut,
               "# end at 0 s, windows: 0, samples left over: 0\n");
+}
+
+TEST_F(MlClassifyTest, AWindowLeavesAsSoonAsItIsComplete)
+{
+    // Four samples have come and the pipe stays open.
+    m_folder.write("test-input/xpr/dsp/LinearAudioWindowerConfig.xml", windowerText(1000, 4, 3));
+    const CommandResult result = shell(
+        "mkfifo in; P --script sums - <in >out & exec 3>in; head -c 8 a.raw >&3; "
+        "for i in $(seq 200); do if [ -s out ]; then break; fi; sleep 0.05; done; cat out; exec 3>&-; wait");
+    EXPECT_EQ(result.m_strOut, "0.004\tsums\t0esult=6 1esult=0\n");
 }
 
 TEST_F(MlClassifyTest, JsonIsAnObjectALine)
