@@ -5,7 +5,7 @@ usage: side_by_side.py BUILD [LIMITS] [--rounds N] [--only PROGRAM]
 
 BUILD is the build folder of the benchmarks, with their input files in BUILD/data. LIMITS has the programs
 patterns/{text_read,write,file_pull,small_reads,pull,scaling_stats,error_functions,log_scope}.cpp,
-audio/generator_limit.cpp and audio/features_numpy.py.
+audio/{generator_limit,expr_limit,expr_lua}.cpp and audio/features_numpy.py.
 Prints what our programs say, then a table: the medians of N rounds (at least 3, programs of a second run 4 N) of ours
 and of the limit, the ratio of the medians, the ratio of the lowest figures, the lowest and the highest ratio of a
 single round, and the ratio that is aimed at. Ratios are printed, not judged. --only leaves out all programs but one.
@@ -41,6 +41,7 @@ FIGURES = [
     (re.compile(r"^(\S.*?) +([\d.]+) x real time"), time_of_window),
     (re.compile(r"^(\S.*?) +[\d.]+ s  \[.* +([\d.]+) ns/unit"), same),
     (re.compile(r"^(numpy .*?) +([\d.]+) x  \(min"), time_of_window),
+    (re.compile(r"^(\S.*?) +([\d.]+) ns/window"), same),
 ]
 
 # One figure: title, name in our program, name in the limit program, ratio aimed at if there is one. "A - B" is the
@@ -103,6 +104,14 @@ PAIRS = [
     Pair([["FeatureBench", "data/hour-1.wav"]], "audio/features_numpy.py", ["data/hour-1.wav"], None,
          [Row("log-mel 24", "recording: log-mel 24", "numpy log-mel 24", 0.5),
           Row("MFCC 13", "recording: mfcc 13 of 23", "numpy mfcc 13 of 23", 0.5)]),
+    Pair([["ExpressionBench", "data/hour-1.wav"]], "audio/expr_limit.cpp", ["data/hour-1.wav"],
+         AUDIO_FLAGS + ["-lsndfile"],
+         [Row("script, all four parts", "script: assign + all four", "hand: all four", 1.25),
+          Row("script, 8 tones", "script: assign + tones + decision", "hand: 8 goertzel + decision", None),
+          Row("script, 20 formulas", "script: 20 scalar formulas", "hand: 20 scalar formulas", 4.5)]),
+    Pair([["ExpressionBench", "data/hour-1.wav"]], "audio/expr_lua.cpp", ["data/hour-1.wav", "luajit"],
+         AUDIO_FLAGS + ["-DLUAJIT_MODE", "-I/usr/include/luajit-2.1", "-lluajit-5.1", "-lsndfile"],
+         [Row("script, beside LuaJIT loops", "script: assign + all four", "luajit: assign + all", 0.143)]),
 ]
 ALONE = [["AudioStreamBench", "data/ten-hours-8.wav", "8"], ["ClassifierSetBench"]]
 
