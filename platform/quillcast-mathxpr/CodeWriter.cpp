@@ -148,7 +148,7 @@ void CodeWriter::writeValue(std::uint32_t in_uiValue)
         callFor(m_values.getArgument(value, i));
     if (value.m_kind != Kind::JOINED)
     {
-        m_plan.m_vCode.push_back(value.m_instruction);
+        emit(value.m_instruction);
         return;
     }
     std::uint32_t uiAt = value.m_slot.m_uiAt;
@@ -178,12 +178,12 @@ void CodeWriter::writeSelection(std::uint32_t in_uiValue)
     if (value.m_slot.m_uiSize == 1 && isThere(in_uiValue, 0) && isThere(in_uiValue, 1))
     {
         Instruction instruction;
-        instruction.m_code = Code::SELECT;
+        instruction.m_op = Op::SELECT;
         instruction.m_uiA = condition.m_uiAt;
         instruction.m_uiB = m_values.get()[m_values.getArgument(value, 1)].m_slot.m_uiAt;
         instruction.m_uiC = m_values.get()[m_values.getArgument(value, 2)].m_slot.m_uiAt;
         instruction.m_uiOut = value.m_slot.m_uiAt;
-        m_plan.m_vCode.push_back(instruction);
+        emit(instruction);
         return;
     }
     const std::uint32_t uiBranch = emit(Code::BRANCH, 0);
@@ -229,7 +229,23 @@ void CodeWriter::move(Slot in_from, Slot in_to)
     instruction.m_uiSize = in_to.m_uiSize;
     instruction.m_uiA = in_from.m_uiAt;
     instruction.m_uiOut = in_to.m_uiAt;
-    m_plan.m_vCode.push_back(instruction);
+    emit(instruction);
+}
+
+void CodeWriter::emit(Instruction in_instruction)
+{
+    if (in_instruction.m_code == Code::SCALAR)
+    {
+        const bool bBinary = static_cast<std::size_t>(in_instruction.m_op) < NB_BINARY;
+        const Last last = in_instruction.m_uiA == m_uiLast              ? Last::A
+                          : bBinary && in_instruction.m_uiB == m_uiLast ? Last::B
+                                                                        : Last::NONE;
+        in_instruction.m_pScalar = findScalar(in_instruction.m_op, last);
+        m_uiLast = in_instruction.m_uiOut;
+    }
+    else
+        m_uiLast = NONE;
+    m_plan.m_vCode.push_back(in_instruction);
 }
 
 std::uint32_t CodeWriter::emit(Code in_code, std::uint32_t in_uiTarget)
@@ -237,7 +253,7 @@ std::uint32_t CodeWriter::emit(Code in_code, std::uint32_t in_uiTarget)
     Instruction instruction;
     instruction.m_code = in_code;
     instruction.m_uiTarget = in_uiTarget;
-    m_plan.m_vCode.push_back(instruction);
+    emit(instruction);
     return static_cast<std::uint32_t>(m_plan.m_vCode.size() - 1);
 }
 

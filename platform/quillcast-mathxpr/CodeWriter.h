@@ -56,6 +56,7 @@ private:
     void callFor(std::uint32_t in_uiArgument);
     void forgetCalls(std::size_t in_uiFrom);
     void move(Slot in_from, Slot in_to);
+    void emit(Instruction in_instruction);
     std::uint32_t emit(Code in_code, std::uint32_t in_uiTarget);
 
     const Values& m_values;
@@ -66,6 +67,8 @@ private:
     std::vector<std::uint32_t> m_vBlockScopes; ///< one a block
     std::vector<bool> m_vCalled;               ///< blocks that are done at this place of the code
     std::vector<std::uint32_t> m_vCalls;       ///< the same in order
+    /// The place of the result of the instruction before, if that is scalar and every way here comes from it.
+    std::uint32_t m_uiLast = NONE;
 };
 
 } // namespace Vexalor::Math::Xpr

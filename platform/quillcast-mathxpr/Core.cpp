@@ -32,7 +32,14 @@ Program& Core::changeProgram()
 void Core::addInput()
 {
     m_vInputs.emplace_back().m_vWaiting.resize(1);
+    setWaiting(m_vInputs.back(), true);
     m_bStale = true;
+}
+
+void Core::setWaiting(Input& io_input, bool in_bWaiting)
+{
+    m_uiNbWaiting += (in_bWaiting ? 1 : 0) - (io_input.m_bWaiting ? 1 : 0);
+    io_input.m_bWaiting = in_bWaiting;
 }
 
 void Core::replan()
@@ -42,7 +49,7 @@ void Core::replan()
         {
             const double* pValue = m_vValues.data() + m_pPlan->m_vInputs[i].m_uiAt;
             m_vInputs[i].m_vWaiting.assign(pValue, pValue + m_pPlan->m_vInputs[i].m_uiSize);
-            m_vInputs[i].m_bWaiting = true;
+            setWaiting(m_vInputs[i], true);
         }
     m_bStale = true;
 }
@@ -78,7 +85,7 @@ bool Core::preset(std::uint32_t in_uiInput, const DoubleVector& in_vValue)
     }
     Input& input = m_vInputs[in_uiInput];
     ++m_uiWindow;
-    input.m_bWaiting = !isReady() || m_pPlan->m_vInputs[in_uiInput].m_uiSize != in_vValue.size();
+    setWaiting(input, m_bStale || m_pPlan->m_vInputs[in_uiInput].m_uiSize != in_vValue.size());
     if (input.m_bWaiting)
         input.m_vWaiting.assign(in_vValue.begin(), in_vValue.end());
     else
@@ -90,11 +97,7 @@ bool Core::preset(std::uint32_t in_uiInput, const DoubleVector& in_vValue)
 /// Brings plan and values up to the lengths of the inputs and the variables that were looked up.
 bool Core::makeReady()
 {
-    const auto isWaiting = [](const Input& in_input)
-    {
-        return in_input.m_bWaiting;
-    };
-    if (isReady() && std::none_of(m_vInputs.begin(), m_vInputs.end(), isWaiting))
+    if (isReady())
         return true;
     if (!m_pProgram->isLinked())
         return false;
@@ -110,7 +113,7 @@ bool Core::makeReady()
         const double* pValue = m_vInputs[i].m_bWaiting ? m_vInputs[i].m_vWaiting.begin()
                                                        : m_vValues.data() + m_pPlan->m_vInputs[i].m_uiAt;
         std::copy_n(pValue, key.m_vInputs[i], vValues.data() + pPlan->m_vInputs[i].m_uiAt);
-        m_vInputs[i].m_bWaiting = false;
+        setWaiting(m_vInputs[i], false);
     }
     vValues.swap(m_vValues);
     const std::shared_ptr<const Plan> pEarlier = std::exchange(m_pPlan, pPlan);

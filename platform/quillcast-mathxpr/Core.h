@@ -40,11 +40,12 @@ private:
     struct Input
     {
         DoubleVector m_vWaiting;
-        bool m_bWaiting = true;
+        bool m_bWaiting = false;
         bool m_bAssigned = false; ///< in this window
     };
 
-    bool isReady() const { return m_pPlan != nullptr && !m_bStale; }
+    bool isReady() const { return !m_bStale && m_uiNbWaiting == 0; }
+    void setWaiting(Input& io_input, bool in_bWaiting);
     bool makeReady();
     void keepStates(const Plan& in_earlier, const std::vector<double>& in_vEarlier);
     void advance();
@@ -58,7 +59,8 @@ private:
     std::vector<std::uint64_t> m_vDone;
     std::vector<std::uint32_t> m_vReturns;
     std::uint64_t m_uiWindow = 1;
-    bool m_bStale = true; ///< the plan does not fit the lengths or the looked-up variables
+    std::size_t m_uiNbWaiting = 0; ///< inputs
+    bool m_bStale = true;          ///< there is no plan, or not for what was looked up
 };
 
 } // namespace Vexalor::Math::Xpr

@@ -12,7 +12,7 @@ namespace Vexalor::Math::Xpr
 /// nan is false.
 inline bool isTrue(double in_dValue)
 {
-    return in_dValue < 0.0 || in_dValue > 0.0;
+    return std::fabs(in_dValue) > 0.0;
 }
 
 template <Op OP>

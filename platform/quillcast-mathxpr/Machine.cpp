@@ -1,6 +1,7 @@
 #include "quillcast-mathxpr/Plan.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace Vexalor::Math::Xpr
 {
@@ -60,43 +61,80 @@ bool runVector(const Instruction& in_instruction, double* io_pValues)
     }
 }
 
+template <Op OP, Last LAST>
+double computeBinary(double in_dLast, const Instruction& in_instruction, double* io_pValues)
+{
+    const double dA = LAST == Last::A ? in_dLast : io_pValues[in_instruction.m_uiA];
+    const double dB = LAST == Last::B ? in_dLast : io_pValues[in_instruction.m_uiB];
+    return io_pValues[in_instruction.m_uiOut] = apply<OP>(dA, dB);
+}
+
+template <Op OP, Last LAST>
+double computeOther(double in_dLast, const Instruction& in_instruction, double* io_pValues)
+{
+    const double dA = LAST == Last::A ? in_dLast : io_pValues[in_instruction.m_uiA];
+    double& dOut = io_pValues[in_instruction.m_uiOut];
+    if constexpr (OP == Op::NEGATE)
+        dOut = -dA;
+    else if constexpr (OP == Op::NOT)
+        dOut = isTrue(dA) ? 0.0 : 1.0;
+    else if constexpr (OP == Op::SELECT)
+        dOut = io_pValues[isTrue(dA) ? in_instruction.m_uiB : in_instruction.m_uiC];
+    else
+        dOut = in_instruction.m_pMap(dA);
+    return dOut;
+}
+
+template <std::size_t... OPS>
+Scalar findBinary(Op in_op, Last in_last, std::index_sequence<OPS...>)
+{
+    static constexpr Scalar FUNCTIONS[][3] = {{computeBinary<static_cast<Op>(OPS), Last::NONE>,
+                                               computeBinary<static_cast<Op>(OPS), Last::A>,
+                                               computeBinary<static_cast<Op>(OPS), Last::B>}...};
+    return FUNCTIONS[static_cast<std::size_t>(in_op)][static_cast<std::size_t>(in_last)];
+}
+
+template <Op OP>
+Scalar chooseOther(Last in_last)
+{
+    return in_last == Last::A ? computeOther<OP, Last::A> : computeOther<OP, Last::NONE>;
+}
+
 } // namespace
+
+Scalar findScalar(Op in_op, Last in_last)
+{
+    switch (in_op)
+    {
+    case Op::NEGATE:
+        return chooseOther<Op::NEGATE>(in_last);
+    case Op::NOT:
+        return chooseOther<Op::NOT>(in_last);
+    case Op::SELECT:
+        return chooseOther<Op::SELECT>(in_last);
+    case Op::CALL:
+        return chooseOther<Op::CALL>(in_last);
+    default:
+        return findBinary(in_op, in_last, std::make_index_sequence<NB_BINARY>());
+    }
+}
 
 std::uint32_t run(const Instruction* in_pCode, const std::uint32_t* in_pBlocks, std::uint32_t in_uiFirst,
                   const Marks& in_marks, double* io_pValues)
 {
     std::uint32_t uiReturns = 0;
+    double dLast = 0.0;
     for (const Instruction* pNow = in_pCode + in_uiFirst;; ++pNow)
     {
-        const double dA = io_pValues[pNow->m_uiA];
-        const double dB = io_pValues[pNow->m_uiB];
-        double& dOut = io_pValues[pNow->m_uiOut];
-        // clang-format off
+        while (pNow->m_code == Code::SCALAR)
+        {
+            dLast = pNow->m_pScalar(dLast, *pNow, io_pValues);
+            ++pNow;
+        }
         switch (pNow->m_code)
         {
-        case Code::ADD: dOut = dA + dB; break;
-        case Code::SUBTRACT: dOut = dA - dB; break;
-        case Code::MULTIPLY: dOut = dA * dB; break;
-        case Code::DIVIDE: dOut = dA / dB; break;
-        case Code::MODULO: dOut = apply<Op::MODULO>(dA, dB); break;
-        case Code::POWER: dOut = apply<Op::POWER>(dA, dB); break;
-        case Code::LESS: dOut = apply<Op::LESS>(dA, dB); break;
-        case Code::LESS_EQUAL: dOut = apply<Op::LESS_EQUAL>(dA, dB); break;
-        case Code::GREATER: dOut = apply<Op::GREATER>(dA, dB); break;
-        case Code::GREATER_EQUAL: dOut = apply<Op::GREATER_EQUAL>(dA, dB); break;
-        case Code::EQUAL: dOut = apply<Op::EQUAL>(dA, dB); break;
-        case Code::NOT_EQUAL: dOut = apply<Op::NOT_EQUAL>(dA, dB); break;
-        case Code::AND: dOut = apply<Op::AND>(dA, dB); break;
-        case Code::OR: dOut = apply<Op::OR>(dA, dB); break;
-        case Code::MINIMUM: dOut = apply<Op::MINIMUM>(dA, dB); break;
-        case Code::MAXIMUM: dOut = apply<Op::MAXIMUM>(dA, dB); break;
-        case Code::NEGATE: dOut = -dA; break;
-        case Code::NOT: dOut = isTrue(dA) ? 0.0 : 1.0; break;
-        case Code::MAP: dOut = pNow->m_pMap(dA); break;
-        case Code::SELECT: dOut = isTrue(dA) ? dB : io_pValues[pNow->m_uiC]; break;
-        // clang-format on
         case Code::BRANCH:
-            if (!isTrue(dA))
+            if (!isTrue(io_pValues[pNow->m_uiA]))
                 pNow = in_pCode + pNow->m_uiTarget - 1;
             break;
         case Code::JUMP:

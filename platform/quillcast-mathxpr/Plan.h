@@ -12,31 +12,17 @@
 namespace Vexalor::Math::Xpr
 {
 
+struct Instruction;
+
+/// Computes one value from others: where an argument is the result of the instruction before, from in_dLast,
+/// which is in a register. Stores the result and returns it.
+using Scalar = double (*)(double in_dLast, const Instruction& in_instruction, double* io_pValues);
+
 /// What an instruction does with the values at A, B and C; it leaves N values at OUT.
 enum class Code : std::uint8_t
 {
-    // One value: first the operators on the values at A and B, as in Op.
-    ADD,
-    SUBTRACT,
-    MULTIPLY,
-    DIVIDE,
-    MODULO,
-    POWER,
-    LESS,
-    LESS_EQUAL,
-    GREATER,
-    GREATER_EQUAL,
-    EQUAL,
-    NOT_EQUAL,
-    AND,
-    OR,
-    MINIMUM,
-    MAXIMUM,
-    NEGATE,
-    NOT,
-    MAP,
-    SELECT, ///< of B and C by A
-            // Vectors.
+    SCALAR, ///< one value, by its function
+    // Vectors.
     ELEMENTWISE,
     NEGATE_ALL,
     NOT_ALL,
@@ -47,24 +33,24 @@ enum class Code : std::uint8_t
     FILL,    ///< the one value at A
     ELEMENT, ///< of the N values at A, the one with the number at B
     KERNEL,  ///< working memory at B
-             // Control. A block computes values that several places need, once a window.
-    BRANCH,  ///< to the target unless the value at A is true
+    // Control. A block computes values that several places need, once a window.
+    BRANCH, ///< to the target unless the value at A is true
     JUMP,
     CALL,   ///< the block, unless done
     RETURN, ///< the block is done
     FAIL
 };
 
-static_assert(static_cast<std::size_t>(Code::NEGATE) == NB_BINARY);
-
 struct Instruction
 {
-    Code m_code;
+    Code m_code = Code::SCALAR;
+    Op m_op = Op::NUMBER; ///< of SCALAR; CALL is a function of one value
     std::uint32_t m_uiSize = 0;
     std::uint32_t m_uiA = 0;
     std::uint32_t m_uiB = 0;
     std::uint32_t m_uiC = 0;
     std::uint32_t m_uiOut = 0;
+    Scalar m_pScalar = nullptr;
     union
     {
         double (*m_pMap)(double);
@@ -74,6 +60,17 @@ struct Instruction
         std::uint32_t m_uiTarget; ///< of control: an instruction, block or failure; the failure of ELEMENT
     };
 };
+
+/// Which argument of a scalar instruction is the result of the one before.
+enum class Last
+{
+    NONE,
+    A,
+    B
+};
+
+/// The function of a scalar operation.
+Scalar findScalar(Op in_op, Last in_last);
 
 /// Where the values of one variable are.
 struct Slot

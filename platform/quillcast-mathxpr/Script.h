@@ -14,7 +14,7 @@ namespace Vexalor::Math::Xpr
 /// What a node of an expression does with its arguments.
 enum class Op : std::uint8_t
 {
-    // Two arguments, element by element: these come first, in the order of Elementwise.h.
+    // Two arguments, element by element.
     ADD,
     SUBTRACT,
     MULTIPLY,

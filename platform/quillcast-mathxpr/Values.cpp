@@ -237,14 +237,15 @@ std::uint32_t Values::buildOperator(Op in_op, const Ids& in_vArguments)
     if (in_vArguments.size() == 1)
     {
         const bool bNot = in_op == Op::NOT;
-        instruction.m_code =
-            uiLeft == 1 ? (bNot ? Code::NOT : Code::NEGATE) : (bNot ? Code::NOT_ALL : Code::NEGATE_ALL);
+        instruction.m_op = in_op;
+        if (uiLeft != 1)
+            instruction.m_code = bNot ? Code::NOT_ALL : Code::NEGATE_ALL;
         return compute(vKey, instruction, in_vArguments, uiLeft);
     }
     const std::size_t uiRight = sizeOf(in_vArguments[1]);
     if (uiLeft != uiRight && uiLeft != 1 && uiRight != 1)
         return fail(lengths(uiLeft, uiRight));
-    instruction.m_code = static_cast<Code>(in_op);
+    instruction.m_op = in_op;
     if (uiLeft != 1 || uiRight != 1)
     {
         instruction.m_code = Code::ELEMENTWISE;
@@ -350,7 +351,8 @@ std::uint32_t Values::buildCall(const Function& in_function, const Ids& in_vArgu
     switch (in_function.m_kind)
     {
     case Function::Kind::MAP:
-        instruction.m_code = sizeOf(uiVector) == 1 ? Code::MAP : Code::MAP_ALL;
+        instruction.m_op = Op::CALL;
+        instruction.m_code = sizeOf(uiVector) == 1 ? Code::SCALAR : Code::MAP_ALL;
         instruction.m_pMap = in_function.m_pMap;
         return compute(makeKey(KEY_FUNCTION, &in_function, in_vArguments), instruction, in_vArguments,
                        sizeOf(uiVector));
@@ -491,6 +493,8 @@ std::uint32_t Values::compute(const Ids& in_vKey, const Instruction& in_instruct
     if (in_vArguments.size() > 1)
         instruction.m_uiB = m_vValues[in_vArguments[1]].m_slot.m_uiAt;
     instruction.m_uiOut = value.m_slot.m_uiAt;
+    if (instruction.m_code == Code::SCALAR)
+        instruction.m_pScalar = findScalar(instruction.m_op, Last::NONE);
     if (value.m_kind == Kind::KNOWN)
     {
         Instruction code[2] = {instruction, {}};
