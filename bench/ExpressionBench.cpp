@@ -7,8 +7,9 @@
 #include "quillcast-math/SignalKernels.h"
 #include "quillcast-mathxpr/Evaluator.h"
 
-#include <malloc.h>
+#include <fstream>
 #include <memory>
+#include <unistd.h>
 
 using namespace Vexalor;
 using namespace Vexalor::Math::Xpr;
@@ -228,10 +229,14 @@ bool benchSetUp(const std::vector<double>& in_vSamples)
     return bDone;
 }
 
-/// Bytes on the heap in use.
-double heapBytes()
+/// Bytes of this process that are in memory.
+double residentBytes()
 {
-    return static_cast<double>(mallinfo2().uordblks);
+    std::ifstream file("/proc/self/statm");
+    double dTotal = 0.0;
+    double dResident = 0.0;
+    file >> dTotal >> dResident;
+    return dResident * static_cast<double>(sysconf(_SC_PAGESIZE));
 }
 
 /// A thousand clones, each after a window of its own.
@@ -243,7 +248,7 @@ bool benchClones(const std::vector<double>& in_vSamples)
     vClones.reserve(NB_CLONES);
     DoubleVector vWindow;
     DoubleVector vResult;
-    const double dBefore = heapBytes();
+    const double dBefore = residentBytes();
     for (int i = 0; i < NB_CLONES; ++i)
     {
         vClones.emplace_back(script.evaluator.clone());
@@ -251,8 +256,8 @@ bool benchClones(const std::vector<double>& in_vSamples)
         bDone = vClones.back()->getVariable("audio")->assign(vWindow) &&
                 vClones.back()->getVariable("r")->evaluate(vResult) && bDone;
     }
-    Bench::reportValue("script: heap of each of 1000 clones, tables of the first included",
-                       (heapBytes() - dBefore) / NB_CLONES, "bytes");
+    Bench::reportValue("script: resident memory of each of 1000 clones",
+                       (residentBytes() - dBefore) / NB_CLONES, "bytes");
     return bDone;
 }
 
