@@ -21,8 +21,10 @@ struct OneScript : ClassifierSetApplicationHelper::Strategy
 {
     bool addClassifiers(AudioClassifierSet& io_set) override
     {
+        if (!m_bWorks)
+            return false;
         auto* pClassifier = new XprAudioClassifier;
-        return m_bWorks && io_set.addClassifier("script", pClassifier) &&
+        return io_set.addClassifier("script", pClassifier) &&
                pClassifier->configure("script", m_strVariable.c_str(), {});
     }
 
