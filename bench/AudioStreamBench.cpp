@@ -7,8 +7,6 @@
 #include "quillcast-core/Logger.h"
 #include "quillcast-math/AudioFeatureComputers.h"
 
-#include <fstream>
-
 using namespace Vexalor;
 using namespace Vexalor::MachineLearning;
 
@@ -23,18 +21,6 @@ AudioFileDataGenerator::Config makeConfig(int in_iClasses)
         config.m_vClasses.push_back("class " + std::to_string(iClass));
     config.m_vClasses.push_back("OTHER");
     return config;
-}
-
-/// Of this program, in MiB; 0 when the system does not tell.
-double getPeakMemory()
-{
-    std::ifstream status("/proc/self/status");
-    std::string strField;
-    double dKibibytes = 0.0;
-    while (status >> strField && strField != "VmHWM:")
-        continue;
-    status >> dKibibytes;
-    return dKibibytes / 1024.0;
 }
 
 } // namespace
@@ -61,7 +47,7 @@ int main(int in_iArguments, char** in_arguments)
     Bench::reportNanoseconds("audio pattern, energy, " + strClasses, static_cast<double>(pass.m_uiPatterns),
                              times);
     Bench::reportNanoseconds("setting the recording", 1, setting);
-    Bench::reportValue("peak memory", getPeakMemory(), "MiB");
+    Bench::reportValue("peak memory", Bench::getPeakMemory(), "MiB");
     Bench::reportPass(pass);
     return 0;
 }

@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
+#include <fstream>
 #include <string>
 #include <vector>
 
@@ -27,6 +28,28 @@ inline double cpuSeconds()
 inline double wallSeconds()
 {
     return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
+}
+
+/// A field of what the system says of this program, in MiB; 0 when it does not tell.
+inline double getMemoryField(const std::string& in_strName)
+{
+    std::ifstream status("/proc/self/status");
+    std::string strField;
+    double dKibibytes = 0.0;
+    while (status >> strField && strField != in_strName)
+        continue;
+    status >> dKibibytes;
+    return dKibibytes / 1024.0;
+}
+
+/// MiB, libraries included.
+inline double getMemory()
+{
+    return getMemoryField("VmRSS:");
+}
+inline double getPeakMemory()
+{
+    return getMemoryField("VmHWM:");
 }
 
 /// How often a program measures: the environment variable REPEAT, else 7.

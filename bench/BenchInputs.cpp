@@ -5,6 +5,11 @@
 // patterns.raw     the same as bare doubles
 // hour-N.wav       one hour at 8 kHz, a tone that wanders and noise, with 1 000 events of each of N classes
 // ten-hours-8.wav  ten hours of silence, with the events of 8 classes; a sparse file
+// voice.wav        ten minutes, every other second of them VOICE
+// minutes.lst      20 recordings of a minute, minutes/N.wav
+// small-10000.lst  10 000 names of 1 000 recordings of a second with three labels, small/N.wav; small-10.lst
+// 10
+//                  of these
 
 #include "MLBinaryFileDataGenerator.h"
 #include "MLVectorFileDataGenerator.h"
@@ -121,6 +126,54 @@ bool makeRecordings(const std::string& in_strFolder)
     return bDone;
 }
 
+/// Its events, a tenth of a second long, begin at each multiple of in_uiStep samples.
+bool makeLabelled(const std::string& in_strPath, const std::vector<std::int16_t>& in_vSamples,
+                  const char* in_label, std::uint32_t in_uiStep, std::uint32_t in_uiLength)
+{
+    std::vector<Testing::WavRegion> vRegions;
+    for (std::uint32_t uiStart = in_uiStep; uiStart + in_uiLength <= in_vSamples.size(); uiStart += in_uiStep)
+        vRegions.push_back({uiStart, uiStart + in_uiLength, in_label});
+    std::ofstream file(in_strPath, std::ios::binary);
+    file << Testing::annotatedWav(RATE, {in_vSamples.begin(), in_vSamples.end()}, vRegions);
+    file.close();
+    return static_cast<bool>(file);
+}
+
+bool makeSets(const std::string& in_strFolder)
+{
+    constexpr std::uint32_t MINUTE = 60 * RATE;
+    constexpr const char* LABEL = "TONE 1000";
+    const std::vector<std::int16_t> vSamples = makeSamples();
+    const auto cut = [&](std::uint32_t in_uiFrom, std::uint32_t in_uiCount)
+    {
+        return std::vector<std::int16_t>(vSamples.begin() + in_uiFrom,
+                                         vSamples.begin() + in_uiFrom + in_uiCount);
+    };
+    bool bDone = makeLabelled(in_strFolder + "/voice.wav", cut(0, 10 * MINUTE), "VOICE", 2 * RATE, RATE);
+    std::filesystem::create_directories(in_strFolder + "/minutes");
+    std::filesystem::create_directories(in_strFolder + "/small");
+    std::ofstream minutes(in_strFolder + "/minutes.lst");
+    std::ofstream small(in_strFolder + "/small-10000.lst");
+    std::ofstream few(in_strFolder + "/small-10.lst");
+    for (std::uint32_t i = 0; i < 20; ++i)
+    {
+        const std::string strName = "minutes/" + std::to_string(i) + ".wav";
+        bDone = makeLabelled(in_strFolder + '/' + strName, cut(i * MINUTE, MINUTE), LABEL, 3 * RATE, 800) &&
+                bDone;
+        minutes << strName << '\n';
+    }
+    for (std::uint32_t i = 0; i < 10000; ++i)
+    {
+        const std::string strName = "small/" + std::to_string(i % 1000) + ".wav";
+        if (i < 1000)
+            bDone =
+                makeLabelled(in_strFolder + '/' + strName, cut(i * RATE, RATE), LABEL, 2000, 800) && bDone;
+        (i < 10 ? few << strName << '\n' : few);
+        small << strName << '\n';
+    }
+    return bDone && minutes.flush() && small.flush() && few.flush();
+}
+
 } // namespace
 
 int main(int in_iArguments, char** in_arguments)
@@ -132,7 +185,7 @@ int main(int in_iArguments, char** in_arguments)
     }
     std::error_code error;
     std::filesystem::create_directories(in_arguments[1], error);
-    if (makePatterns(in_arguments[1]) && makeRecordings(in_arguments[1]))
+    if (makePatterns(in_arguments[1]) && makeRecordings(in_arguments[1]) && makeSets(in_arguments[1]))
         return 0;
     std::fprintf(stderr, "could not write the input files to %s\n", in_arguments[1]);
     return 1;

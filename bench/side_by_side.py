@@ -5,7 +5,7 @@ usage: side_by_side.py BUILD [LIMITS] [--rounds N] [--only PROGRAM]
 
 BUILD is the build folder of the benchmarks, with their input files in BUILD/data. LIMITS has the programs
 patterns/{text_read,write,file_pull,small_reads,pull,scaling_stats,error_functions,log_scope}.cpp,
-audio/{generator_limit,expr_limit,expr_lua}.cpp and audio/features_numpy.py.
+audio/{generator_limit,expr_limit,expr_lua,wav_open,vad_webrtc}.cpp and audio/features_numpy.py.
 Prints what our programs say, then a table: the medians of N rounds (at least 3, programs of a second run 4 N) of ours
 and of the limit, the ratio of the medians, the ratio of the lowest figures, the lowest and the highest ratio of a
 single round, and the ratio that is aimed at. Ratios are printed, not judged. --only leaves out all programs but one.
@@ -40,8 +40,9 @@ FIGURES = [
     (re.compile(r"^(\S.*?) +([\d.]+) ns  \(min"), same),
     (re.compile(r"^(\S.*?) +([\d.]+) x real time"), time_of_window),
     (re.compile(r"^(\S.*?) +[\d.]+ s  \[.* +([\d.]+) ns/unit"), same),
-    (re.compile(r"^(numpy .*?) +([\d.]+) x  \(min"), time_of_window),
+    (re.compile(r"^(numpy .*?|webrtc.*?) +([\d.]+) x  \(min"), time_of_window),
     (re.compile(r"^(\S.*?) +([\d.]+) ns/window"), same),
+    (re.compile(r"^(\S.*?) +([\d.]+) us/file CPU"), lambda microseconds: 1e3 * microseconds),
 ]
 
 # One figure: title, name in our program, name in the limit program, ratio aimed at if there is one. "A - B" is the
@@ -101,6 +102,12 @@ PAIRS = [
          [Row("audio stream, energy, " + text, "audio pattern, energy, " + text,
               "patterns, energy, %d classes" % n, 2.0)
           for n, text in ((1, "1 class"), (8, "8 classes"), (32, "32 classes"))]),
+    Pair([["SetBench", "name", "data/small"]], "audio/wav_open.cpp", ["data/small", "1000"], AUDIO_FLAGS + ["-lsndfile"],
+         [Row("naming a small recording", "name a small recording", "libsndfile open + close", 1.5)]),
+    Pair([["VadBench", "data/voice.wav"]], "audio/vad_webrtc.cpp", ["data/voice.wav"],
+         AUDIO_FLAGS + ["-DWEBRTC_POSIX", "-DWEBRTC_AUDIO_PROCESSING_ONLY_BUILD",
+                        "-I/usr/include/webrtc_audio_processing", "-lwebrtc_audio_processing", "-lsndfile"],
+         [Row("voice patterns, 10 ms", "voice patterns, energy, 10 ms", "webrtc-audio-processing VAD, 10 ms", 0.33)]),
     Pair([["FeatureBench", "data/hour-1.wav"]], "audio/features_numpy.py", ["data/hour-1.wav"], None,
          [Row("log-mel 24", "recording: log-mel 24", "numpy log-mel 24", 0.5),
           Row("MFCC 13", "recording: mfcc 13 of 23", "numpy mfcc 13 of 23", 0.5)]),
@@ -113,7 +120,10 @@ PAIRS = [
          AUDIO_FLAGS + ["-DLUAJIT_MODE", "-I/usr/include/luajit-2.1", "-lluajit-5.1", "-lsndfile"],
          [Row("script, beside LuaJIT loops", "script: assign + all four", "luajit: assign + all", 0.143)]),
 ]
-ALONE = [["AudioStreamBench", "data/ten-hours-8.wav", "8"], ["ClassifierSetBench"]]
+ALONE = ([["AudioStreamBench", "data/ten-hours-8.wav", "8"], ["ClassifierSetBench"],
+          ["SetBench", "stream", "data/minutes.lst"]] +
+         [["SetBench", strategy, "data/small-%d.lst" % count]
+          for strategy in ("up-front", "low-memory") for count in (10, 10000)])
 
 
 def nanoseconds_of_window(real_time):

@@ -41,7 +41,7 @@ bool FileSetDataGeneratorImpl::openSet(const char* in_filename)
 {
     std::string strFilename = in_filename;
     releaseFile();
-    m_pCurrentGenerator = {};
+    setCurrentGenerator({});
     m_strFilename.clear();
     m_bClean = true;
     m_statistics = {};
@@ -53,6 +53,12 @@ bool FileSetDataGeneratorImpl::openSet(const char* in_filename)
         return false;
     m_strFilename = std::move(strFilename);
     return true;
+}
+
+void FileSetDataGeneratorImpl::setCurrentGenerator(LimitedObjPtr<FileDataGenerator> in_pGenerator)
+{
+    m_pCurrentGenerator = in_pGenerator;
+    m_pPatterns = in_pGenerator.get();
 }
 
 CountedObjPtr<FileDataGenerator>
@@ -90,7 +96,7 @@ bool FileSetDataGeneratorImpl::gotoStart()
     m_uiUsed = 0;
     m_uiSkippedInPass = 0;
     m_statistics = {};
-    m_pCurrentGenerator = getFirstDataGenerator();
+    setCurrentGenerator(getFirstDataGenerator());
     if (m_pCurrentGenerator.isNull())
     {
         QC_ERROR("Audio set " << m_strFilename << " has no file that can be used, of "
@@ -100,7 +106,7 @@ bool FileSetDataGeneratorImpl::gotoStart()
     tellWatcherOfFile();
     if (m_pCurrentGenerator->gotoStart())
         return true;
-    m_pCurrentGenerator = {};
+    setCurrentGenerator({});
     m_bClean = false;
     return false;
 }
@@ -108,16 +114,23 @@ bool FileSetDataGeneratorImpl::gotoStart()
 bool FileSetDataGeneratorImpl::generateNext()
 {
     QC_TRACE("FileSetDataGeneratorNoT::generateNext");
-    if (m_pCurrentGenerator.isNull() || !m_bClean)
+    if (m_pPatterns == nullptr)
         return false;
-    if (m_pCurrentGenerator->generateNext())
-    {
-        m_bFileUsed = true;
-        return true;
-    }
+    if (!m_pPatterns->generateNext())
+        return endFile();
+    m_bFileUsed = true;
+    return true;
+}
+
+/// The current recording has no further pattern. Apart from the way of the others, which it would slow down.
+[[gnu::noinline]] bool FileSetDataGeneratorImpl::endFile()
+{
     m_bClean = QC_CHECK(m_pCurrentGenerator->atEnd());
     if (!m_bClean)
+    {
+        m_pPatterns = nullptr;
         return false;
+    }
     QC_DEBUG("End of file " << m_pCurrentGenerator->getCurrentFilename() << " reached");
     leaveFile();
     return gotoNextFile();
@@ -128,7 +141,7 @@ bool FileSetDataGeneratorImpl::gotoNextFile()
 {
     for (;;)
     {
-        m_pCurrentGenerator = getNextDataGenerator();
+        setCurrentGenerator(getNextDataGenerator());
         if (m_pCurrentGenerator.isNull())
         {
             QC_DEBUG("End of last audio file reached");
@@ -205,16 +218,17 @@ FileSetDataGeneratorImpl::FileCounts FileSetDataGeneratorImpl::getFileCounts() c
     return {m_parser.getFilenames().size(), m_uiUsed, m_uiSkippedAlways + m_uiSkippedInPass};
 }
 
+// No trace scope of their own: the generator of the recording has one, and theirs would cost as much as the
+// call.
+
 bool FileSetDataGeneratorImpl::getInput(DoubleVector& out_vInput)
 {
-    QC_TRACE("FileSetDataGeneratorImpl::getInput");
-    return !m_pCurrentGenerator.isNull() && m_pCurrentGenerator->getInput(out_vInput);
+    return m_pPatterns != nullptr && m_pPatterns->getInput(out_vInput);
 }
 
 bool FileSetDataGeneratorImpl::getTarget(DoubleVector& out_vTarget)
 {
-    QC_TRACE("FileSetDataGeneratorImpl::getTarget");
-    return !m_pCurrentGenerator.isNull() && m_pCurrentGenerator->getTarget(out_vTarget);
+    return m_pPatterns != nullptr && m_pPatterns->getTarget(out_vTarget);
 }
 
 const char* FileSetDataGeneratorImpl::getCurrentFilename() const

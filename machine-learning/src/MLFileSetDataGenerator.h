@@ -98,6 +98,8 @@ protected:
     AudioSetParser m_parser; ///< of the list
 
 private:
+    void setCurrentGenerator(LimitedObjPtr<FileDataGenerator> in_pGenerator);
+    bool endFile();
     bool gotoNextFile();
     bool startFile();
     void tellWatcherOfFile() const;
@@ -106,6 +108,8 @@ private:
 
     std::string m_strFilename;
     LimitedObjPtr<FileDataGenerator> m_pCurrentGenerator;
+    DataGenerator* m_pPatterns =
+        nullptr; ///< the same as what is called most; null when no pattern can follow
     Handle<Resettable, ReferenceCount> m_pEntityToReset;
     bool m_bClean = true;
     bool m_bFileUsed = false; ///< the current recording has delivered a pattern

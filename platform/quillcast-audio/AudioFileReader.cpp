@@ -1,17 +1,13 @@
 #include "quillcast-audio/AudioFileReader.h"
 
+#include "quillcast-audio/BufferedFile.h"
 #include "quillcast-audio/WavStructure.h"
 #include "quillcast-core/Assertion.h"
 
 #include <algorithm>
-#include <cerrno>
-#include <cstring>
-#include <fcntl.h>
 #include <fstream>
 #include <iterator>
 #include <sndfile.h>
-#include <sys/stat.h>
-#include <unistd.h>
 #include <vector>
 
 namespace Vexalor
@@ -24,25 +20,6 @@ constinit Logger s_logger("quillcast.audio.AudioFileReader");
 
 /// Values of all channels that are read at a time when there are several.
 constexpr std::size_t INTERLEAVED_BLOCK = 16384;
-
-/// Opens a regular file for reading; -1, with the reason, for anything else.
-int openRegularFile(const char* in_filename, std::string& out_strReason)
-{
-    // A pipe must not block here.
-    const int iFile = ::open(in_filename, O_RDONLY | O_CLOEXEC | O_NONBLOCK);
-    struct stat status;
-    if (iFile < 0 || fstat(iFile, &status) != 0)
-        out_strReason = std::strerror(errno);
-    else if (S_ISDIR(status.st_mode))
-        out_strReason = "is a directory";
-    else if (!S_ISREG(status.st_mode))
-        out_strReason = "is no regular file";
-    else
-        return iFile;
-    if (iFile >= 0)
-        ::close(iFile);
-    return -1;
-}
 
 /// Codings that are passed to the decoder, which knows more: whole numbers, floating point, A-law, mu-law,
 /// ADPCM, GSM, and the extensible form.
@@ -67,6 +44,49 @@ std::string explainRefusal(const char* in_filename)
     return isSupportedCoding(uiTag) ? "" : "its samples have an unsupported coding, " + std::to_string(uiTag);
 }
 
+BufferedFile& toFile(void* in_pFile)
+{
+    return *static_cast<BufferedFile*>(in_pFile);
+}
+
+sf_count_t seekFile(sf_count_t in_offset, int in_iWhence, void* io_pFile)
+{
+    BufferedFile& file = toFile(io_pFile);
+    const std::uint64_t uiFrom = in_iWhence == SEEK_CUR   ? file.getPosition()
+                                 : in_iWhence == SEEK_END ? file.getSize()
+                                                          : 0;
+    const sf_count_t position = static_cast<sf_count_t>(uiFrom) + in_offset;
+    if (position < 0)
+        return -1;
+    file.seek(static_cast<std::uint64_t>(position));
+    return position;
+}
+
+/// How the decoder reads a BufferedFile.
+SF_VIRTUAL_IO makeAccess()
+{
+    SF_VIRTUAL_IO access{};
+    access.get_filelen = [](void* in_pFile)
+    {
+        return static_cast<sf_count_t>(toFile(in_pFile).getSize());
+    };
+    access.seek = seekFile;
+    access.read = [](void* out_pBytes, sf_count_t in_count, void* io_pFile)
+    {
+        return static_cast<sf_count_t>(
+            toFile(io_pFile).read(static_cast<char*>(out_pBytes), static_cast<std::size_t>(in_count)));
+    };
+    access.write = [](const void*, sf_count_t, void*)
+    {
+        return sf_count_t(0);
+    };
+    access.tell = [](void* in_pFile)
+    {
+        return static_cast<sf_count_t>(toFile(in_pFile).getPosition());
+    };
+    return access;
+}
+
 bool isWav(int in_iFormat)
 {
     const int iType = in_iFormat & SF_FORMAT_TYPEMASK;
@@ -78,6 +98,7 @@ bool isWav(int in_iFormat)
 struct AudioFileReader::State
 {
     std::string m_strFilename;
+    BufferedFile m_source;
     SNDFILE* m_pFile = nullptr;
     SF_INFO m_info{};
     int m_iChannel = 0;
@@ -131,16 +152,13 @@ bool AudioFileReader::open(const char* in_filename, int in_iChannel)
     m_pState = std::make_unique<State>();
     m_pState->m_strFilename = in_filename;
     std::string strReason;
-    const int iFile = openRegularFile(in_filename, strReason);
-    if (iFile < 0)
+    if (!m_pState->m_source.open(in_filename, strReason))
         return fail(strReason);
     strReason = explainRefusal(in_filename);
     if (!strReason.empty())
-    {
-        ::close(iFile);
         return fail(strReason);
-    }
-    m_pState->m_pFile = sf_open_fd(iFile, SFM_READ, &m_pState->m_info, SF_TRUE);
+    SF_VIRTUAL_IO access = makeAccess();
+    m_pState->m_pFile = sf_open_virtual(&access, SFM_READ, &m_pState->m_info, &m_pState->m_source);
     if (m_pState->m_pFile == nullptr)
         return fail(sf_strerror(nullptr));
     if (!isWav(m_pState->m_info.format))
