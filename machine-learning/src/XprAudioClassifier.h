@@ -10,6 +10,9 @@ namespace Vexalor::MachineLearning
 /// A classifier of an XprClassifierSet whose output is a variable of a script: each classification evaluates
 /// the variable and gives one entry for each of its elements.
 ///
+/// States of the script advance with every window of the set from the first classification on, also while the
+/// classifier is stopped.
+///
 /// Call order: configure before or after it is added to a set; then as the set has it. Its scripts are loaded
 /// into the set's evaluator by whichever comes last.
 ///
@@ -19,6 +22,11 @@ class XprAudioClassifier : public XprClassifierSet::ClassifierImpl
 {
 public:
     QC_MEM_ACCOUNT("XprAudioClassifier");
+    static void* operator new[](std::size_t in_uiBytes) { return getMemAccount().allocate(in_uiBytes); }
+    static void operator delete[](void* io_pMemory, std::size_t in_uiBytes) noexcept
+    {
+        getMemAccount().release(io_pMemory, in_uiBytes);
+    }
 
     XprAudioClassifier() = default;
 

@@ -9,9 +9,11 @@
 
 #include <algorithm>
 #include <cstring>
+#include <filesystem>
 #include <gmock/gmock.h>
 #include <memory>
 #include <random>
+#include <thread>
 
 using namespace Vexalor;
 using namespace Vexalor::MachineLearning;
@@ -251,6 +253,8 @@ TEST_F(AudioClassifierSetTest, DamagedWindowerFilesAreRefusedOrRead)
         {
             std::string strDamaged = strIntact;
             strDamaged[i] = c;
+            // A file that is cut and written again waits for the disk.
+            std::filesystem::remove(m_folder.path(ScriptFolder::WINDOWER_FILE));
             m_folder.write(ScriptFolder::WINDOWER_FILE, strDamaged);
             uiRefused += m_set.configure(m_folder.getConfig(), m_folder.getFileSystem()) ? 0 : 1;
         }
@@ -390,4 +394,23 @@ TEST_F(AudioClassifierSetTest, AThousandChannels)
             ASSERT_TRUE(push(*channels[i], std::vector<double>(4, static_cast<double>(i)), 4));
     for (std::size_t i = 0; i < channels.size(); ++i)
         ASSERT_EQ(resultText(*channels[i], "script"), "0esult=" + std::to_string(12 * i) + "\n");
+}
+
+TEST_F(AudioClassifierSetTest, ChannelsMayHaveThreadsOfTheirOwn)
+{
+    // Cloned before the first window, so that all work out at once how windows of this length are evaluated.
+    m_folder.writeScript("script", "result = [prev(result, [0, 0])[0] + energy(audio), size(audio)]\n");
+    setUpStarted(m_set, makeWindower(1000, 40, 20));
+    std::vector<std::unique_ptr<AudioClassifierSet>> channels;
+    for (int i = 0; i < 4; ++i)
+        channels.emplace_back(m_set.clone());
+    const std::vector<double> vSamples = ramp(1000);
+    std::vector<std::thread> threads;
+    for (const auto& pChannel : channels)
+        threads.emplace_back([&] { push(*pChannel, vSamples, 20); });
+    for (std::thread& thread : threads)
+        thread.join();
+    ASSERT_TRUE(push(m_set, vSamples, 20));
+    for (const auto& pChannel : channels)
+        EXPECT_EQ(resultText(*pChannel, "script"), resultText(m_set, "script"));
 }

@@ -236,6 +236,18 @@ TEST_F(XprAudioClassifierTest, StatesAdvanceWhileAClassifierIsStopped)
     EXPECT_EQ(result("count"), "0esult=4\n");
 }
 
+TEST_F(XprAudioClassifierTest, MemoryIsAccountedUnderTheName)
+{
+    MemAccount& account = MemAccount::get(XprAudioClassifier::getName());
+    const std::int64_t iBytes = account.getBytes();
+    {
+        const auto pOne = std::make_unique<XprAudioClassifier>();
+        const auto pThree = std::make_unique<XprAudioClassifier[]>(3);
+        EXPECT_GE(account.getBytes(), iBytes + std::int64_t(4 * sizeof(XprAudioClassifier)));
+    }
+    EXPECT_EQ(account.getBytes(), iBytes);
+}
+
 TEST_F(XprAudioClassifierTest, NothingAllocatesPerWindowOnceWarm)
 {
     m_folder.writeScript("a", "a_name_that_is_longer_than_most = [audio[1:12] * 2, prev(count, 0)]\n"
