@@ -4,8 +4,9 @@
 usage: side_by_side.py BUILD [LIMITS] [--rounds N] [--only PROGRAM]
 
 BUILD is the build folder of the benchmarks, with their input files in BUILD/data. LIMITS has the programs
-patterns/{text_read,write,file_pull,small_reads,pull,scaling_stats,error_functions,log_scope}.cpp,
-audio/{generator_limit,expr_limit,expr_lua,wav_open,vad_webrtc}.cpp and audio/features_numpy.py.
+patterns/{text_read,write,convert,file_pull,small_reads,pull,scaling_stats,error_functions,log_scope}.cpp,
+audio/{generator_limit,expr_limit,expr_lua,wav_open,vad_webrtc}.cpp and audio/features_numpy.py. Peers whose
+programs are ours stand in this folder.
 Prints what our programs say, then a table: the medians of N rounds (at least 3, programs of a second run 4 N) of ours
 and of the limit, the ratio of the medians, the ratio of the lowest figures, the lowest and the highest ratio of a
 single round, and the ratio that is aimed at. Ratios are printed, not judged. --only leaves out all programs but one.
@@ -54,6 +55,8 @@ Pair = collections.namedtuple("Pair", "ours limit arguments flags rows repeat", 
 HERE = os.path.dirname(os.path.abspath(__file__))
 PATTERN_FLAGS = ["-O3", "-std=c++17"]
 AUDIO_FLAGS = ["-std=c++17", "-O3", "-march=native"]
+PEER_FLAGS = ["-O3", "-std=c++20", "-I" + os.path.dirname(HERE),
+              os.path.join(HERE, "..", "test-support", "AllocationCounter.cpp")]
 
 PAIRS = [
     Pair([["TextReadBench", "data/patterns.txt"]], "patterns/text_read.cpp", ["data/patterns.txt"], PATTERN_FLAGS,
@@ -70,6 +73,13 @@ PAIRS = [
     Pair([["BinaryReadBench", "data/patterns.binary"]], "patterns/file_pull.cpp",
          ["data/patterns.binary", "200000"], PATTERN_FLAGS,
          [Row("binary reading", "read a binary pattern", "pulled, copied out of the block buffer", 1.15)], 4),
+    Pair([["BinaryReadBench", "data/patterns.binary"]], os.path.join(HERE, "hdf5_read.cpp"),
+         ["data/patterns.raw", "data/patterns.h5"], PEER_FLAGS + ["-I/usr/include/hdf5/serial", "-lhdf5_serial"],
+         [Row("binary reading, beside HDF5 in batches", "read a binary pattern", "HDF5, batches of 1024 rows", 1.0)], 4),
+    Pair([["ConvertBench", "data/patterns.txt", "data/converted.binary"]], "patterns/convert.cpp",
+         ["data/patterns.txt", "data/converted", "200000"], PATTERN_FLAGS,
+         [Row("text to binary", "convert a text pattern to binary",
+              "text -> binary: getline + from_chars, 64 KB writes", 1.05)]),
     Pair([["SmallReadsBench", "data/patterns.raw"]], "patterns/small_reads.cpp",
          ["data/patterns.raw", "68800000"], PATTERN_FLAGS,
          [Row("%d-byte reads, chunk of %s" % (size, chunk), "chunk of %s (%d-byte reads)" % (chunk, size),

@@ -1,6 +1,8 @@
 // MakeSeeds FOLDER: writes the seeds that are no texts for the hand, into a folder a target.
 
+#include "MLBinaryFileDataGenerator.h"
 #include "common/FannNetwork.h"
+#include "test-support/TempDir.h"
 #include "test-support/WavBuilder.h"
 
 #include <filesystem>
@@ -56,6 +58,18 @@ bool saveRecordings(const std::filesystem::path& in_folder)
            save(in_folder / "mulaw.wav", codedRecording(7, 8)) && save(in_folder / "rf64.wav", strRf64);
 }
 
+/// Of two inputs and one target, with and without target, marked and not; then one whose last record is cut.
+bool savePatterns(const std::filesystem::path& in_folder)
+{
+    std::error_code error;
+    std::filesystem::create_directories(in_folder, error);
+    BinaryFileWriter writer;
+    const bool bSaved = writer.open((in_folder / "plain").c_str()) && writer.write(false, {1, 2}, {}) &&
+                        writer.write(true, {3, 4}, {1}) && writer.write(false, {5, 6}, {0}) && writer.close();
+    const std::string strPlain = readFile(in_folder / "plain");
+    return bSaved && save(in_folder / "cut", strPlain.substr(0, strPlain.size() - 4));
+}
+
 bool saveNetwork(const std::filesystem::path& in_path, FannNetwork::Output in_output)
 {
     const std::unique_ptr<FannNetwork> pNetwork(FannNetwork::newLayered({2, 3, 2}, in_output, 1));
@@ -74,6 +88,7 @@ int main(int in_iCount, char** in_arguments)
     const std::filesystem::path folder = in_arguments[1];
     const bool bSaved = saveRecordings(folder / "RecordingFuzz") &&
                         saveRecordings(folder / "RecordingEditFuzz") &&
+                        savePatterns(folder / "BinaryFileFuzz") &&
                         saveNetwork(folder / "NetworkFuzz/linear.net", FannNetwork::Output::LINEAR) &&
                         saveNetwork(folder / "NetworkFuzz/sigmoid.net", FannNetwork::Output::SIGMOID);
     return bSaved ? 0 : 1;

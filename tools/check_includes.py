@@ -46,7 +46,7 @@ THIRD_PARTY = [
     (r"sndfile\.(h|hh)", ["quillcast-audio"]),
     (r"(float|double|fixed)?fann(_\w+)?\.h", ["applications"]),
     (r"(gtest|gmock)/", ["test-support"]),
-    (r"(benchmark|fast_float)/|fftw3\.h", ["bench"]),
+    (r"(benchmark|fast_float)/|(fftw3|hdf5)\.h", ["bench"]),
 ]
 # The C++ library (no extension), and of the system what any target may use.
 SYSTEM = re.compile(r"[a-z_0-9]+|(fcntl|unistd|signal|malloc|pthread|strings|immintrin|sys/\w+|linux/\w+)\.h")
@@ -59,7 +59,7 @@ IN_TESTS = [r"(gtest|gmock)/", r"boost/(archive|serialization)/"]
 LAYERS = [
     ("contract, results, errors", r"MLDataGenerator|MLClassifier|MLErrorFunction|MLDataGeneratorWithConfig"),
     ("tester", r"MLTester"),
-    ("pattern files", r"ML(Vector|Binary|InMemory)\w*DataGen\w*|ML(Text|Split|Input)\w+|MLDataConverter|MLDataComparer"),
+    ("pattern files", r"ML(Vector|Binary|InMemory|PatternFile)\w*DataGen\w*|ML(Text|Split|Input)\w+|MLDataConverter|MLDataComparer"),
     ("scaling", r"MLVectorScal\w+|MLScalingDataGenerator"),
     ("audio generators", r"ML\w*Audio\w+|MLDataGeneratorFor\w+|MLFileSet\w+|MLTimeEventVector"),
     ("factory", r"MLDataGeneratorFactory|MLHelpers|MLGeneratorClasses"),
