@@ -292,20 +292,6 @@ std::ostream& BinaryFileDataGenerator::dumpStatus(std::ostream& out_stream)
     return out_stream << "\nInput: " << vInput << "\nTarget: " << vTarget;
 }
 
-bool BinaryFileDataGenerator::setCurrentFilename(const char* in_filename)
-{
-    QC_TRACE("MachineLearning::BinaryFileDataGenerator::setCurrentFilename");
-    m_strFilename = in_filename;
-    return true;
-}
-
-bool BinaryFileDataGenerator::setEntityToReset(Handle<Resettable, ReferenceCount> in_entity)
-{
-    QC_TRACE("MachineLearning::BinaryFileDataGenerator::setEntityToReset");
-    m_pEntityToReset = in_entity;
-    return true;
-}
-
 template <class Archive>
 void BinaryFileDataGenerator::serialize(Archive& io_archive, const unsigned int)
 {

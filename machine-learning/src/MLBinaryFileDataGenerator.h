@@ -1,7 +1,7 @@
 #pragma once
 
-#include "MLDataGenerator.h"
 #include "MLInputFile.h"
+#include "MLPatternFileDataGenerator.h"
 #include "quillcast-core/Serialization.h"
 
 #include <cstdint>
@@ -17,9 +17,7 @@ namespace Vexalor::MachineLearning
 ///
 /// A file that ends inside a record is reported, and endedCleanly is false. What such a record holds of a
 /// pattern counts as far as the whole input is there: a pattern without target.
-class BinaryFileDataGenerator
-    : public virtual FileDataGenerator
-    , public virtual MultiPassDataGenerator
+class BinaryFileDataGenerator : public PatternFileDataGenerator
 {
 public:
     /// True when the file begins as binary pattern files do. False, with the reason logged at error level, if
@@ -37,12 +35,6 @@ public:
     std::ostream& dumpStatus(std::ostream& out_stream) override;
     bool endedCleanly() const override { return !m_bCut && !m_file.hasFailed(); }
     Fallible<double> getShareRead() const override { return m_file.getShareRead(); }
-
-    /// Used by the first gotoStart; an open file is read on.
-    bool setCurrentFilename(const char* in_filename) override;
-    const char* getCurrentFilename() const override { return m_strFilename.c_str(); }
-
-    bool setEntityToReset(Handle<Resettable, ReferenceCount> in_entity) override;
 
 protected:
     /// Reads one record, and the header before the first. False at the end, and when the entity could not be
@@ -64,7 +56,6 @@ private:
     bool stopInRecord();
     std::uint64_t available() const { return m_uiEnd - m_uiRecord; }
 
-    std::string m_strFilename;
     InputFile m_file;
     std::vector<char> m_vBlock;    ///< patterns are copied straight out of it
     std::size_t m_uiRecord = 0;    ///< start of the current record in the block
@@ -79,7 +70,6 @@ private:
     bool m_bTargetValid = false;
     bool m_bFailed = false; ///< nothing more can be read before the next gotoStart
     bool m_bCut = false;    ///< the file ended inside the header or a record
-    Handle<Resettable, ReferenceCount> m_pEntityToReset;
 };
 
 /// Writes the same format. The header takes its sizes from the first pattern that has a target; patterns

@@ -147,20 +147,6 @@ std::ostream& VectorFileDataGenerator::dumpStatus(std::ostream& out_stream)
     return out_stream;
 }
 
-bool VectorFileDataGenerator::setCurrentFilename(const char* in_filename)
-{
-    QC_TRACE("MachineLearning::VectorFileDataGenerator::setCurrentFilename");
-    m_strFilename = in_filename;
-    return true;
-}
-
-bool VectorFileDataGenerator::setEntityToReset(Handle<Resettable, ReferenceCount> in_entity)
-{
-    QC_TRACE("MachineLearning::VectorFileDataGenerator::setEntityToReset");
-    m_pEntityToReset = in_entity;
-    return true;
-}
-
 template <class Archive>
 void VectorFileDataGenerator::serialize(Archive& io_archive, const unsigned int)
 {

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "MLDataGenerator.h"
+#include "MLPatternFileDataGenerator.h"
 #include "MLTextLineReader.h"
 #include "quillcast-core/Serialization.h"
 
@@ -15,9 +15,7 @@ namespace Vexalor::MachineLearning
 /// sequence. doc/formats.md gives the layout. Lines that are no pattern are skipped with a warning; a line
 /// whose target cannot be read still gives a pattern, without target. A mark of a new sequence stays for the
 /// next valid pattern.
-class VectorFileDataGenerator
-    : public virtual FileDataGenerator
-    , public virtual MultiPassDataGenerator
+class VectorFileDataGenerator : public PatternFileDataGenerator
 {
 public:
     bool gotoStart() override;
@@ -28,12 +26,6 @@ public:
     std::ostream& dumpStatus(std::ostream& out_stream) override;
     bool endedCleanly() const override { return !m_reader.hasFailed(); }
     Fallible<double> getShareRead() const override { return m_reader.getShareRead(); }
-
-    /// Used by the first gotoStart; an open file is read on.
-    bool setCurrentFilename(const char* in_filename) override;
-    const char* getCurrentFilename() const override { return m_strFilename.c_str(); }
-
-    bool setEntityToReset(Handle<Resettable, ReferenceCount> in_entity) override;
 
 protected:
     /// Reads one record: a pattern line with its optional reset line. The result tells whether all of it
@@ -49,7 +41,6 @@ private:
     bool parseInput();
     bool parseTarget();
 
-    std::string m_strFilename;
     TextLineReader m_reader;
     TextLineReader::Line m_line = TextLineReader::Line::NONE;
     const char* m_pTargetText = nullptr; ///< behind the input of a line that is held whole
@@ -59,7 +50,6 @@ private:
     bool m_bPatternValid = false;
     bool m_bTargetValid = false;
     bool m_bResetPending = false;
-    Handle<Resettable, ReferenceCount> m_pEntityToReset;
 };
 
 /// Writes the same format, each line flushed, so that a file can be read while it grows.

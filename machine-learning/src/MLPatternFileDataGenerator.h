@@ -1,0 +1,35 @@
+#pragma once
+
+#include "MLDataGenerator.h"
+
+#include <string>
+
+namespace Vexalor::MachineLearning
+{
+
+/// What the readers of pattern files share: they have a name until they open it, and mark sequences.
+class PatternFileDataGenerator
+    : public virtual FileDataGenerator
+    , public virtual MultiPassDataGenerator
+{
+public:
+    /// Used by the first gotoStart; an open file is read on.
+    bool setCurrentFilename(const char* in_filename) override
+    {
+        m_strFilename = in_filename;
+        return true;
+    }
+    const char* getCurrentFilename() const override { return m_strFilename.c_str(); }
+
+    bool setEntityToReset(Handle<Resettable, ReferenceCount> in_entity) override
+    {
+        m_pEntityToReset = in_entity;
+        return true;
+    }
+
+protected:
+    std::string m_strFilename;
+    Handle<Resettable, ReferenceCount> m_pEntityToReset;
+};
+
+} // namespace Vexalor::MachineLearning
