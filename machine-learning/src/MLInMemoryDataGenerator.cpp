@@ -2,6 +2,7 @@
 
 #include "quillcast-core/Assertion.h"
 
+#include <algorithm>
 #include <limits>
 #include <ostream>
 
@@ -327,7 +328,9 @@ Fallible<double> InMemoryDataGenerator::getShareRead() const
     QC_TRACE("InMemoryDataGenerator::getShareRead");
     if (!m_bAllInMemory)
         return m_pDataGenerator.isNull() ? Fallible<double>() : m_pDataGenerator->getShareRead();
-    return m_vInputTarget.empty() ? 1.0 : (m_iCurrentIndex + 1.0) / static_cast<double>(getNbEntries());
+    if (isAfterLast())
+        return 1.0;
+    return (m_iCurrentIndex + 1.0) / static_cast<double>(std::max<std::int64_t>(1, getNbEntries()));
 }
 
 bool InMemoryDataGenerator::setEntityToReset(Handle<Resettable, ReferenceCount> in_entity)

@@ -354,7 +354,12 @@ TEST_P(DataGeneratorContract, StatusAndOrigin)
         EXPECT_EQ(&m_pGenerator->dumpStatus(status), &status);
         EXPECT_FALSE(status.str().empty());
         EXPECT_EQ(m_pGenerator->getLibName().isValid(), row().m_bHasLibrary);
+        const Fallible<double> share = m_pGenerator->getShareRead();
         readPatterns(*m_pGenerator);
+        if (!share.isValid())
+            continue;
+        EXPECT_TRUE(share.getValue() > 0.0 && share.getValue() <= 1.0) << share.getValue();
+        EXPECT_EQ(m_pGenerator->getShareRead().getValue(), 1.0);
     }
 }
 
