@@ -152,6 +152,24 @@ protected:
         return windows;
     }
 
+    /// Of the windowers of the example scripts.
+    void readExampleConfigs(std::vector<LinearAudioWindower::Config>& io_vConfigs) const
+    {
+        const std::size_t uiEarlier = io_vConfigs.size();
+        for (const auto& entry :
+             std::filesystem::recursive_directory_iterator(QC_TEST_DATA "/../../../examples"))
+            if (entry.path().filename().string().find("WindowerConfig") != std::string::npos)
+            {
+                ParameterTrie parameters = m_folder.getConfig();
+                parameters.setParameter(AudioClassifierSet::getParamNameAudioWindowerFilePath(),
+                                        entry.path().string());
+                AudioClassifierSet set;
+                EXPECT_TRUE(set.configure(parameters, m_folder.getFileSystem())) << entry.path();
+                io_vConfigs.push_back(set.getConfig());
+            }
+        EXPECT_GT(io_vConfigs.size(), uiEarlier);
+    }
+
     ScriptFolder m_folder;
     AudioClassifierSet m_set;
     LogCapture m_log{"quillcast.ml.AudioClassifierSet", LogLevel::DEBUG};
@@ -329,7 +347,7 @@ TEST_F(AudioClassifierSetTest, TrainingAndRunTimeSeeTheSame)
 {
     m_folder.writeScript("script", "smooth = 0.8 * prev(smooth, 0) + 0.2 * energy(audio)\n"
                                    "result = [energy(audio), zero_crossings(audio), smooth, sum(audio)]\n");
-    const LinearAudioWindower::Config configs[] = {
+    std::vector<LinearAudioWindower::Config> vConfigs{
         {}, // telephony: 25 ms every 10 ms at 8000 Hz
         makeWindower(0, 25, 10),
         makeWindower(8000, 32, 16),
@@ -339,7 +357,8 @@ TEST_F(AudioClassifierSetTest, TrainingAndRunTimeSeeTheSame)
         makeWindower(11025, 25, 10),
         makeWindower(44100, 23, 7),
     };
-    for (const LinearAudioWindower::Config& config : configs)
+    readExampleConfigs(vConfigs);
+    for (const LinearAudioWindower::Config& config : vConfigs)
     {
         const std::uint32_t uiRate = config.m_uiSamplingRate == 0 ? 22050 : config.m_uiSamplingRate;
         const std::vector<int> vNoise = noise(uiRate / 4 + 13);

@@ -4,7 +4,6 @@
 #include "quillcast-infra/ApplicationImpl.h"
 #include "test-support/LogCapture.h"
 
-#include <filesystem>
 #include <gmock/gmock.h>
 
 using namespace Vexalor;
@@ -107,7 +106,7 @@ TEST_F(ClassifierSetApplicationHelperTest, OptionsHaveTheirDefaultsAndTexts)
         EXPECT_THAT(strHelp, HasSubstr(part));
 
     const Testing::TempDir folder;
-    std::filesystem::current_path(folder.path());
+    const Testing::WorkingDirectory workingDirectory(folder.path());
     take(m_helper, m_helper, {});
     EXPECT_EQ(m_helper.getOutVariableName(), "result");
     EXPECT_FALSE(m_helper.setupClassifierSet());

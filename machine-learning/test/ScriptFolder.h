@@ -6,6 +6,7 @@
 #include "quillcast-infra/DiskFileSystem.h"
 #include "test-support/TempDir.h"
 
+#include <filesystem>
 #include <sstream>
 
 namespace Vexalor::Testing
@@ -60,6 +61,23 @@ public:
 
 private:
     TempDir m_folder;
+};
+
+/// Makes a folder the working directory while it lives.
+class WorkingDirectory
+{
+public:
+    explicit WorkingDirectory(const std::string& in_strPath)
+        : m_earlier(std::filesystem::current_path())
+    {
+        std::filesystem::current_path(in_strPath);
+    }
+    ~WorkingDirectory() { std::filesystem::current_path(m_earlier); }
+    WorkingDirectory(const WorkingDirectory&) = delete;
+    WorkingDirectory& operator=(const WorkingDirectory&) = delete;
+
+private:
+    std::filesystem::path m_earlier;
 };
 
 /// A configuration whose window and shift are given in milliseconds.

@@ -47,23 +47,6 @@ protected:
     LogCapture m_log{"quillcast.ml.XprAudioClassifier", LogLevel::DEBUG};
 };
 
-/// Makes a folder the working directory while it lives.
-class WorkingDirectory
-{
-public:
-    explicit WorkingDirectory(const std::string& in_strPath)
-        : m_earlier(std::filesystem::current_path())
-    {
-        std::filesystem::current_path(in_strPath);
-    }
-    ~WorkingDirectory() { std::filesystem::current_path(m_earlier); }
-    WorkingDirectory(const WorkingDirectory&) = delete;
-    WorkingDirectory& operator=(const WorkingDirectory&) = delete;
-
-private:
-    std::filesystem::path m_earlier;
-};
-
 constexpr const char* DUMP_FILE = "XprAudioClassifierEvaluator.dot";
 
 } // namespace
@@ -167,7 +150,7 @@ TEST_F(XprAudioClassifierTest, MisuseIsRefused)
 
 TEST_F(XprAudioClassifierTest, MissingVariableWritesTheGraphOnceAndFailsEveryTime)
 {
-    const WorkingDirectory folder(m_folder.path());
+    const Testing::WorkingDirectory folder(m_folder.path());
     m_folder.writeScript("a", "reslut = audio\n");
     ASSERT_TRUE(add("a", "result") && start());
     const std::unique_ptr<XprClassifierSet> pClone(m_set.clone());
