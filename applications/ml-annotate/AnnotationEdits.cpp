@@ -25,6 +25,14 @@ std::uint64_t toSample(double in_dTime, std::uint32_t in_uiRate)
     return static_cast<std::uint64_t>(std::llround(in_dTime * in_uiRate));
 }
 
+Annotation join(const Annotation& in_first, const Annotation& in_second)
+{
+    const std::string& strNote = in_first.getNote();
+    const char* separator = strNote.empty() || in_second.getNote().empty() ? "" : "; ";
+    return {in_first.getLabel(), in_first.getStartTime(), in_second.getStopTime(),
+            strNote + separator + in_second.getNote()};
+}
+
 } // namespace
 
 std::vector<SampleRange> findGaps(const std::vector<Annotation>& in_vAnnotations, std::uint32_t in_uiRate,
@@ -79,6 +87,47 @@ void AnnotationEdits::renameLabels(std::vector<Annotation>& io_vAnnotations) con
     }
 }
 
+bool AnnotationEdits::gives(const std::string& in_strLabel) const
+{
+    return (m_bFill && in_strLabel == m_strFill) ||
+           std::any_of(m_labels.begin(), m_labels.end(),
+                       [&](const auto& in_map) { return in_map.second == in_strLabel; });
+}
+
+void AnnotationEdits::joinTouching(std::vector<Annotation>& io_vAnnotations, std::uint32_t in_uiRate) const
+{
+    std::vector<std::size_t> vOrder;
+    for (std::size_t i = 0; i < io_vAnnotations.size(); ++i)
+        if (io_vAnnotations[i].getStartTime() < io_vAnnotations[i].getStopTime() &&
+            gives(io_vAnnotations[i].getLabel()))
+            vOrder.push_back(i);
+    std::stable_sort(
+        vOrder.begin(), vOrder.end(),
+        [&](std::size_t in_uiLeft, std::size_t in_uiRight)
+        { return io_vAnnotations[in_uiLeft].getStartTime() < io_vAnnotations[in_uiRight].getStartTime(); });
+    std::map<std::string, std::size_t> latest; // of each label
+    std::vector<bool> vJoined(io_vAnnotations.size(), false);
+    for (const std::size_t uiIndex : vOrder)
+    {
+        const Annotation& annotation = io_vAnnotations[uiIndex];
+        const auto itLatest = latest.find(annotation.getLabel());
+        if (itLatest == latest.end() || toSample(io_vAnnotations[itLatest->second].getStopTime(),
+                                                 in_uiRate) != toSample(annotation.getStartTime(), in_uiRate))
+        {
+            latest[annotation.getLabel()] = uiIndex;
+            continue;
+        }
+        io_vAnnotations[itLatest->second] = join(io_vAnnotations[itLatest->second], annotation);
+        vJoined[uiIndex] = true;
+    }
+    std::size_t uiKept = 0;
+    for (std::size_t i = 0; i < io_vAnnotations.size(); ++i)
+        if (!vJoined[i])
+            std::swap(io_vAnnotations[uiKept++], io_vAnnotations[i]);
+    io_vAnnotations.erase(io_vAnnotations.begin() + static_cast<std::ptrdiff_t>(uiKept),
+                          io_vAnnotations.end());
+}
+
 void AnnotationEdits::apply(std::vector<Annotation>& io_vAnnotations, std::vector<Annotation>& io_vMarkers,
                             std::uint32_t in_uiRate, std::uint64_t in_uiFrames) const
 {
@@ -91,6 +140,7 @@ void AnnotationEdits::apply(std::vector<Annotation>& io_vAnnotations, std::vecto
             io_vAnnotations.emplace_back(m_strFill, static_cast<double>(gap.m_uiStart) / dRate,
                                          static_cast<double>(gap.m_uiStop) / dRate);
     }
+    joinTouching(io_vAnnotations, in_uiRate);
     if (!m_bSort)
         return;
     sortByTime(io_vAnnotations);

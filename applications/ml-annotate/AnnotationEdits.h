@@ -23,6 +23,8 @@ std::vector<SampleRange> findGaps(const std::vector<Annotation>& in_vAnnotations
                                   std::uint64_t in_uiFrames);
 
 /// Changes that are made to annotations on their way: labels renamed, gaps filled, sorted, in this order.
+/// Where stretches of a label that was given by the first two touch they become one, in the place of the
+/// earlier one: what reads annotations refuses those of one class that touch.
 class AnnotationEdits
 {
 public:
@@ -41,6 +43,8 @@ public:
 
 private:
     void renameLabels(std::vector<Annotation>& io_vAnnotations) const;
+    bool gives(const std::string& in_strLabel) const;
+    void joinTouching(std::vector<Annotation>& io_vAnnotations, std::uint32_t in_uiRate) const;
 
     std::map<std::string, std::string> m_labels;
     std::string m_strFill;

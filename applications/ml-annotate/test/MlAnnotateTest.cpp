@@ -70,6 +70,20 @@ TEST_F(MlAnnotateTest, ListsInTheOrderOfTheFile)
               "0.5\t0.75\tB b\n0\t0.000125\tA\n0.000125\t0.5\trest\n0.75\t1\trest\n");
 }
 
+TEST_F(MlAnnotateTest, EditedLabelsThatTouchBecomeOne)
+{
+    m_folder.write("a.wav", wav({{1000, 2000, "x"},
+                                 {0, 1000, "y"},
+                                 {2000, 3000, "z"},
+                                 {3000, 4000, "z"},
+                                 {5000, 6000, "y"},
+                                 {5500, 8000, "y"}}));
+    // The gap of 0.5 to 0.625 s joins with what follows it, which overlaps the last one and stays apart from
+    // it.
+    EXPECT_EQ(succeed({"list", "a.wav", "--map", "x=y", "--fill", "y"}),
+              "0\t0.25\ty\n0.25\t0.375\tz\n0.375\t0.5\tz\n0.6875\t1\ty\n0.5\t0.75\ty\n");
+}
+
 TEST_F(MlAnnotateTest, JsonHoldsEverything)
 {
     m_folder.write(
