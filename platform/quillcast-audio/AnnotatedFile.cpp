@@ -1,10 +1,10 @@
 #include "quillcast-audio/AnnotatedFile.h"
 
 #include "quillcast-audio/CueSheetReader.h"
+#include "quillcast-audio/FirstOfId.h"
 #include "quillcast-core/Logger.h"
 
 #include <istream>
-#include <unordered_map>
 
 namespace Vexalor
 {
@@ -19,27 +19,23 @@ class CueLengths
 {
 public:
     explicit CueLengths(const CueSheet& in_sheet)
+        : m_sheet(in_sheet)
+        , m_lengths(in_sheet.m_vTexts, getId,
+                    [](const CueText& in_text) { return in_text.m_uiSampleLength != 0; })
+        , m_texts(in_sheet.m_vTexts, getId, [](const CueText& in_text) { return !in_text.m_strText.empty(); })
+        , m_loops(in_sheet.m_vLoops, [](const SampleLoop& in_loop) { return in_loop.m_uiCueId; })
     {
-        for (const CueText& text : in_sheet.m_vTexts)
-        {
-            if (text.m_uiSampleLength != 0)
-                m_lengths.emplace(text.m_uiCueId, text.m_uiSampleLength);
-            if (!text.m_strText.empty())
-                m_texts.emplace(text.m_uiCueId, &text.m_strText);
-        }
-        for (const SampleLoop& loop : in_sheet.m_vLoops)
-            m_loops.emplace(loop.m_uiCueId, &loop);
     }
 
     /// The frame behind the stretch; the cue point's own frame when it has no length.
     std::uint64_t getStop(const CuePoint& in_cue) const
     {
-        const auto itLength = m_lengths.find(in_cue.m_uiId);
-        if (itLength != m_lengths.end())
-            return std::uint64_t(in_cue.m_uiSampleOffset) + itLength->second;
-        const auto itLoop = m_loops.find(in_cue.m_uiId);
-        if (itLoop != m_loops.end() && itLoop->second->m_uiStart == in_cue.m_uiSampleOffset)
-            return itLoop->second->m_uiEnd;
+        const std::size_t uiLength = m_lengths.find(in_cue.m_uiId);
+        if (uiLength != FirstOfId::NONE)
+            return std::uint64_t(in_cue.m_uiSampleOffset) + m_sheet.m_vTexts[uiLength].m_uiSampleLength;
+        const std::size_t uiLoop = m_loops.find(in_cue.m_uiId);
+        if (uiLoop != FirstOfId::NONE && m_sheet.m_vLoops[uiLoop].m_uiStart == in_cue.m_uiSampleOffset)
+            return m_sheet.m_vLoops[uiLoop].m_uiEnd;
         return in_cue.m_uiSampleOffset;
     }
 
@@ -47,14 +43,17 @@ public:
     {
         if (in_cue.m_label && !in_cue.m_label->empty())
             return *in_cue.m_label;
-        const auto itText = m_texts.find(in_cue.m_uiId);
-        return itText != m_texts.end() ? *itText->second : in_cue.m_note.value_or("");
+        const std::size_t uiText = m_texts.find(in_cue.m_uiId);
+        return uiText != FirstOfId::NONE ? m_sheet.m_vTexts[uiText].m_strText : in_cue.m_note.value_or("");
     }
 
 private:
-    std::unordered_map<std::uint32_t, std::uint32_t> m_lengths;
-    std::unordered_map<std::uint32_t, const std::string*> m_texts;
-    std::unordered_map<std::uint32_t, const SampleLoop*> m_loops;
+    static std::uint32_t getId(const CueText& in_text) { return in_text.m_uiCueId; }
+
+    const CueSheet& m_sheet;
+    FirstOfId m_lengths;
+    FirstOfId m_texts;
+    FirstOfId m_loops;
 };
 
 StringVector describeChunks(IffSource& io_source, const WavStructure& in_structure)
@@ -120,6 +119,7 @@ void AnnotatedFile::buildAnnotations()
 {
     const CueLengths lengths(m_sheet);
     const double dRate = m_format.m_uiRate;
+    m_vAnnotations.reserve(m_sheet.m_vCues.size());
     for (const CuePoint& cue : m_sheet.m_vCues)
     {
         const std::uint64_t uiStop = lengths.getStop(cue);

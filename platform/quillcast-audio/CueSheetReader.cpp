@@ -1,8 +1,9 @@
 #include "quillcast-audio/CueSheetReader.h"
 
+#include "quillcast-audio/FirstOfId.h"
 #include "quillcast-fileformat-iff/LittleEndian.h"
 
-#include <unordered_map>
+#include <utility>
 
 namespace Vexalor
 {
@@ -62,6 +63,7 @@ bool CueSheetReader::readCues(const std::string& in_strData)
     if (in_strData.size() < 4 || readU32(in_strData.data()) > (in_strData.size() - 4) / CUE_SIZE)
         return fail("its \"cue \" chunk announces more cue points than it holds");
     const std::uint32_t uiCount = readU32(in_strData.data());
+    m_sheet.m_vCues.reserve(m_sheet.m_vCues.size() + uiCount);
     for (std::uint32_t i = 0; i < uiCount; ++i)
     {
         const char* pCue = in_strData.data() + 4 + i * CUE_SIZE;
@@ -98,6 +100,9 @@ bool CueSheetReader::readList(IffSource& io_source, const IffChunk& in_chunk)
     IffChunkWalker walker(io_source, in_chunk.getDataPosition() + 4, uiEnd);
     IffChunk entry;
     std::string strData;
+    // Mostly each cue point has one of each.
+    m_vLabels.reserve(m_sheet.m_vCues.size());
+    m_sheet.m_vTexts.reserve(m_sheet.m_vCues.size());
     while (walker.next(entry))
     {
         if (entry.m_strId != "labl" && entry.m_strId != "note" && entry.m_strId != "ltxt")
@@ -138,23 +143,26 @@ bool CueSheetReader::readLongText(const std::string& in_strData)
 /// The first text of a kind holds, and goes to the first cue point of its id.
 void CueSheetReader::attachTexts()
 {
-    std::unordered_map<std::uint32_t, CuePoint*> cues;
-    for (CuePoint& cue : m_sheet.m_vCues)
-        if (!cues.emplace(cue.m_uiId, &cue).second)
-            m_vWarnings.push_back("several cue points have the id " + std::to_string(cue.m_uiId));
-    for (NamedText& label : m_vLabels)
+    const std::vector<NamedText> vLabels = std::exchange(m_vLabels, {});
+    const std::vector<NamedText> vNotes = std::exchange(m_vNotes, {});
+    const FirstOfId cues(m_sheet.m_vCues, [](const CuePoint& in_cue) { return in_cue.m_uiId; });
+    for (std::size_t i = 0; i < m_sheet.m_vCues.size(); ++i)
+        if (cues.find(m_sheet.m_vCues[i].m_uiId) != i)
+            m_vWarnings.push_back("several cue points have the id " +
+                                  std::to_string(m_sheet.m_vCues[i].m_uiId));
+    for (const NamedText& label : vLabels)
     {
-        const auto itCue = cues.find(label.m_uiCueId);
-        if (itCue == cues.end())
-            m_sheet.m_labelsWithoutCue.emplace(label.m_uiCueId, std::move(label.m_strText));
-        else if (!itCue->second->m_label)
-            itCue->second->m_label = std::move(label.m_strText);
+        const std::size_t uiCue = cues.find(label.m_uiCueId);
+        if (uiCue == FirstOfId::NONE)
+            m_sheet.m_labelsWithoutCue.emplace(label.m_uiCueId, label.m_strText);
+        else if (!m_sheet.m_vCues[uiCue].m_label)
+            m_sheet.m_vCues[uiCue].m_label = label.m_strText;
     }
-    for (NamedText& note : m_vNotes)
+    for (const NamedText& note : vNotes)
     {
-        const auto itCue = cues.find(note.m_uiCueId);
-        if (itCue != cues.end() && !itCue->second->m_note)
-            itCue->second->m_note = std::move(note.m_strText);
+        const std::size_t uiCue = cues.find(note.m_uiCueId);
+        if (uiCue != FirstOfId::NONE && !m_sheet.m_vCues[uiCue].m_note)
+            m_sheet.m_vCues[uiCue].m_note = note.m_strText;
     }
     for (const auto& [uiId, strLabel] : m_sheet.m_labelsWithoutCue)
         m_vWarnings.push_back("label \"" + strLabel + "\" names the cue point " + std::to_string(uiId) +
