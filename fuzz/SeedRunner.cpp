@@ -52,6 +52,8 @@ int main(int argc, char** argv)
         std::error_code error;
         for (const auto& entry : std::filesystem::directory_iterator(argv[i], error))
         {
+            if (!entry.is_regular_file())
+                continue;
             if (!runFile(entry.path()))
                 return 1;
             ++iFiles;
