@@ -240,12 +240,30 @@ void CodeWriter::emit(Instruction in_instruction)
         const Last last = in_instruction.m_uiA == m_uiLast              ? Last::A
                           : bBinary && in_instruction.m_uiB == m_uiLast ? Last::B
                                                                         : Last::NONE;
-        in_instruction.m_pScalar = findScalar(in_instruction.m_op, last);
         m_uiLast = in_instruction.m_uiOut;
+        if (last != Last::NONE && pair(in_instruction, last))
+            return;
+        in_instruction.m_pScalar = findScalar(in_instruction.m_op, last);
+        m_last = last;
     }
     else
         m_uiLast = NONE;
     m_plan.m_vCode.push_back(in_instruction);
+}
+
+/// Makes one instruction of the one before and the one that takes its result, if there is one for both.
+bool CodeWriter::pair(const Instruction& in_second, Last in_last)
+{
+    Instruction& first = m_plan.m_vCode.back();
+    const Scalar pPair = findPair(first.m_op, m_last, in_second.m_op, in_last);
+    if (pPair == nullptr)
+        return false;
+    first.m_pScalar = pPair;
+    first.m_op = Op::CALL;
+    first.m_uiC = in_last == Last::A ? in_second.m_uiB : in_second.m_uiA;
+    first.m_uiSize = first.m_uiOut;
+    first.m_uiOut = in_second.m_uiOut;
+    return true;
 }
 
 std::uint32_t CodeWriter::emit(Code in_code, std::uint32_t in_uiTarget)

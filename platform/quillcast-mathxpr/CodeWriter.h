@@ -57,6 +57,7 @@ private:
     void forgetCalls(std::size_t in_uiFrom);
     void move(Slot in_from, Slot in_to);
     void emit(Instruction in_instruction);
+    bool pair(const Instruction& in_second, Last in_last);
     std::uint32_t emit(Code in_code, std::uint32_t in_uiTarget);
 
     const Values& m_values;
@@ -69,6 +70,7 @@ private:
     std::vector<std::uint32_t> m_vCalls;       ///< the same in order
     /// The place of the result of the instruction before, if that is scalar and every way here comes from it.
     std::uint32_t m_uiLast = NONE;
+    Last m_last = Last::NONE; ///< of that instruction
 };
 
 } // namespace Vexalor::Math::Xpr

@@ -65,14 +65,15 @@ void Core::lookUp(std::uint32_t in_uiSymbol)
 
 bool Core::assign(std::uint32_t in_uiInput, const DoubleVector& in_vValue)
 {
-    if (m_vInputs[in_uiInput].m_bAssigned)
+    if (m_vInputs[in_uiInput].m_uiAssigned == m_uiBegun)
     {
         advance();
-        for (Input& input : m_vInputs)
-            input.m_bAssigned = false;
+        ++m_uiBegun;
     }
-    m_vInputs[in_uiInput].m_bAssigned = preset(in_uiInput, in_vValue);
-    return m_vInputs[in_uiInput].m_bAssigned;
+    const bool bAssigned = preset(in_uiInput, in_vValue);
+    if (bAssigned)
+        m_vInputs[in_uiInput].m_uiAssigned = m_uiBegun;
+    return bAssigned;
 }
 
 bool Core::preset(std::uint32_t in_uiInput, const DoubleVector& in_vValue)
@@ -192,8 +193,7 @@ void Core::advance()
 void Core::reset()
 {
     ++m_uiWindow;
-    for (Input& input : m_vInputs)
-        input.m_bAssigned = false;
+    ++m_uiBegun;
     if (m_pPlan == nullptr)
         return;
     for (const Plan::State& state : m_pPlan->m_vStates)

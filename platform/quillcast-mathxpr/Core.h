@@ -41,7 +41,7 @@ private:
     {
         DoubleVector m_vWaiting;
         bool m_bWaiting = false;
-        bool m_bAssigned = false; ///< in this window
+        std::uint64_t m_uiAssigned = 0; ///< the number of the window in which it had its value
     };
 
     bool isReady() const { return !m_bStale && m_uiNbWaiting == 0; }
@@ -58,7 +58,8 @@ private:
     std::vector<double> m_vValues;
     std::vector<std::uint64_t> m_vDone;
     std::vector<std::uint32_t> m_vReturns;
-    std::uint64_t m_uiWindow = 1;
+    std::uint64_t m_uiWindow = 1;  ///< number of the present values: changes with every assignment
+    std::uint64_t m_uiBegun = 1;   ///< number of the window
     std::size_t m_uiNbWaiting = 0; ///< inputs
     bool m_bStale = true;          ///< there is no plan, or not for what was looked up
 };

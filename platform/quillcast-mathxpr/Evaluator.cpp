@@ -185,8 +185,7 @@ bool Evaluator::addVariable(const CountedObjPtr<DomainVariableImpl>& in_pVariabl
         m_pCore->replan();
         m_pCore->addInput();
     }
-    in_pVariable->m_pCore = m_pCore;
-    in_pVariable->m_uiSymbol = uiSymbol;
+    in_pVariable->bind(m_pCore, uiSymbol);
     return true;
 }
 
@@ -246,7 +245,7 @@ CountedObjPtr<Variable> Evaluator::getVariable(const char* in_szQualifiedName)
         return {};
     if (symbol.m_kind != Symbol::Kind::INPUT)
         m_pCore->lookUp(uiSymbol);
-    return CountedObjPtr<Variable>(new VariableImpl(m_pCore, uiSymbol, symbol.m_strName));
+    return CountedObjPtr<Variable>(new VariableImpl(m_pCore, uiSymbol));
 }
 
 bool Evaluator::dump(const char* in_szFilename) const

@@ -85,6 +85,30 @@ double computeOther(double in_dLast, const Instruction& in_instruction, double* 
     return dOut;
 }
 
+template <Op FIRST, Last LAST, Op SECOND, Last LAST_OF_SECOND>
+double computePair(double in_dLast, const Instruction& in_instruction, double* io_pValues)
+{
+    const double dA = LAST == Last::A ? in_dLast : io_pValues[in_instruction.m_uiA];
+    const double dB = LAST == Last::B ? in_dLast : io_pValues[in_instruction.m_uiB];
+    const double dFirst = apply<FIRST>(dA, dB);
+    io_pValues[in_instruction.m_uiSize] = dFirst;
+    const double dC = io_pValues[in_instruction.m_uiC];
+    return io_pValues[in_instruction.m_uiOut] =
+               LAST_OF_SECOND == Last::A ? apply<SECOND>(dFirst, dC) : apply<SECOND>(dC, dFirst);
+}
+
+constexpr std::size_t NB_PAIRED = static_cast<std::size_t>(Op::DIVIDE) + 1;
+
+/// One entry for each first operator, second operator, last of the first and last of the second.
+template <std::size_t... ENTRIES>
+Scalar findPaired(std::size_t in_uiEntry, std::index_sequence<ENTRIES...>)
+{
+    static constexpr Scalar FUNCTIONS[] = {
+        computePair < static_cast<Op>(ENTRIES / 6 / NB_PAIRED), static_cast<Last>(ENTRIES / 2 % 3),
+        static_cast<Op>(ENTRIES / 6 % NB_PAIRED), ENTRIES % 2 == 0 ? Last::A : Last::B > ...};
+    return FUNCTIONS[in_uiEntry];
+}
+
 template <std::size_t... OPS>
 Scalar findBinary(Op in_op, Last in_last, std::index_sequence<OPS...>)
 {
@@ -117,6 +141,17 @@ Scalar findScalar(Op in_op, Last in_last)
     default:
         return findBinary(in_op, in_last, std::make_index_sequence<NB_BINARY>());
     }
+}
+
+Scalar findPair(Op in_first, Last in_last, Op in_second, Last in_lastOfSecond)
+{
+    const auto uiFirst = static_cast<std::size_t>(in_first);
+    const auto uiSecond = static_cast<std::size_t>(in_second);
+    if (uiFirst >= NB_PAIRED || uiSecond >= NB_PAIRED)
+        return nullptr;
+    return findPaired(((uiFirst * NB_PAIRED + uiSecond) * 3 + static_cast<std::size_t>(in_last)) * 2 +
+                          (in_lastOfSecond == Last::A ? 0 : 1),
+                      std::make_index_sequence<NB_PAIRED * NB_PAIRED * 6>());
 }
 
 std::uint32_t run(const Instruction* in_pCode, const std::uint32_t* in_pBlocks, std::uint32_t in_uiFirst,

@@ -44,7 +44,7 @@ enum class Code : std::uint8_t
 struct Instruction
 {
     Code m_code = Code::SCALAR;
-    Op m_op = Op::NUMBER; ///< of SCALAR; CALL is a function of one value
+    Op m_op = Op::NUMBER; ///< of SCALAR; CALL is a function of one value, or a pair
     std::uint32_t m_uiSize = 0;
     std::uint32_t m_uiA = 0;
     std::uint32_t m_uiB = 0;
@@ -71,6 +71,10 @@ enum class Last
 
 /// The function of a scalar operation.
 Scalar findScalar(Op in_op, Last in_last);
+
+/// The function of two in a row: the second takes the result of the first as A or B, and the value at C. The
+/// place of the first result is the size of the instruction. Null for operators other than + - * and /.
+Scalar findPair(Op in_first, Last in_last, Op in_second, Last in_lastOfSecond);
 
 /// Where the values of one variable are.
 struct Slot

@@ -17,11 +17,18 @@ VariableImpl::VariableImpl() = default;
 VariableImpl::~VariableImpl() = default;
 DomainVariableImpl::DomainVariableImpl() = default;
 
-VariableImpl::VariableImpl(std::shared_ptr<Core> in_pCore, std::uint32_t in_uiSymbol, std::string in_strName)
-    : m_pCore(std::move(in_pCore))
-    , m_uiSymbol(in_uiSymbol)
-    , m_strName(std::move(in_strName))
+VariableImpl::VariableImpl(std::shared_ptr<Core> in_pCore, std::uint32_t in_uiSymbol)
 {
+    bind(std::move(in_pCore), in_uiSymbol);
+}
+
+void VariableImpl::bind(std::shared_ptr<Core> in_pCore, std::uint32_t in_uiSymbol)
+{
+    const Symbol& symbol = in_pCore->getProgram().getSymbol(in_uiSymbol);
+    m_pCore = std::move(in_pCore);
+    m_uiSymbol = in_uiSymbol;
+    m_uiInput = symbol.m_kind == Symbol::Kind::INPUT ? symbol.m_uiInput : NO_INPUT;
+    m_strName = symbol.m_strName;
 }
 
 bool VariableImpl::evaluate(DoubleVector& out_vValue)
@@ -33,12 +40,7 @@ bool VariableImpl::evaluate(DoubleVector& out_vValue)
 bool VariableImpl::assign(const DoubleVector& in_vValue)
 {
     QC_TRACE("Math::Xpr::VariableImpl::assign");
-    if (!QC_CHECK(m_pCore != nullptr))
-        return false;
-    const Symbol& symbol = m_pCore->getProgram().getSymbol(m_uiSymbol);
-    if (!QC_CHECK(symbol.m_kind == Symbol::Kind::INPUT))
-        return false;
-    return m_pCore->assign(symbol.m_uiInput, in_vValue);
+    return QC_CHECK(m_uiInput != NO_INPUT) && m_pCore->assign(m_uiInput, in_vValue);
 }
 
 bool DomainVariableImpl::setName(const char* in_szName)
@@ -57,7 +59,7 @@ bool DomainVariableImpl::preset(const DoubleVector& in_vValue)
     QC_TRACE("Math::Xpr::DomainVariableImpl::preset");
     if (!QC_CHECK(m_pCore != nullptr))
         return false;
-    return m_pCore->preset(m_pCore->getProgram().getSymbol(m_uiSymbol).m_uiInput, in_vValue);
+    return m_pCore->preset(m_uiInput, in_vValue);
 }
 
 } // namespace Vexalor::Math::Xpr

@@ -35,7 +35,7 @@ public:
 class VariableImpl : public virtual Variable
 {
 public:
-    VariableImpl(std::shared_ptr<Core> in_pCore, std::uint32_t in_uiSymbol, std::string in_strName);
+    VariableImpl(std::shared_ptr<Core> in_pCore, std::uint32_t in_uiSymbol);
     ~VariableImpl() override;
 
     const std::string& getName() const override { return m_strName; }
@@ -43,10 +43,14 @@ public:
     bool assign(const DoubleVector& in_vValue) override;
 
 protected:
+    static constexpr std::uint32_t NO_INPUT = ~std::uint32_t(0);
+
     VariableImpl();
+    void bind(std::shared_ptr<Core> in_pCore, std::uint32_t in_uiSymbol);
 
     std::shared_ptr<Core> m_pCore; ///< null: belongs to no evaluator yet
     std::uint32_t m_uiSymbol = 0;
+    std::uint32_t m_uiInput = NO_INPUT;
     std::string m_strName;
 };
 
