@@ -1,6 +1,6 @@
 #include "quillcast-mathxpr/Core.h"
 
-#include "quillcast-core/Logger.h"
+#include "quillcast-core/Assertion.h"
 #include "quillcast-mathxpr/Limits.h"
 
 #include <algorithm>
@@ -100,7 +100,7 @@ bool Core::makeReady()
 {
     if (isReady())
         return true;
-    if (!m_pProgram->isLinked())
+    if (!QC_CHECK(m_pProgram->isLinked()))
         return false;
     PlanKey key{m_vLookedUp, {}};
     for (std::size_t i = 0; i < m_vInputs.size(); ++i)
@@ -115,13 +115,14 @@ bool Core::makeReady()
                                                        : m_vValues.data() + m_pPlan->m_vInputs[i].m_uiAt;
         std::copy_n(pValue, key.m_vInputs[i], vValues.data() + pPlan->m_vInputs[i].m_uiAt);
         setWaiting(m_vInputs[i], false);
+        // Keeps its memory, and gives clones nothing to copy.
+        m_vInputs[i].m_vWaiting.clear();
     }
     vValues.swap(m_vValues);
     const std::shared_ptr<const Plan> pEarlier = std::exchange(m_pPlan, pPlan);
     if (pEarlier != nullptr)
         keepStates(*pEarlier, vValues);
-    m_vDone.assign(pPlan->m_vBlocks.size(), 0);
-    m_vReturns.assign(pPlan->m_vBlocks.size(), 0);
+    m_vMarks.assign(2 * pPlan->m_vBlocks.size(), 0);
     m_bStale = false;
     return true;
 }
@@ -144,11 +145,11 @@ void Core::keepStates(const Plan& in_earlier, const std::vector<double>& in_vEar
 
 bool Core::runBlock(std::uint32_t in_uiBlock)
 {
-    if (in_uiBlock == Plan::NO_BLOCK || m_vDone[in_uiBlock] == m_uiWindow)
+    if (in_uiBlock == Plan::NO_BLOCK || m_vMarks[in_uiBlock] == m_uiWindow)
         return true;
     const std::uint32_t uiFailure =
         run(m_pPlan->m_vCode.data(), m_pPlan->m_vBlocks.data(), m_pPlan->m_vBlocks[in_uiBlock],
-            {m_vDone.data(), m_vReturns.data(), m_uiWindow}, m_vValues.data());
+            {m_vMarks.data(), m_vMarks.data() + m_pPlan->m_vBlocks.size(), m_uiWindow}, m_vValues.data());
     if (uiFailure == NO_FAILURE)
         return true;
     QC_ERROR(m_pPlan->m_vFailures[uiFailure]);
@@ -159,25 +160,24 @@ bool Core::evaluate(std::uint32_t in_uiSymbol, DoubleVector& out_vValue)
 {
     if (!makeReady())
         return false;
-    const Symbol& symbol = m_pProgram->getSymbol(in_uiSymbol);
-    if (symbol.m_kind == Symbol::Kind::INPUT)
+    Slot slot;
+    if (const Plan::Root* pRoot = m_pPlan->findRoot(in_uiSymbol))
     {
-        const Slot& slot = m_pPlan->m_vInputs[symbol.m_uiInput];
-        out_vValue.assign(m_vValues.data() + slot.m_uiAt, m_vValues.data() + slot.m_uiAt + slot.m_uiSize);
-        return true;
+        if (!runBlock(pRoot->m_uiBlock))
+            return false;
+        slot = pRoot->m_slot;
     }
-    const Plan::Root* pRoot = m_pPlan->findRoot(in_uiSymbol);
-    if (pRoot == nullptr || !runBlock(pRoot->m_uiBlock))
-        return false;
-    const double* pValue = m_vValues.data() + pRoot->m_slot.m_uiAt;
-    out_vValue.assign(pValue, pValue + pRoot->m_slot.m_uiSize);
+    else
+        slot = m_pPlan->m_vInputs[m_pProgram->getSymbol(in_uiSymbol).m_uiInput];
+    const double* pValue = m_vValues.data() + slot.m_uiAt;
+    out_vValue.assign(pValue, pValue + slot.m_uiSize);
     return true;
 }
 
 /// The end of a window: all states take their new values at once.
 void Core::advance()
 {
-    if (m_vLookedUp.empty() || !makeReady())
+    if (m_vLookedUp.empty() || !m_pProgram->isLinked() || !makeReady())
         return;
     for (const Plan::State& state : m_pPlan->m_vStates)
     {
@@ -211,9 +211,8 @@ void Core::forget()
 std::size_t Core::getOwnMemory() const
 {
     std::size_t uiBytes =
-        sizeof(*this) + m_vValues.capacity() * sizeof(double) + m_vDone.capacity() * sizeof(std::uint64_t) +
-        m_vReturns.capacity() * sizeof(std::uint32_t) + m_vLookedUp.capacity() * sizeof(std::uint32_t) +
-        m_vInputs.capacity() * sizeof(Input);
+        sizeof(*this) + m_vValues.capacity() * sizeof(double) + m_vMarks.capacity() * sizeof(std::uint64_t) +
+        m_vLookedUp.capacity() * sizeof(std::uint32_t) + m_vInputs.capacity() * sizeof(Input);
     for (const Input& input : m_vInputs)
         uiBytes += input.m_vWaiting.size() * sizeof(double);
     return uiBytes;

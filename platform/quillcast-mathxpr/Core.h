@@ -56,12 +56,11 @@ private:
     std::vector<std::uint32_t> m_vLookedUp; ///< ascending
     std::vector<Input> m_vInputs;
     std::vector<double> m_vValues;
-    std::vector<std::uint64_t> m_vDone;
-    std::vector<std::uint32_t> m_vReturns;
-    std::uint64_t m_uiWindow = 1;  ///< number of the present values: changes with every assignment
-    std::uint64_t m_uiBegun = 1;   ///< number of the window
-    std::size_t m_uiNbWaiting = 0; ///< inputs
-    bool m_bStale = true;          ///< there is no plan, or not for what was looked up
+    std::vector<std::uint64_t> m_vMarks; ///< of the blocks: when they were done, then where they return to
+    std::uint64_t m_uiWindow = 1;        ///< number of the present values: changes with every assignment
+    std::uint64_t m_uiBegun = 1;         ///< number of the window
+    std::size_t m_uiNbWaiting = 0;       ///< inputs
+    bool m_bStale = true;                ///< there is no plan, or not for what was looked up
 };
 
 } // namespace Vexalor::Math::Xpr

@@ -62,7 +62,7 @@ Evaluator::Evaluator(const Evaluator& in_other)
     , Cloneable(in_other)
     , Resettable(in_other)
     , m_pFileSystem(in_other.m_pFileSystem)
-    , m_vFolders(in_other.m_vFolders)
+    , m_pFolders(in_other.m_pFolders)
     , m_pCore(std::make_shared<Core>(*in_other.m_pCore))
 {
 }
@@ -98,19 +98,19 @@ bool Evaluator::configure(const ROConfiguration& in_config, const TSHandle<Virtu
         return false;
     }
     m_pFileSystem = in_pFileSystem;
-    m_vFolders = std::move(vFolders);
+    m_pFolders = std::make_shared<const StringVector>(std::move(vFolders));
     return true;
 }
 
 bool Evaluator::findScript(const std::string& in_strName, std::string& out_strPath) const
 {
-    if (m_pFileSystem.isNull())
+    if (m_pFolders == nullptr)
     {
         QC_ERROR("Cannot find script '" << in_strName << "': no script folders are configured");
         return false;
     }
     std::string strFolders;
-    for (const std::string& strFolder : m_vFolders)
+    for (const std::string& strFolder : *m_pFolders)
     {
         out_strPath = strFolder + in_strName + ".xpr";
         if (m_pFileSystem->exists(out_strPath.c_str()))
@@ -240,8 +240,9 @@ CountedObjPtr<Variable> Evaluator::getVariable(const char* in_szQualifiedName)
     if (uiSymbol == Program::NONE)
         return {};
     const Symbol& symbol = m_pCore->getProgram().getSymbol(uiSymbol);
-    if (symbol.m_kind == Symbol::Kind::UNKNOWN ||
-        (symbol.m_kind == Symbol::Kind::EXPRESSION && !symbol.m_bLinked))
+    const bool bIsThere = symbol.m_kind == Symbol::Kind::EXPRESSION ? symbol.m_bLinked && isLinked()
+                                                                    : symbol.m_kind != Symbol::Kind::UNKNOWN;
+    if (!bIsThere)
         return {};
     if (symbol.m_kind != Symbol::Kind::INPUT)
         m_pCore->lookUp(uiSymbol);

@@ -61,7 +61,7 @@ public:
     /// at any time. False when the name is none or stands for something else.
     bool setConstant(const char* in_szName, double in_dValue);
 
-    /// Sorts the expressions; all states become initial. False, with every offence logged, for cycles and for
+    /// Sorts the expressions; all states become initial. False, with the offences logged, for cycles and for
     /// unknown names; without in_bComplete, what needs an unknown name is only left out.
     bool link(bool in_bComplete);
     bool isLinked() const;
@@ -96,7 +96,7 @@ private:
     bool findScript(const std::string& in_strName, std::string& out_strPath) const;
 
     TSHandle<VirtualFileSystem> m_pFileSystem;
-    StringVector m_vFolders;
+    std::shared_ptr<const StringVector> m_pFolders; ///< null: not configured
     std::shared_ptr<Core> m_pCore;
 };
 

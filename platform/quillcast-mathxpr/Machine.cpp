@@ -178,7 +178,7 @@ std::uint32_t run(const Instruction* in_pCode, const std::uint32_t* in_pBlocks, 
         case Code::CALL:
             if (in_marks.m_pDone[pNow->m_uiTarget] == in_marks.m_uiWindow)
                 break;
-            in_marks.m_pReturn[uiReturns++] = static_cast<std::uint32_t>(pNow - in_pCode);
+            in_marks.m_pReturn[uiReturns++] = static_cast<std::uint64_t>(pNow - in_pCode);
             pNow = in_pCode + in_pBlocks[pNow->m_uiTarget] - 1;
             break;
         case Code::RETURN:

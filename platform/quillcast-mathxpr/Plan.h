@@ -134,8 +134,8 @@ std::shared_ptr<const Plan> makePlan(const Program& in_program, const PlanKey& i
 /// Marks of the blocks that are done, and where to go on after them.
 struct Marks
 {
-    std::uint64_t* m_pDone;   ///< a block's number of the window in which it was last computed
-    std::uint32_t* m_pReturn; ///< as many as blocks
+    std::uint64_t* m_pDone;   ///< a block's number of the values with which it was last computed
+    std::uint64_t* m_pReturn; ///< as many as blocks
     std::uint64_t m_uiWindow;
 };
 

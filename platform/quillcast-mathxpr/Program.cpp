@@ -17,6 +17,9 @@ constinit Logger s_logger("quillcast.math.xpr.Program");
 /// Plans for so many kinds of windows are kept.
 constexpr std::size_t MOST_PLANS = 16;
 
+/// So many unknown names are reported; a script may have tens of thousands.
+constexpr unsigned int MOST_REPORTED = 20;
+
 enum class Visit : std::uint8_t
 {
     NOT_YET,
@@ -176,6 +179,7 @@ bool Program::link(bool in_bComplete)
         return false;
     // What misses something takes along what uses it, at last through the states of earlier windows.
     bool bAll = true;
+    unsigned int uiReported = 0;
     for (bool bAgain = true; bAgain;)
     {
         bAgain = false;
@@ -185,7 +189,7 @@ bool Program::link(bool in_bComplete)
             if (!symbol.m_bLinked || hasAll(symbol))
                 continue;
             if (in_bComplete)
-                reportUnknown(symbol);
+                reportUnknown(symbol, uiReported);
             else
                 symbol.m_bLinked = false;
             bAll = false;
@@ -272,7 +276,7 @@ std::uint32_t Program::getLineOf(const Symbol& in_symbol, std::uint32_t in_uiRef
     return definition.m_uiLine;
 }
 
-void Program::reportUnknown(const Symbol& in_symbol) const
+void Program::reportUnknown(const Symbol& in_symbol, unsigned int& io_uiReported) const
 {
     const Definition& definition = getDefinition(in_symbol);
     const LoadedScript& script = getScriptOf(in_symbol);
@@ -283,7 +287,7 @@ void Program::reportUnknown(const Symbol& in_symbol) const
     for (const std::uint32_t uiReference : vReferences)
     {
         const std::string& strName = m_vSymbols[script.m_vSymbols[uiReference]].m_strName;
-        if (isAvailable(script.m_vSymbols[uiReference]))
+        if (isAvailable(script.m_vSymbols[uiReference]) || ++io_uiReported > MOST_REPORTED)
             continue;
         const std::size_t uiDot = strName.find('.');
         const bool bNoScript = uiDot != std::string::npos && !hasScript(strName.substr(0, uiDot));

@@ -92,7 +92,7 @@ private:
     void define(std::uint32_t in_uiScript, std::uint32_t in_uiDefinition, const std::string& in_strName);
     bool sort();
     bool reportCycle(const std::vector<std::uint32_t>& in_vPath, std::uint32_t in_uiSymbol) const;
-    void reportUnknown(const Symbol& in_symbol) const;
+    void reportUnknown(const Symbol& in_symbol, unsigned int& io_uiReported) const;
     bool isAvailable(std::uint32_t in_uiSymbol) const;
     bool hasAll(const Symbol& in_symbol) const;
     std::uint32_t getLineOf(const Symbol& in_symbol, std::uint32_t in_uiReference) const;

@@ -109,6 +109,8 @@ TEST(BadInputTest, LinkCanLeaveOutWhatIsIncomplete)
 {
     Scripts scripts;
     ASSERT_TRUE(scripts.add("a", "x = other.y\nz = prev(x, 0)\nw = z + 1\ngood = 2"));
+    EXPECT_FALSE(scripts.evaluator.link(true));
+    EXPECT_EQ(scripts.get("a.w"), "unknown");
     ASSERT_TRUE(scripts.evaluator.link(false));
     EXPECT_EQ(scripts.get("a.w"), "unknown");
     EXPECT_EQ(scripts.get("a.good"), "[2]");

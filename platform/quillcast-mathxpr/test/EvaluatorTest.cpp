@@ -1,5 +1,7 @@
 #include "Scripts.h"
 
+#include "test-support/AllocationCounter.h"
+
 #include <filesystem>
 #include <gtest/gtest.h>
 
@@ -86,6 +88,62 @@ TEST(EvaluatorTest, StatesAdvanceOncePerWindow)
     ASSERT_TRUE(pClone->getVariable("audio")->assign({1, 1}));
     EXPECT_EQ(Scripts::get(*pClone, "a.count"), "[4]");
     EXPECT_EQ(scripts.get("a.count"), "[1]");
+}
+
+TEST(EvaluatorTest, NothingIsAllocatedOnceWarm)
+{
+    Scripts scripts;
+    ASSERT_TRUE(scripts.add("a", "t = tone_energy(audio, [500, 1000], 8000)\n"
+                                 "m = log_mel(audio, 4, 8000) + prev(m, 0)\n"
+                                 "x = t[0] > 1 ? [t, audio[argmax(audio)]] : max(m) > 0 ? [1, 2, 3] : t[1]\n"
+                                 "y = sum(m) + sum(t)"));
+    ASSERT_TRUE(scripts.link());
+    const CountedObjPtr<Variable> pX = scripts.evaluator.getVariable("a.x");
+    const CountedObjPtr<Variable> pY = scripts.evaluator.getVariable("a.y");
+    DoubleVector vWindow(200, 0.5);
+    DoubleVector vValue;
+    const auto classify = [&]
+    {
+        return scripts.pAudio->assign(vWindow) && pX->evaluate(vValue) && pY->evaluate(vValue);
+    };
+    ASSERT_TRUE(classify());
+    const Vexalor::Testing::AllocationCounter allocations;
+    for (int i = 0; i < 10; ++i)
+    {
+        vWindow[i] = i;
+        ASSERT_TRUE(classify());
+    }
+    EXPECT_EQ(allocations.getCount(), 0u);
+}
+
+TEST(EvaluatorTest, OnlyTheSideThatIsTakenIsEvaluated)
+{
+    Scripts scripts;
+    // Out of range wherever "far" is needed; needed by two choices and once more inside of one.
+    ASSERT_TRUE(scripts.add("a", "i = audio[0]\n"
+                                 "far = audio[i] + 1\n"
+                                 "safe = i < 2 ? far : -1\n"
+                                 "twice = (i < 2 ? far * 2 : 0) + (i < 1 ? (i < 0.5 ? far : 0) : 10)\n"
+                                 "always = far"));
+    ASSERT_TRUE(scripts.link());
+    const LogCapture log("quillcast.math.xpr");
+    const struct
+    {
+        DoubleVector m_vWindow;
+        const char* m_values[3]; ///< safe, twice, always
+    } WINDOWS[] = {
+        {{0, 5}, {"[1]", "[3]", "[1]"}},      // far = 0 + 1; 1 * 2 + 1
+        {{1, 5}, {"[6]", "[22]", "[6]"}},     // far = 5 + 1; 6 * 2 + 10
+        {{7, 5}, {"[-1]", "[10]", "failed"}}, // 0 + 10
+    };
+    for (const auto& window : WINDOWS)
+    {
+        ASSERT_TRUE(scripts.pAudio->assign(window.m_vWindow));
+        EXPECT_EQ(scripts.get("a.safe"), window.m_values[0]);
+        EXPECT_EQ(scripts.get("a.twice"), window.m_values[1]);
+        EXPECT_EQ(scripts.get("a.always"), window.m_values[2]);
+    }
+    EXPECT_EQ(log.text(), "ERROR a.xpr:2: index out of range or not whole: there are 2 values\n");
 }
 
 TEST(EvaluatorTest, AHandleOutlivesItsEvaluator)
