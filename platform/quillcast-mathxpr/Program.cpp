@@ -76,19 +76,18 @@ bool Program::hasScript(const std::string& in_strName) const
                        [&](const LoadedScript& in_script) { return in_script.m_strName == in_strName; });
 }
 
-bool Program::isFree(const std::string& in_strName) const
+bool Program::isDefined(const std::string& in_strName) const
 {
     const std::uint32_t uiSymbol = find(in_strName);
-    if (uiSymbol != NONE && m_vSymbols[uiSymbol].m_kind != Symbol::Kind::UNKNOWN)
-        return false;
-    return std::none_of(m_vScripts.begin(), m_vScripts.end(),
+    return uiSymbol != NONE && m_vSymbols[uiSymbol].m_kind != Symbol::Kind::UNKNOWN;
+}
+
+bool Program::isFree(const std::string& in_strName) const
+{
+    return !isDefined(in_strName) &&
+           std::none_of(m_vScripts.begin(), m_vScripts.end(),
                         [&](const LoadedScript& in_script)
-                        {
-                            return find(in_script.m_strName + "." + in_strName) != NONE &&
-                                   !in_script.m_strName.empty() &&
-                                   m_vSymbols[find(in_script.m_strName + "." + in_strName)].m_kind !=
-                                       Symbol::Kind::UNKNOWN;
-                        });
+                        { return isDefined(in_script.m_strName + "." + in_strName); });
 }
 
 void Program::define(std::uint32_t in_uiScript, std::uint32_t in_uiDefinition, const std::string& in_strName)

@@ -88,6 +88,7 @@ public:
     std::shared_ptr<const Plan> getPlan(const PlanKey& in_key) const;
 
 private:
+    bool isDefined(const std::string& in_strName) const;
     std::uint32_t intern(const std::string& in_strName);
     void define(std::uint32_t in_uiScript, std::uint32_t in_uiDefinition, const std::string& in_strName);
     bool sort();
