@@ -1,5 +1,5 @@
-// Expression scripts: what is accepted links or is refused, evaluates the same in a clone, again and after a reset,
-// and always comes to an end; the graph is written whole.
+// Expression scripts: what is accepted links or is refused, evaluates the same in a clone, again and after a
+// reset, and always comes to an end; the graph is written whole.
 
 #include "FuzzSupport.h"
 #include "quillcast-mathxpr/Evaluator.h"
@@ -63,6 +63,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* in_data, std::size_t i
     const std::unique_ptr<Evaluator> pClone(evaluator.clone());
     const std::string strFirst = evaluateAll(evaluator, vNames);
     Fuzz::require(evaluateAll(*pClone, vNames) == strFirst, "a clone computes the same");
-    Fuzz::require(evaluator.reset() && evaluateAll(evaluator, vNames) == strFirst, "so does a reset evaluator");
+    Fuzz::require(evaluator.reset() && evaluateAll(evaluator, vNames) == strFirst,
+                  "so does a reset evaluator");
     return 0;
 }
