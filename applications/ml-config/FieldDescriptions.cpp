@@ -10,6 +10,8 @@ namespace
 
 constexpr ClassDescription CLASSES[] = {
     {"MLVectorFileDataGenerator", "patterns of a text pattern file, as they stand there"},
+    {"MLVectorFileDataGenWithFeatureComputer",
+     "patterns of a text pattern file, the features of each input in its place"},
     {"MLBinaryFileDataGenerator", "patterns of a binary pattern file, as they stand there"},
     {"MLAudioFileDataGenerator",
      "patterns of an annotated recording: the features of a window are the input, "
@@ -53,6 +55,7 @@ constexpr const char* WIDEBAND_SET = "MLLowMemoryAudioSetDataGeneratorForWideban
 constexpr const char* AM_SET = "MLLowMemoryAudioSetDataGeneratorForAMToneDetectorConfig";
 constexpr const char* VAD_SET = "MLAudioSetDataGeneratorForVadConfig";
 constexpr const char* TONE_SET = "MLAudioSetDataGenForToneDetectorConfig";
+constexpr const char* VECTORS = "MLVectorFileDataGenWithFeatureComputerConfig";
 constexpr const char* WINDOWS = "LinearAudioWindowerConfig";
 constexpr const char* LOG_MEL = "LogMelFeatureComputer";
 constexpr const char* MFCC = "MfccFeatureComputer";
@@ -86,6 +89,7 @@ constexpr FieldDescription FIELDS[] = {
     {WINDOWS, "m_uiWindowShift", "time from the start of a window to that of the next", "ms"},
     {WINDOWS, "m_iChannel", "channel, counted from 0; -1: the mean of all"},
     {AUDIO, "m_pFeatureComputer", "computes the input of a pattern from a window"},
+    {VECTORS, "m_pFeatureComputer", "computes the input of a pattern from that of the file"},
     {"FeatureComputerSequence", "m_vComputers", "the computers, in the order of their features"},
     {LOG_MEL, "m_config", "its parameters", "", MEL},
     {MFCC, "m_config", "its parameters", "", MFCC_VALUES},

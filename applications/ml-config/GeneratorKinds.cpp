@@ -5,7 +5,7 @@
 #include "MLAudioSetDataGenerators.h"
 #include "MLBinaryFileDataGenerator.h"
 #include "MLDataGeneratorForVad.h"
-#include "MLVectorFileDataGenerator.h"
+#include "MLVectorFileDataGenWithFeatureComputer.h"
 #include "ml-config/ClassNames.h"
 #include "quillcast-core/Logger.h"
 
@@ -59,6 +59,13 @@ DataGeneratorForAMToneDetector::Config makeAMConfig(const GeneratorRequest& in_r
     config.m_uiFreqCarrierTol = in_request.m_uiCarrierTolerance;
     config.m_uiFreqModulatedTol = in_request.m_uiModulationTolerance;
     return config;
+}
+
+CountedObjPtr<DataGenerator> newVectorFileWithFeatures(const GeneratorRequest& in_request)
+{
+    VectorFileDataGenWithFeatureComputer::Config config;
+    config.m_pFeatureComputer = makeAudioConfig(in_request).m_pFeatureComputer;
+    return newConfigured<VectorFileDataGenWithFeatureComputer>(config);
 }
 
 template <class Generator>
@@ -159,6 +166,8 @@ constexpr GeneratorKind KINDS[] = {
      newDefault<AudioSetDataGeneratorForToneDetector>, findToneClassFault},
     {"vector-file", "MLVectorFileDataGenerator", newUnconfigured<VectorFileDataGenerator>,
      newDefault<VectorFileDataGenerator>},
+    {"vector-file-features", "MLVectorFileDataGenWithFeatureComputer", newVectorFileWithFeatures,
+     newDefault<VectorFileDataGenWithFeatureComputer>, nullptr, "", true},
     {"binary-file", "MLBinaryFileDataGenerator", newUnconfigured<BinaryFileDataGenerator>,
      newDefault<BinaryFileDataGenerator>},
 };
@@ -166,13 +175,15 @@ constexpr GeneratorKind KINDS[] = {
 /// What is wrong with features and classes; empty if nothing is.
 std::string findFault(const GeneratorKind& in_kind, const GeneratorRequest& in_request)
 {
-    if (in_kind.m_findClassFault == nullptr)
+    if (!in_kind.hasFeatures())
         return {};
     for (const std::string& strName : in_request.m_vFeatures)
     {
         if (findFeatureKind(strName)->m_bNeedsRate && in_request.m_windows.m_uiSamplingRate == 0)
             return "feature '" + strName + "' needs the rate of the recordings, not 0";
     }
+    if (in_kind.m_findClassFault == nullptr)
+        return {};
     if (in_request.m_vClasses.empty())
         return std::string("generator '") + in_kind.m_name + "' needs classes, see --help";
     return in_kind.m_findClassFault(in_request.m_vClasses);

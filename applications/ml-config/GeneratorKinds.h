@@ -42,6 +42,9 @@ struct GeneratorKind
     /// reads no recordings.
     std::string (*m_findClassFault)(const StringVector&) = nullptr;
     const char* m_usualClasses = ""; ///< joined by commas; empty: they must be given
+    bool m_bFeaturesOfFile = false;  ///< features of something else than recordings
+
+    bool hasFeatures() const { return m_findClassFault != nullptr || m_bFeaturesOfFile; }
 };
 
 std::span<const GeneratorKind> getGeneratorKinds();

@@ -5,7 +5,7 @@
 #include "MLAudioSetDataGenerators.h"
 #include "MLBinaryFileDataGenerator.h"
 #include "MLScalingDataGenerator.h"
-#include "MLVectorFileDataGenerator.h"
+#include "MLVectorFileDataGenWithFeatureComputer.h"
 #include "ml-config/ClassNames.h"
 
 #include <algorithm>
@@ -19,6 +19,7 @@ namespace
 {
 
 constexpr std::uint32_t USUAL_RATE = 8000;
+constexpr std::size_t USUAL_WINDOW = 200;
 /// Values that a trial may compute and keep in tables; far more than any sensible feature needs.
 constexpr double MAX_TRIAL_COST = 1 << 24;
 
@@ -71,6 +72,26 @@ double estimateCost(const ConfigurationEntries& in_entries, std::size_t in_uiWin
     for (const double dCepstra : findNumbers(in_entries, "m_uiNbCepstra"))
         dCost += dCepstra * dMostBands;
     return dCost;
+}
+
+/// How many features a window of silence has; 0, with the fault, when they cannot be computed.
+std::size_t countFeatures(const CloneableObjPtr<FeatureComputer>& in_pComputer,
+                          const ConfigurationEntries& in_entries, std::size_t in_uiWindow,
+                          std::string& out_strFault)
+{
+    const CloneableObjPtr<FeatureComputer> pComputer = in_pComputer;
+    auto* pInputs = dynamic_cast<FeatureComputerWithInputs*>(pComputer.get());
+    DoubleVector vFeatures;
+    if (pComputer.isNull())
+        out_strFault = "there is no feature computer";
+    else if (estimateCost(in_entries, in_uiWindow) > MAX_TRIAL_COST)
+        out_strFault = "windows and features are too large to be tried";
+    else if (const DoubleVector vSilence(in_uiWindow);
+             pInputs == nullptr || !pInputs->setInput("audio", vSilence) ||
+             !pInputs->computeFeatures(vFeatures) || vFeatures.empty())
+        out_strFault =
+            "the features of a window of " + countOf(in_uiWindow, "sample") + " cannot be computed";
+    return vFeatures.size();
 }
 
 /// A generator that reads recordings, and what it makes of the classes that its configuration names.
@@ -192,27 +213,11 @@ private:
 
     void tryFeatures()
     {
-        if (m_config.m_pFeatureComputer.isNull())
-        {
-            m_outlook.m_strFault = "there is no feature computer";
-            return;
-        }
-        if (estimateCost(m_entries, m_size.m_uiLength) > MAX_TRIAL_COST)
-        {
-            m_outlook.m_strFault = "windows and features are too large to be tried";
-            return;
-        }
-        const CloneableObjPtr<FeatureComputer> pComputer = m_config.m_pFeatureComputer;
-        auto* pInputs = dynamic_cast<FeatureComputerWithInputs*>(pComputer.get());
-        const DoubleVector vSilence(m_size.m_uiLength);
-        DoubleVector vFeatures;
-        if (pInputs == nullptr || !pInputs->setInput("audio", vSilence) ||
-            !pInputs->computeFeatures(vFeatures) || vFeatures.empty())
-            m_outlook.m_strFault = "the features of a window cannot be computed";
-        else
+        const std::size_t uiFeatures =
+            countFeatures(m_config.m_pFeatureComputer, m_entries, m_size.m_uiLength, m_outlook.m_strFault);
+        if (m_outlook.m_strFault.empty())
             m_outlook.m_strPatterns =
-                countOfEach(vFeatures.size() + m_view.m_uiFurtherInputs, m_view.countTargets()) +
-                " a pattern";
+                countOfEach(uiFeatures + m_view.m_uiFurtherInputs, m_view.countTargets()) + " a pattern";
     }
 
     void remark(std::string in_strText) { m_outlook.m_vRemarks.push_back(std::move(in_strText)); }
@@ -224,6 +229,20 @@ private:
     WindowSize m_size;
     GeneratorOutlook m_outlook;
 };
+
+/// The file tells how long its windows are; they are tried with a usual length.
+GeneratorOutlook examineFeaturesOfFile(const VectorFileDataGenWithFeatureComputer::Config& in_config,
+                                       const ConfigurationEntries& in_entries)
+{
+    GeneratorOutlook outlook;
+    const std::size_t uiFeatures =
+        countFeatures(in_config.m_pFeatureComputer, in_entries, USUAL_WINDOW, outlook.m_strFault);
+    if (outlook.m_strFault.empty())
+        outlook.m_strPatterns = countOf(uiFeatures, "input") + " a pattern, from windows of " +
+                                countOf(USUAL_WINDOW, "sample") +
+                                " in the pattern file, and the targets of the file";
+    return outlook;
+}
 
 bool isFinite(const DoubleVector& in_vVector)
 {
@@ -275,6 +294,8 @@ GeneratorOutlook examineGenerator(const DataGenerator& in_generator, const Confi
             outlook.m_vRemarks.push_back(strRemark);
         return outlook;
     }
+    if (const auto* pFeatures = dynamic_cast<const VectorFileDataGenWithFeatureComputer*>(&in_generator))
+        return examineFeaturesOfFile(pFeatures->getConfig(), in_entries);
     if (dynamic_cast<const VectorFileDataGenerator*>(&in_generator) != nullptr ||
         dynamic_cast<const BinaryFileDataGenerator*>(&in_generator) != nullptr)
         outlook.m_strPatterns = "inputs and targets of the sizes that the pattern file has";

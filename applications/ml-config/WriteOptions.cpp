@@ -18,9 +18,9 @@ namespace
 constexpr ConfigOption OPTIONS[] = {
     {"generator", "KIND", "kind of generator, audio unless given:", ""},
     {"library", "NAME", "plug-in library that is loaded before the generator is created", "", true},
-    {"feature", "KIND",
-     "what makes the input of a pattern, log-mel unless given; repeated, side by side:", "audio", true},
-    {"rate", "HZ", "rate of the recordings, 8000 unless given; 0: any", "audio"},
+    {"feature", "KIND", "what makes the input of a pattern, log-mel unless given; repeated, side by side:",
+     "audio vector-file-features", true},
+    {"rate", "HZ", "rate of the recordings, 8000 unless given; 0: any", "audio vector-file-features"},
     {"window", "MS", "length of a window, 25 unless given", "audio"},
     {"shift", "MS", "time from the start of a window to that of the next, 10 unless given", "audio"},
     {"channel", "N", "channel, counted from 0, or mean, the default: the mean of all", "audio"},
@@ -76,14 +76,14 @@ bool isUsed(const ConfigOption& in_option, const GeneratorRequest& in_request)
     std::istringstream users(in_option.m_users);
     std::string strUser;
     bool bForAll = true;
-    const bool bAudio = findGeneratorKind(in_request.m_strKind)->m_findClassFault != nullptr;
+    const GeneratorKind& kind = *findGeneratorKind(in_request.m_strKind);
+    const bool bAudio = kind.m_findClassFault != nullptr;
     while (users >> strUser)
     {
         bForAll = false;
         const StringVector& vFeatures = in_request.m_vFeatures;
-        if (strUser == in_request.m_strKind ||
-            (bAudio && (strUser == "audio" ||
-                        std::find(vFeatures.begin(), vFeatures.end(), strUser) != vFeatures.end())))
+        if (strUser == in_request.m_strKind || (bAudio && strUser == "audio") ||
+            (kind.hasFeatures() && std::find(vFeatures.begin(), vFeatures.end(), strUser) != vFeatures.end()))
             return true;
     }
     return bForAll;

@@ -67,7 +67,7 @@ bool VectorFileDataGenerator::readLine()
     if (!nextPatternLine())
         return false;
     ++m_uiLine;
-    if (!parseInput())
+    if (!parseInput() || !makeInput_i(m_bResetPending, m_vInput))
     {
         QC_WARN("MachineLearning::VectorFileDataGenerator::readLine : failed to parse line "
                 << m_uiLine << " of file " << m_strFilename << ". Ignoring");

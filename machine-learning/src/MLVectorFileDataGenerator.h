@@ -32,6 +32,10 @@ protected:
     /// could be used; whether there is a pattern is another matter.
     bool readLine();
 
+    /// Turns the input of a line, as it was read, into that of the pattern. False, with the reason logged,
+    /// when the line is to be skipped. Without a derived class it stays as it is.
+    virtual bool makeInput_i(bool /*in_bNewSequence*/, DoubleVector& /*io_vInput*/) { return true; }
+
 private:
     friend class boost::serialization::access;
     template <class Archive>

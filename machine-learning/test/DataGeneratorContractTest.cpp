@@ -10,7 +10,7 @@
 #include "MLDataGeneratorFactory.h"
 #include "MLInMemoryDataGenerator.h"
 #include "MLScalingDataGenerator.h"
-#include "MLVectorFileDataGenerator.h"
+#include "MLVectorFileDataGenWithFeatureComputer.h"
 #include "quillcast-infra/DynLibsLoader.h"
 #include "quillcast-math/AudioFeatureComputers.h"
 #include "test-support/CountingResettable.h"
@@ -74,6 +74,20 @@ Generator newVectorFileGenerator(const Testing::TempDir& in_folder)
     const CountedObjPtr<VectorFileDataGenerator> pGenerator(new VectorFileDataGenerator);
     const std::string strFile =
         in_folder.write("patterns", "[1 2] [1]\nreset\n[3 4] []\nno pattern\n[5 6] [0]\nreset\n[7 8] [1]\n");
+    pGenerator->setCurrentFilename(strFile.c_str());
+    return pGenerator;
+}
+
+/// The energies of the inputs; a line without a window is skipped.
+Generator newFeatureFileGenerator(const Testing::TempDir& in_folder)
+{
+    VectorFileDataGenWithFeatureComputer::Config config;
+    config.m_pFeatureComputer = CloneableObjPtr<FeatureComputer>(new EnergyFeatureComputer);
+    const CountedObjPtr<VectorFileDataGenWithFeatureComputer> pGenerator(
+        new VectorFileDataGenWithFeatureComputer);
+    EXPECT_TRUE(pGenerator->configure(config));
+    const std::string strFile =
+        in_folder.write("patterns", "[1 2] [1]\nreset\n[3] []\nreset\n[] [0]\n[5 6] [0]\n");
     pGenerator->setCurrentFilename(strFile.c_str());
     return pGenerator;
 }
@@ -159,6 +173,7 @@ Generator newScriptedGenerator(const Testing::TempDir&)
 
 const GeneratorRow GENERATORS[] = {
     {"VectorFile", newVectorFileGenerator, 4, 3, 3},
+    {"FeatureFile", newFeatureFileGenerator, 3, 2, 3},
     {"BinaryFile", newBinaryFileGenerator, 4, 2, 3},
     {"AudioFile", newAudioGenerator, 98, 98, 1},
     {"Plugin", newPluginGenerator, 3, 3, 1, true},

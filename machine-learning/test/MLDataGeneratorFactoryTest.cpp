@@ -2,7 +2,7 @@
 #include "MLAudioFileDataGenerator.h"
 #include "MLInMemoryDataGenerator.h"
 #include "MLScalingDataGenerator.h"
-#include "MLVectorFileDataGenerator.h"
+#include "MLVectorFileDataGenWithFeatureComputer.h"
 #include "quillcast-core/CheckedXmlInputArchive.h"
 #include "quillcast-core/ExceptionWithMsg.h"
 #include "quillcast-core/SerializationArchives.h"
@@ -18,7 +18,7 @@
 #include "test-support/TempDir.h"
 
 #include <cmath>
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 #include <limits>
 #include <sstream>
 
@@ -141,11 +141,42 @@ TEST_F(FactoryTest, AudioGeneratorIsSavedAsItsGolden)
     EXPECT_EQ(saved({}, *pGenerator), readFile(strFile));
 }
 
+TEST_F(FactoryTest, PatternFileWithFeaturesIsSavedAsItsGolden)
+{
+    VectorFileDataGenWithFeatureComputer generator;
+    VectorFileDataGenWithFeatureComputer::Config config;
+    EXPECT_FALSE(generator.configure(config)) << "no computer";
+    EXPECT_FALSE(generator.gotoStart());
+    EXPECT_FALSE(generator.configure(makeAudioConfig())) << "of another generator";
+    config.m_pFeatureComputer = CloneableObjPtr<FeatureComputer>(new EnergyFeatureComputer);
+    ASSERT_TRUE(generator.configure(config));
+    const std::string strFile = GOLDENS + "VectorFileDataGenWithFeatureComputer.xml";
+    EXPECT_EQ(saved({}, generator), readFile(strFile));
+
+    const CountedObjPtr<DataGenerator> pGenerator(loadDataGenerator(strFile.c_str()));
+    ASSERT_FALSE(pGenerator.isNull());
+    EXPECT_EQ(saved({}, *pGenerator), readFile(strFile));
+    pGenerator.dynamicCast<FileDataGenerator>()->setCurrentFilename(
+        m_folder.write("patterns", "[1 2] [3 4]\n[] [5]\n[nan]\n[3]\n").c_str());
+    DoubleVector vPattern;
+    LogCapture log("quillcast.ml.generator.VectorFileDataGenerator", LogLevel::WARN);
+    ASSERT_TRUE(pGenerator->gotoStart() && pGenerator->generateNext());
+    EXPECT_TRUE(pGenerator->getInput(vPattern) && vPattern == DoubleVector{5}) << vPattern;
+    EXPECT_TRUE(pGenerator->getTarget(vPattern) && vPattern == (DoubleVector{3, 4})) << vPattern;
+    ASSERT_TRUE(pGenerator->generateNext() && pGenerator->getInput(vPattern));
+    EXPECT_TRUE(std::isnan(vPattern[0]));
+    EXPECT_THAT(log.text(), testing::HasSubstr("failed to parse line 2 of file "));
+    ASSERT_TRUE(pGenerator->generateNext() && pGenerator->getInput(vPattern));
+    EXPECT_EQ(vPattern, DoubleVector{9});
+    EXPECT_FALSE(pGenerator->generateNext());
+}
+
 TEST_F(FactoryTest, StockArchivesReadGoldens)
 {
     ASSERT_FALSE(create(GOLDENS + "RampGenerator.xml").isNull());
     for (const char* file : {"AudioFileDataGenerator.xml", "BinaryFileDataGenerator.xml", "RampGenerator.xml",
-                             "ScalingDataGenerator.xml", "VectorFileDataGenerator.xml"})
+                             "ScalingDataGenerator.xml", "VectorFileDataGenWithFeatureComputer.xml",
+                             "VectorFileDataGenerator.xml"})
     {
         std::unique_ptr<DataGenerator> pGenerator;
         StringVector vLibNames;
@@ -342,5 +373,5 @@ TEST(ClassKeyTest, RegistryHoldsTheDocumentedTable)
             strLine.ends_with("| yes |") ? ClassKeyState::CREATABLE : ClassKeyState::ABSTRACT;
         EXPECT_EQ(getClassKeyState(strKey.c_str()), expected) << strKey;
     }
-    EXPECT_EQ(uiKeys, 39U);
+    EXPECT_EQ(uiKeys, 41U);
 }

@@ -90,6 +90,8 @@ TEST_F(MlConfigTest, WhatIsWrittenLoadsAndEqualsItselfWhenSaved)
     const std::vector<std::string> CASES[] = {
         {},
         {"--generator", "vector-file"},
+        {"--generator", "vector-file-features", "--rate", "16000", "--feature", "tones", "--frequency",
+         "697"},
         {"--generator", "binary-file"},
         {"--generator", "wideband"},
         {"--generator", "am", "--class", "AM:1000:20", "--carrier-tolerance", "7", "--modulation-tolerance",
@@ -250,6 +252,9 @@ TEST_F(MlConfigTest, RefusesWhatCannotWork)
         {{"--generator", "audi"}, "there is no generator 'audi'"},
         {{"--feature", "mel"}, "there is no feature 'mel'"},
         {{"--generator", "vector-file", "--rate", "8000"}, "option '--rate' is only for: audio"},
+        {{"--generator", "vector-file-features", "--window", "20"}, "option '--window' is only for: audio"},
+        {{"--generator", "vector-file-features", "--feature", "tones"}, "m_vFrequencies is empty"},
+        {{"--generator", "vector-file-features", "--rate", "0"}, "feature 'log-mel' needs the rate"},
         {{"--feature", "energy", "--bands", "8"}, "option '--bands' is only for: log-mel mfcc"},
         {{"--frequency", "1000"}, "option '--frequency' is only for: tones"},
         {{"--rate", "-8000"}, "option '--rate': '-8000' is no number"},
@@ -413,7 +418,7 @@ TEST_F(MlConfigTest, ExplainRefusesWhatIsNoUsableConfiguration)
         {"text.xml", "text.xml: line 2: "},
         {"cut.xml", "cut.xml: line "},
         {"number.xml", "element 'm_uiNbBands': '-24' is not a whole number"},
-        {"bands.xml", "the features of a window cannot be computed"},
+        {"bands.xml", "the features of a window of 200 samples cannot be computed"},
         {"table.xml", "too large to be tried"},
         {"windows.xml", "Unable to configure data generator with deserialized config"},
     };
