@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <unordered_map>
 
 namespace Vexalor::Math::Xpr
 {
@@ -131,16 +132,26 @@ bool Core::makeReady()
 /// value.
 void Core::keepStates(const Plan& in_earlier, const std::vector<double>& in_vEarlier)
 {
+    std::unordered_multimap<std::uint32_t, const Plan::State*> earlierStates;
+    for (const Plan::State& earlier : in_earlier.m_vStates)
+        earlierStates.emplace(earlier.m_uiSymbol, &earlier);
     for (const Plan::State& state : m_pPlan->m_vStates)
-        for (const Plan::State& earlier : in_earlier.m_vStates)
-        {
-            const std::size_t uiBytes = state.m_slot.m_uiSize * sizeof(double);
-            if (earlier.m_uiSymbol == state.m_uiSymbol && earlier.m_slot.m_uiSize == state.m_slot.m_uiSize &&
-                std::memcmp(in_earlier.m_vImage.data() + earlier.m_slot.m_uiAt,
-                            m_pPlan->m_vImage.data() + state.m_slot.m_uiAt, uiBytes) == 0)
-                std::memcpy(m_vValues.data() + state.m_slot.m_uiAt,
-                            in_vEarlier.data() + earlier.m_slot.m_uiAt, uiBytes);
-        }
+    {
+        const std::size_t uiBytes = state.m_slot.m_uiSize * sizeof(double);
+        const auto [itFirst, itEnd] = earlierStates.equal_range(state.m_uiSymbol);
+        const auto itSame =
+            std::find_if(itFirst, itEnd,
+                         [&](const auto& in_entry)
+                         {
+                             const Slot& slot = in_entry.second->m_slot;
+                             return slot.m_uiSize == state.m_slot.m_uiSize &&
+                                    std::memcmp(in_earlier.m_vImage.data() + slot.m_uiAt,
+                                                m_pPlan->m_vImage.data() + state.m_slot.m_uiAt, uiBytes) == 0;
+                         });
+        if (itSame != itEnd)
+            std::memcpy(m_vValues.data() + state.m_slot.m_uiAt,
+                        in_vEarlier.data() + itSame->second->m_slot.m_uiAt, uiBytes);
+    }
 }
 
 bool Core::runBlock(std::uint32_t in_uiBlock)

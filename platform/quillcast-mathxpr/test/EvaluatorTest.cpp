@@ -65,6 +65,7 @@ TEST(EvaluatorTest, StatesAdvanceOncePerWindow)
 {
     Scripts scripts;
     ASSERT_TRUE(scripts.add("a", "count = prev(count, 0) + 1\n"
+                                 "later = 100 + count\n"
                                  "last = prev(audio, -1)\n"
                                  "smooth = 0.5 * prev(smooth, 0) + 0.5 * audio\n"));
     ASSERT_TRUE(scripts.link());
@@ -79,6 +80,7 @@ TEST(EvaluatorTest, StatesAdvanceOncePerWindow)
     ASSERT_TRUE(scripts.pAudio->assign({0, 0}));
     EXPECT_EQ(scripts.get("a.count"), "[3]");
     EXPECT_EQ(scripts.get("a.last"), "[8 6]");
+    EXPECT_EQ(scripts.get("a.later"), "[103]");     // asked for the first time, which makes a new plan
     EXPECT_EQ(scripts.get("a.smooth"), "[2.25 2]"); // ((0 + 1) / 2 + 8 / 2) / 2, ((0 + 2) / 2 + 6 / 2) / 2
 
     const std::unique_ptr<Evaluator> pClone(scripts.evaluator.clone());
