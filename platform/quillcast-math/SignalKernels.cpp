@@ -13,6 +13,7 @@ namespace Vexalor::SignalKernels
 namespace
 {
 
+using Lanes::Eight;
 using Lanes::Four;
 using Lanes::Two;
 using Lanes::WIDTH;
@@ -224,6 +225,12 @@ QC_WIDE void multiplyWide(const double* in_pVector, const double* in_pMatrix, st
     multiply_i<Four>(in_pVector, in_pMatrix, in_uiRows, in_uiColumns, out_pProduct);
 }
 
+QC_WIDEST void multiplyWidest(const double* in_pVector, const double* in_pMatrix, std::size_t in_uiRows,
+                              std::size_t in_uiColumns, double* out_pProduct)
+{
+    multiply_i<Eight>(in_pVector, in_pMatrix, in_uiRows, in_uiColumns, out_pProduct);
+}
+
 QC_WIDE double weightedSumWide(const double* in_pValues, const double* in_pWeights, std::size_t in_uiSize)
 {
     return weightedSum_i<Four>(in_pValues, in_pWeights, in_uiSize);
@@ -275,7 +282,9 @@ void emphasiseAndTaper(const double* in_pValues, const double* in_pTaper, std::s
 void multiply(const double* in_pVector, const double* in_pMatrix, std::size_t in_uiRows,
               std::size_t in_uiColumns, double* out_pProduct)
 {
-    if (Lanes::isWide())
+    if (Lanes::getRegisters() == Lanes::Registers::WIDEST)
+        multiplyWidest(in_pVector, in_pMatrix, in_uiRows, in_uiColumns, out_pProduct);
+    else if (Lanes::isWide())
         multiplyWide(in_pVector, in_pMatrix, in_uiRows, in_uiColumns, out_pProduct);
     else
         multiply_i<Two>(in_pVector, in_pMatrix, in_uiRows, in_uiColumns, out_pProduct);

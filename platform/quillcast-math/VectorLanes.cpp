@@ -1,5 +1,6 @@
 #include "quillcast-math/VectorLanes.h"
 
+#include <algorithm>
 #include <atomic>
 
 namespace Vexalor::Lanes
@@ -8,30 +9,32 @@ namespace Vexalor::Lanes
 namespace
 {
 
-bool canBeWide()
+Registers findRegisters()
 {
 #if defined(__x86_64__)
     __builtin_cpu_init();
-    return __builtin_cpu_supports("avx2");
+    if (__builtin_cpu_supports("avx512f"))
+        return Registers::WIDEST;
+    return __builtin_cpu_supports("avx2") ? Registers::WIDE : Registers::ANY;
 #else
-    return false;
+    return Registers::ANY;
 #endif
 }
 
 // Constant until the static initialiser below runs: who computes earlier gets the same bits.
-constinit std::atomic<bool> s_bWide{false};
-[[maybe_unused]] const bool s_bInitialised = (setWide(true), true);
+constinit std::atomic<Registers> s_registers{Registers::ANY};
+[[maybe_unused]] const bool s_bInitialised = (setRegisters(Registers::WIDEST), true);
 
 } // namespace
 
-bool isWide()
+Registers getRegisters()
 {
-    return s_bWide.load(std::memory_order_relaxed);
+    return s_registers.load(std::memory_order_relaxed);
 }
 
-bool setWide(bool in_bWide)
+Registers setRegisters(Registers in_widest)
 {
-    return s_bWide.exchange(in_bWide && canBeWide(), std::memory_order_relaxed);
+    return s_registers.exchange(std::min(in_widest, findRegisters()), std::memory_order_relaxed);
 }
 
 } // namespace Vexalor::Lanes

@@ -4,21 +4,35 @@
 
 /// Explicit vector lanes for the kernels of this component; private to its source files.
 ///
-/// A kernel is written once, as a template over the vector type, and compiled twice: for any processor and
-/// for those with wide registers. Each lane does the same operations in the same order in both, and nothing
-/// is contracted or reordered, so the results are the same bits everywhere. A sum is spread over a number of
-/// lanes that the kernel states, not the register.
+/// A kernel is written once, as a template over the vector type, and compiled for any processor and for those
+/// with wide registers, some also for the widest. Each lane does the same operations in the same order in
+/// all, and nothing is contracted or reordered, so the results are the same bits everywhere. A sum is spread
+/// over a number of lanes that the kernel states, not the register.
 namespace Vexalor::Lanes
 {
 
 typedef double Two __attribute__((vector_size(16)));
 typedef double Four __attribute__((vector_size(32)));
+typedef double Eight __attribute__((vector_size(64)));
 
-/// True when the kernels may use the wide variant: x86-64 with AVX2.
-bool isWide();
-/// Chooses the variant, for tests; a processor that has no wide registers keeps the other one. Returns the
+/// The registers of a variant.
+enum class Registers
+{
+    ANY,
+    WIDE,  ///< 256 bits: x86-64 with AVX2
+    WIDEST ///< 512 bits: x86-64 with AVX-512
+};
+
+/// The widest that the kernels may use.
+Registers getRegisters();
+/// Chooses them, for tests; a processor takes the widest that it has and that are allowed. Returns the
 /// earlier choice.
-bool setWide(bool in_bWide);
+Registers setRegisters(Registers in_widest);
+
+inline bool isWide()
+{
+    return getRegisters() != Registers::ANY;
+}
 
 /// Number of lanes; a plain double is a vector of one.
 template <class Vector>
@@ -41,6 +55,12 @@ template <>
 struct Memory<Four>
 {
     typedef double Type __attribute__((vector_size(32), aligned(8), may_alias));
+};
+
+template <>
+struct Memory<Eight>
+{
+    typedef double Type __attribute__((vector_size(64), aligned(8), may_alias));
 };
 
 /// As many unsigned integers of the same width.
@@ -131,9 +151,12 @@ template <class Vector>
 
 } // namespace Vexalor::Lanes
 
-/// Marks the wide variant of a kernel, which only runs when Lanes::isWide().
+/// Marks the wide variant of a kernel, which only runs when Lanes::isWide(), and the widest, which needs
+/// Registers::WIDEST.
 #if defined(__x86_64__)
 #define QC_WIDE __attribute__((target("avx2")))
+#define QC_WIDEST __attribute__((target("avx512f")))
 #else
 #define QC_WIDE
+#define QC_WIDEST
 #endif

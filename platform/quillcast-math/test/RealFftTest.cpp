@@ -67,7 +67,7 @@ TEST(RealFftTest, AgreesWithTheDirectTransformAtEverySize)
 
 TEST(RealFftTest, WideVariantGivesTheSameBits)
 {
-    const bool bEarlier = Lanes::setWide(true);
+    const Lanes::Registers earlier = Lanes::setRegisters(Lanes::Registers::WIDEST);
     if (!Lanes::isWide())
         GTEST_SKIP() << "this processor has no wide registers";
     RealFft fft;
@@ -79,13 +79,13 @@ TEST(RealFftTest, WideVariantGivesTheSameBits)
         ASSERT_TRUE(fft.setSize(uiSize));
         std::vector<double> vWide(uiSize / 2 + 1);
         std::vector<double> vNarrow(uiSize / 2 + 1);
-        Lanes::setWide(true);
+        Lanes::setRegisters(Lanes::Registers::WIDEST);
         fft.powerSpectrum(vValues.data(), vWide.data());
-        Lanes::setWide(false);
+        Lanes::setRegisters(Lanes::Registers::ANY);
         fft.powerSpectrum(vValues.data(), vNarrow.data());
         EXPECT_EQ(vWide, vNarrow) << uiSize;
     }
-    Lanes::setWide(bEarlier);
+    Lanes::setRegisters(earlier);
 }
 
 TEST(RealFftTest, LargestSizeKeepsItsPrecision)

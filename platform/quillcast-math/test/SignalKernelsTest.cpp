@@ -81,9 +81,9 @@ TEST(SignalKernelsTest, SumsFollowTheStatedOrder)
     EXPECT_EQ(SignalKernels::weightedSum(v.data(), v.data() + 8, 8), (s[0] + s[2]) + (s[1] + s[3]));
 }
 
-TEST(SignalKernelsTest, WideVariantGivesTheSameBits)
+TEST(SignalKernelsTest, EveryVariantGivesTheSameBits)
 {
-    const bool bEarlier = Lanes::setWide(true);
+    const Lanes::Registers earlier = Lanes::setRegisters(Lanes::Registers::WIDEST);
     if (!Lanes::isWide())
         GTEST_SKIP() << "this processor has no wide registers";
     for (const std::size_t uiSize : {0, 1, 2, 3, 4, 5, 31, 200})
@@ -91,15 +91,18 @@ TEST(SignalKernelsTest, WideVariantGivesTheSameBits)
         std::vector<double> vValues = randomValues(uiSize, 3);
         if (uiSize > 10)
             vValues[uiSize / 2] = std::numeric_limits<double>::infinity();
-        Lanes::setWide(true);
-        const std::vector<double> vWide = allResults(vValues);
-        Lanes::setWide(false);
+        Lanes::setRegisters(Lanes::Registers::ANY);
         const std::vector<double> vNarrow = allResults(vValues);
-        for (std::size_t i = 0; i < vWide.size(); ++i)
-            ASSERT_TRUE(vWide[i] == vNarrow[i] || (std::isnan(vWide[i]) && std::isnan(vNarrow[i])))
-                << uiSize << ' ' << i;
+        for (const auto registers : {Lanes::Registers::WIDE, Lanes::Registers::WIDEST})
+        {
+            Lanes::setRegisters(registers);
+            const std::vector<double> vWide = allResults(vValues);
+            for (std::size_t i = 0; i < vWide.size(); ++i)
+                ASSERT_TRUE(vWide[i] == vNarrow[i] || (std::isnan(vWide[i]) && std::isnan(vNarrow[i])))
+                    << uiSize << ' ' << i;
+        }
     }
-    Lanes::setWide(bEarlier);
+    Lanes::setRegisters(earlier);
 }
 
 TEST(SignalKernelsTest, SignsOfZeroAndNan)

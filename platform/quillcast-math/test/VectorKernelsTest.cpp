@@ -102,14 +102,14 @@ void expectFormula(const Case& in_case, std::size_t in_uiSize, std::size_t in_ui
         for (std::size_t i = 0; i < in_uiSize; ++i)
             in_case.m_component(VECTORS[uiVector][i], MEANS[i], vFirst[i], vSecond[i]);
     }
-    for (const bool bWide : {false, true})
+    for (const auto registers : {Lanes::Registers::ANY, Lanes::Registers::WIDE})
     {
-        Lanes::setWide(bWide);
+        Lanes::setRegisters(registers);
         Values vFirstResult = makeValues(2);
         Values vSecondResult = makeValues(3);
         in_case.m_kernel(vVectors, in_uiSize, vFirstResult, vSecondResult);
-        EXPECT_EQ(bits(vFirstResult), bits(vFirst)) << bWide;
-        EXPECT_EQ(bits(vSecondResult), bits(vSecond)) << bWide;
+        EXPECT_EQ(bits(vFirstResult), bits(vFirst)) << static_cast<int>(registers);
+        EXPECT_EQ(bits(vSecondResult), bits(vSecond)) << static_cast<int>(registers);
     }
 }
 
@@ -117,10 +117,10 @@ void expectFormula(const Case& in_case, std::size_t in_uiSize, std::size_t in_ui
 
 TEST(VectorKernelsTest, EveryVariantGivesTheBitsOfTheFormula)
 {
-    const bool bEarlier = Lanes::isWide();
+    const Lanes::Registers earlier = Lanes::getRegisters();
     for (const Case& test : CASES)
         for (std::size_t uiSize = 0; uiSize <= MAX_SIZE; ++uiSize)
             for (std::size_t uiNbVectors = 0; uiNbVectors <= NB_VECTORS; ++uiNbVectors)
                 expectFormula(test, uiSize, uiNbVectors);
-    Lanes::setWide(bEarlier);
+    Lanes::setRegisters(earlier);
 }
