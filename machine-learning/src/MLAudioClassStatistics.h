@@ -14,6 +14,9 @@ namespace Vexalor::MachineLearning
 /// How much of each class streams delivered; passes over several recordings add up.
 struct AudioClassStatistics
 {
+    /// The class of the time that no other class covers.
+    static constexpr const char* OTHER = "OTHER";
+
     struct Row
     {
         std::string m_strClass;

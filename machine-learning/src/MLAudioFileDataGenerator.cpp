@@ -1,17 +1,13 @@
 #include "MLAudioFileDataGenerator.h"
 
 #include "quillcast-audio/AnnotatedFile.h"
-#include "quillcast-audio/ToneAnnotations.h"
 #include "quillcast-core/Assertion.h"
-#include "quillcast-core/BoostRegex.h"
 #include "quillcast-core/SerializationArchives.h"
 
 #include <algorithm>
 #include <fstream>
 #include <limits>
-#include <optional>
 #include <ostream>
-#include <string_view>
 #include <typeinfo>
 
 namespace Vexalor::MachineLearning
@@ -22,22 +18,13 @@ namespace
 
 constinit Logger s_logger("quillcast.ml.generator.AudioFileDataGenerator");
 
-constexpr std::string_view OTHER_CLASS = "OTHER";
-
 bool hasOtherClass(const StringVector& in_vClasses)
 {
-    return std::find(in_vClasses.begin(), in_vClasses.end(), OTHER_CLASS) != in_vClasses.end();
+    return std::find(in_vClasses.begin(), in_vClasses.end(), AudioClassStatistics::OTHER) !=
+           in_vClasses.end();
 }
 
 } // namespace
-
-/// The expression of one class, compiled once a file; without m_regex it could not be.
-struct AudioFileDataGenerator::ClassRegex
-{
-    std::string m_strClass;
-    std::string m_strExpression;
-    std::optional<BoostRegex> m_regex;
-};
 
 AudioFileDataGenerator::AudioFileDataGenerator()
 {
@@ -93,7 +80,7 @@ bool AudioFileDataGenerator::setCurrentFilename(const char* in_filename)
     logTimeEvents();
     m_uiTargetSize = static_cast<std::uint32_t>(m_vEventVecPtr.size() + (m_bClassesAreExhaustive ? 0 : 1));
     m_vTarget.reserve(m_uiTargetSize);
-    m_vClassPatterns.assign(m_uiTargetSize, 0);
+    m_statistics.start(m_uiTargetSize);
     m_bFileSet = true;
     return true;
 }
@@ -120,7 +107,7 @@ bool AudioFileDataGenerator::openRecording(const char* in_filename, EventVectors
     }
     m_dEffectiveMaxAudioTime =
         m_config.m_dMaxAudioTime == 0.0 ? std::numeric_limits<double>::max() : m_config.m_dMaxAudioTime;
-    compileRegexes();
+    m_matcher.clear();
     if (!buildTimeEventVector(m_config.m_vClasses, annotatedFile.getAnnotations(), m_strFilename,
                               out_vEventVecPtr))
     {
@@ -151,9 +138,10 @@ bool AudioFileDataGenerator::buildTimeEventVector(const StringVector& in_vClasse
     out_vEventVecPtr.clear();
     for (const std::string& strClass : in_vClasses)
     {
-        if (strClass == OTHER_CLASS)
+        if (strClass == AudioClassStatistics::OTHER)
             continue;
         QC_LOG_TRACE("Looking for event of type " << strClass << " in file " << in_strFilename);
+        setExpression(strClass);
         const CountedObjPtr<TimeEventVector> pEvents(newTimeEventVector_i(strClass.c_str()));
         if (!addAnnotations(*pEvents, in_vAnnotations, strClass, in_strFilename))
         {
@@ -186,67 +174,20 @@ bool AudioFileDataGenerator::getRegexForClass(const char* in_class, std::string&
     return true;
 }
 
-void AudioFileDataGenerator::compileRegexes()
+void AudioFileDataGenerator::setExpression(const std::string& in_strClass)
 {
-    m_vClassRegex.clear();
-    for (const std::string& strClass : m_config.m_vClasses)
-    {
-        ClassRegex& classRegex = m_vClassRegex.emplace_back();
-        classRegex.m_strClass = strClass;
-        if (!getRegexForClass(strClass.c_str(), classRegex.m_strExpression))
-            continue;
-        try
-        {
-            classRegex.m_regex.emplace(classRegex.m_strExpression, BoostRegex::ICASE);
-        }
-        catch (const std::runtime_error& exception)
-        {
-            QC_DEBUG("Class " << strClass << " is no regular expression: " << exception.what());
-        }
-    }
-}
-
-const AudioFileDataGenerator::ClassRegex*
-AudioFileDataGenerator::findRegex(const std::string& in_strClass) const
-{
-    const auto itRegex = std::find_if(m_vClassRegex.begin(), m_vClassRegex.end(),
-                                      [&in_strClass](const ClassRegex& in_regex)
-                                      { return in_regex.m_strClass == in_strClass; });
-    return itRegex == m_vClassRegex.end() ? nullptr : &*itRegex;
+    std::string strExpression;
+    if (m_matcher.hasExpression(in_strClass))
+        return;
+    const bool bGiven = getRegexForClass(in_strClass.c_str(), strExpression);
+    m_matcher.setExpression(in_strClass, bGiven ? strExpression : Fallible<std::string>());
 }
 
 bool AudioFileDataGenerator::isAnnotationUsable_i(const std::string& in_strLabel,
                                                   const std::string& in_strClass) const
 {
     QC_TRACE("AudioFileDataGenerator::isAnnotationUsable_i");
-    SingleFrequencyAnnotationImpl labelTone;
-    SingleFrequencyAnnotationImpl classTone;
-    if (classTone.setLabel(in_strClass) && labelTone.setLabel(in_strLabel))
-    {
-        const std::int64_t iDifference =
-            std::int64_t(labelTone.getFrequency()) - std::int64_t(classTone.getFrequency());
-        return -std::int64_t(m_iFrequencyTolerance) <= iDifference && iDifference <= m_iFrequencyTolerance;
-    }
-    const ClassRegex* pRegex = findRegex(in_strClass);
-    if (pRegex == nullptr)
-        return false;
-    try
-    {
-        if (!pRegex->m_regex.has_value())
-            throw std::runtime_error("not compiled");
-        if (!pRegex->m_regex->match(in_strLabel))
-            return false;
-    }
-    catch (const std::runtime_error&)
-    {
-        // Names the public operation that is being served: wording fixed.
-        QC_ERROR("Unexpected std::runtime exception caught in AudioFileDataGenerator::setCurrentFilename "
-                 "with regex: \""
-                 << pRegex->m_strExpression << "\" for annotation '" << in_strLabel << '\'');
-        return false;
-    }
-    QC_DEBUG(in_strLabel << " matches " << pRegex->m_strExpression);
-    return true;
+    return m_matcher.matches(in_strLabel, in_strClass);
 }
 
 TimeEventVector* AudioFileDataGenerator::newTimeEventVector_i(const char* in_class)
@@ -258,14 +199,9 @@ TimeEventVector* AudioFileDataGenerator::newTimeEventVector_i(const char* in_cla
 bool AudioFileDataGenerator::gotoStart()
 {
     QC_TRACE("AudioFileDataGenerator::gotoStart");
-    m_uiPatterns = 0;
-    m_uiPatternsWithTarget = 0;
-    m_iErrors = 0;
+    m_statistics.start(m_uiTargetSize);
     m_bClean = true;
     m_bNotExhaustivePoint = false;
-    m_vClassPatterns.assign(m_uiTargetSize, 0);
-    m_vEarlierTarget.clear();
-    m_vIntervals.assign(m_uiTargetSize, 0);
     clearPattern();
     QC_DEBUG("Current filename: " << m_strFilename);
     if (!QC_CHECK(m_bFileSet) || !prepareFeatureComputer())
@@ -340,27 +276,8 @@ bool AudioFileDataGenerator::producePattern()
                                                      << ": the stream stops there");
         return QC_CHECK_TEXT("generateTarget()", false);
     }
-    ++m_uiPatterns;
-    if (!m_vTarget.empty())
-        ++m_uiPatternsWithTarget;
-    if (!QC_CHECK(m_vTarget.size() == m_uiTargetSize || m_vTarget.empty()))
-        return false;
-    countTarget();
-    return true;
-}
-
-void AudioFileDataGenerator::countTarget()
-{
-    for (std::size_t i = 0; i < m_vTarget.size(); ++i)
-        m_vClassPatterns[i] += m_vTarget[i] == 1.0 ? 1 : 0;
-    if (!s_logger.isEnabledFor(LogLevel::DEBUG))
-        return;
-    for (std::size_t i = 0; i < m_vTarget.size(); ++i)
-    {
-        const bool bWasIn = i < m_vEarlierTarget.size() && m_vEarlierTarget[i] == 1.0;
-        m_vIntervals[i] += m_vTarget[i] == 1.0 && !bWasIn ? 1 : 0;
-    }
-    m_vEarlierTarget = m_vTarget;
+    m_statistics.count(m_vTarget);
+    return QC_CHECK(m_vTarget.size() == m_uiTargetSize || m_vTarget.empty());
 }
 
 bool AudioFileDataGenerator::generateTarget()
@@ -391,8 +308,7 @@ bool AudioFileDataGenerator::generateTarget()
 /// The pass has reached its end; always false.
 bool AudioFileDataGenerator::finish()
 {
-    logErrorSummary();
-    logIntervals();
+    m_statistics.log(m_strFilename, m_vEventVecPtr);
     releaseFile();
     return stop(true);
 }
@@ -421,38 +337,13 @@ void AudioFileDataGenerator::clearPattern()
     m_vTarget.clear();
 }
 
-void AudioFileDataGenerator::logErrorSummary() const
-{
-    if (m_iErrors == 0)
-        return;
-    const std::uint64_t uiPercent =
-        m_uiPatternsWithTarget == 0 ? 0 : std::uint64_t(m_iErrors) * 100 / m_uiPatternsWithTarget;
-    QC_INFO("Number of errors on file " << m_strFilename << " : " << m_iErrors << '/'
-                                        << m_uiPatternsWithTarget << " (" << uiPercent << "%)");
-}
-
-void AudioFileDataGenerator::logIntervals() const
-{
-    for (std::size_t i = 0; i < m_vEventVecPtr.size(); ++i)
-        QC_DEBUG("Class " << m_vEventVecPtr[i]->getEventName() << " of file " << m_strFilename << ": "
-                          << m_vEventVecPtr[i]->getEventCount() << " interval(s) annotated, "
-                          << m_vIntervals[i] << " delivered, " << m_vEventVecPtr[i]->countUnseenEvents()
-                          << " annotated without any window that sees it");
-}
-
 void AudioFileDataGenerator::addStatistics(AudioClassStatistics& io_statistics) const
 {
     QC_TRACE("AudioFileDataGenerator::addStatistics");
     const double dShift = m_reader.getSamplingRate() == 0
                               ? 0.0
                               : double(m_reader.getWindowSize().m_uiShift) / m_reader.getSamplingRate();
-    for (std::size_t i = 0; i < m_vClassPatterns.size(); ++i)
-    {
-        const bool bOther = i == m_vEventVecPtr.size();
-        io_statistics.add(i, bOther ? OTHER_CLASS : m_vEventVecPtr[i]->getEventName(), m_vClassPatterns[i],
-                          dShift);
-    }
-    io_statistics.m_all.add(m_uiPatterns, dShift);
+    m_statistics.addTo(io_statistics, m_vEventVecPtr, dShift);
 }
 
 bool AudioFileDataGenerator::atEnd() const
@@ -491,8 +382,9 @@ bool AudioFileDataGenerator::getTarget(DoubleVector& out_vTarget)
 std::ostream& AudioFileDataGenerator::dumpStatus(std::ostream& out_stream)
 {
     QC_TRACE("AudioFileDataGenerator::dumpStatus");
-    ++m_iErrors;
-    out_stream << "Pattern " << m_uiPatterns << ", Audio time: " << getCurrentAudioTime() << "s";
+    m_statistics.countError();
+    out_stream << "Pattern " << m_statistics.getNbPatterns() << ", Audio time: " << getCurrentAudioTime()
+               << "s";
     if (s_logger.isEnabledFor(LogLevel::DEBUG))
         out_stream << "\nInput: " << m_vGeneratedInput << "\nTarget: " << m_vTarget;
     return out_stream;
@@ -513,9 +405,8 @@ double AudioFileDataGenerator::getCurrentAudioTime() const
 void AudioFileDataGenerator::setFrequencyClassTolerance(unsigned int in_uiTolerance)
 {
     QC_TRACE("AudioFileDataGenerator::setFrequencyClassTolerance");
-    constexpr unsigned int MAX_TOLERANCE = std::numeric_limits<int>::max();
-    m_iFrequencyTolerance = static_cast<int>(std::min(in_uiTolerance, MAX_TOLERANCE));
-    QC_DEBUG("Frequency tolerance set to : " << m_iFrequencyTolerance);
+    m_matcher.setFrequencyTolerance(in_uiTolerance);
+    QC_DEBUG("Frequency tolerance set to : " << m_matcher.getFrequencyTolerance());
 }
 
 bool AudioFileDataGenerator::isTransitionWindowForTarget(unsigned int in_uiTargetIndex)

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "MLAudioClassStatistics.h"
+#include "MLAudioClassMatcher.h"
+#include "MLAudioPassStatistics.h"
 #include "MLDataGeneratorWithConfig.h"
-#include "MLTimeEventVector.h"
 #include "quillcast-audio/WindowedAudioFileReader.h"
 #include "quillcast-core/CloneableObjPtr.h"
 #include "quillcast-core/StringVector.h"
@@ -92,8 +92,7 @@ public:
     bool endedCleanly() const override { return m_bClean && !m_reader.hasInputError(); }
 
     void releaseFile() override;
-    /// A class is delivered where its component of the target is 1.0; what derived classes make of the
-    /// annotations counts.
+    /// What derived classes make of the annotations counts.
     void addStatistics(AudioClassStatistics& io_statistics) const override;
 
     /// Hz, of the recording; 0 before the first setCurrentFilename.
@@ -108,7 +107,7 @@ public:
     bool isTransitionWindowForTarget(unsigned int in_uiTargetIndex);
 
 protected:
-    using EventVectors = std::vector<CountedObjPtr<TimeEventVector>>;
+    using EventVectors = AudioPassStatistics::Timelines;
 
     /// The configuration as a Config that this generator can keep whole; null for any other.
     const Config* asOwnConfig(const DataGeneratorWithConfig::Config& in_config) const;
@@ -116,9 +115,10 @@ protected:
     virtual bool gotoAudioTime(double in_dTime);
     /// Makes m_vTarget for the current audio time. False when no class covers it.
     virtual bool generateTarget();
-    /// The regular expression that selects the annotations of a class; asked once a class.
+    /// The regular expression that selects the annotations of a class; asked once a class and recording.
     virtual bool getRegexForClass(const char* in_class, std::string& out_strRegex);
-    /// True when an annotation of that label belongs to the class.
+    /// True when an annotation of that label belongs to the class. Here a class for which getRegexForClass
+    /// was not asked stands for the expression of its own name.
     virtual bool isAnnotationUsable_i(const std::string& in_strLabel, const std::string& in_strClass) const;
     /// A new, empty timeline of a class; owned by the caller.
     virtual TimeEventVector* newTimeEventVector_i(const char* in_class);
@@ -138,23 +138,17 @@ private:
     template <class Archive>
     void serialize(Archive& io_archive, unsigned int in_uiVersion);
 
-    struct ClassRegex;
-
     bool openRecording(const char* in_filename, EventVectors& out_vEventVecPtr);
     bool addAnnotations(TimeEventVector& io_events, const std::vector<Annotation>& in_vAnnotations,
                         const std::string& in_strClass, const std::string& in_strFilename);
     void logTimeEvents() const;
-    void logIntervals() const;
-    void compileRegexes();
-    const ClassRegex* findRegex(const std::string& in_strClass) const;
+    void setExpression(const std::string& in_strClass);
     bool prepareFeatureComputer();
     bool computeInput();
     bool producePattern();
-    void countTarget();
     bool finish();
     bool stop(bool in_bClean);
     void clearPattern();
-    void logErrorSummary() const;
 
     mutable Config m_config;
     CloneableObjPtr<FeatureComputer> m_pFeatureComputer;    ///< null between passes
@@ -163,8 +157,7 @@ private:
     std::string m_strFilename;
     bool m_bFileSet = false;
 
-    std::vector<ClassRegex> m_vClassRegex;
-    int m_iFrequencyTolerance = 10;
+    AudioClassMatcher m_matcher;
     EventVectors m_vEventVecPtr;
     bool m_bClassesAreExhaustive = true;
     std::uint32_t m_uiTargetSize = 0;
@@ -173,12 +166,7 @@ private:
     DoubleVector m_vGeneratedInput;
     bool m_bNotExhaustivePoint = false;
     bool m_bClean = true;
-    std::uint64_t m_uiPatterns = 0;
-    std::uint64_t m_uiPatternsWithTarget = 0;
-    std::vector<std::uint64_t> m_vClassPatterns; ///< a component of the target each
-    DoubleVector m_vEarlierTarget;               ///< and the intervals that were delivered: for debugging
-    std::vector<std::uint64_t> m_vIntervals;
-    std::int32_t m_iErrors = 0;
+    AudioPassStatistics m_statistics;
     Handle<Resettable, ReferenceCount> m_pEntityToReset;
 };
 

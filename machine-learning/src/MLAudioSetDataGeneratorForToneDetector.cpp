@@ -16,8 +16,6 @@ namespace
 
 constinit Logger s_logger("quillcast.ml.AudioSetDataGeneratorForToneDetector");
 
-constexpr const char* OTHER_CLASS = "OTHER";
-
 /// Hz; 0 for a label that names no tone.
 std::uint32_t toFrequency(const std::string& in_strLabel)
 {
@@ -46,9 +44,9 @@ StringVector AudioSetDataGeneratorForToneDetector::findTones(const char* in_file
 {
     const auto isOfTone = [this](const std::string& in_strLabel, const std::string& in_strClass)
     {
-        const std::int64_t iLabel = toFrequency(in_strLabel);
-        const std::int64_t iClass = toFrequency(in_strClass);
-        return iLabel != 0 && iClass != 0 && std::abs(iLabel - iClass) <= m_config.m_iFrequencyTolerance;
+        const Fallible<std::int64_t> difference =
+            AudioClassMatcher::getToneDifference(in_strLabel, in_strClass);
+        return difference.isValid() && std::abs(difference.getValue()) <= m_config.m_iFrequencyTolerance;
     };
     return findAnnotatedClasses(in_filename, m_config.m_audioGenConfig.m_vClasses, isOfTone);
 }
@@ -59,7 +57,7 @@ bool AudioSetDataGeneratorForToneDetector::setCurrentFilename(const char* in_fil
     m_vTones = findTones(in_filename);
     m_uiTone = 0;
     for (const std::string& strClass : m_config.m_audioGenConfig.m_vClasses)
-        if (strClass != OTHER_CLASS &&
+        if (strClass != AudioClassStatistics::OTHER &&
             std::find(m_vTones.begin(), m_vTones.end(), strClass) == m_vTones.end())
             QC_WARN("Class " << strClass << " is left out: "
                              << (toFrequency(strClass) == 0 ? "it names no tone of a single frequency"
@@ -69,7 +67,7 @@ bool AudioSetDataGeneratorForToneDetector::setCurrentFilename(const char* in_fil
                  "value used to configure the data generator");
     m_fileConfig = m_config.m_audioGenConfig;
     m_fileConfig.m_vClasses = m_vTones;
-    m_fileConfig.m_vClasses.emplace_back(OTHER_CLASS);
+    m_fileConfig.m_vClasses.emplace_back(AudioClassStatistics::OTHER);
     return FileSetDataGeneratorNoT::setCurrentFilename(in_filename);
 }
 
@@ -87,6 +85,7 @@ bool AudioSetDataGeneratorForToneDetector::gotoStart()
 {
     QC_TRACE("AudioSetDataGeneratorForToneDetector::gotoStart");
     m_uiTone = 0;
+    m_bEarlierTonesClean = true;
     m_pConstantInputOf = {};
     if (m_vTones.empty())
     {
@@ -100,13 +99,14 @@ bool AudioSetDataGeneratorForToneDetector::generateNext()
 {
     QC_TRACE("AudioSetDataGeneratorForToneDetector::generateNext");
     bool bPattern = FileSetDataGeneratorNoT::generateNext();
-    while (!bPattern && endedCleanly() && m_uiTone + 1 < m_vTones.size())
+    while (!bPattern && m_uiTone + 1 < m_vTones.size() && FileSetDataGeneratorNoT::atEnd())
     {
-        if (!FileSetDataGeneratorNoT::atEnd())
-            return false;
+        m_bEarlierTonesClean = endedCleanly();
         ++m_uiTone;
         m_pConstantInputOf = {};
-        bPattern = FileSetDataGeneratorNoT::gotoStart() && FileSetDataGeneratorNoT::generateNext();
+        if (!FileSetDataGeneratorNoT::gotoStart())
+            return false;
+        bPattern = FileSetDataGeneratorNoT::generateNext();
     }
     if (bPattern)
         updateConstantInput();
@@ -164,7 +164,7 @@ void AudioSetDataGeneratorForToneDetector::summarise_i(AudioClassStatistics& io_
         return;
     const AudioClassStatistics::Row tone = io_statistics.m_vRows[m_uiTone];
     AudioClassStatistics::Row rest = io_statistics.m_all;
-    rest.m_strClass = OTHER_CLASS;
+    rest.m_strClass = AudioClassStatistics::OTHER;
     rest.m_uiPatterns -= tone.m_uiPatterns;
     rest.m_dSeconds -= tone.m_dSeconds;
     io_statistics.m_vRows = {tone, rest};
@@ -173,8 +173,9 @@ void AudioSetDataGeneratorForToneDetector::summarise_i(AudioClassStatistics& io_
 std::ostream& AudioSetDataGeneratorForToneDetector::dumpStatus(std::ostream& out_stream)
 {
     QC_TRACE("AudioSetDataGeneratorForToneDetector::dumpStatus");
-    out_stream << "Current class " << (m_uiTone < m_vTones.size() ? m_vTones[m_uiTone] : std::string())
-               << ", constant input = " << getConstantInput() << ' ';
+    if (!getCurrentDataGenerator().isNull())
+        out_stream << "Current class " << m_vTones[m_uiTone] << ", constant input = " << getConstantInput()
+                   << ' ';
     return FileSetDataGeneratorNoT::dumpStatus(out_stream);
 }
 

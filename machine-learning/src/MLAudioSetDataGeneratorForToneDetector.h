@@ -49,7 +49,11 @@ public:
     bool atEnd() const override;
     bool getInput(DoubleVector& out_vInput) override;
     bool getTarget(DoubleVector& out_vTarget) override;
-    /// Begins with the tone of the pass and its constant input.
+    bool endedCleanly() const override
+    {
+        return m_bEarlierTonesClean && FileSetDataGeneratorNoT::endedCleanly();
+    }
+    /// Begins with the tone of the pass and its constant input, while there is a current recording.
     std::ostream& dumpStatus(std::ostream& out_stream) override;
 
 protected:
@@ -70,6 +74,7 @@ private:
     AudioFileDataGenerator::Config m_fileConfig; ///< the tones that are left, and the rest
     StringVector m_vTones;
     std::size_t m_uiTone = 0; ///< of the pass
+    bool m_bEarlierTonesClean = true;
     LimitedObjPtr<FileDataGenerator> m_pConstantInputOf;
     double m_dConstantInput = 0.0; ///< for that recording
     DoubleVector m_vTarget;

@@ -125,9 +125,9 @@ bool FileSetDataGeneratorImpl::generateNext()
 /// The current recording has no further pattern. Apart from the way of the others, which it would slow down.
 [[gnu::noinline]] bool FileSetDataGeneratorImpl::endFile()
 {
-    m_bClean = QC_CHECK(m_pCurrentGenerator->atEnd());
-    if (!m_bClean)
+    if (!QC_CHECK(m_pCurrentGenerator->atEnd()))
     {
+        m_bClean = false;
         m_pPatterns = nullptr;
         return false;
     }
@@ -182,9 +182,11 @@ void FileSetDataGeneratorImpl::tellWatcherOfFile() const
     tellWatcher(m_pCurrentGenerator->getCurrentFilename(), counts.m_uiUsed + counts.m_uiSkipped + 1);
 }
 
-/// Counts what the current recording delivered.
+/// Counts what the current recording delivered. One whose first window no class covers is passed over, but
+/// the set has not ended cleanly then.
 void FileSetDataGeneratorImpl::leaveFile()
 {
+    m_bClean = m_bClean && m_pCurrentGenerator->endedCleanly();
     const auto* pSource = dynamic_cast<const AudioClassStatisticsSource*>(m_pCurrentGenerator.get());
     if (pSource != nullptr)
         pSource->addStatistics(m_statistics);

@@ -18,7 +18,8 @@ namespace Vexalor::MachineLearning
 
 /// One stream of the patterns of all recordings of an audio set, whose layout is in doc/formats.md, "Set
 /// lists". The "file" of this generator is the list. A recording that cannot be used is skipped, with an
-/// error message; one whose stream stops before its end stops the whole set, and endedCleanly is false then.
+/// error message. One whose stream stops before its end stops the whole set; one that stops before its first
+/// pattern, unless it is the first of the list, is skipped. endedCleanly is false in both cases.
 /// The recordings of a pass are sequences of their own: the entity to reset is reset before each.
 ///
 /// Call order: configure setCurrentFilename (gotoStart (generateNext (getInput getTarget?)*)*)*.

@@ -86,10 +86,13 @@ TEST_F(ToneSetTest, StatusTellsTheTone)
     ASSERT_TRUE(set({"SF:1000", "SF:1400"}, "1.wav\n"));
     const CountedObjPtr<Testing::CountingResettable> pEntity(new Testing::CountingResettable);
     ASSERT_TRUE(m_generator.setEntityToReset(pEntity));
+    std::ostringstream status;
+    m_generator.dumpStatus(status);
+    EXPECT_EQ(status.str(), "All files have been processed") << "before the start";
+    status.str("");
     ASSERT_TRUE(m_generator.gotoStart());
     for (int k = 0; k < 9; ++k)
         ASSERT_TRUE(m_generator.generateNext());
-    std::ostringstream status;
     m_generator.dumpStatus(status);
     EXPECT_EQ(status.str(), "Current class SF:1400, constant input = 0.35 File " + m_folder.path("1.wav") +
                                 " : Pattern 1, Audio time: 0.025s");
