@@ -2,12 +2,13 @@
 
 #include "quillcast-math/AudioFeatureComputers.h"
 #include "quillcast-math/MelSpectrum.h"
+#include "quillcast-math/SharedTables.h"
 
 namespace Vexalor
 {
 
 /// Log-mel filter bank: the logarithms of the band energies of MelSpectrum, m_uiNbBands features. The tables
-/// are built for the size of the first window and again when it changes.
+/// are built for the size of a window when it first comes, and shared with clones.
 class LogMelFeatureComputer final : public AudioFeatureComputer
 {
 public:
@@ -26,7 +27,8 @@ private:
     void serialize(Archive& io_archive, unsigned int in_uiVersion);
 
     Config m_config;
-    MelSpectrum m_spectrum;
+    SharedTables<MelSpectrum> m_tables;
+    std::vector<double> m_vWork;
 };
 
 /// Mel-frequency cepstral coefficients: the first m_uiNbCepstra values of the orthonormal cosine transform
@@ -61,16 +63,25 @@ public:
     const Config& getConfig() const { return m_config; }
 
 private:
+    struct Tables
+    {
+        bool build(const Config& in_config, std::size_t in_uiWindowSize);
+        void buildTransform(std::size_t in_uiNbBands, std::size_t in_uiNbCepstra);
+
+        MelSpectrum m_spectrum;
+        std::vector<double> m_vTransform; ///< a row a band
+    };
+
     bool computeFeatures_i(const DoubleVector& in_vWindow, DoubleVector& out_vFeatures) override;
-    void buildTransform();
+    bool prepare(std::size_t in_uiWindowSize);
 
     friend class boost::serialization::access;
     template <class Archive>
     void serialize(Archive& io_archive, unsigned int in_uiVersion);
 
     Config m_config;
-    MelSpectrum m_spectrum;
-    std::vector<double> m_vTransform; ///< a row a band; empty when not built
+    SharedTables<Tables> m_tables;
+    std::vector<double> m_vWork;
     std::vector<double> m_vLogarithms;
     std::vector<double> m_vCepstra;
 };

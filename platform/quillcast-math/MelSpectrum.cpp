@@ -110,10 +110,7 @@ const char* findFault(const MelSpectrum::Config& in_config, std::size_t in_uiWin
 
 bool MelSpectrum::prepare(const Config& in_config, std::size_t in_uiWindowSize)
 {
-    if (in_uiWindowSize == m_uiWindowSize && in_uiWindowSize != 0)
-        return true;
     QC_TRACE("MelSpectrum::prepare");
-    m_uiWindowSize = 0;
     if (const char* fault = findFault(in_config, in_uiWindowSize))
     {
         QC_ERROR("Cannot compute a mel spectrum of " << in_uiWindowSize << " samples: " << fault);
@@ -123,11 +120,8 @@ bool MelSpectrum::prepare(const Config& in_config, std::size_t in_uiWindowSize)
     m_dFloor = in_config.m_dFloor;
     fillTaper(*findTaper(in_config.m_strTaper), in_uiWindowSize, m_vTaper);
     const std::size_t uiFftSize = fftSize(in_config, in_uiWindowSize);
-    if (!m_fft.setSize(uiFftSize) || !buildBands(in_config))
-        return false;
-    m_vWork.assign(getWorkSize(), 0.0);
     m_uiWindowSize = in_uiWindowSize;
-    return true;
+    return m_fft.setSize(uiFftSize) && buildBands(in_config);
 }
 
 bool MelSpectrum::buildBands(const Config& in_config)
@@ -173,7 +167,8 @@ void MelSpectrum::addBand(std::size_t in_uiFirstBin, const std::vector<double>& 
 std::size_t MelSpectrum::getWorkSize() const
 {
     const std::size_t uiFftSize = m_fft.getSize();
-    // The padding of the last band reads behind the last bin.
+    // Window with zeros after it; powers with zeros after them, which the padding of the last band reads;
+    // transform.
     return uiFftSize + (uiFftSize / 2 + 1 + BAND_LANES) + 2 * uiFftSize;
 }
 

@@ -11,7 +11,8 @@ namespace Vexalor
 {
 
 /// Logarithms of a window's energies in bands that are equally wide on the mel scale: the front end of the
-/// log-mel and cepstral features. Call order: (prepare compute)*.
+/// log-mel and cepstral features. Call order: (prepare compute*)*. Once prepared, several may compute at
+/// once, each with its own working memory.
 ///
 /// A window x of L samples is pre-emphasised, y[n] = x[n] - c x[n-1] with x[-1] = x[0], multiplied by a
 /// taper, extended by zeros to N values and transformed. Band b of B has the triangular weight max(0, 1 -
@@ -43,23 +44,15 @@ public:
         void serialize(Archive& io_archive, unsigned int in_uiVersion);
     };
 
-    /// Builds the tables for windows of that many samples, unless they are there. False, with the reason
+    /// Builds the tables for windows of that many samples. False, with the reason
     /// logged at error level, when the settings make no sense for it; a band that no bin falls into is such a
     /// case.
     bool prepare(const Config& in_config, std::size_t in_uiWindowSize);
-    /// Drops the tables, because the settings have changed.
-    void invalidate() { m_uiWindowSize = 0; }
 
-    /// The logarithms of all bands; in_pWindow has the prepared size.
-    void compute(const double* in_pWindow, double* out_pLogarithms)
-    {
-        compute(in_pWindow, out_pLogarithms, m_vWork.data());
-    }
-
-    /// Values of working memory for the compute below; they are zeros before it is first used.
+    /// Values of working memory for compute; they are zeros before it is first used.
     std::size_t getWorkSize() const;
     std::size_t getTableSize() const { return m_vTaper.size() + m_vWeights.size() + 4 * m_fft.getSize(); }
-    /// The same with working memory of the caller's, so that several may compute at once.
+    /// The logarithms of all bands; in_pWindow has the prepared size.
     void compute(const double* in_pWindow, double* out_pLogarithms, double* io_pWork) const;
 
 private:
@@ -74,12 +67,11 @@ private:
     bool buildBands(const Config& in_config);
     void addBand(std::size_t in_uiFirstBin, const std::vector<double>& in_vWeights);
 
-    std::size_t m_uiWindowSize = 0; ///< 0: not prepared
+    std::size_t m_uiWindowSize = 0;
     double m_dPreEmphasis = 0.0;
     double m_dFloor = 0.0;
     RealFft m_fft;
     std::vector<double> m_vTaper;
-    std::vector<double> m_vWork; ///< window with zeros behind it, powers with zeros behind them, transform
     std::vector<double> m_vWeights;
     std::vector<Band> m_vBands;
 };

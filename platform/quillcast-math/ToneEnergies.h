@@ -23,10 +23,6 @@ public:
     /// Builds the table. The settings have no fault.
     void prepare(double in_dRate, const double* in_pFrequencies, std::size_t in_uiNbFrequencies,
                  std::size_t in_uiWindowSize);
-    /// Drops the table, because the settings have changed.
-    void invalidate() { m_uiWindowSize = 0; }
-    /// 0: not prepared.
-    std::size_t getWindowSize() const { return m_uiWindowSize; }
     std::size_t getNbFrequencies() const { return m_uiNbFrequencies; }
 
     /// Values of working memory for compute.

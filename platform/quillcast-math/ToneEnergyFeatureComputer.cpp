@@ -20,19 +20,16 @@ ToneEnergyFeatureComputer::ToneEnergyFeatureComputer(const Config& in_config)
 
 bool ToneEnergyFeatureComputer::computeFeatures_i(const DoubleVector& in_vWindow, DoubleVector& out_vFeatures)
 {
-    if (!prepare(in_vWindow.size()))
+    if (!m_tables.isPreparedFor(in_vWindow.size()) && !prepare(in_vWindow.size()))
         return false;
-    out_vFeatures.resize(m_energies.getNbFrequencies());
-    m_energies.compute(in_vWindow.begin(), out_vFeatures.begin(), m_vWork.data());
+    out_vFeatures.resize(m_tables.get().getNbFrequencies());
+    m_tables.get().compute(in_vWindow.begin(), out_vFeatures.begin(), m_vWork.data());
     return true;
 }
 
 bool ToneEnergyFeatureComputer::prepare(std::size_t in_uiWindowSize)
 {
-    if (in_uiWindowSize == m_energies.getWindowSize() && in_uiWindowSize != 0)
-        return true;
     QC_TRACE("ToneEnergyFeatureComputer::prepare");
-    m_energies.invalidate();
     const DoubleVector& vFrequencies = m_config.m_vFrequencies;
     if (const char* fault = ToneEnergies::findFault(m_config.m_dSamplingRate, vFrequencies.begin(),
                                                     vFrequencies.size(), in_uiWindowSize))
@@ -40,8 +37,14 @@ bool ToneEnergyFeatureComputer::prepare(std::size_t in_uiWindowSize)
         QC_ERROR("Cannot compute tone energies of " << in_uiWindowSize << " samples: " << fault);
         return false;
     }
-    m_energies.prepare(m_config.m_dSamplingRate, vFrequencies.begin(), vFrequencies.size(), in_uiWindowSize);
-    m_vWork.assign(m_energies.getWorkSize(), 0.0);
+    const auto build = [&](ToneEnergies& out_energies)
+    {
+        out_energies.prepare(m_config.m_dSamplingRate, vFrequencies.begin(), vFrequencies.size(),
+                             in_uiWindowSize);
+        return true;
+    };
+    m_tables.prepare(in_uiWindowSize, build);
+    m_vWork.assign(m_tables.get().getWorkSize(), 0.0);
     return true;
 }
 
@@ -57,7 +60,7 @@ void ToneEnergyFeatureComputer::serialize(Archive& io_archive, unsigned int)
 {
     serializeBase<FeatureComputerWithInputs>(io_archive, *this);
     QC_FIELD(m_config);
-    m_energies.invalidate();
+    m_tables.invalidate();
 }
 
 QC_ARCHIVES(ToneEnergyFeatureComputer::Config);

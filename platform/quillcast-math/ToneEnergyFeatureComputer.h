@@ -2,6 +2,7 @@
 
 #include "quillcast-math/AudioFeatureComputers.h"
 #include "quillcast-math/DoubleVector.h"
+#include "quillcast-math/SharedTables.h"
 #include "quillcast-math/ToneEnergies.h"
 
 #include <vector>
@@ -15,6 +16,7 @@ namespace Vexalor
 /// a tone of that frequency makes up: a tone of amplitude A gives A^2 N / 2 at its own frequency. (A bin of
 /// the discrete Fourier transform, at any frequency; see A. V. Oppenheim, R. W. Schafer, "Discrete-Time
 /// Signal Processing".) Frequencies closer than about rate / N influence each other; no taper is applied.
+/// Clones share the table.
 class ToneEnergyFeatureComputer final : public AudioFeatureComputer
 {
 public:
@@ -44,7 +46,7 @@ private:
     void serialize(Archive& io_archive, unsigned int in_uiVersion);
 
     Config m_config;
-    ToneEnergies m_energies;
+    SharedTables<ToneEnergies> m_tables;
     std::vector<double> m_vWork;
 };
 

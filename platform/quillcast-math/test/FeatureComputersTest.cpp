@@ -18,6 +18,7 @@
 #include <memory>
 #include <numbers>
 #include <sstream>
+#include <thread>
 
 using namespace Vexalor;
 
@@ -160,6 +161,31 @@ TEST_P(FeatureComputerContract, AllocatesNothingOnceWarm)
     for (int iWindow = 0; iWindow < 10; ++iWindow)
         ASSERT_TRUE(m_pComputer->setInput("audio", m_vWindow) && m_pComputer->computeFeatures(vFeatures));
     EXPECT_EQ(allocations.getCount(), 0u);
+}
+
+TEST_P(FeatureComputerContract, ClonesShareTables)
+{
+    const std::unique_ptr<FeatureComputerWithInputs> pFirst(m_pComputer->clone());
+    const DoubleVector vExpected = features(*pFirst, m_vWindow);
+    const std::unique_ptr<FeatureComputerWithInputs> pSecond(m_pComputer->clone());
+    DoubleVector vFeatures(vExpected.size());
+    ASSERT_TRUE(pSecond->setInput("audio", m_vWindow));
+    const Testing::AllocationCounter allocations;
+    ASSERT_TRUE(pSecond->computeFeatures(vFeatures));
+    EXPECT_LT(allocations.getCount(), 12u) << "working memory, no tables";
+    EXPECT_EQ(vFeatures, vExpected);
+    std::vector<std::thread> vThreads;
+    for (std::size_t uiSize = 300; uiSize < 304; ++uiSize)
+        vThreads.emplace_back(
+            [this, uiSize]
+            {
+                const std::unique_ptr<FeatureComputerWithInputs> pClone(m_pComputer->clone());
+                const DoubleVector vAlone = features(*pClone, noise(300));
+                features(*pClone, noise(uiSize));
+                EXPECT_EQ(features(*pClone, noise(300)), vAlone);
+            });
+    for (std::thread& thread : vThreads)
+        thread.join();
 }
 
 TEST_P(FeatureComputerContract, ArchiveKeepsClassAndSettings)
