@@ -16,6 +16,10 @@ constinit Logger s_logger("quillcast.ml.generator.InMemoryDataGenerator");
 
 constexpr std::int64_t MAX_ENTRIES = std::numeric_limits<std::int32_t>::max();
 
+/// Blocks grow from the least to the greatest size, so that a short stream takes little: 4 and 512 KiB.
+constexpr std::size_t MIN_BLOCK_SIZE = 512;
+constexpr std::size_t MAX_BLOCK_SIZE = 65536;
+
 } // namespace
 
 InMemoryDataGenerator::MiddlemanToReset::MiddlemanToReset(InMemoryDataGenerator& io_dataGenParent)
@@ -27,6 +31,21 @@ bool InMemoryDataGenerator::MiddlemanToReset::reset()
 {
     QC_TRACE("InMemoryDataGenerator::MiddlemanToReset::reset");
     return m_pDataGenParent == nullptr || m_pDataGenParent->noteReset();
+}
+
+double* InMemoryDataGenerator::Values::take(std::size_t in_uiSize)
+{
+    if (in_uiSize > m_uiLeft)
+    {
+        m_uiBlockSize = std::clamp(2 * m_uiBlockSize, MIN_BLOCK_SIZE, MAX_BLOCK_SIZE);
+        m_uiLeft = std::max(m_uiBlockSize, in_uiSize);
+        m_vBlocks.push_back(std::make_unique_for_overwrite<double[]>(m_uiLeft));
+        m_pNext = m_vBlocks.back().get();
+    }
+    double* const pValues = m_pNext;
+    m_pNext += in_uiSize;
+    m_uiLeft -= in_uiSize;
+    return pValues;
 }
 
 InMemoryDataGenerator::InMemoryDataGenerator()
@@ -46,12 +65,18 @@ InMemoryDataGenerator& InMemoryDataGenerator::operator=(const InMemoryDataGenera
 {
     QC_TRACE("InMemoryDataGenerator::operator=");
     m_pDataGenerator = in_other.m_pDataGenerator;
+    if (this == &in_other)
+        return *this;
     m_vInputTarget = in_other.m_vInputTarget;
+    m_values = Values();
+    for (InputTarget& entry : m_vInputTarget)
+        keepValues(entry, entry.m_pValues, entry.getTarget());
     m_iCurrentIndex = in_other.m_iCurrentIndex;
     m_hEntityToReset = in_other.m_hEntityToReset;
     m_bAllInMemory = in_other.m_bAllInMemory;
     m_bEntryWaits = in_other.m_bEntryWaits;
     m_bClean = in_other.m_bClean;
+    m_bRewound = in_other.m_bRewound;
     m_strLibName = in_other.m_strLibName;
     return *this;
 }
@@ -124,6 +149,7 @@ bool InMemoryDataGenerator::gotoStart()
 {
     QC_TRACE("InMemoryDataGenerator::gotoStart");
     currentIndexAtStart();
+    m_bRewound = false;
     if (m_bAllInMemory)
         return true;
     if (!QC_CHECK(!m_pDataGenerator.isNull()))
@@ -156,7 +182,7 @@ bool InMemoryDataGenerator::replayNext()
 
 bool InMemoryDataGenerator::doResetIfNeeded()
 {
-    if (!currentIndexValid() || !m_vInputTarget[static_cast<std::size_t>(m_iCurrentIndex)].m_bReset)
+    if (!currentIndexValid() || !currentEntry().m_bReset)
         return true;
     return QC_CHECK(!m_hEntityToReset.isNull()) && m_hEntityToReset->reset();
 }
@@ -197,19 +223,36 @@ bool InMemoryDataGenerator::addEntry()
 
 bool InMemoryDataGenerator::fillEntry()
 {
-    InputTarget& entry = m_vInputTarget.back();
     // blank behind the arrow: wording fixed
     if (!QC_CHECK_TEXT("m_pDataGenerator-> getInput(m_vInputTarget.back().m_vInput)",
-                       m_pDataGenerator->getInput(entry.m_vInput)))
+                       m_pDataGenerator->getInput(m_vInput)))
     {
         m_bClean = false;
         return false;
     }
-    m_pDataGenerator->getTarget(entry.m_vTarget);
+    m_vTarget.clear();
+    m_pDataGenerator->getTarget(m_vTarget);
     if (m_iCurrentIndex < getNbEntries())
         ++m_iCurrentIndex;
-    return QC_CHECK_TEXT("m_iCurrentIndex == (m_vInputTarget.size()-1)",
-                         m_iCurrentIndex == getNbEntries() - 1);
+    if (!QC_CHECK_TEXT("m_iCurrentIndex == (m_vInputTarget.size()-1)", m_iCurrentIndex == getNbEntries() - 1))
+    {
+        m_bRewound = true;
+        return false;
+    }
+    InputTarget& entry = m_vInputTarget.back();
+    entry.m_uiInputSize = m_vInput.size();
+    entry.m_uiTargetSize = m_vTarget.size();
+    keepValues(entry, m_vInput.begin(), m_vTarget.begin());
+    return true;
+}
+
+void InMemoryDataGenerator::keepValues(InputTarget& io_entry, const double* in_pInput,
+                                       const double* in_pTarget)
+{
+    double* const pValues = m_values.take(io_entry.getSize());
+    std::copy_n(in_pInput, io_entry.m_uiInputSize, pValues);
+    std::copy_n(in_pTarget, io_entry.m_uiTargetSize, pValues + io_entry.m_uiInputSize);
+    io_entry.m_pValues = pValues;
 }
 
 void InMemoryDataGenerator::dropEntry()
@@ -222,6 +265,7 @@ void InMemoryDataGenerator::dropEntry()
 void InMemoryDataGenerator::forgetEntries()
 {
     m_vInputTarget.clear();
+    m_values = Values();
     m_bEntryWaits = false;
     m_bClean = true;
 }
@@ -278,7 +322,8 @@ bool InMemoryDataGenerator::getInput(DoubleVector& out_vInput)
     QC_TRACE("InMemoryDataGenerator::getInput");
     if (!QC_CHECK(currentIndexValid()))
         return false;
-    out_vInput = m_vInputTarget[static_cast<std::size_t>(m_iCurrentIndex)].m_vInput;
+    const InputTarget& entry = currentEntry();
+    out_vInput.assign(entry.m_pValues, entry.getTarget());
     return true;
 }
 
@@ -287,10 +332,10 @@ bool InMemoryDataGenerator::getTarget(DoubleVector& out_vTarget)
     QC_TRACE("InMemoryDataGenerator::getTarget");
     if (!QC_CHECK(currentIndexValid()))
         return false;
-    const DoubleVector& vTarget = m_vInputTarget[static_cast<std::size_t>(m_iCurrentIndex)].m_vTarget;
-    if (vTarget.empty())
+    const InputTarget& entry = currentEntry();
+    if (entry.m_uiTargetSize == 0)
         return false;
-    out_vTarget = vTarget;
+    out_vTarget.assign(entry.getTarget(), entry.getTarget() + entry.m_uiTargetSize);
     return true;
 }
 
@@ -311,8 +356,12 @@ std::ostream& InMemoryDataGenerator::dumpStatus(std::ostream& out_stream)
     out_stream << "Pattern " << std::int64_t(m_iCurrentIndex) + 1;
     if (currentIndexValid() && s_logger.isEnabledFor(LogLevel::DEBUG))
     {
-        const InputTarget& entry = m_vInputTarget[static_cast<std::size_t>(m_iCurrentIndex)];
-        out_stream << "\nInput: " << entry.m_vInput << "\nTarget: " << entry.m_vTarget;
+        const InputTarget& entry = currentEntry();
+        DoubleVector vVector;
+        vVector.assign(entry.m_pValues, entry.getTarget());
+        out_stream << "\nInput: " << vVector;
+        vVector.assign(entry.getTarget(), entry.getTarget() + entry.m_uiTargetSize);
+        out_stream << "\nTarget: " << vVector;
     }
     return out_stream;
 }
@@ -320,7 +369,8 @@ std::ostream& InMemoryDataGenerator::dumpStatus(std::ostream& out_stream)
 bool InMemoryDataGenerator::endedCleanly() const
 {
     QC_TRACE("InMemoryDataGenerator::endedCleanly");
-    return m_bClean && (m_bAllInMemory || (!m_pDataGenerator.isNull() && m_pDataGenerator->endedCleanly()));
+    return m_bClean && !m_bRewound &&
+           (m_bAllInMemory || (!m_pDataGenerator.isNull() && m_pDataGenerator->endedCleanly()));
 }
 
 Fallible<double> InMemoryDataGenerator::getShareRead() const
@@ -336,10 +386,11 @@ Fallible<double> InMemoryDataGenerator::getShareRead() const
 bool InMemoryDataGenerator::setEntityToReset(Handle<Resettable, ReferenceCount> in_entity)
 {
     QC_TRACE("InMemoryDataGenerator::setEntityToReset");
-    if (m_bAllInMemory)
+    const bool bInForce = in_entity == m_hEntityToReset;
+    if (m_bAllInMemory && !bInForce)
         QC_WARN("All data is in memory: it is too late to set the entity to reset");
     if (!QC_CHECK(!m_pDataGenerator.isNull()))
-        return false;
+        return m_bAllInMemory && bInForce;
     m_hEntityToReset = in_entity;
     auto* pSequenceGenerator = dynamic_cast<SequenceDataGenerator*>(m_pDataGenerator.get());
     if (m_hEntityToReset.isNull())

@@ -2,7 +2,9 @@
 
 #include "MLDataGeneratorWithConfig.h"
 
+#include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -13,8 +15,8 @@ namespace Vexalor::MachineLearning
 /// the following ones replay them, and the other generator is let go.
 ///
 /// Call order: setDataGenerator setEntityToReset?, then as of any generator; the first pass must be complete
-/// before it is rewound, or the next pattern fails. A pass that stops without the generator being at its end
-/// empties the memory: the next one streams again. At most 2^31 - 1 patterns.
+/// before it is rewound, or the next pattern fails and endedCleanly is false. A pass that stops without the
+/// generator being at its end empties the memory: the next one streams again. At most 2^31 - 1 patterns.
 ///
 /// The entity to reset is reset when the wrapped generator asks for it; a replay does so in generateNext,
 /// before the patterns that were marked that way, and never in gotoStart. Set it before the first pass.
@@ -72,8 +74,9 @@ public:
     bool endedCleanly() const override;
     Fallible<double> getShareRead() const override;
 
-    /// Null is handed on. False, with a warning, when all data is in memory: the places where an entity is to
-    /// be reset are known only if there was one in the first pass.
+    /// Null is handed on. When all data is in memory only the entity that is set already is accepted; false,
+    /// with a warning, for any other: the places where an entity is to be reset are known only if there was
+    /// one in the first pass.
     bool setEntityToReset(Handle<Resettable, ReferenceCount> in_entity) override;
 
 protected:
@@ -81,22 +84,46 @@ protected:
     DataGeneratorWithConfig::Config& getConcreteConfig_i() const override;
 
 private:
+    /// Of one pattern: its input and after it its target.
     struct InputTarget
     {
-        DoubleVector m_vInput;
-        DoubleVector m_vTarget; ///< empty: none
-        bool m_bReset = false;  ///< the entity is reset before this pattern
+        const double* m_pValues = nullptr;
+        std::size_t m_uiInputSize = 0;
+        std::size_t m_uiTargetSize = 0; ///< 0: no target
+        bool m_bReset = false;          ///< the entity is reset before this pattern
+
+        std::size_t getSize() const { return m_uiInputSize + m_uiTargetSize; }
+        const double* getTarget() const { return m_pValues + m_uiInputSize; }
+    };
+
+    /// The values of patterns one after the other, in blocks that stay where they are.
+    class Values
+    {
+    public:
+        /// Room for so many values after those that were taken before.
+        double* take(std::size_t in_uiSize);
+
+    private:
+        std::vector<std::unique_ptr<double[]>> m_vBlocks;
+        double* m_pNext = nullptr;
+        std::size_t m_uiLeft = 0; ///< in the last block
+        std::size_t m_uiBlockSize = 0;
     };
 
     std::int64_t getNbEntries() const { return static_cast<std::int64_t>(m_vInputTarget.size()); }
     void currentIndexAtStart() { m_iCurrentIndex = -1; }
     bool currentIndexValid() const { return m_iCurrentIndex >= 0 && m_iCurrentIndex < getNbEntries(); }
+    const InputTarget& currentEntry() const
+    {
+        return m_vInputTarget[static_cast<std::size_t>(m_iCurrentIndex)];
+    }
     bool isAfterLast() const { return m_iCurrentIndex >= 0 && m_iCurrentIndex >= getNbEntries(); }
     bool replayNext();
     bool streamNext();
     bool doResetIfNeeded();
     bool addEntry();
     bool fillEntry();
+    void keepValues(InputTarget& io_entry, const double* in_pInput, const double* in_pTarget);
     void dropEntry();
     void forgetEntries();
     void finishPass();
@@ -105,11 +132,15 @@ private:
 
     CountedObjPtr<DataGenerator> m_pDataGenerator; ///< null once all data is in memory
     std::vector<InputTarget> m_vInputTarget;
+    Values m_values;       ///< of the entries
+    DoubleVector m_vInput; ///< of the pattern that comes in
+    DoubleVector m_vTarget;
     std::int32_t m_iCurrentIndex = -1;
     Handle<Resettable, ReferenceCount> m_hEntityToReset;
     bool m_bAllInMemory = false;
     bool m_bEntryWaits = false; ///< the middleman has appended the entry of the next pattern
     bool m_bClean = true;       ///< as far as what is in memory goes
+    bool m_bRewound = false;    ///< the pass began before the first one was complete, and misses patterns
     CountedObjPtr<MiddlemanToReset> m_hMiddleman;
     Fallible<std::string> m_strLibName; ///< of a generator that has been let go
     mutable DataGeneratorWithConfig::Config m_noConfig;

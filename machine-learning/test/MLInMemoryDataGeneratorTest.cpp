@@ -105,9 +105,12 @@ TEST_F(InMemoryTest, ResetsAreReplayedBeforeTheirPatterns)
     EXPECT_EQ(readInputs(m_cache).size(), 4U) << "a reset that fails does not stop a replay";
 
     log.clear();
-    EXPECT_FALSE(m_cache.setEntityToReset(m_pEntity));
+    EXPECT_TRUE(m_cache.setEntityToReset(m_pEntity)) << "in force already";
+    EXPECT_EQ(log.text(), "");
+    EXPECT_FALSE(m_cache.setEntityToReset({}));
     EXPECT_EQ(log.count("WARN All data is in memory"), 1U);
-    EXPECT_THAT(m_assertions.conditions(), ElementsAre("!m_pDataGenerator.isNull()"));
+    EXPECT_THAT(m_assertions.conditions(),
+                ElementsAre("!m_pDataGenerator.isNull()", "!m_pDataGenerator.isNull()"));
     // The other generator may go on with somebody else: that changes nothing here.
     m_pEntity->m_bResult = true;
     readInputs(*m_pSource);
@@ -158,14 +161,17 @@ TEST_F(InMemoryTest, RewindInTheFirstPassFailsAndLeavesNothingWrong)
     ASSERT_TRUE(m_cache.gotoStart());
     EXPECT_FALSE(m_cache.generateNext());
     EXPECT_THAT(m_assertions.conditions(), ElementsAre(INDEX));
+    EXPECT_FALSE(m_cache.endedCleanly());
     EXPECT_FALSE(m_cache.generateNext());
     // Who goes on all the same comes to where the memory ends.
     EXPECT_TRUE(m_cache.generateNext() && m_cache.generateNext());
     EXPECT_FALSE(m_cache.generateNext());
     EXPECT_TRUE(m_cache.atEnd());
+    EXPECT_FALSE(m_cache.endedCleanly()) << "the first two did not come";
     m_pEntity->m_iResets = 0;
     EXPECT_EQ(readInputs(m_cache), (Inputs{1, 2, 3, 4}));
     EXPECT_EQ(m_pEntity->m_iResets, 2);
+    EXPECT_TRUE(m_cache.endedCleanly());
 }
 
 TEST_F(InMemoryTest, AStreamThatStopsIsNotTakenForItsEnd)
