@@ -1,7 +1,5 @@
 #include "quillcast-core/FileReplacer.h"
 
-#include "quillcast-core/OS.h"
-
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
@@ -13,6 +11,7 @@
 #include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
+#include <utility>
 
 namespace Vexalor
 {
@@ -23,6 +22,7 @@ namespace
 constexpr unsigned int NEW_FILE_MODE = 0666;
 constexpr unsigned int PERMISSIONS = 07777;
 constexpr int MOST_ATTEMPTS = 100;
+constexpr int MOST_LINKS = 40;      ///< that are followed, as by the system
 constexpr std::size_t NB_SLOTS = 8; ///< temporary files at a time that a signal removes
 
 /// A name that no other replacer of this machine uses now, short enough wherever the target's own is.
@@ -48,19 +48,22 @@ struct FileReplacer::Slot
 
 FileReplacer::Slot FileReplacer::Slot::s_slots[NB_SLOTS];
 
-/// The signal comes again when the handler returns, and ends the process.
+/// The signal comes again when the handler returns, and ends the process. Code that goes on until then finds
+/// errno as it was.
 void FileReplacer::Slot::removeAllAndEnd(int in_iSignal)
 {
+    const int iError = errno;
     for (const Slot& slot : s_slots)
         if (slot.m_bFilled)
             unlink(slot.m_path);
     std::signal(in_iSignal, SIG_DFL);
     std::raise(in_iSignal);
+    errno = iError;
 }
 
 void FileReplacer::removeOnSignals()
 {
-    for (const int iSignal : {SIGINT, SIGTERM, SIGHUP})
+    for (const int iSignal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT})
     {
         struct sigaction action = {};
         if (sigaction(iSignal, nullptr, &action) != 0 || action.sa_handler != SIG_DFL)
@@ -117,25 +120,53 @@ bool FileReplacer::fail()
     return false;
 }
 
-bool FileReplacer::open()
+/// Follows links to the file that is to be replaced, which need not exist yet.
+bool FileReplacer::followLinks()
+{
+    std::error_code error;
+    std::filesystem::path target = std::filesystem::absolute(m_strPath, error);
+    for (int i = 0; i < MOST_LINKS; ++i)
+    {
+        const std::filesystem::path next = std::filesystem::read_symlink(target, error);
+        if (error)
+        {
+            m_strTarget = target.string();
+            return true;
+        }
+        target = target.parent_path() / next; // next alone when it is absolute
+    }
+    errno = ELOOP;
+    return fail();
+}
+
+/// Finds out what the name stands for. What is no regular file is to be written directly, and opened once: a
+/// reader of a pipe takes every close for the end.
+bool FileReplacer::prepare()
 {
     struct stat status = {};
     const bool bExists = stat(m_strPath.c_str(), &status) == 0;
+    if (!bExists && (errno != ENOENT || m_strPath.empty()))
+        return fail();
+    if (bExists && S_ISDIR(status.st_mode))
+        errno = EISDIR;
+    if (bExists && (S_ISDIR(status.st_mode) || access(m_strPath.c_str(), W_OK) != 0))
+        return fail();
     if (bExists && !S_ISREG(status.st_mode))
     {
         m_strTemporary = m_strTarget;
+        m_bPending = true;
+        return true;
+    }
+    return followLinks() && createBeside(bExists ? status.st_mode & PERMISSIONS : NEW_FILE_MODE, bExists);
+}
+
+bool FileReplacer::open()
+{
+    if (!prepare())
+        return false;
+    if (isDirect())
         m_iDescriptor = ::open(m_strTarget.c_str(), O_WRONLY | O_CLOEXEC);
-        m_bPending = m_iDescriptor >= 0;
-        return m_bPending || fail();
-    }
-    if (bExists && access(m_strPath.c_str(), W_OK) != 0)
-        return fail();
-    if (m_strPath.empty() || !OS::getCanonicalPath(m_strPath.c_str(), m_strTarget))
-    {
-        errno = m_strPath.empty() ? ENOENT : ELOOP;
-        return fail();
-    }
-    return createBeside(bExists ? status.st_mode & PERMISSIONS : NEW_FILE_MODE, bExists);
+    return m_iDescriptor >= 0 || fail();
 }
 
 bool FileReplacer::createBeside(unsigned int in_uiMode, bool in_bKeepMode)
@@ -157,11 +188,13 @@ bool FileReplacer::createBeside(unsigned int in_uiMode, bool in_bKeepMode)
 
 bool FileReplacer::openNameOnly()
 {
-    if (!open())
-        return false;
-    const int iDescriptor = m_iDescriptor;
-    m_iDescriptor = -1;
-    return close(iDescriptor) == 0 || fail();
+    return prepare() && closeDescriptor();
+}
+
+bool FileReplacer::closeDescriptor()
+{
+    const int iDescriptor = std::exchange(m_iDescriptor, -1);
+    return iDescriptor < 0 || close(iDescriptor) == 0 || fail();
 }
 
 bool FileReplacer::write(std::string_view in_bytes)
@@ -180,15 +213,13 @@ bool FileReplacer::write(std::string_view in_bytes)
 /// The bytes first, then the name: otherwise a loss of power could leave the name on an empty file.
 bool FileReplacer::bringToDisk()
 {
+    if (isDirect())
+        return closeDescriptor();
     if (m_iDescriptor < 0)
         m_iDescriptor = ::open(m_strTemporary.c_str(), O_WRONLY | O_CLOEXEC);
-    if (m_iDescriptor < 0)
+    if (m_iDescriptor < 0 || fsync(m_iDescriptor) != 0)
         return fail();
-    if (!isDirect() && fsync(m_iDescriptor) != 0)
-        return fail();
-    const int iDescriptor = m_iDescriptor;
-    m_iDescriptor = -1;
-    return close(iDescriptor) == 0 || fail();
+    return closeDescriptor();
 }
 
 bool FileReplacer::commit()

@@ -13,9 +13,9 @@ namespace Vexalor
 ///
 ///     (open write* | openNameOnly) commit?
 ///
-/// A link to a file is followed, an existing file keeps its permissions, and what is no regular file (a
-/// terminal, a pipe, a device) is written directly. Operations return false with the reason kept and log
-/// nothing.
+/// A link is followed, also one whose file does not exist yet; an existing file keeps its permissions. What
+/// is no regular file (a terminal, a pipe, a device) is written directly and opened once; opening a pipe
+/// waits for its reader. Operations return false with the reason kept and log nothing.
 class FileReplacer
 {
 public:
@@ -26,7 +26,8 @@ public:
 
     /// Creates the temporary file for write.
     bool open();
-    /// Creates it empty and closes it again, for a writer that opens files by name.
+    /// Creates it empty and closes it again, for a writer that opens files by name. What is written directly
+    /// is left to that writer to open.
     bool openNameOnly();
     /// Where to write until commit; valid after opening.
     const std::string& getTemporaryPath() const { return m_strTemporary; }
@@ -37,8 +38,8 @@ public:
     /// Brings the content to the disk and gives it the name. False also when an earlier operation has failed.
     bool commit();
 
-    /// For programs: from now on SIGINT, SIGTERM and SIGHUP, where they would end the process, remove the
-    /// temporary files of this process first.
+    /// For programs: from now on SIGINT, SIGTERM, SIGHUP and SIGQUIT, where they would end the process,
+    /// remove the temporary files of this process first.
     static void removeOnSignals();
 
     const std::string& getPath() const { return m_strPath; }
@@ -52,8 +53,11 @@ private:
     void announce();
     void withdraw();
     bool isDirect() const { return m_strTemporary == m_strTarget; }
+    bool prepare();
+    bool followLinks();
     bool createBeside(unsigned int in_uiMode, bool in_bKeepMode);
     bool bringToDisk();
+    bool closeDescriptor();
 
     std::string m_strPath;
     std::string m_strTarget;

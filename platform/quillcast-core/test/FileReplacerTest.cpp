@@ -1,12 +1,16 @@
 #include "quillcast-core/FileReplacer.h"
 #include "test-support/TempDir.h"
 
+#include <chrono>
 #include <csignal>
 #include <filesystem>
 #include <fstream>
+#include <functional>
+#include <future>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
+#include <thread>
 #include <unistd.h>
 
 using namespace Vexalor;
@@ -55,22 +59,31 @@ TEST(FileReplacerTest, WritersByNameAndLinks)
     std::filesystem::create_directory(folder.path("sub"));
     folder.write("sub/file", "old");
     std::filesystem::create_symlink("sub/file", folder.path("link"));
-    FileReplacer replacer(folder.path("link"));
-    ASSERT_TRUE(replacer.openNameOnly());
-    std::ofstream(replacer.getTemporaryPath()) << "text";
-    ASSERT_TRUE(replacer.commit());
-    EXPECT_EQ(readFile(folder.path("sub/file")), "text");
-    EXPECT_TRUE(std::filesystem::is_symlink(folder.path("link")));
+    std::filesystem::create_symlink("sub/new", folder.path("dangling"));
+    std::filesystem::create_symlink(folder.path("dangling"), folder.path("further"));
+    for (const auto& [link, file] : {std::pair("link", "sub/file"), std::pair("further", "sub/new")})
+    {
+        FileReplacer replacer(folder.path(link));
+        ASSERT_TRUE(replacer.openNameOnly()) << link;
+        std::ofstream(replacer.getTemporaryPath()) << "text";
+        ASSERT_TRUE(replacer.commit()) << link;
+        EXPECT_EQ(readFile(folder.path(file)), "text");
+        EXPECT_TRUE(std::filesystem::is_symlink(folder.path(link)));
+    }
+    EXPECT_TRUE(std::filesystem::is_symlink(folder.path("dangling")));
 }
 
 TEST(FileReplacerTest, FailuresGiveAReason)
 {
     const TempDir folder;
     folder.write("file", "text");
+    std::filesystem::create_symlink("circle", folder.path("circle"));
     const std::pair<std::string, const char*> CASES[] = {
         {folder.path(), "Is a directory"},
         {folder.path("none/file"), "No such file or directory"},
         {folder.path("file/below"), "Not a directory"},
+        {folder.path("circle"), "Too many levels of symbolic links"},
+        {folder.path(std::string(256, 'x')), "File name too long"},
         {"", "No such file or directory"}};
     for (const auto& [strPath, reason] : CASES)
     {
@@ -98,11 +111,38 @@ TEST(FileReplacerTest, DevicesAreWrittenDirectlyAndAFailedWriteIsNeverCommitted)
     EXPECT_TRUE(std::filesystem::is_character_file("/dev/null"));
 }
 
+TEST(FileReplacerTest, APipeIsOpenedOnce)
+{
+    const TempDir folder;
+    const std::string strPath = folder.path("pipe");
+    ASSERT_EQ(mkfifo(strPath.c_str(), 0600), 0);
+    const auto writeByName = [](FileReplacer& io_replacer)
+    {
+        const bool bOpened = io_replacer.openNameOnly();
+        std::this_thread::sleep_for(std::chrono::milliseconds(20)); // time to see an end that came too early
+        return bOpened && std::ofstream(io_replacer.getTemporaryPath()) << "text";
+    };
+    const auto writeItself = [](FileReplacer& io_replacer)
+    {
+        return io_replacer.open() && io_replacer.write("text");
+    };
+    for (const std::function<bool(FileReplacer&)>& write :
+         {std::function<bool(FileReplacer&)>(writeByName), std::function<bool(FileReplacer&)>(writeItself)})
+    {
+        // The reader leaves at the first end that it sees; after that another opening would wait for good.
+        std::future<std::string> reader = std::async(std::launch::async, [&] { return readFile(strPath); });
+        FileReplacer replacer(strPath);
+        EXPECT_TRUE(write(replacer));
+        EXPECT_TRUE(replacer.commit());
+        EXPECT_EQ(reader.get(), "text");
+    }
+}
+
 TEST(FileReplacerTest, SignalsThatEndTheProcessLeaveNoTemporaryFile)
 {
     const TempDir folder;
     const std::string strPath = folder.write("file", "old");
-    for (const int iSignal : {SIGTERM, SIGINT, SIGHUP})
+    for (const int iSignal : {SIGTERM, SIGINT, SIGHUP, SIGQUIT})
     {
         const pid_t child = fork();
         if (child == 0)
