@@ -233,7 +233,7 @@ def prepare(programs, folder, work):
         for source in (path, label_file(path)):
             shutil.copy(source, work)
         copy = os.path.join(work, os.path.basename(path))
-        programs.run("ml-annotate", "import", copy, label_file(copy))
+        programs.run("ml-annotate", "import", "--force", copy, label_file(copy))
         try:
             recordings.append(Labelled(copy))
         except wave.Error as error:

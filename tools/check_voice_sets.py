@@ -57,7 +57,7 @@ def prepare(programs, pairs, work, options):
     for recording, labels in pairs:
         names.append(os.path.basename(recording))
         copy = shutil.copy(recording, work)
-        run(os.path.join(programs, "ml-annotate"), "--log-level", "WARN", "import", copy, labels, *options)
+        run(os.path.join(programs, "ml-annotate"), "--log-level", "WARN", "import", "--force", copy, labels, *options)
     return names
 
 
@@ -67,7 +67,7 @@ def mix(programs, names, work):
     write(os.path.join(work, "bad empty.wav"), "")
     refused = shutil.copy(os.path.join(work, names[0]), os.path.join(work, "bad labels.wav"))
     labels = write(os.path.join(work, "labels.txt"), REFUSED)
-    run(os.path.join(programs, "ml-annotate"), "--log-level", "WARN", "import", refused, labels)
+    run(os.path.join(programs, "ml-annotate"), "--log-level", "WARN", "import", "--force", refused, labels)
     bad = ["bad missing.wav", "bad text.wav", "bad empty.wav", "bad labels.wav"]
     mixed = []
     for number, name in enumerate(names):

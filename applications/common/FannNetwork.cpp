@@ -2,7 +2,6 @@
 
 #include "common/FannFileCheck.h"
 #include "quillcast-core/Assertion.h"
-#include "quillcast-core/FileReplacer.h"
 #include "quillcast-core/Logger.h"
 #include "quillcast-infra/DiskFileSystem.h"
 
@@ -276,16 +275,6 @@ std::string FannNetwork::getText() const
     MemoryFile file;
     fann_save_internal_fd(m_pFann.get(), file.get(), "network", 0);
     return std::string(file.getText());
-}
-
-bool FannNetwork::save(const char* in_filename) const
-{
-    QC_TRACE("FannNetwork::save");
-    FileReplacer replacer(in_filename);
-    if (replacer.open() && replacer.write(getText()) && replacer.commit())
-        return true;
-    QC_ERROR("Cannot write network file " << in_filename << ": " << replacer.getReason());
-    return false;
 }
 
 } // namespace Vexalor::MachineLearning

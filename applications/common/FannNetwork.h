@@ -62,10 +62,6 @@ public:
     /// The text of the network file.
     std::string getText() const;
 
-    /// Writes the network file; an earlier one stays until the new one is complete. False, with the reason
-    /// logged at error level.
-    bool save(const char* in_filename) const;
-
     /// The library's own network, for training.
     fann& getFann() { return *m_pFann; }
 

@@ -46,10 +46,13 @@ AnnotateApplication::AnnotateApplication()
     auto addOption = getOptions().add_options();
     addOption("json", bool_switch(), "list: print all that the files hold as JSON");
     addOption("decode", bool_switch(), "list: read all samples, report how many there are in --json");
-    addOption("markers", bool_switch(), "list, export: markers, too, behind the annotations");
+    addOption("markers", bool_switch(), "list, export: markers, too, after the annotations");
     addOption("map", value<StringVector>()->value_name("A=B"), "label B instead of A; may be repeated");
     addOption("fill", value<std::string>()->value_name("LABEL"), "label for what no annotation covers");
     addOption("sort", bool_switch(), "sort by time");
+    OverwriteGuard::addOption(getOptions(),
+                              "export: write over a recording, too; import: replace annotations by "
+                              "none, too");
     addOption("ignore", value<StringVector>()->value_name("KIND"), describeKinds().c_str());
     setArguments("arguments", -1, "COMMAND FILE...", DESCRIPTION);
 }
@@ -70,6 +73,7 @@ bool AnnotateApplication::processCmdlineVarsMap(const variables_map& in_map)
     m_request.m_bJson = isSwitchOn(in_map, "json");
     m_request.m_bMarkers = isSwitchOn(in_map, "markers");
     m_request.m_bDecode = isSwitchOn(in_map, "decode");
+    m_request.m_guard.takeOption(in_map);
     m_request.m_edits.setSort(isSwitchOn(in_map, "sort"));
     if (in_map.count("fill") != 0)
         m_request.m_edits.setFill(getString(in_map, "fill"));

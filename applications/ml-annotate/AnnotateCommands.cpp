@@ -19,6 +19,8 @@ namespace
 
 constinit Logger s_logger("quillcast.app.ml-annotate");
 
+constexpr const char* STANDARD_OUTPUT = "-";
+
 /// Makes the changes that the options ask for.
 bool edit(const AnnotateRequest& in_request, const std::string& in_strFile, AnnotatedFile& io_file)
 {
@@ -33,6 +35,15 @@ bool edit(const AnnotateRequest& in_request, const std::string& in_strFile, Anno
     return true;
 }
 
+/// A comment where a list would be empty though the recording is marked; empty otherwise.
+std::string makeRemark(const AnnotateRequest& in_request, const AnnotatedFile& in_file)
+{
+    const std::size_t uiMarkers = in_file.getMarkers().size();
+    if (in_request.m_bMarkers || uiMarkers == 0 || !in_file.getAnnotations().empty())
+        return {};
+    return "# no annotations; markers: " + std::to_string(uiMarkers) + ", shown with --markers\n";
+}
+
 std::string makeText(const AnnotateRequest& in_request, const AnnotatedFile& in_file)
 {
     std::string strText;
@@ -42,6 +53,20 @@ std::string makeText(const AnnotateRequest& in_request, const AnnotatedFile& in_
         for (const Annotation& marker : in_file.getMarkers())
             strText += LabelText::formatLine(marker);
     return strText;
+}
+
+/// The annotations and markers of a label text; false with the reason logged.
+bool readLabels(const std::string& in_strFile, std::vector<Annotation>& out_vAnnotations,
+                std::vector<Annotation>& out_vMarkers)
+{
+    std::string strText;
+    std::string strError;
+    if (!readText(in_strFile, strText))
+        return false;
+    if (LabelText::parse(strText, out_vAnnotations, out_vMarkers, strError))
+        return true;
+    QC_ERROR("Cannot import " << in_strFile << ": " << strError);
+    return false;
 }
 
 } // namespace
@@ -66,7 +91,7 @@ bool listAnnotations(const AnnotateRequest& in_request)
                                     in_request.m_bDecode ? std::optional(uiDecoded) : std::nullopt);
         else
             std::cout << (in_request.m_vFiles.size() > 1 ? "# " + strFile + "\n" : "")
-                      << makeText(in_request, file);
+                      << makeRemark(in_request, file) << makeText(in_request, file);
     }
     if (in_request.m_bJson)
         std::cout << (*separator == '[' ? "[" : "\n") << "]\n";
@@ -78,11 +103,13 @@ bool exportAnnotations(const AnnotateRequest& in_request)
     AnnotatedFile file;
     if (!readAnnotations(in_request.m_vFiles[0], file) || !edit(in_request, in_request.m_vFiles[0], file))
         return false;
-    if (in_request.m_vFiles.size() == 1)
+    if (in_request.m_vFiles.size() == 1 || in_request.m_vFiles[1] == STANDARD_OUTPUT)
     {
         std::cout << makeText(in_request, file);
         return true;
     }
+    if (!in_request.m_guard.allows(in_request.m_vFiles[1]))
+        return false;
     FileReplacer target(in_request.m_vFiles[1]);
     if (target.open() && target.write(makeText(in_request, file)) && target.commit())
         return true;
@@ -92,22 +119,28 @@ bool exportAnnotations(const AnnotateRequest& in_request)
 
 bool importAnnotations(const AnnotateRequest& in_request)
 {
+    const std::string& strRecording = in_request.m_vFiles[0];
+    const std::string& strLabels = in_request.m_vFiles[1];
     AnnotatedFile file;
-    std::string strText;
-    if (!readAnnotations(in_request.m_vFiles[0], file) || !readText(in_request.m_vFiles[1], strText))
-        return false;
     std::vector<Annotation> vAnnotations;
     std::vector<Annotation> vMarkers;
-    std::string strError;
-    if (!LabelText::parse(strText, vAnnotations, vMarkers, strError))
+    if (!readAnnotations(strRecording, file) || !readLabels(strLabels, vAnnotations, vMarkers))
+        return false;
+    const std::size_t uiReplaced = file.getAnnotations().size();
+    if (vAnnotations.empty() && uiReplaced > 0 && !in_request.m_guard.isForced())
     {
-        QC_ERROR("Cannot import " << in_request.m_vFiles[1] << ": " << strError);
+        QC_ERROR("Not importing " << strLabels << ": it has no annotations, " << strRecording << " has "
+                                  << uiReplaced << "; --force replaces them all the same");
         return false;
     }
     file.setAnnotations(std::move(vAnnotations));
     if (!vMarkers.empty())
         file.setMarkers(std::move(vMarkers));
-    return edit(in_request, in_request.m_vFiles[0], file) && file.writeToWAV(in_request.m_vFiles[0].c_str());
+    if (!edit(in_request, strRecording, file) || !file.writeToWAV(strRecording.c_str()))
+        return false;
+    QC_INFO(strRecording << ": " << uiReplaced << (uiReplaced == 1 ? " annotation" : " annotations")
+                         << " replaced by " << file.getAnnotations().size());
+    return true;
 }
 
 bool checkRecordings(const AnnotateRequest& in_request)

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "common/OverwriteGuard.h"
 #include "ml-annotate/AnnotationEdits.h"
 #include "quillcast-core/StringVector.h"
 
@@ -12,8 +13,9 @@ namespace Vexalor
 /// What the command line asks for.
 struct AnnotateRequest
 {
-    StringVector m_vFiles; ///< the arguments behind the command
+    StringVector m_vFiles; ///< the arguments after the command
     AnnotationEdits m_edits;
+    OverwriteGuard m_guard;
     std::set<std::string> m_ignored; ///< kinds of finding
     bool m_bJson = false;
     bool m_bMarkers = false;

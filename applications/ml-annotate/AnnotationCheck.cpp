@@ -3,6 +3,7 @@
 #include "ml-annotate/AnnotationEdits.h"
 #include "ml-annotate/LabelText.h"
 #include "ml-annotate/Reach.h"
+#include "quillcast-audio/ToneAnnotations.h"
 
 #include <algorithm>
 #include <cmath>
@@ -35,6 +36,9 @@ public:
 
 private:
     void compare(const Annotation& in_annotation, std::uint64_t in_uiStart, std::uint64_t in_uiStop);
+    void compareTones(const Annotation& in_annotation, std::uint64_t in_uiStart, std::uint64_t in_uiStop);
+    void addOrder(const Annotation& in_earlier, const Annotation& in_later, const char* in_who,
+                  bool in_bEarlierFirst);
     void add(const char* in_kind, const std::string& in_strText)
     {
         m_findings[in_kind].push_back(in_strText);
@@ -48,6 +52,7 @@ private:
     std::uint64_t m_uiFrames;
     std::map<std::string, Reach> m_reachOfLabel;
     TwoReaches m_reaches;
+    Reach m_tones;
     std::map<std::string, StringVector> m_findings;
 };
 
@@ -71,11 +76,39 @@ void Checker::compare(const Annotation& in_annotation, std::uint64_t in_uiStart,
     if (in_uiStart < same.m_uiStop)
         add("overlap", describe(*same.m_pAnnotation) + " and " + describe(in_annotation));
     else if (same.m_pAnnotation != nullptr && in_uiStart == same.m_uiStop)
+    {
         add("touching", describe(*same.m_pAnnotation) + " and " + describe(in_annotation));
+        addOrder(*same.m_pAnnotation, in_annotation, "a generator", false);
+    }
     if (in_uiStart < other.m_uiStop)
         add("mixed", describe(*other.m_pAnnotation) + " and " + describe(in_annotation));
     same.extend({&in_annotation, in_uiStop});
     m_reaches.extend({&in_annotation, in_uiStop});
+    compareTones(in_annotation, in_uiStart, in_uiStop);
+}
+
+/// Those of a wideband generator, which cuts a tone out of an earlier one, and only so; tones that begin
+/// together it takes in any order.
+void Checker::compareTones(const Annotation& in_annotation, std::uint64_t in_uiStart, std::uint64_t in_uiStop)
+{
+    constexpr double SAME_START = 0.01; // s
+    SingleFrequencyAnnotationImpl tone;
+    if (!tone.setLabel(in_annotation.getLabel()))
+        return;
+    if (in_uiStart < m_tones.m_uiStop &&
+        in_annotation.getStartTime() - m_tones.m_pAnnotation->getStartTime() >= SAME_START)
+        addOrder(*m_tones.m_pAnnotation, in_annotation, "a wideband generator", true);
+    m_tones.extend({&in_annotation, in_uiStop});
+}
+
+/// Two that in_who takes when the earlier one comes first in the file, or only when it does not. Both are
+/// elements of the vector of annotations.
+void Checker::addOrder(const Annotation& in_earlier, const Annotation& in_later, const char* in_who,
+                       bool in_bEarlierFirst)
+{
+    const bool bTaken = (&in_earlier < &in_later) == in_bEarlierFirst;
+    add("order", describe(in_earlier) + " and " + describe(in_later) + ", " + in_who +
+                     (bTaken ? " takes them only" : " refuses them") + " in the order of the file");
 }
 
 std::vector<Finding> Checker::takeFindings(const std::vector<Annotation>& in_vAnnotations)

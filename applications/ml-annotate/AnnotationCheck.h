@@ -27,6 +27,7 @@ inline constexpr FindingKind FINDING_KINDS[] = {
     {"inverted", "it stops before its start"},
     {"overlap", "two of one label overlap"},
     {"touching", "one begins where another of its label stops"},
+    {"order", "generators take or refuse two by the order in which the file has them"},
     {"mixed", "two of different labels overlap"},
     {"beyond", "it lies beyond the end of the recording, wholly or in part"},
     {"uncovered", "a stretch of the recording has no annotation"},

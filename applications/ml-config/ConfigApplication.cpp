@@ -59,6 +59,7 @@ ConfigApplication::ConfigApplication()
     registerGeneratorClasses();
     addWriteOptions(getOptions());
     addScalingOptions(getOptions());
+    OverwriteGuard::addOption(getOptions(), "write over a recording or an input, too");
     setArguments("arguments", -1, "COMMAND FILE", DESCRIPTION);
 }
 
@@ -79,6 +80,7 @@ bool ConfigApplication::processCmdlineVarsMap(const variables_map& in_map)
         return false;
     }
     m_strFile = vArguments.back();
+    m_guard.takeOption(in_map);
     const std::string strFault = takeRequest(in_map);
     if (!strFault.empty())
         QC_ERROR(getName() << ": " << strFault);
@@ -179,13 +181,25 @@ void ConfigApplication::takeTargets(const variables_map& in_map)
     m_request.m_bConstantInput = strAnswer == "yes";
 }
 
+/// Asked before the work, not after it.
+bool ConfigApplication::mayWrite()
+{
+    for (const StringVector& vInputs :
+         {m_request.m_vLibraries, m_scalingRequest.m_vInputFiles, {m_scalingRequest.m_strConfigFile}})
+        for (const std::string& strInput : vInputs)
+            m_guard.addInput(strInput);
+    return m_strFile == STANDARD_OUTPUT || m_guard.allows(m_strFile);
+}
+
 bool ConfigApplication::run_i()
 {
     QC_TRACE("ConfigApplication::run_i");
-    if (m_strCommand == WRITE)
-        return writeConfiguration(m_request, m_strFile);
-    return m_strCommand == LEARN ? learnScaling(m_scalingRequest, m_strFile)
-                                 : explainConfiguration(m_strFile);
+    if (m_strCommand == EXPLAIN)
+        return explainConfiguration(m_strFile);
+    if (!mayWrite())
+        return false;
+    return m_strCommand == WRITE ? writeConfiguration(m_request, m_strFile)
+                                 : learnScaling(m_scalingRequest, m_strFile);
 }
 
 } // namespace Vexalor::MachineLearning

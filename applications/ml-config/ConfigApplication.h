@@ -1,5 +1,6 @@
 #pragma once
 
+#include "common/OverwriteGuard.h"
 #include "ml-config/GeneratorKinds.h"
 #include "ml-config/ScalingLearner.h"
 #include "quillcast-infra/ApplicationImpl.h"
@@ -27,11 +28,13 @@ private:
     void takeFeatures(const variables_map& in_map);
     void takeClasses(const variables_map& in_map);
     void takeTargets(const variables_map& in_map);
+    bool mayWrite();
 
     std::string m_strCommand;
     std::string m_strFile;
     GeneratorRequest m_request;
     ScalingRequest m_scalingRequest;
+    OverwriteGuard m_guard;
 };
 
 } // namespace Vexalor::MachineLearning

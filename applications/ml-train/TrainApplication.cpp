@@ -76,6 +76,7 @@ TrainApplication::TrainApplication()
     addOption("patience", number("20"), "stop after so many epochs that are no better for what is held out");
     addWrapperOptions();
     SetWatch::addOption(getOptions());
+    OverwriteGuard::addOption(getOptions(), "write the network over a recording or an input, too");
 }
 
 bool TrainApplication::processCmdlineVarsMap(const variables_map& in_map)
@@ -97,6 +98,7 @@ void TrainApplication::takeSettings(const variables_map& in_map)
 {
     takeWrapperOptions(in_map);
     m_watch.takeOption(in_map);
+    m_guard.takeOption(in_map);
     m_strConfigFile = getString(in_map, "data-gen-config");
     m_strNetwork = getString(in_map, "network");
     // Without a file there is one stream all the same: that of a generator that reads none.
@@ -116,7 +118,8 @@ bool TrainApplication::run_i()
 {
     QC_TRACE("TrainApplication::run_i");
     PatternSet patterns;
-    if (!canWriteNetwork() || !readPatterns(patterns))
+    FileReplacer networkFile(m_strNetwork);
+    if (!openNetwork(networkFile) || !readPatterns(patterns))
         return false;
     QC_INFO("Training on " << patterns.size() << " patterns of " << patterns.getInputSize() << " inputs and "
                            << patterns.getTargetSize() << " targets; " << patterns.getNbSkipped()
@@ -134,7 +137,7 @@ bool TrainApplication::run_i()
         };
         pNetwork = FannTrainer(m_settings).train(patterns, watch, taken);
     }
-    if (pNetwork == nullptr || !pNetwork->save(m_strNetwork.c_str()))
+    if (pNetwork == nullptr || !writeNetwork(*pNetwork, networkFile))
         return false;
     QC_INFO("Network " << m_strNetwork << " written: " << toText(taken));
     return true;
@@ -158,14 +161,27 @@ bool TrainApplication::readPatterns(PatternSet& out_patterns)
     return m_watch.accept();
 }
 
-/// Asked before the work, not after it.
-bool TrainApplication::canWriteNetwork() const
+/// Before the work, not after it.
+bool TrainApplication::openNetwork(FileReplacer& io_file)
 {
-    FileReplacer probe(m_strNetwork);
-    const bool bOpened = probe.open();
-    if (!bOpened)
-        QC_ERROR("Cannot write network file " << m_strNetwork << ": " << probe.getReason());
-    return bOpened;
+    m_guard.addInput(m_strConfigFile);
+    m_guard.addInput(getScalingConfigFile());
+    for (const std::string& strFile : m_vInputFiles)
+        m_guard.addInput(strFile);
+    if (!m_guard.allows(m_strNetwork))
+        return false;
+    if (io_file.open())
+        return true;
+    QC_ERROR("Cannot write network file " << m_strNetwork << ": " << io_file.getReason());
+    return false;
+}
+
+bool TrainApplication::writeNetwork(const FannNetwork& in_network, FileReplacer& io_file) const
+{
+    if (io_file.write(in_network.getText()) && io_file.commit())
+        return true;
+    QC_ERROR("Cannot write network file " << m_strNetwork << ": " << io_file.getReason());
+    return false;
 }
 
 } // namespace Vexalor::MachineLearning

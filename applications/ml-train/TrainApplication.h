@@ -2,7 +2,13 @@
 
 #include "MLDataGenApplicationImpl.h"
 #include "common/FannTrainer.h"
+#include "common/OverwriteGuard.h"
 #include "common/SetWatch.h"
+
+namespace Vexalor
+{
+class FileReplacer;
+}
 
 namespace Vexalor::MachineLearning
 {
@@ -21,12 +27,14 @@ protected:
 private:
     void takeSettings(const variables_map& in_map);
     bool readPatterns(PatternSet& out_patterns);
-    bool canWriteNetwork() const;
+    bool openNetwork(FileReplacer& io_file);
+    bool writeNetwork(const FannNetwork& in_network, FileReplacer& io_file) const;
 
     std::string m_strConfigFile;
     StringVector m_vInputFiles;
     std::string m_strNetwork;
     FannTrainer::Settings m_settings;
+    OverwriteGuard m_guard;
     SetWatch m_watch{"ml-train"};
 };
 

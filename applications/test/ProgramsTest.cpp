@@ -5,8 +5,10 @@
 #include "test-support/TempDir.h"
 
 #include <filesystem>
+#include <future>
 #include <gmock/gmock.h>
 #include <sstream>
+#include <sys/stat.h>
 
 using namespace Vexalor;
 using namespace Vexalor::MachineLearning;
@@ -171,6 +173,34 @@ TEST_F(ProgramsTest, BadInputOfTrainingIsAMessageAndLeavesTheEarlierNetwork)
     EXPECT_EQ(readFile(m_folder.path("net")), "earlier");
     for (const auto& entry : std::filesystem::directory_iterator(m_folder.path()))
         EXPECT_THAT(entry.path().filename().string(), testing::Not(StartsWith(".")));
+}
+
+TEST_F(ProgramsTest, TrainingWritesOverNoRecordingAndNoInput)
+{
+    m_folder.write("k.wav", "RIFF and more");
+    std::filesystem::create_hard_link(m_folder.path("train.txt"), m_folder.path("link"));
+    const std::pair<const char*, const char*> CASES[] = {
+        {"k.wav", "it is a recording"}, {"link", "it is an input"}, {"vector.xml", "it is an input"}};
+    for (const auto& [file, reason] : CASES)
+    {
+        const std::string strBefore = readFile(m_folder.path(file));
+        const CommandResult refused = train({}, "train.txt", file);
+        EXPECT_EQ(refused.m_iExit, 1);
+        EXPECT_EQ(refused.m_strErr, std::string("ERROR: Not writing over ") + file + ": " + reason +
+                                        "; --force writes all the same\n");
+        EXPECT_EQ(readFile(m_folder.path(file)), strBefore);
+    }
+    EXPECT_EQ(train({"--force"}, "train.txt", "k.wav").m_iExit, 0);
+}
+
+TEST_F(ProgramsTest, ANetworkGoesIntoAPipe)
+{
+    ASSERT_EQ(mkfifo(m_folder.path("pipe").c_str(), 0600), 0);
+    std::future<std::string> reader =
+        std::async(std::launch::async, [&] { return readFile(m_folder.path("pipe")); });
+    EXPECT_EQ(train({}, "train.txt", "pipe").m_iExit, 0);
+    ASSERT_EQ(train({}).m_iExit, 0);
+    EXPECT_EQ(reader.get(), readFile(m_folder.path("net")));
 }
 
 TEST_F(ProgramsTest, BadInputOfTheTesterIsAMessage)

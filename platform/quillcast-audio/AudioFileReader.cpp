@@ -174,6 +174,11 @@ bool AudioFileReader::open(const char* in_filename, int in_iChannel)
     return true;
 }
 
+bool AudioFileReader::isRecording(std::string_view in_beginning)
+{
+    return RiffFile::isContainer(in_beginning.substr(0, 4));
+}
+
 bool AudioFileReader::isOpen() const
 {
     return m_pState->m_pFile != nullptr;

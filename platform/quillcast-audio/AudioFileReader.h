@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <string_view>
 
 namespace Vexalor
 {
@@ -28,6 +29,8 @@ public:
     /// no readable recording or has no such channel.
     bool open(const char* in_filename, int in_iChannel);
     bool isOpen() const;
+    /// True for the first bytes of a RIFF, RF64 or BW64 file, four at least.
+    static bool isRecording(std::string_view in_beginning);
     /// Closes and gives the memory back.
     void close();
 

@@ -44,6 +44,11 @@ bool RiffFile::read(IffSource& io_source, const std::string& in_strOpenEnded)
     return true;
 }
 
+bool RiffFile::isContainer(std::string_view in_id)
+{
+    return in_id == "RIFF" || in_id == "RF64" || in_id == "BW64";
+}
+
 bool RiffFile::readContainer(IffSource& io_source)
 {
     std::string strHeader;
@@ -52,7 +57,7 @@ bool RiffFile::readContainer(IffSource& io_source)
     m_strContainer = strHeader.substr(0, 4);
     m_strFormType = strHeader.substr(8, 4);
     m_uiDeclaredSize = readU32(strHeader.data() + 4) + std::uint64_t(8);
-    if (m_strContainer != "RIFF" && m_strContainer != "RF64" && m_strContainer != "BW64")
+    if (!isContainer(m_strContainer))
         return fail("no RIFF file");
     return true;
 }

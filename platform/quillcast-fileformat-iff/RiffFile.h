@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace Vexalor
@@ -29,6 +30,9 @@ public:
     std::uint64_t getDeclaredSize() const { return m_uiDeclaredSize; } ///< of the file, header included
     /// True for the containers with 64-bit sizes in a "ds64" chunk.
     bool hasLongSizes() const { return m_strContainer != "RIFF"; }
+
+    /// True for the ids that the files begin with.
+    static bool isContainer(std::string_view in_id);
 
     /// In the order of the file; only the last one may be incomplete.
     const std::vector<IffChunk>& getChunks() const { return m_vChunks; }

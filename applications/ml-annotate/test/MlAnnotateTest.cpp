@@ -61,7 +61,7 @@ TEST_F(MlAnnotateTest, ListsInTheOrderOfTheFile)
                                       Wav::adtl(Wav::labl(1, "line\nend"))));
     EXPECT_EQ(succeed({"list", "a.wav"}), "0.5\t0.75\tB b\n0\t0.000125\tA\n");
     EXPECT_EQ(succeed({"list", "a.wav", "--sort"}), "0\t0.000125\tA\n0.5\t0.75\tB b\n");
-    EXPECT_EQ(succeed({"list", "b.wav"}), "");
+    EXPECT_EQ(succeed({"list", "b.wav"}), "# no annotations; markers: 1, shown with --markers\n");
     EXPECT_EQ(succeed({"list", "--markers", "b.wav", "a.wav"}),
               "# b.wav\n0.25\t0.25\tline end\n# a.wav\n0.5\t0.75\tB b\n0\t0.000125\tA\n");
     EXPECT_EQ(succeed({"list", "a.wav", "--map", "A=B b", "--map", "B b=A"}),
@@ -170,7 +170,7 @@ TEST_F(MlAnnotateTest, ExportAndImportAreInverse)
     m_folder.write("b.wav", wav());
     EXPECT_EQ(succeed({"export", "a.wav", "labels.txt"}), "");
     EXPECT_EQ(readFile(m_folder.path("labels.txt")), succeed({"export", "a.wav"}));
-    EXPECT_EQ(succeed({"import", "b.wav", "labels.txt"}), "");
+    EXPECT_EQ(succeed({"import", "b.wav", "labels.txt"}), "b.wav: 0 annotations replaced by 500\n");
     EXPECT_EQ(readFile(m_folder.path("b.wav")), readFile(m_folder.path("a.wav")));
 }
 
@@ -182,15 +182,43 @@ TEST_F(MlAnnotateTest, ImportReadsWhatOthersWrite)
     m_folder.write("table.txt",
                    "\xEF\xBB\xBFstart_s\tstop_s\tlabel\r\n# by hand\r\n\r\n0.500000\t0.750000\tVOICE\r\n"
                    "0\t0.1\tSILENCE\tother\tcolumns\r\n0.2\t0.3");
-    EXPECT_EQ(succeed({"import", "a.wav", "table.txt"}), "");
+    EXPECT_EQ(succeed({"import", "a.wav", "table.txt"}), "a.wav: 0 annotations replaced by 3\n");
     EXPECT_EQ(succeed({"list", "--markers", "a.wav"}),
               "0.5\t0.75\tVOICE\n0\t0.1\tSILENCE\n0.2\t0.3\t\n0.1\t0.1\tmarker\n");
     // A label track: points are markers, frequency lines are skipped.
     m_folder.write("track.txt",
                    "0.25\t0.25\tpoint\n\\\t100.0\t900.0\n1e-3\t0.5\tx\n\\\t1\t2\n0.5\t0.75\ttab\tin label");
-    EXPECT_EQ(succeed({"import", "a.wav", "track.txt", "--map", "x=y", "--fill", "rest", "--sort"}), "");
+    EXPECT_EQ(succeed({"import", "a.wav", "track.txt", "--map", "x=y", "--fill", "rest", "--sort"}),
+              "a.wav: 3 annotations replaced by 4\n");
     EXPECT_EQ(succeed({"list", "--markers", "a.wav"}),
               "0\t0.001\trest\n0.001\t0.5\ty\n0.5\t0.75\ttab\tin label\n0.75\t1\trest\n0.25\t0.25\tpoint\n");
+}
+
+TEST_F(MlAnnotateTest, RecordingsAndAnnotationsAreNotDestroyedByMistake)
+{
+    for (const char* container : {"RIFF", "RF64", "BW64"})
+    {
+        m_folder.write("a.wav", wav({{0, 10, "a"}}));
+        const std::string strOther = container + wav({{0, 10, "b"}}).substr(4);
+        m_folder.write("b.wav", strOther);
+        fail({"export", "a.wav", "b.wav"}, "ERROR: Not writing over b.wav: it is a recording; --force");
+        EXPECT_EQ(readFile(m_folder.path("b.wav")), strOther);
+        EXPECT_EQ(succeed({"export", "a.wav", "b.wav", "--force"}), "");
+        EXPECT_EQ(readFile(m_folder.path("b.wav")), "0\t0.00125\ta\n");
+    }
+    const std::string strBefore = wav({{0, 10, "a"}, {20, 30, "b"}});
+    m_folder.write("a.wav", strBefore);
+    // Markers and gaps that are filled are no annotations of the text.
+    for (const char* text : {"", "# nothing\n", "0.5\t0.5\tmarker\n"})
+    {
+        m_folder.write("empty.txt", text);
+        fail({"import", "a.wav", "empty.txt", "--fill", "x"},
+             "ERROR: Not importing empty.txt: it has no annotations, a.wav has 2; --force");
+        EXPECT_EQ(readFile(m_folder.path("a.wav")), strBefore);
+    }
+    EXPECT_EQ(succeed({"import", "a.wav", "empty.txt", "--force"}), "a.wav: 2 annotations replaced by 0\n");
+    EXPECT_EQ(succeed({"export", "a.wav", "-", "--markers"}), "0.5\t0.5\tmarker\n");
+    EXPECT_FALSE(std::filesystem::exists(m_folder.path("-")));
 }
 
 TEST_F(MlAnnotateTest, BadLabelsChangeNothing)
@@ -228,19 +256,37 @@ TEST_F(MlAnnotateTest, CheckFindsFaults)
     EXPECT_EQ(result.m_iExit, 1);
     EXPECT_EQ(result.m_strOut, "a.wav: overlap: \"a\" 0-0.25 s and \"a\" 0.125-0.375 s\n"
                                "a.wav: touching: \"a\" 0.125-0.375 s and \"a\" 0.375-0.5 s\n"
+                               "a.wav: order: \"a\" 0.125-0.375 s and \"a\" 0.375-0.5 s, a generator refuses "
+                               "them in the order of the file\n"
                                "a.wav: mixed: \"a\" 0.375-0.5 s and \"b\" 0.4375-0.75 s\n"
                                "a.wav: beyond: \"late\" 0.875-1.125 s, the recording ends at 1 s\n"
                                "a.wav: uncovered: 0.75-0.875 s\n"
                                "loop.wav: inverted: \"\" 0.000625-0.00025 s\n"
                                "loop.wav: uncovered: 0-0.00125 s\n");
-    EXPECT_EQ(run({"check", "a.wav", "--ignore", "overlap", "--ignore", "touching", "--ignore", "mixed",
-                   "--ignore", "beyond", "--ignore", "uncovered"})
+    EXPECT_EQ(run({"check", "a.wav", "--ignore", "overlap", "--ignore", "touching", "--ignore", "order",
+                   "--ignore", "mixed", "--ignore", "beyond", "--ignore", "uncovered"})
                   .m_iExit,
               0);
     fail({"check", "a.wav", "--ignore", "everything"}, "there is no kind \"everything\"");
     // What tiles the recording is fine, whatever the order.
     m_folder.write("fine.wav", wav({{4000, 8000, "b"}, {0, 4000, "a"}}));
     EXPECT_EQ(succeed({"check", "fine.wav"}), "");
+    // Tones that begin together, here within 5 ms, cancel in any order.
+    const std::string strTones = "\"SF:1000\" 0.25-0.75 s and \"SF:1400\" 0.5-1 s, a wideband generator ";
+    const std::pair<std::vector<WavRegion>, std::string> CASES[] = {
+        {{{2000, 6000, "SF:1000"}, {4000, 8000, "SF:1400"}}, strTones + "takes them only in the order"},
+        {{{4000, 8000, "SF:1400"}, {2000, 6000, "SF:1000"}}, strTones + "refuses them in the order"},
+        {{{4000, 8000, "a"}, {0, 4000, "a"}}, "a generator takes them only in the order of the file\n"},
+        {{{0, 8000, "SF:1000"}, {40, 8000, "SF:1400"}}, ""}};
+    for (const auto& [vRegions, strText] : CASES)
+    {
+        m_folder.write("order.wav", wav(vRegions));
+        const std::string strFound =
+            run({"check", "order.wav", "--ignore", "touching", "--ignore", "mixed", "--ignore", "uncovered"})
+                .m_strOut;
+        EXPECT_EQ(strFound.empty(), strText.empty()) << strFound;
+        EXPECT_NE(strFound.find(strText), std::string::npos) << strFound;
+    }
 }
 
 TEST_F(MlAnnotateTest, BadInputIsReported)

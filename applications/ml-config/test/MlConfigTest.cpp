@@ -438,6 +438,32 @@ TEST_F(MlConfigTest, ExplainPrintsNoControlCharactersOfOthers)
     EXPECT_THAT(result.m_strOut, Not(HasSubstr("\x1b")));
 }
 
+TEST_F(MlConfigTest, WritesOverNoRecordingAndNoInput)
+{
+    m_folder.write("k.wav", "RIFF and more");
+    m_folder.write("patterns.txt", "[1 10] [0]\n[5 20] [4]\n");
+    ASSERT_EQ(run({"write", "generator.xml", "--generator", "vector-file"}).m_iExit, 0);
+    const std::vector<std::string> LEARNING{"--data-gen-config", "generator.xml", "--data-gen-filename",
+                                            "patterns.txt"};
+    const std::tuple<const char*, const char*, const char*> CASES[] = {
+        {"write", "k.wav", "it is a recording"},
+        {"learn-scaling", "k.wav", "it is a recording"},
+        {"learn-scaling", "./generator.xml", "it is an input"},
+        {"learn-scaling", "patterns.txt", "it is an input"}};
+    for (const auto& [command, file, reason] : CASES)
+    {
+        const std::string strBefore = readFile(m_folder.path(file));
+        std::vector<std::string> vArguments{command, file};
+        if (vArguments.front() != "write")
+            vArguments.insert(vArguments.end(), LEARNING.begin(), LEARNING.end());
+        const CommandResult result = run(vArguments);
+        EXPECT_EQ(result.m_iExit, 1) << file;
+        EXPECT_THAT(result.m_strErr, HasSubstr(std::string("Not writing over ") + file + ": " + reason));
+        EXPECT_EQ(readFile(m_folder.path(file)), strBefore) << file;
+    }
+    EXPECT_EQ(run({"write", "k.wav", "--force"}).m_iExit, 0);
+}
+
 TEST_F(MlConfigTest, AFullDiskLeavesTheEarlierFile)
 {
     m_folder.write("out.xml", "earlier");

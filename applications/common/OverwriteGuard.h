@@ -1,0 +1,34 @@
+#pragma once
+
+#include "quillcast-core/StringVector.h"
+#include "quillcast-infra/ProgramOptions.h"
+
+#include <string>
+
+namespace Vexalor
+{
+
+/// Keeps a program from destroying what its user did not mean: the file that it writes may be neither a
+/// recording nor one of its inputs, unless --force is given.
+///
+/// Call order: addOption takeOption addInput* allows.
+class OverwriteGuard
+{
+public:
+    static void addOption(options_description& io_options, const char* in_help);
+    void takeOption(const variables_map& in_map);
+
+    /// A file that the program reads; an empty name is none.
+    void addInput(const std::string& in_strFile);
+    bool isForced() const { return m_bForced; }
+    /// False, logged at error level, when the file exists and must stay as it is.
+    bool allows(const std::string& in_strOutput) const;
+
+private:
+    std::string findReason(const std::string& in_strOutput) const;
+
+    bool m_bForced = false;
+    StringVector m_vInputs;
+};
+
+} // namespace Vexalor
