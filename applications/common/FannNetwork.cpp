@@ -1,9 +1,9 @@
 #include "common/FannNetwork.h"
 
 #include "common/FannFileCheck.h"
+#include "common/NetworkFile.h"
 #include "quillcast-core/Assertion.h"
 #include "quillcast-core/Logger.h"
-#include "quillcast-infra/DiskFileSystem.h"
 
 #include <algorithm>
 #include <clocale>
@@ -82,30 +82,6 @@ private:
     FILE* m_pFile;
 };
 
-bool readText(const char* in_filename, std::string& out_strText, std::string& out_strReason)
-{
-    vfsistream file(DiskFileSystem(), in_filename);
-    if (!file)
-    {
-        out_strReason = file.getReason();
-        return false;
-    }
-    constexpr std::size_t BLOCK = 65536;
-    std::size_t uiRead = 0;
-    do
-    {
-        out_strText.resize(uiRead + BLOCK);
-        file.read(out_strText.data() + uiRead, BLOCK);
-        uiRead += static_cast<std::size_t>(file.gcount());
-    } while (file && uiRead <= FannNetwork::MAX_FILE_SIZE);
-    out_strText.resize(uiRead);
-    if (file.bad())
-        out_strReason = "read error";
-    else if (uiRead > FannNetwork::MAX_FILE_SIZE)
-        out_strReason = "file too long";
-    return out_strReason.empty();
-}
-
 /// From a text that was checked; null with FANN's own reason if it refuses all the same.
 fann* createFromText(const std::string& in_strText, std::string& out_strReason)
 {
@@ -183,7 +159,7 @@ FannNetwork* FannNetwork::newFromFile(const char* in_filename)
     QC_TRACE("FannNetwork::newFromFile");
     std::string strText;
     std::string strReason;
-    if (readText(in_filename, strText, strReason))
+    if (readNetworkFile(in_filename, strText, strReason))
         return newFromText(strText, in_filename);
     QC_ERROR("Cannot read network file " << in_filename << ": " << strReason);
     return nullptr;

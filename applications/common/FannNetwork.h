@@ -25,9 +25,8 @@ public:
         SYMMETRIC
     };
 
-    /// Longest file that is read, in bytes.
-    static constexpr std::size_t MAX_FILE_SIZE = std::size_t(64) << 20;
-    /// Most connections of a new network: what fits into such a file, at 40 characters each.
+    /// Most connections of a new network: what fits into a file of the greatest size that is read, at 40
+    /// characters each.
     static constexpr std::uint64_t MAX_CONNECTIONS = 1'600'000;
 
     /// Reads a network file; the caller owns the network. Null, with file, line and reason logged at error

@@ -1,5 +1,5 @@
 #include "MLDataGenTesterApplicationImpl.h"
-#include "common/FannNetwork.h"
+#include "common/NetworkFile.h"
 #include "common/ScriptEntity.h"
 #include "common/SetWatch.h"
 
@@ -11,7 +11,7 @@ namespace
 
 constinit Logger s_logger("quillcast.app.Tester");
 
-/// Tests a network of the FANN library, or an expression script.
+/// Tests a network of the FANN library or from an ONNX file, or an expression script.
 class TesterApplication : public MLDataGenTesterApplicationImpl
 {
 public:
@@ -20,7 +20,7 @@ public:
     {
         auto addOption = getOptions().add_options();
         addOption("network", value<std::string>(),
-                  "network file of the FANN library. MANDATORY, or --script");
+                  "network file of the FANN library, or ONNX. MANDATORY, or --script");
         addOption("script", value<std::string>()->value_name("NAME"),
                   "test the script NAME.xpr: the input of a pattern is its variable audio");
         addOption("further-script", value<StringVector>()->value_name("NAME"),
@@ -66,7 +66,7 @@ protected:
     {
         if (m_strNetwork.empty())
             return ScriptEntity::newFromScript(m_script);
-        return FannNetwork::newFromFile(m_strNetwork.c_str());
+        return newNetworkFromFile(m_strNetwork.c_str());
     }
 
     bool run_i() override
