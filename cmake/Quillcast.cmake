@@ -32,6 +32,7 @@ function(qc_test NAME)
     cmake_parse_arguments(ARG "" "" "SOURCES;DEPENDS" ${ARGN})
     add_executable(${NAME} ${ARG_SOURCES})
     target_link_libraries(${NAME} PRIVATE ${ARG_DEPENDS} GTest::gmock GTest::gtest_main)
+    target_compile_options(${NAME} PRIVATE ${QC_TEST_OPTIONS})
     target_compile_definitions(${NAME} PRIVATE
         QC_TEST_DATA="${CMAKE_CURRENT_SOURCE_DIR}/test/data" QC_BINARY_DIR="${CMAKE_BINARY_DIR}")
     gtest_discover_tests(${NAME} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 300)

@@ -15,6 +15,8 @@ if(NOT CMAKE_BUILD_TYPE)
     set(CMAKE_BUILD_TYPE Release CACHE STRING "" FORCE)
 endif()
 set(CMAKE_CXX_FLAGS_RELEASE "-O3 -DNDEBUG")
+# The sources of tests run once: optimising them takes longer than they do. What they test is optimised.
+set(QC_TEST_OPTIONS -O0)
 
 # Results are compared bit by bit: no contraction of a multiplication and an addition.
 add_compile_options(-Wall -Wextra -Wshadow -Werror=return-type -ffp-contract=off)
