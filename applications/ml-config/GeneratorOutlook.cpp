@@ -274,7 +274,8 @@ GeneratorOutlook examineScaling(const ScalingDataGenerator::Config& in_config)
     if (!isFinite(scaling.m_vInputSlope) || !isFinite(scaling.m_vInputYIntercept) ||
         !isFinite(scaling.m_vTargetSlope) || !isFinite(scaling.m_vTargetYIntercept))
         outlook.m_vRemarks.emplace_back(
-            "some slopes or intercepts are not finite: those components had one value only");
+            "some slopes or intercepts are not finite: what was learnt from had one value only there, or "
+            "values that cannot be scaled");
     return outlook;
 }
 

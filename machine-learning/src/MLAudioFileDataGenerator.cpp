@@ -242,7 +242,11 @@ bool AudioFileDataGenerator::generateNext()
     if (!QC_CHECK(m_bFileSet))
         return stop(false);
     if (!m_reader.getNextWindow(m_vCurrentWindow))
+    {
+        if (m_reader.atEnd() && m_reader.getWindowCount() == 0)
+            QC_WARN("Recording " << m_strFilename << " is shorter than a window: there is no pattern");
         return finish();
+    }
     QC_DEBUG("Current audio time is " << getCurrentAudioTime() << "s");
     if (!computeInput())
         return stop(false);

@@ -123,6 +123,13 @@ bool MLDataGenTesterApplicationImpl::test(MLTester::TestedEntity& io_entity, Dat
                  << m_pStats->getNumMisfits() << " of " << m_pStats->getNumData() << " patterns");
         return false;
     }
+    if (m_pStats->getNumNanOutputs() > 0)
+    {
+        QC_ERROR("The report makes no sense: " << m_pStats->getNumNanOutputs() << " of "
+                                               << m_pStats->getNumOutputs()
+                                               << " outputs hold values that are no numbers");
+        return false;
+    }
     if (io_generator.endedCleanly())
         return true;
     QC_ERROR("The report covers a part of the data set: it stopped before its end");

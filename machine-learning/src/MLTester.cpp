@@ -2,6 +2,7 @@
 
 #include "quillcast-core/Assertion.h"
 
+#include <algorithm>
 #include <cmath>
 #include <iomanip>
 #include <limits>
@@ -40,11 +41,15 @@ private:
     std::streamsize m_precision;
 };
 
-/// Quotient whose 0/0 is a nan without a sign, which prints the same on every machine.
+/// A nan without a sign, which prints the same on every machine.
+double withoutSignOfNan(double in_dValue)
+{
+    return std::isnan(in_dValue) ? std::numeric_limits<double>::quiet_NaN() : in_dValue;
+}
+
 double divide(double in_dDividend, std::uint64_t in_uiDivisor)
 {
-    const double dQuotient = in_dDividend / static_cast<double>(in_uiDivisor);
-    return std::isnan(dQuotient) ? std::numeric_limits<double>::quiet_NaN() : dQuotient;
+    return withoutSignOfNan(in_dDividend / static_cast<double>(in_uiDivisor));
 }
 
 /// "count/total (percentage%)"
@@ -84,11 +89,20 @@ bool MLTester::TesterStats::update(const DoubleVector& in_vOutput, const DoubleV
     return true;
 }
 
+void MLTester::TesterStats::noteOutput(const DoubleVector& in_vOutput)
+{
+    ++m_uiNumOutputs;
+    if (std::any_of(in_vOutput.begin(), in_vOutput.end(), [](double in_d) { return std::isnan(in_d); }))
+        ++m_uiNumNanOutputs;
+}
+
 void MLTester::TesterStats::reset()
 {
     QC_TRACE("MLTester::TesterStats::reset");
     m_uiNumData = 0;
     m_uiNumMisfits = 0;
+    m_uiNumOutputs = 0;
+    m_uiNumNanOutputs = 0;
     m_vCumulError.assign(m_vCumulError.size(), 0.0);
 }
 
@@ -101,8 +115,9 @@ std::ostream& MLTester::TesterStats::write(std::ostream& out_stream) const
         return out_stream;
     for (std::size_t i = 0; i < m_vErrorFunction.size(); ++i)
         out_stream << '\n'
-                   << m_vErrorFunction[i]->getErrFuncName() << " = " << std::scientific << m_vCumulError[i]
-                   << " (" << divide(m_vCumulError[i], m_uiNumData) << " per pattern)";
+                   << m_vErrorFunction[i]->getErrFuncName() << " = " << std::scientific
+                   << withoutSignOfNan(m_vCumulError[i]) << " (" << divide(m_vCumulError[i], m_uiNumData)
+                   << " per pattern)";
     return out_stream;
 }
 
@@ -179,6 +194,7 @@ bool MLTester::test(const TestedEntity& in_tested, DataGenerator& in_dataGen, Te
             return false;
         if (!QC_CHECK(in_tested.compute(vInput.begin(), vInput.end(), vOutput)))
             return false;
+        io_stats.noteOutput(vOutput);
         QC_DEBUG(vInput << " --> " << vOutput);
         QC_INFO("Computed output: " << vOutput);
         if (!in_dataGen.getTarget(vTarget))
@@ -187,6 +203,9 @@ bool MLTester::test(const TestedEntity& in_tested, DataGenerator& in_dataGen, Te
         if (!io_stats.update(vOutput, vTarget) && in_bPrintError)
             logFailedPattern(in_dataGen, vTarget, vOutput);
     }
+    if (io_stats.getNumNanOutputs() > 0)
+        QC_WARN("Outputs with values that are no numbers: " << io_stats.getNumNanOutputs() << " of "
+                                                            << io_stats.getNumOutputs());
     if (!in_dataGen.endedCleanly())
         QC_WARN("The data set stopped before its end");
     return true;

@@ -41,6 +41,8 @@ public:
         /// Adds the errors of one pattern. The output comes first here, the target first in an error
         /// function. True even after a failed assertion.
         virtual bool update(const DoubleVector& in_vOutput, const DoubleVector& in_vTarget);
+        /// Counts an output, of a pattern with or without a target.
+        void noteOutput(const DoubleVector& in_vOutput);
         /// Back to no data, keeping the functions.
         virtual void reset();
 
@@ -48,6 +50,10 @@ public:
         std::uint64_t getNumData() const { return m_uiNumData; }
         /// Those of them whose output and target differ in size: no error function makes sense of them.
         std::uint64_t getNumMisfits() const { return m_uiNumMisfits; }
+        /// Outputs noted so far.
+        std::uint64_t getNumOutputs() const { return m_uiNumOutputs; }
+        /// Those of them that hold a nan.
+        std::uint64_t getNumNanOutputs() const { return m_uiNumNanOutputs; }
         /// Sum of the values of the in_uiIndex-th function; the index is not checked.
         double getCumulError(std::size_t in_uiIndex) const { return m_vCumulError[in_uiIndex]; }
         /// Misclassified patterns; 0 for statistics that do not classify.
@@ -59,6 +65,8 @@ public:
     private:
         std::uint64_t m_uiNumData = 0;
         std::uint64_t m_uiNumMisfits = 0;
+        std::uint64_t m_uiNumOutputs = 0;
+        std::uint64_t m_uiNumNanOutputs = 0;
         std::vector<CountedObjPtr<ErrorFunction>> m_vErrorFunction;
         std::vector<double> m_vCumulError;
     };
@@ -80,7 +88,8 @@ public:
     /// Pulls one pass of patterns from its start, computes the output of each and updates io_stats with those
     /// that have a target. The statistics are not reset. With in_bPrintError each misclassified pattern is
     /// logged at info level. False when the generator cannot go to its start, or when an input or an output
-    /// fails; a stream that stops before its end is warned about, and DataGenerator::endedCleanly tells.
+    /// fails; a stream that stops before its end is warned about, and DataGenerator::endedCleanly tells. So
+    /// are outputs that hold a nan, which the statistics count.
     bool test(const TestedEntity& in_tested, DataGenerator& in_dataGen, TesterStats& io_stats,
               bool in_bPrintError) const;
 };

@@ -259,6 +259,22 @@ bool VectorScalingTrainer::computeResultingParam(VectorScaler::Config& io_scaler
                                  io_scalerConfig.m_vTargetYIntercept);
 }
 
+/// Why a component cannot be scaled well; null when it can.
+const char* VectorScalingTrainer::findFault(const Statistics& in_statistics, std::size_t in_uiIndex,
+                                            bool in_bStandardize)
+{
+    const double dMax = in_statistics.m_vMax[in_uiIndex];
+    const double dMin = in_statistics.m_vMin[in_uiIndex];
+    if (!std::isfinite(in_statistics.m_vAvg[in_uiIndex]))
+        return "has values that are not finite or too large";
+    if (dMax == dMin)
+        return "has one value only";
+    const double dDivisor = in_bStandardize ? in_statistics.m_vStdDev[in_uiIndex] : dMax - dMin;
+    if (!std::isfinite(dDivisor))
+        return "has values too far apart";
+    return std::isfinite(1.0 / dDivisor) ? nullptr : "has values too close to each other";
+}
+
 bool VectorScalingTrainer::computeResultingParam(const char* in_name, const Statistics& in_statistics,
                                                  std::size_t in_uiFirstParam, DoubleVector& io_vSlope,
                                                  DoubleVector& io_vYIntercept) const
@@ -274,14 +290,17 @@ bool VectorScalingTrainer::computeResultingParam(const char* in_name, const Stat
             QC_ERROR("minmax scaling with standardize: NOT SUPPORTED YET");
             return false;
         }
+        const double dStdDev = in_statistics.m_vStdDev[i];
+        const char* fault = findFault(in_statistics, i, param.m_bStandardize);
+        if (param.m_bStandardize && !QC_CHECK_TEXT(strCondition.c_str(), dStdDev != 0))
+        {
+            QC_ERROR(in_name << ' ' << i << ' ' << fault << ": it cannot be standardized");
+            return false;
+        }
+        if (fault != nullptr && (param.m_bMinMax || param.m_bStandardize))
+            QC_WARN(in_name << ' ' << i << ' ' << fault << ": its scaling makes no sense");
         if (param.m_bStandardize)
         {
-            const double dStdDev = in_statistics.m_vStdDev[i];
-            if (!QC_CHECK_TEXT(strCondition.c_str(), dStdDev != 0))
-            {
-                QC_ERROR(in_name << ' ' << i << " has one value only: it cannot be standardized");
-                return false;
-            }
             dSlope = 1.0 / dStdDev;
             dYIntercept = in_statistics.m_vAvg[i] * -1.0 / dStdDev;
         }

@@ -56,12 +56,13 @@ public:
 
     /// Appends one slope and one y-intercept for each component to the four vectors, which the caller has
     /// emptied; leaves the generator at its end. Patterns without target do not count. The standard deviation
-    /// is that of a sample, with the divisor n - 1; a component that has one value only gets parameters that
-    /// are not finite from min-max scaling.
+    /// is that of a sample, with the divisor n - 1. What has one value only, or values that are not finite,
+    /// too large, too close to each other or too far apart, gives a warning and parameters that make no
+    /// sense.
     ///
     /// False, with the reason logged at error level and the vectors in no particular state, when a pass
     /// cannot start, when the configuration is not for patterns of the first one's size, when a component is
-    /// to be standardized that has one value only, or when both flags are set. A stream that stops before its
+    /// to be standardized whose deviation is 0, or when both flags are set. A stream that stops before its
     /// end gives a warning.
     bool computeScalingParam(DataGenerator& io_generator, VectorScaler::Config& io_scalerConfig);
 
@@ -100,6 +101,8 @@ private:
     void computeSlope();
     void computeSlope(const char* in_name, Statistics& io_statistics, std::size_t in_uiFirstParam) const;
     bool computeResultingParam(VectorScaler::Config& io_scalerConfig) const;
+    static const char* findFault(const Statistics& in_statistics, std::size_t in_uiIndex,
+                                 bool in_bStandardize);
     bool computeResultingParam(const char* in_name, const Statistics& in_statistics,
                                std::size_t in_uiFirstParam, DoubleVector& io_vSlope,
                                DoubleVector& io_vYIntercept) const;

@@ -109,6 +109,18 @@ TEST_F(AudioGeneratorTest, MaximumTimeEndsTheStreamCleanly)
     EXPECT_EQ(targets(limited, {}), "1 1 1");
 }
 
+TEST_F(AudioGeneratorTest, RecordingShorterThanAWindowIsTold)
+{
+    AudioFileDataGenerator generator;
+    ASSERT_TRUE(generator.configure(audioConfig({"OTHER"})));
+    const std::string strFile = m_folder.write("short.wav", Testing::toneRecording({}, 199));
+    ASSERT_TRUE(generator.setCurrentFilename(strFile.c_str()));
+    const Testing::LogCapture log(LOGGER, LogLevel::WARN);
+    EXPECT_EQ(readTargets(generator), "");
+    EXPECT_TRUE(generator.endedCleanly());
+    EXPECT_EQ(log.text(), "WARN Recording " + strFile + " is shorter than a window: there is no pattern\n");
+}
+
 TEST_F(AudioGeneratorTest, InputsAreTheFeaturesOfEachWindow)
 {
     AudioFileDataGenerator generator;

@@ -81,6 +81,11 @@ TEST_F(ConvertApplicationTest, OneFileMayBeInputAndOutput)
     EXPECT_EQ(convert(BINARY, m_strPatterns, "vector", m_strPatterns), 0);
     EXPECT_EQ(readFile(m_strPatterns), PATTERNS);
     EXPECT_EQ(countEntries(), 1);
+
+    m_folder.write("patterns", "");
+    EXPECT_EQ(convert(VECTOR, m_strPatterns, "binary", m_strPatterns), 0);
+    EXPECT_TRUE(m_log.has("WARN The input has no pattern: " + m_strPatterns + " stays empty"))
+        << m_log.text();
 }
 
 TEST_F(ConvertApplicationTest, OptionsAreCheckedInTheirOrder)

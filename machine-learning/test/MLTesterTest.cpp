@@ -2,6 +2,7 @@
 #include "test-support/LogCapture.h"
 #include "test-support/ScriptedGenerator.h"
 
+#include <cmath>
 #include <gmock/gmock.h>
 #include <iomanip>
 #include <sstream>
@@ -73,6 +74,20 @@ TEST(MLTesterTest, ReportWithoutDataHasUnsignedNan)
                              "mean-square-error = 0.000000e+00 (nan per pattern)\n"
                              "classification-error = 0/0 (nan%)\n"
                              "Number of patterns not belonging to a specific class = 0/0 (nan%)");
+}
+
+TEST(MLTesterTest, OutputsThatAreNoNumbersAreCounted)
+{
+    ScriptedGenerator generator(Patterns{{{1, -NAN}, {1, 0}}, {{NAN, NAN}, {}}, {{1, 0}, {1, 0}}});
+    const Testing::LogCapture log("quillcast.ml.tester", LogLevel::WARN);
+    MLTester::TesterStats stats;
+    stats.addErrorFunction(ErrorFunction::newErrorFunction(ErrorFunction::SUM_SQUARE));
+    ASSERT_TRUE(MLTester().test(Echo(), generator, stats, false));
+    EXPECT_EQ(report(stats), "Number of data pattern(s) processed  : 2\n"
+                             "sum-square-error = nan (nan per pattern)");
+    EXPECT_THAT(log.lines(), ElementsAre("WARN Outputs with values that are no numbers: 2 of 3"));
+    stats.reset();
+    EXPECT_EQ(stats.getNumNanOutputs() + stats.getNumOutputs(), 0u);
 }
 
 TEST(MLTesterTest, ThreeClassesHaveNoFalseResultsAndTheStreamKeepsItsFormat)

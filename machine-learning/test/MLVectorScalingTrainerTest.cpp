@@ -174,7 +174,6 @@ TEST_F(ScalingTrainerTest, ComponentsWithOneValueOnly)
     const Patterns vConstant{{{7, 0}, {2}}, {{7, 0}, {2}}};
     EXPECT_FALSE(train(vConstant, {TrainingParam(), standardize(), TrainingParam()}));
     EXPECT_THAT(m_assertions.conditions(), ElementsAre("m_vInputStdDev[i] != 0"));
-    EXPECT_TRUE(m_log.has("ERROR Input 1 has one value only: it cannot be standardized")) << m_log.text();
     EXPECT_FALSE(train(vConstant, {TrainingParam(), TrainingParam(), standardize()}));
     EXPECT_THAT(m_assertions.conditions(), ElementsAre("m_vTargetStdDev[i] != 0"));
 
@@ -188,6 +187,42 @@ TEST_F(ScalingTrainerTest, ComponentsWithOneValueOnly)
     EXPECT_EQ(m_scaling.m_vInputSlope, DoubleVector{NAN});
     EXPECT_EQ(m_scaling.m_vTargetSlope, DoubleVector{1});
     EXPECT_THAT(m_assertions.conditions(), ElementsAre());
+}
+
+TEST_F(ScalingTrainerTest, ScalingsThatMakeNoSenseAreToldWithTheirReason)
+{
+    const struct
+    {
+        DoubleVector m_vValues;
+        const char* m_standardized;
+        const char* m_minMax;
+    } TABLE[] = {
+        {{1, 2}, "", ""},
+        {{7, 7},
+         "ERROR Input 0 has one value only: it cannot be standardized\n",
+         "WARN Input 0 has one value only"},
+        {{1, NAN}, "WARN Input 0 has values that are not finite or too large", nullptr},
+        {{1, INFINITY}, "WARN Input 0 has values that are not finite or too large", nullptr},
+        {{1e308, 1.5e308}, "WARN Input 0 has values that are not finite or too large", nullptr},
+        // Their difference is 1.2e308; its square is no number of double.
+        {{-6e307, 6e307}, "WARN Input 0 has values too far apart", ""},
+        {{1e-310, 3e-310},
+         "ERROR Input 0 has values too close to each other: it cannot be standardized\n",
+         "WARN Input 0 has values too close to each other"},
+    };
+    for (const auto& row : TABLE)
+        for (const bool bStandardize : {true, false})
+        {
+            Patterns vPatterns;
+            for (const double dValue : row.m_vValues)
+                vPatterns.push_back({{dValue}, {1}});
+            m_log.clear();
+            train(vPatterns, {bStandardize ? standardize() : minMax(0, 1), TrainingParam()});
+            const char* expected =
+                bStandardize || row.m_minMax == nullptr ? row.m_standardized : row.m_minMax;
+            EXPECT_EQ(m_log.text().rfind(expected, 0), 0u) << m_log.text();
+            EXPECT_EQ(m_log.text().empty(), *expected == 0) << m_log.text();
+        }
 }
 
 TEST_F(ScalingTrainerTest, ConfigurationsThatDoNotFitAreRefused)
