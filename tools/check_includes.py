@@ -4,10 +4,12 @@
 usage: check_includes.py [TREE]
 
 The table below is the rule; HACKING.md explains it. System headers are visible to every target whatever the build
-files say, so the build cannot see a forbidden include, and this can. Prints one line per offence; exit status 1 when
-there is one.
+files say, so the build cannot see a forbidden include, and this can. The layers inside the library are those of
+machine-learning/src/CMakeLists.txt, and doc/architecture.md describes the same. Prints one line per offence; exit
+status 1 when there is one.
 """
 
+import functools
 import os
 import re
 import subprocess
@@ -55,18 +57,11 @@ TEST_FOLDER = re.compile(r"(^|/)test/")
 # Tests may hold the library against the stock parts of what it wraps.
 IN_TESTS = [r"(gtest|gmock)/", r"boost/(archive|serialization)/"]
 
-# The order inside the library: a file includes its own layer and earlier ones.
-LAYERS = [
-    ("contract, results, errors", r"MLDataGenerator|MLClassifier|MLErrorFunction|MLDataGeneratorWithConfig"),
-    ("tester", r"MLTester"),
-    ("pattern files", r"ML(Vector|Binary|InMemory|PatternFile)\w*DataGen\w*|ML(Text|Split|Input)\w+|MLDataConverter|MLDataComparer"),
-    ("scaling", r"MLVectorScal\w+|MLScalingDataGenerator"),
-    ("audio generators", r"ML\w*Audio\w+|MLDataGeneratorFor\w+|MLFileSet\w+|MLTimeEventVector"),
-    ("factory", r"MLDataGeneratorFactory|MLHelpers|MLGeneratorClasses"),
-    ("applications", r"ML\w+Application(Impl)?"),
-]
-# Files of the classification side; training never comes in here, nor they into the layers above.
-CLASSIFICATION = re.compile(r"XprClassifierSet|XprAudioClassifier|AudioClassifierSet|ClassifierSetApplicationHelper")
+# The list of the library's files, in the order of the layers; the page that describes them, a numbered item a layer.
+LAYER_LIST = "machine-learning/src/CMakeLists.txt"
+LAYER_PAGE = "doc/architecture.md"
+# The layer beside the others: it knows the first of them only, and none of them knows it.
+BESIDE = "classification"
 
 INCLUDE = re.compile(r'^[ \t]*#[ \t]*include[ \t]*([<"])([^>"]+)[>"]', re.MULTILINE)
 
@@ -89,32 +84,60 @@ def resolve(tree, path, header):
     return None
 
 
-def layer_of(path):
-    """(rank, name) of a library file; rank None on the classification side; None for a file in no layer."""
-    stem = os.path.splitext(os.path.basename(path))[0]
-    if CLASSIFICATION.fullmatch(stem):
-        return None, "classification"
-    for rank, (name, pattern) in enumerate(LAYERS):
-        if re.fullmatch(pattern, stem):
-            return rank, name
-    return None
+@functools.lru_cache
+def read_layers(tree):
+    """({stem: layer} of the library's files, the layers in their order, the headers that are installed)."""
+    layers, order, layer = {}, [], None
+    with open(os.path.join(tree, LAYER_LIST), encoding="utf-8") as file:
+        text = file.read()
+    for line in text.splitlines():
+        if re.match(r" +# ", line):
+            layer = line.strip(" #")
+            order += [layer] if layer not in order else []
+        elif layer:
+            layers.update((stem, layer) for stem in re.findall(r"(\w+)\.(?:cpp|h)\b", line))
+    return layers, order, set(re.findall(r"\w+\.h\b", text.partition("HEADERS")[2]))
 
 
-def check_layers(path, other):
+def is_private(tree, header):
+    """Whether a header is not installed: a component keeps those in src, the library leaves them out of its list."""
+    if header.startswith("machine-learning/src/"):
+        return header.endswith(".h") and os.path.basename(header) not in read_layers(tree)[2]
+    return header.startswith("platform/") and "/src/" in header
+
+
+def check_layers(tree, path, other):
     """The reason why one library file may not include another, or None."""
-    mine, theirs = layer_of(path), layer_of(other)
+    layers, order, _ = read_layers(tree)
+    mine, theirs = (layers.get(os.path.splitext(os.path.basename(name))[0]) for name in (path, other))
     if mine is None or theirs is None:
-        return "%s is in no layer; add it to LAYERS in tools/check_includes.py" % (path if mine is None else other)
-    if mine[0] is None and theirs[0] is not None and theirs[0] > 0:
-        return "classification may not include training (%s)" % theirs[1]
-    if mine[0] is not None and theirs[0] is None:
+        return "%s is in no layer; add it to %s" % (path if mine is None else other, LAYER_LIST)
+    if mine == BESIDE and theirs not in (BESIDE, order[0]):
+        return "classification may not include training (%s)" % theirs
+    if mine != BESIDE and theirs == BESIDE:
         return "training may not include classification"
-    if mine[0] is not None and theirs[0] > mine[0]:
-        return 'layer "%s" may not include layer "%s"' % (mine[1], theirs[1])
+    if mine != BESIDE and order.index(theirs) > order.index(mine):
+        return 'layer "%s" may not include layer "%s"' % (mine, theirs)
     return None
 
 
-def check_tree_include(path, other, in_test):
+def check_layer_page(tree):
+    """What the page of the layers says otherwise than the list of files, as lines of text."""
+    with open(os.path.join(tree, LAYER_PAGE), encoding="utf-8") as page:
+        items = re.findall(r"^\d+\. \*\*([^*]+)\*\*(.*?)(?=^\d+\. |^$)", page.read(), re.MULTILINE | re.DOTALL)
+    layers, order, _ = read_layers(tree)
+    order = [layer for layer in order if layer != BESIDE]
+    wrong = []
+    if [name for name, _ in items] != order:
+        wrong.append("%s: the layers are %s" % (LAYER_PAGE, "; ".join(order)))
+    for name, text in items:
+        for named in re.findall(r"`(ML\w+)`", text):
+            if layers.get(named) != name:
+                wrong.append('%s: %s is not in the layer "%s"' % (LAYER_PAGE, named, name))
+    return wrong
+
+
+def check_tree_include(tree, path, other, in_test):
     """The reason why one file of the tree may not include another, or None."""
     mine, theirs = target_of(path), target_of(other)
     if theirs is None:
@@ -124,8 +147,13 @@ def check_tree_include(path, other, in_test):
         return "%s may not include %s" % (mine, theirs)
     if not in_test and TEST_FOLDER.search(other):
         return "a product may not include a test"
+    if is_private(tree, other):
+        if mine != theirs:
+            return "it is private to %s" % theirs
+        if path.endswith(".h") and not in_test and not is_private(tree, path):
+            return "it is not installed, and this header is"
     if mine == theirs == "machine-learning" and not in_test:
-        return check_layers(path, other)
+        return check_layers(tree, path, other)
     return None
 
 
@@ -151,7 +179,7 @@ def check_file(tree, path):
     for match in INCLUDE.finditer(text):
         header = match.group(2)
         other = resolve(tree, path, header) if match.group(1) == '"' or "quillcast" in header else None
-        reason = (check_tree_include(path, other, in_test) if other else
+        reason = (check_tree_include(tree, path, other, in_test) if other else
                   check_outside_include(path, header, in_test))
         if reason:
             line = text.count("\n", 0, match.start()) + 1
@@ -175,9 +203,11 @@ def main(arguments):
     tree = arguments[1] if len(arguments) > 1 else os.path.join(os.path.dirname(os.path.abspath(__file__)), "..")
     names = sources(tree)
     offences = [offence for name in names for offence in check_file(tree, name)]
+    if names:
+        offences += check_layer_page(tree)
     for offence in offences:
         print(offence)
-    print("%d files, %d forbidden includes" % (len(names), len(offences)))
+    print("%d files, %d offences" % (len(names), len(offences)))
     return 1 if offences or not names else 0
 
 

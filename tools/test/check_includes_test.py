@@ -12,7 +12,32 @@ import check_includes  # noqa: E402
 PROVIDED = ["platform/quillcast-core/Handle.h", "platform/quillcast-fileformat-iff/ChunkWalker.h",
             "platform/quillcast-infra/DynLibsLoader.h", "machine-learning/src/MLDataGenerator.h",
             "machine-learning/src/MLTester.h", "machine-learning/src/MLVectorScaler.h",
-            "machine-learning/src/AudioClassifierSet.h", "machine-learning/test/Fake.h", "test-support/TempDir.h"]
+            "machine-learning/src/MLTextLineReader.h", "machine-learning/src/AudioClassifierSet.h",
+            "machine-learning/test/Fake.h", "platform/quillcast-math/src/VectorLanes.h", "test-support/TempDir.h"]
+LAYERS = """qc_library(machine-learning
+    SOURCES
+        # contract
+        MLClassifier.cpp
+        # tester
+        MLTester.cpp
+        # scaling
+        MLTextLineReader.cpp MLVectorScaler.cpp
+        # applications
+        MLHelpers.cpp
+        # classification
+        AudioClassifierSet.cpp
+    HEADERS
+        # contract
+        MLDataGenerator.h
+        # tester
+        MLTester.h
+        # scaling
+        MLVectorScaler.h
+        # classification
+        AudioClassifierSet.h
+    PUBLIC quillcast-core)
+"""
+PAGE = "Layers:\n\n1. **contract**: one\n2. **tester**: `MLTester`\n3. **scaling**\n4. **applications**\n\nThe rest.\n"
 
 # (including file, include, part of the offence; None when it is allowed)
 CASES = [
@@ -31,6 +56,14 @@ CASES = [
     ("machine-learning/src/AudioClassifierSet.cpp", '"MLTester.h"', "classification may not include training"),
     ("machine-learning/src/MLTester.cpp", '"AudioClassifierSet.h"', "training may not include classification"),
     ("machine-learning/src/Novelty.cpp", '"MLTester.h"', "is in no layer"),
+    # private headers
+    ("platform/quillcast-math/src/A.cpp", '"VectorLanes.h"', None),
+    ("platform/quillcast-math/test/A.cpp", '"quillcast-math/src/VectorLanes.h"', None),
+    ("platform/quillcast-math/A.h", '"quillcast-math/src/VectorLanes.h"', "it is not installed, and this header is"),
+    ("fuzz/A.cpp", '"quillcast-math/src/VectorLanes.h"', "it is private to quillcast-math"),
+    ("machine-learning/src/MLVectorScaler.cpp", '"MLTextLineReader.h"', None),
+    ("machine-learning/src/MLVectorScaler.h", '"MLTextLineReader.h"', "it is not installed, and this header is"),
+    ("applications/main.cpp", '"MLTextLineReader.h"', "it is private to machine-learning"),
     # third-party parts
     ("platform/quillcast-core/A.cpp", "<boost/serialization/nvp.hpp>", None),
     ("machine-learning/src/MLTester.cpp", "<boost/serialization/nvp.hpp>", "only quillcast-core, test-support may"),
@@ -52,14 +85,21 @@ CASES = [
 ]
 
 
+def write_tree(tree, names, page=PAGE):
+    """A tree of headers with the layers above."""
+    texts = dict.fromkeys(names, "#pragma once\n")
+    texts.update({check_includes.LAYER_LIST: LAYERS, check_includes.LAYER_PAGE: page})
+    for name, text in texts.items():
+        os.makedirs(os.path.join(tree, os.path.dirname(name)), exist_ok=True)
+        with open(os.path.join(tree, name), "w", encoding="utf-8") as file:
+            file.write(text)
+
+
 class IncludeTable(unittest.TestCase):
     def test_cases(self):
         for path, header, expected in CASES:
             with self.subTest(path=path, header=header), tempfile.TemporaryDirectory() as tree:
-                for name in PROVIDED + [path]:
-                    os.makedirs(os.path.join(tree, os.path.dirname(name)), exist_ok=True)
-                    with open(os.path.join(tree, name), "w", encoding="utf-8") as file:
-                        file.write("#pragma once\n")
+                write_tree(tree, PROVIDED + [path])
                 with open(os.path.join(tree, path), "a", encoding="utf-8") as file:
                     file.write("# include %s // reason\n" % header)
                 offences = check_includes.check_file(tree, path)
@@ -69,6 +109,16 @@ class IncludeTable(unittest.TestCase):
                     self.assertEqual(len(offences), 1)
                     self.assertIn(expected, offences[0])
                     self.assertTrue(offences[0].startswith(path + ":2: "), offences[0])
+
+    def test_the_page_names_the_same_layers(self):
+        for old, new, expected in (("", "", []), ("**tester**", "**testers**", ["the layers are", "not in the layer"]),
+                                   ("`MLTester`", "`MLHelpers`", ["MLHelpers is not in the layer"])):
+            with self.subTest(new=new), tempfile.TemporaryDirectory() as tree:
+                write_tree(tree, [], PAGE.replace(old, new) if old else PAGE)
+                wrong = check_includes.check_layer_page(tree)
+                self.assertEqual(len(wrong), len(expected), wrong)
+                for line, part in zip(wrong, expected):
+                    self.assertIn(part, line)
 
     def test_a_tree_without_sources_is_no_success(self):
         with tempfile.TemporaryDirectory() as tree:

@@ -6,7 +6,7 @@
 #include "quillcast-math/SignalFeature.h"
 #include "quillcast-math/SignalKernels.h"
 #include "quillcast-math/ToneEnergyFeatureComputer.h"
-#include "quillcast-math/VectorLanes.h"
+#include "quillcast-math/src/VectorLanes.h"
 #include "test-support/AllocationCounter.h"
 #include "test-support/LogCapture.h"
 #include "test-support/TempDir.h"

@@ -1,5 +1,5 @@
 #include "quillcast-math/RealFft.h"
-#include "quillcast-math/VectorLanes.h"
+#include "quillcast-math/src/VectorLanes.h"
 #include "test-support/LogCapture.h"
 
 #include <cmath>

@@ -1,5 +1,5 @@
 #include "quillcast-math/VectorKernels.h"
-#include "quillcast-math/VectorLanes.h"
+#include "quillcast-math/src/VectorLanes.h"
 
 #include <bit>
 #include <cmath>

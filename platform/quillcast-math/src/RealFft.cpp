@@ -1,7 +1,7 @@
 #include "quillcast-math/RealFft.h"
 
+#include "VectorLanes.h"
 #include "quillcast-core/Assertion.h"
-#include "quillcast-math/VectorLanes.h"
 
 #include <bit>
 #include <cmath>

@@ -1,6 +1,6 @@
 #include "quillcast-math/SignalKernels.h"
 
-#include "quillcast-math/VectorLanes.h"
+#include "VectorLanes.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,4 +1,4 @@
-#include "quillcast-math/VectorLanes.h"
+#include "VectorLanes.h"
 
 #include <algorithm>
 #include <atomic>

@@ -1,6 +1,6 @@
 #include "quillcast-math/VectorKernels.h"
 
-#include "quillcast-math/VectorLanes.h"
+#include "VectorLanes.h"
 
 namespace Vexalor::VectorKernels
 {
