@@ -10,6 +10,18 @@
 namespace Vexalor::Testing
 {
 
+/// Without patterns and sequences.
+class EmptyGenerator : public virtual MachineLearning::DataGenerator
+{
+public:
+    bool gotoStart() override { return true; }
+    bool generateNext() override { return false; }
+    bool atEnd() const override { return true; }
+    bool getInput(DoubleVector&) override { return false; }
+    bool getTarget(DoubleVector&) override { return false; }
+    std::ostream& dumpStatus(std::ostream& out_stream) override { return out_stream; }
+};
+
 /// Delivers patterns from a list; fails on demand.
 class ScriptedGenerator
     : public virtual MachineLearning::DataGenerator

@@ -16,6 +16,27 @@ namespace Vexalor::Testing
 
 constexpr std::uint32_t RATE = 8000;
 
+/// Whatever the window: these features.
+class FixedFeatures : public FeatureComputerWithInputs
+{
+public:
+    explicit FixedFeatures(const DoubleVector& in_vFeatures)
+        : m_vFeatures(in_vFeatures)
+    {
+    }
+    FixedFeatures* clone() const override { return new FixedFeatures(*this); }
+    bool reset() override { return true; }
+    bool setInput(const char*, const DoubleVector&) override { return true; }
+    bool computeFeatures(DoubleVector& out_vFeatures) override
+    {
+        out_vFeatures = m_vFeatures;
+        return true;
+    }
+
+private:
+    DoubleVector m_vFeatures;
+};
+
 /// With the energy as input.
 inline MachineLearning::AudioFileDataGenerator::Config audioConfig(const StringVector& in_vClasses)
 {

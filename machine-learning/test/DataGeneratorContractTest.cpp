@@ -13,6 +13,7 @@
 #include "MLVectorFileDataGenWithFeatureComputer.h"
 #include "quillcast-infra/DynLibsLoader.h"
 #include "quillcast-math/AudioFeatureComputers.h"
+#include "test-support/AllocationCounter.h"
 #include "test-support/CountingResettable.h"
 #include "test-support/LogCapture.h"
 #include "test-support/ScriptedGenerator.h"
@@ -360,6 +361,28 @@ TEST_P(DataGeneratorContract, EntityIsResetAtTheStartOfEverySequence)
     EXPECT_TRUE(m_pGenerator->gotoStart());
 }
 
+TEST_P(DataGeneratorContract, OnlyTheStartOfASequenceTakesMemoryOnceWarm)
+{
+    DoubleVector vInput;
+    DoubleVector vTarget;
+    int iTaking = 0;
+    for (int iPass = 1; iPass <= 2; ++iPass)
+    {
+        ASSERT_TRUE(m_pGenerator->gotoStart());
+        iTaking = 0;
+        bool bPattern = true;
+        while (bPattern)
+        {
+            const Testing::AllocationCounter allocations;
+            bPattern = m_pGenerator->generateNext();
+            m_pGenerator->getInput(vInput);
+            m_pGenerator->getTarget(vTarget);
+            iTaking += bPattern && allocations.getCount() > 0 ? 1 : 0;
+        }
+    }
+    EXPECT_LE(iTaking, stack().m_bReplays ? 0 : row().m_iResets);
+}
+
 TEST_P(DataGeneratorContract, StatusAndOrigin)
 {
     for (int iPass = 1; iPass <= 2; ++iPass)
@@ -376,6 +399,25 @@ TEST_P(DataGeneratorContract, StatusAndOrigin)
         EXPECT_TRUE(share.getValue() > 0.0 && share.getValue() <= 1.0) << share.getValue();
         EXPECT_EQ(m_pGenerator->getShareRead().getValue(), 1.0);
     }
+}
+
+template <class Wrapper>
+class WrapperContract : public testing::Test
+{
+};
+using Wrappers = testing::Types<InMemoryDataGenerator, ScalingDataGenerator>;
+TYPED_TEST_SUITE(WrapperContract, Wrappers);
+
+TYPED_TEST(WrapperContract, WithoutAGeneratorEveryOperationFails)
+{
+    Testing::AssertionCapture assertions;
+    TypeParam wrapper;
+    EXPECT_FALSE(wrapper.gotoStart() || wrapper.generateNext() || wrapper.atEnd() ||
+                 wrapper.setEntityToReset({}));
+    EXPECT_EQ(assertions.conditions(), std::vector<std::string>(4, "!m_pDataGenerator.isNull()"));
+    expectNoPattern(wrapper);
+    EXPECT_FALSE(wrapper.endedCleanly() || wrapper.getLibName().isValid() ||
+                 wrapper.getShareRead().isValid());
 }
 
 INSTANTIATE_TEST_SUITE_P(Every, DataGeneratorContract,

@@ -59,7 +59,17 @@ protected:
         return strFirst + (generator.endedCleanly() ? "" : "!");
     }
 
+    /// m_generator over a recording with these annotations; its name.
+    std::string set(const StringVector& in_vClasses, const std::vector<WavRegion>& in_vRegions)
+    {
+        const std::string strFile = record(in_vRegions);
+        EXPECT_TRUE(m_generator.configure(audioConfig(in_vClasses)));
+        EXPECT_TRUE(m_generator.setCurrentFilename(strFile.c_str()));
+        return strFile;
+    }
+
     Testing::TempDir m_folder;
+    OpenGenerator m_generator;
 };
 
 } // namespace
@@ -111,88 +121,81 @@ TEST_F(AudioGeneratorTest, MaximumTimeEndsTheStreamCleanly)
 
 TEST_F(AudioGeneratorTest, RecordingShorterThanAWindowIsTold)
 {
-    AudioFileDataGenerator generator;
-    ASSERT_TRUE(generator.configure(audioConfig({"OTHER"})));
+    ASSERT_TRUE(m_generator.configure(audioConfig({"OTHER"})));
     const std::string strFile = m_folder.write("short.wav", Testing::toneRecording({}, 199));
-    ASSERT_TRUE(generator.setCurrentFilename(strFile.c_str()));
+    ASSERT_TRUE(m_generator.setCurrentFilename(strFile.c_str()));
     const Testing::LogCapture log(LOGGER, LogLevel::WARN);
-    EXPECT_EQ(readTargets(generator), "");
-    EXPECT_TRUE(generator.endedCleanly());
+    EXPECT_EQ(readTargets(m_generator), "");
+    EXPECT_TRUE(m_generator.endedCleanly());
     EXPECT_EQ(log.text(), "WARN Recording " + strFile + " is shorter than a window: there is no pattern\n");
 }
 
 TEST_F(AudioGeneratorTest, InputsAreTheFeaturesOfEachWindow)
 {
-    AudioFileDataGenerator generator;
-    ASSERT_TRUE(generator.configure(audioConfig({"OTHER"})));
-    ASSERT_TRUE(generator.setCurrentFilename(record({}).c_str()));
-    ASSERT_TRUE(generator.gotoStart());
+    set({"OTHER"}, {});
+    ASSERT_TRUE(m_generator.gotoStart());
     DoubleVector vInput;
-    EXPECT_EQ(generator.getCurrentAudioTime(), 0.0);
+    EXPECT_EQ(m_generator.getCurrentAudioTime(), 0.0);
     for (int k = 0; k < 8; ++k)
     {
-        ASSERT_TRUE(generator.generateNext());
-        EXPECT_EQ(generator.getCurrentAudioTime(), (80 * k + 200) / 8000.0);
-        ASSERT_TRUE(generator.getInput(vInput));
+        ASSERT_TRUE(m_generator.generateNext());
+        EXPECT_EQ(m_generator.getCurrentAudioTime(), (80 * k + 200) / 8000.0);
+        ASSERT_TRUE(m_generator.getInput(vInput));
         ASSERT_EQ(vInput.size(), 1u);
         // 25 periods of 8 samples at half of full scale: 200 * 0.5^2 / 2 = 25, up to the rounding of samples.
         EXPECT_NEAR(vInput[0], 25.0, 0.01);
     }
-    EXPECT_FALSE(generator.atEnd());
-    EXPECT_FALSE(generator.generateNext());
-    EXPECT_TRUE(generator.atEnd());
+    EXPECT_FALSE(m_generator.atEnd());
+    EXPECT_FALSE(m_generator.generateNext());
+    EXPECT_TRUE(m_generator.atEnd());
 }
 
 TEST_F(AudioGeneratorTest, FrequencyToleranceIncludesItsEnds)
 {
-    OpenGenerator generator;
     const auto isUsable = [&](const char* in_label)
     {
-        return generator.isAnnotationUsable_i(in_label, "SF:1000");
+        return m_generator.isAnnotationUsable_i(in_label, "SF:1000");
     };
     EXPECT_TRUE(isUsable("SF:990") && isUsable("1010 Hz"));
     EXPECT_FALSE(isUsable("SF:989") || isUsable("SF:1011"));
-    generator.setFrequencyClassTolerance(0);
+    m_generator.setFrequencyClassTolerance(0);
     EXPECT_TRUE(isUsable("sf:1000"));
     EXPECT_FALSE(isUsable("SF:1001"));
-    generator.setFrequencyClassTolerance(4000000000u);
+    m_generator.setFrequencyClassTolerance(4000000000u);
     EXPECT_TRUE(isUsable("SF:1") && isUsable("SF:2000000000"));
 }
 
 TEST_F(AudioGeneratorTest, ClassesAreMatchedWithoutARecording)
 {
-    OpenGenerator generator;
-    EXPECT_TRUE(generator.isAnnotationUsable_i("Alpha", "a.*"));
-    EXPECT_FALSE(generator.isAnnotationUsable_i("Beta", "a.*") ||
-                 generator.isAnnotationUsable_i("Alpha", "b.*"));
+    EXPECT_TRUE(m_generator.isAnnotationUsable_i("Alpha", "a.*"));
+    EXPECT_FALSE(m_generator.isAnnotationUsable_i("Beta", "a.*") ||
+                 m_generator.isAnnotationUsable_i("Alpha", "b.*"));
     OpenGenerator::EventVectors vEvents;
     ASSERT_TRUE(
-        generator.buildTimeEventVector({"b.*", "OTHER"}, {{"Alpha", 0, 1}, {"Beta", 2, 3}}, "", vEvents));
+        m_generator.buildTimeEventVector({"b.*", "OTHER"}, {{"Alpha", 0, 1}, {"Beta", 2, 3}}, "", vEvents));
     ASSERT_EQ(vEvents.size(), 1u);
     EXPECT_EQ(vEvents[0]->getEventCount(), 1u);
-    EXPECT_EQ(generator.m_iAsked, 1);
+    EXPECT_EQ(m_generator.m_iAsked, 1);
 }
 
 TEST_F(AudioGeneratorTest, ExpressionsAreAskedForOnceAClassAndMayFail)
 {
-    OpenGenerator generator;
-    ASSERT_TRUE(generator.configure(audioConfig({"(", "(a+)+b", "OTHER"})));
+    ASSERT_TRUE(m_generator.configure(audioConfig({"(", "(a+)+b", "OTHER"})));
     const Testing::LogCapture log(LOGGER);
     const std::string strLong(5000, 'a');
-    ASSERT_TRUE(generator.setCurrentFilename(record({{0, 400, "x"}, {400, 800, strLong}}).c_str()));
-    EXPECT_EQ(generator.m_iAsked, 2);
+    ASSERT_TRUE(m_generator.setCurrentFilename(record({{0, 400, "x"}, {400, 800, strLong}}).c_str()));
+    EXPECT_EQ(m_generator.m_iAsked, 2);
     const std::string strText = "ERROR Unexpected std::runtime exception caught in "
                                 "AudioFileDataGenerator::setCurrentFilename with regex: ";
     EXPECT_THAT(log.lines(), ElementsAre(strText + "\"(\" for annotation 'x'",
                                          strText + "\"(\" for annotation '" + strLong + "'",
                                          strText + "\"(a+)+b\" for annotation '" + strLong + "'"));
-    EXPECT_EQ(readTargets(generator), "001 001 001 001 001 001 001 001");
+    EXPECT_EQ(readTargets(m_generator), "001 001 001 001 001 001 001 001");
 }
 
 TEST_F(AudioGeneratorTest, FilesThatCannotBeUsed)
 {
-    AudioFileDataGenerator generator;
-    ASSERT_TRUE(generator.configure(audioConfig({"A"})));
+    ASSERT_TRUE(m_generator.configure(audioConfig({"A"})));
     const std::string strOtherRate =
         m_folder.write("rate.wav", Testing::annotatedWav(16000, std::vector<int>(1600), {}));
     const std::string strText = m_folder.write("text.wav", "no recording");
@@ -212,24 +215,23 @@ TEST_F(AudioGeneratorTest, FilesThatCannotBeUsed)
     {
         const Testing::LogCapture log(LOGGER);
         Testing::AssertionCapture assertions;
-        EXPECT_FALSE(generator.setCurrentFilename(row.m_strFile.c_str())) << row.m_strFile;
+        EXPECT_FALSE(m_generator.setCurrentFilename(row.m_strFile.c_str())) << row.m_strFile;
         EXPECT_EQ(log.lines().back(), row.m_strMessage);
-        EXPECT_FALSE(generator.gotoStart()) << "an earlier recording is not gone on with";
-        EXPECT_FALSE(generator.generateNext());
+        EXPECT_FALSE(m_generator.gotoStart()) << "an earlier recording is not gone on with";
+        EXPECT_FALSE(m_generator.generateNext());
     }
-    ASSERT_TRUE(generator.setCurrentFilename(record({{0, 800, "A"}}).c_str()));
-    EXPECT_EQ(readTargets(generator), "1 1 1 1 1 1 1 1");
+    ASSERT_TRUE(m_generator.setCurrentFilename(record({{0, 800, "A"}}).c_str()));
+    EXPECT_EQ(readTargets(m_generator), "1 1 1 1 1 1 1 1");
 }
 
 TEST_F(AudioGeneratorTest, ConfigurationsThatCannotBeUsed)
 {
     const Testing::LogCapture log(LOGGER);
     Testing::AssertionCapture assertions;
-    AudioFileDataGenerator generator;
-    EXPECT_FALSE(generator.configure(DataGeneratorWithConfig::Config()));
+    EXPECT_FALSE(m_generator.configure(DataGeneratorWithConfig::Config()));
     AudioFileDataGenerator::Config senseless = audioConfig({"OTHER"});
     senseless.m_audioConfig.m_uiWindowShift = 0;
-    EXPECT_FALSE(generator.configure(senseless));
+    EXPECT_FALSE(m_generator.configure(senseless));
     EXPECT_THAT(log.lines(),
                 ElementsAre("ERROR Could not configure AudioFileDataGenerator : configuration provided is "
                             "not a AudioFileDataGenerator::Config",
@@ -237,27 +239,24 @@ TEST_F(AudioGeneratorTest, ConfigurationsThatCannotBeUsed)
 
     AudioFileDataGenerator::Config withoutFeatures = audioConfig({"OTHER"});
     withoutFeatures.m_pFeatureComputer = CloneableObjPtr<FeatureComputer>();
-    ASSERT_TRUE(generator.configure(withoutFeatures));
-    ASSERT_TRUE(generator.setCurrentFilename(record({}).c_str()));
-    EXPECT_FALSE(generator.gotoStart());
-    EXPECT_FALSE(generator.generateNext());
+    ASSERT_TRUE(m_generator.configure(withoutFeatures));
+    ASSERT_TRUE(m_generator.setCurrentFilename(record({}).c_str()));
+    EXPECT_FALSE(m_generator.gotoStart());
+    EXPECT_FALSE(m_generator.generateNext());
     EXPECT_THAT(assertions.conditions(),
                 ElementsAre("!m_pFeatureComputer.isNull()", "!m_pFeatureComputer.isNull()"));
 }
 
 TEST_F(AudioGeneratorTest, UncoveredPointIsTold)
 {
-    AudioFileDataGenerator generator;
-    ASSERT_TRUE(generator.configure(audioConfig({"A"})));
-    const std::string strFile = record({{0, 400, "A"}});
-    ASSERT_TRUE(generator.setCurrentFilename(strFile.c_str()));
+    const std::string strFile = set({"A"}, {{0, 400, "A"}});
     const Testing::LogCapture log(LOGGER);
     Testing::AssertionCapture assertions;
     DoubleVector vTarget;
-    ASSERT_TRUE(generator.gotoStart());
-    while (generator.generateNext())
+    ASSERT_TRUE(m_generator.gotoStart());
+    while (m_generator.generateNext())
         ;
-    EXPECT_FALSE(generator.getTarget(vTarget));
+    EXPECT_FALSE(m_generator.getTarget(vTarget));
     EXPECT_THAT(assertions.conditions(), ElementsAre("generateTarget()"));
     EXPECT_THAT(log.lines(), ElementsAre("WARN No class covers the window at 0.055s of file " + strFile +
                                              ": the stream stops there",
@@ -267,37 +266,33 @@ TEST_F(AudioGeneratorTest, UncoveredPointIsTold)
 
 TEST_F(AudioGeneratorTest, ErrorsAreCountedByStatusDumps)
 {
-    AudioFileDataGenerator generator;
-    ASSERT_TRUE(generator.configure(audioConfig({"OTHER"})));
-    const std::string strFile = record({});
-    ASSERT_TRUE(generator.setCurrentFilename(strFile.c_str()));
+    const std::string strFile = set({"OTHER"}, {});
     const Testing::LogCapture log(LOGGER);
-    ASSERT_TRUE(generator.gotoStart());
+    ASSERT_TRUE(m_generator.gotoStart());
     std::ostringstream status;
-    while (generator.generateNext())
-        if (generator.getCurrentAudioTime() > 0.07)
-            generator.dumpStatus(status << '/');
+    while (m_generator.generateNext())
+        if (m_generator.getCurrentAudioTime() > 0.07)
+            m_generator.dumpStatus(status << '/');
     EXPECT_EQ(status.str(),
               "/Pattern 6, Audio time: 0.075s/Pattern 7, Audio time: 0.085s/Pattern 8, Audio time: 0.095s");
     // 3 of 8 are 37.5 %, in whole numbers 37 %
     EXPECT_THAT(log.lines(), ElementsAre("INFO Number of errors on file " + strFile + " : 3/8 (37%)"));
 
-    ASSERT_TRUE(generator.gotoStart());
-    generator.dumpStatus(status);
-    EXPECT_TRUE(generator.setCurrentFilename(record({}).c_str()));
+    ASSERT_TRUE(m_generator.gotoStart());
+    m_generator.dumpStatus(status);
+    EXPECT_TRUE(m_generator.setCurrentFilename(record({}).c_str()));
 }
 
 TEST_F(AudioGeneratorTest, IntervalsAreToldForDebugging)
 {
-    AudioFileDataGenerator generator;
-    ASSERT_TRUE(generator.configure(audioConfig({"A", "B", "OTHER"})));
+    ASSERT_TRUE(m_generator.configure(audioConfig({"A", "B", "OTHER"})));
     // [408, 424) samples lie between the times of windows 2 (sample 360) and 3 (440).
     const std::string strFile = record({{0, 240, "A"}, {408, 424, "A"}, {480, 800, "A"}});
-    ASSERT_TRUE(generator.setCurrentFilename(strFile.c_str()));
+    ASSERT_TRUE(m_generator.setCurrentFilename(strFile.c_str()));
     const Testing::LogCapture log(LOGGER, LogLevel::DEBUG);
     for (std::size_t uiPass = 1; uiPass <= 2; ++uiPass)
     {
-        readTargets(generator);
+        readTargets(m_generator);
         EXPECT_EQ(
             log.count("DEBUG Class A of file " + strFile +
                       ": 3 interval(s) annotated, 2 delivered, 1 annotated without any window that sees it"),
@@ -309,45 +304,38 @@ TEST_F(AudioGeneratorTest, IntervalsAreToldForDebugging)
     }
 }
 
-TEST_F(AudioGeneratorTest, EntityIsResetAtEachStart)
+TEST_F(AudioGeneratorTest, AResetThatFailsFailsTheStart)
 {
-    AudioFileDataGenerator generator;
-    ASSERT_TRUE(generator.configure(audioConfig({"OTHER"})));
-    ASSERT_TRUE(generator.setCurrentFilename(record({}).c_str()));
+    set({"OTHER"}, {});
     const CountedObjPtr<Testing::CountingResettable> hEntity(new Testing::CountingResettable);
-    ASSERT_TRUE(generator.setEntityToReset(hEntity));
-    readTargets(generator);
-    readTargets(generator);
-    EXPECT_EQ(hEntity->m_iResets, 2);
+    ASSERT_TRUE(m_generator.setEntityToReset(hEntity));
     hEntity->m_bResult = false;
     Testing::AssertionCapture assertions;
-    EXPECT_FALSE(generator.gotoStart());
+    EXPECT_FALSE(m_generator.gotoStart());
     EXPECT_THAT(assertions.conditions(),
                 ElementsAre("m_pEntityToReset.isNull() || m_pEntityToReset->reset()"));
 }
 
 TEST_F(AudioGeneratorTest, TransitionWindowsAndJumps)
 {
-    OpenGenerator generator;
-    ASSERT_TRUE(generator.configure(audioConfig({"A", "OTHER"})));
-    ASSERT_TRUE(generator.setCurrentFilename(record({{400, 560, "A"}}).c_str())); // [0.05, 0.07) s
-    ASSERT_TRUE(generator.gotoStart());
+    set({"A", "OTHER"}, {{400, 560, "A"}}); // [0.05, 0.07) s
+    ASSERT_TRUE(m_generator.gotoStart());
     std::string strTransitions;
-    while (generator.generateNext())
-        strTransitions += generator.isTransitionWindowForTarget(0) ? 'T' : '.';
+    while (m_generator.generateNext())
+        strTransitions += m_generator.isTransitionWindowForTarget(0) ? 'T' : '.';
     // Window k covers (0.01 k, 0.025 + 0.01 k): 0.05 lies within k = 3 and 4, 0.07 within k = 5 and 6.
     EXPECT_EQ(strTransitions, "...TTTT.");
     {
         Testing::AssertionCapture assertions;
-        EXPECT_FALSE(generator.isTransitionWindowForTarget(1));
+        EXPECT_FALSE(m_generator.isTransitionWindowForTarget(1));
         EXPECT_THAT(assertions.conditions(), ElementsAre("in_uiTargetIndex < m_vEventVecPtr.size()"));
     }
-    ASSERT_TRUE(generator.gotoStart());
-    ASSERT_TRUE(generator.gotoAudioTime(0.03)); // sample 240: the window [240, 440) ends at 0.055 s
-    ASSERT_TRUE(generator.generateNext());
-    EXPECT_EQ(generator.getCurrentAudioTime(), 0.055);
+    ASSERT_TRUE(m_generator.gotoStart());
+    ASSERT_TRUE(m_generator.gotoAudioTime(0.03)); // sample 240: the window [240, 440) ends at 0.055 s
+    ASSERT_TRUE(m_generator.generateNext());
+    EXPECT_EQ(m_generator.getCurrentAudioTime(), 0.055);
     DoubleVector vTarget;
-    ASSERT_TRUE(generator.getTarget(vTarget));
+    ASSERT_TRUE(m_generator.getTarget(vTarget));
     EXPECT_EQ(vTarget, (DoubleVector{1, 0}));
-    EXPECT_FALSE(generator.gotoAudioTime(1.0));
+    EXPECT_FALSE(m_generator.gotoAudioTime(1.0));
 }

@@ -18,20 +18,6 @@ constexpr const char* NO_CLASSES =
     "ERROR Could not find any valid classes to be used with annotated file. Check the m_vClasses value used "
     "to configure the data generator";
 
-/// Whatever the window: the average is 1.
-class OneFeature : public FeatureComputerWithInputs
-{
-public:
-    OneFeature* clone() const override { return new OneFeature(*this); }
-    bool reset() override { return true; }
-    bool setInput(const char*, const DoubleVector&) override { return true; }
-    bool computeFeatures(DoubleVector& out_vFeatures) override
-    {
-        out_vFeatures = {0.5, 1.5};
-        return true;
-    }
-};
-
 class AudioSetForVadTest : public testing::Test
 {
 protected:
@@ -86,7 +72,8 @@ TEST_F(AudioSetForVadTest, SmoothsWithinARecordingOnly)
 TEST_F(AudioSetForVadTest, FeaturesWhoseAverageSaysSomethingDecide)
 {
     AudioSetDataGeneratorForVad::Config one = config(3, 2);
-    one.m_audioGenConfig.m_pFeatureComputer = CloneableObjPtr<FeatureComputer>(new OneFeature);
+    one.m_audioGenConfig.m_pFeatureComputer =
+        CloneableObjPtr<FeatureComputer>(new Testing::FixedFeatures({0.5, 1.5}));
     AudioSetDataGeneratorForVad generator;
     ASSERT_TRUE(generator.configure(one));
     ASSERT_TRUE(set(generator, "change.wav\n"));

@@ -36,27 +36,6 @@ std::string smooth(VadTargetSmoother& io_smoother, const std::string& in_strAnno
     return strResult;
 }
 
-/// Whatever the window: one feature of this value.
-class FixedFeature : public FeatureComputerWithInputs
-{
-public:
-    explicit FixedFeature(double in_dValue)
-        : m_dValue(in_dValue)
-    {
-    }
-    FixedFeature* clone() const override { return new FixedFeature(*this); }
-    bool reset() override { return true; }
-    bool setInput(const char*, const DoubleVector&) override { return true; }
-    bool computeFeatures(DoubleVector& out_vFeatures) override
-    {
-        out_vFeatures = {m_dValue};
-        return true;
-    }
-
-private:
-    double m_dValue;
-};
-
 } // namespace
 
 TEST(VadTargetSmootherTest, HoldsAndHandsOver)
@@ -112,7 +91,8 @@ protected:
     std::string read(double in_dFeature, std::size_t in_uiDebouncing, std::size_t in_uiIncertitude)
     {
         AudioFileDataGenerator::Config config = Testing::audioConfig({"VOICE", "SILENCE"});
-        config.m_pFeatureComputer = CloneableObjPtr<FeatureComputer>(new FixedFeature(in_dFeature));
+        config.m_pFeatureComputer =
+            CloneableObjPtr<FeatureComputer>(new Testing::FixedFeatures({in_dFeature}));
         DataGeneratorForVad generator;
         EXPECT_TRUE(generator.configure(config));
         generator.setDebouncingWindows(in_uiDebouncing);

@@ -318,6 +318,9 @@ TYPED_TEST(FileSetStrategyTest, ListsAndConfigurationsReplaceEarlierOnes)
 
     const Testing::LogCapture log(LOGGER);
     EXPECT_FALSE(set.configure(Testing::audioConfig({"A"}))) << "that of a single recording";
+    using OtherSet =
+        std::conditional_t<IS_LOW_MEMORY<TypeParam>, AudioSetDataGenerator, LowMemoryAudioSetDataGenerator>;
+    EXPECT_FALSE(set.configure(typename OtherSet::Config()));
     typename TypeParam::Config senseless;
     senseless.m_dataGenConfig.m_audioConfig.m_uiWindowShift = 0;
     EXPECT_TRUE(set.configure(senseless));
@@ -406,14 +409,4 @@ TEST_F(FileSetTest, RecordingThatVanishesIsPassedOver)
                             "INFO 3 file(s) listed, 2 used, 1 skipped. Patterns: 16 (0.16s); A: 2 (0.02s); "
                             "OTHER: 14 (0.14s)"));
     EXPECT_TRUE(set.endedCleanly());
-}
-
-TEST_F(FileSetTest, ConfigurationIsThatOfTheClass)
-{
-    const AudioSetDataGenerator::Config upFront;
-    const LowMemoryAudioSetDataGenerator::Config lowMemory;
-    const Testing::LogCapture log(LOGGER, LogLevel::OFF);
-    EXPECT_FALSE(AudioSetDataGenerator().configure(lowMemory));
-    EXPECT_FALSE(LowMemoryAudioSetDataGenerator().configure(upFront));
-    EXPECT_TRUE(LowMemoryVadAudioSetDataGenerator().configure(lowMemory));
 }

@@ -107,7 +107,8 @@ public:
     {
         if (!isValid())
             return false;
-        out_vTarget = {double(m_uiNext - 1)};
+        out_vTarget.resize(1);
+        out_vTarget[0] = double(m_uiNext - 1);
         return true;
     }
 
