@@ -1,18 +1,36 @@
 // Expression scripts: what is accepted links or is refused, evaluates the same in a clone, again and after a
-// reset, and always comes to an end; the graph is written whole.
+// reset, and always comes to an end.
 
 #include "FuzzSupport.h"
+#include "quillcast-infra/ParameterTrie.h"
 #include "quillcast-mathxpr/Evaluator.h"
-#include "quillcast-mathxpr/Program.h"
-#include "quillcast-mathxpr/Script.h"
+#include "test-support/TextFileSystem.h"
 
+#include <algorithm>
 #include <memory>
+#include <sstream>
 
 using namespace Vexalor;
 using namespace Vexalor::Math::Xpr;
 
 namespace
 {
+
+/// What the lines of a script define.
+std::vector<std::string> findNames(Evaluator& io_evaluator, const std::string& in_strText)
+{
+    std::vector<std::string> vNames;
+    std::istringstream text(in_strText);
+    for (std::string strLine; std::getline(text, strLine);)
+    {
+        const std::size_t uiBegin = std::min(strLine.find_first_not_of(" \t\r\xEF\xBB\xBF"), strLine.size());
+        const std::size_t uiEnd = strLine.find_first_of(" \t=", uiBegin);
+        const std::string strName = "fuzz." + strLine.substr(uiBegin, uiEnd - uiBegin);
+        if (!io_evaluator.getVariable(strName.c_str()).isNull())
+            vNames.push_back(strName);
+    }
+    return vNames;
+}
 
 /// What all names of a script come to, window after window; those that fail are left out.
 std::string evaluateAll(Evaluator& io_evaluator, const std::vector<std::string>& in_vNames)
@@ -41,25 +59,20 @@ std::string evaluateAll(Evaluator& io_evaluator, const std::vector<std::string>&
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* in_data, std::size_t in_uiSize)
 {
     const std::string strText = Fuzz::toText(in_data, in_uiSize);
-    const std::shared_ptr<const Script> pScript = parseScript(strText, "fuzz.xpr");
-    if (pScript == nullptr)
-        return 0;
     Evaluator evaluator;
+    ParameterTrie config;
+    config.setParameter(Evaluator::getParamNameScriptsDir(), ".");
+    const TSHandle<VirtualFileSystem> pFiles(new Testing::TextFileSystem({{"fuzz.xpr", strText}}));
     const CountedObjPtr<DomainVariableImpl> pAudio(new DomainVariableImpl);
+    Fuzz::require(evaluator.configure(config, pFiles), "the folder is taken");
     Fuzz::require(pAudio->setName("audio") && evaluator.addVariable(pAudio), "an input is added");
     Fuzz::require(evaluator.setConstant("rate", 8000), "a constant is set");
-    std::vector<std::string> vNames;
-    for (const Definition& definition : pScript->m_vDefinitions)
-        if (evaluator.addExpression(definition.m_strName.c_str(), definition.m_strText.c_str()))
-            vNames.push_back(definition.m_strName);
-    Program program;
-    program.addInput("audio");
-    program.addScript("fuzz", pScript);
-    std::string strDot;
-    writeDot(program, strDot);
-    Fuzz::require(strDot.ends_with("}\n"), "the graph is whole");
+    if (!evaluator.addScript("fuzz"))
+        return 0;
+    Fuzz::require(evaluator.dump("/dev/null"), "the graph is written");
     if (!evaluator.link(true))
         return 0;
+    const std::vector<std::string> vNames = findNames(evaluator, strText);
     const std::unique_ptr<Evaluator> pClone(evaluator.clone());
     const std::string strFirst = evaluateAll(evaluator, vNames);
     Fuzz::require(evaluateAll(*pClone, vNames) == strFirst, "a clone computes the same");

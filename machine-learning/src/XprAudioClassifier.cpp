@@ -3,9 +3,6 @@
 #include "quillcast-core/Assertion.h"
 
 #include <algorithm>
-#include <atomic>
-#include <cstdint>
-#include <filesystem>
 
 namespace Vexalor::MachineLearning
 {
@@ -16,18 +13,6 @@ namespace
 constinit Logger s_logger("quillcast.ml.XprAudioClassifier");
 
 constexpr const char* DUMP_FILE = "XprAudioClassifierEvaluator.dot";
-
-/// Writes the graph unless the file holds it: what misses a variable misses it in every window, and in every
-/// copy.
-void dumpOnce(const Math::Xpr::Evaluator& in_evaluator)
-{
-    static std::atomic<std::uint64_t> uiDumped{0};
-    std::error_code error;
-    if (uiDumped.load() == in_evaluator.getRevision() && std::filesystem::exists(DUMP_FILE, error))
-        return;
-    if (in_evaluator.dump(DUMP_FILE))
-        uiDumped = in_evaluator.getRevision();
-}
 
 /// The digits of the index stand over the first characters of the name.
 std::string makeEntryName(const std::string& in_strVariableName, std::size_t in_uiIndex)
@@ -120,7 +105,7 @@ bool XprAudioClassifier::bindVariable()
         return true;
     QC_ERROR("Failed to retrieve variable named '" << m_strVariableName << "'. Evaluator dumped in file '"
                                                    << DUMP_FILE << "'");
-    dumpOnce(*pEvaluator);
+    pEvaluator->dump(DUMP_FILE);
     return QC_CHECK(!m_pVariable.isNull());
 }
 

@@ -45,8 +45,7 @@ public:
 protected:
     bool addXprScripts();
     /// The variable is looked up at the first call that finds it. One that finds none writes the graph of the
-    /// expressions into the file "XprAudioClassifierEvaluator.dot" of the working directory, unless it is
-    /// there already.
+    /// expressions into the file "XprAudioClassifierEvaluator.dot" of the working directory.
     bool classify_i(Classifier::Result& io_result) override;
 
 private:

@@ -9,6 +9,7 @@
 #include "quillcast-infra/DynLibsLoader.h"
 #include "test-support/LogCapture.h"
 #include "test-support/TempDir.h"
+#include "test-support/TextFileSystem.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -28,40 +29,6 @@ std::string environment(const char* in_name, const char* in_default)
     const char* value = std::getenv(in_name);
     return value == nullptr ? in_default : value;
 }
-
-/// Holds one file, whatever its name.
-class TextFileSystem : public virtual VirtualFileSystem
-{
-public:
-    explicit TextFileSystem(const std::string& in_strText)
-        : m_strText(in_strText)
-    {
-    }
-
-    std::unique_ptr<VirtualFile> openForReading(const char*, std::string&) const override
-    {
-        return std::make_unique<File>(m_strText);
-    }
-    std::unique_ptr<VirtualFile> openForWriting(const char*, std::string&) const override { return nullptr; }
-    bool exists(const char*) const override { return true; }
-
-private:
-    class File : public VirtualFile
-    {
-    public:
-        explicit File(const std::string& in_strText)
-            : m_buffer(in_strText, std::ios::in)
-        {
-        }
-        std::streambuf& getBuffer() override { return m_buffer; }
-        bool close(std::string&) override { return true; }
-
-    private:
-        std::stringbuf m_buffer;
-    };
-
-    const std::string& m_strText;
-};
 
 StringVector findConfigurations()
 {
@@ -101,7 +68,7 @@ protected:
         m_log.clear();
         try
         {
-            const TextFileSystem fileSystem(in_strText);
+            const TextFileSystem fileSystem({{"copy", in_strText}});
             basic_vfsistream<char> stream(fileSystem, "copy");
             const std::unique_ptr<DataGenerator> pGenerator(loadDataGeneratorFromStream(stream));
             std::ostringstream saved;

@@ -7,7 +7,6 @@
 #include "quillcast-infra/VirtualFileSystem.h"
 #include "quillcast-mathxpr/Variable.h"
 
-#include <cstdint>
 #include <memory>
 
 namespace Vexalor::Math::Xpr
@@ -75,17 +74,14 @@ public:
     CountedObjPtr<Variable> getVariable(const char* in_szQualifiedName);
 
     /// Writes the graph of all variables for Graphviz, also before link: unresolved names dashed, states as
-    /// dotted edges, everything in the order of names. The file is replaced at once when complete.
+    /// dotted edges, everything in the order of names. The file is replaced at once when complete; one that
+    /// holds this graph already is left as it is.
     bool dump(const char* in_szFilename) const;
 
     /// All states become initial and no window has begun; inputs keep their values.
     bool reset() override;
 
     Evaluator* clone() const override { return new Evaluator(*this); }
-
-    /// Stands for the scripts, inputs and constants as they are: every change gives a number that no
-    /// evaluator has had before. A clone that is unchanged has its original's.
-    std::uint64_t getRevision() const;
 
     /// What one evaluator holds for itself, in bytes; what clones share is not part of it.
     std::size_t getOwnMemory() const;
@@ -94,6 +90,7 @@ private:
     Evaluator(const Evaluator& in_other);
 
     bool findScript(const std::string& in_strName, std::string& out_strPath) const;
+    bool isFree(const std::string& in_strName) const;
 
     TSHandle<VirtualFileSystem> m_pFileSystem;
     std::shared_ptr<const StringVector> m_pFolders; ///< null: not configured

@@ -4,6 +4,7 @@
 #include "quillcast-core/Object.h"
 #include "quillcast-math/DoubleVector.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -49,7 +50,7 @@ protected:
     void bind(std::shared_ptr<Core> in_pCore, std::uint32_t in_uiSymbol);
 
     std::shared_ptr<Core> m_pCore; ///< null: belongs to no evaluator yet
-    std::uint32_t m_uiSymbol = 0;
+    std::size_t m_uiLookedUp = 0;
     std::uint32_t m_uiInput = NO_INPUT;
     std::string m_strName;
 };

@@ -1,7 +1,7 @@
 #include "quillcast-mathxpr/Variable.h"
 
+#include "Core.h"
 #include "quillcast-core/Assertion.h"
-#include "quillcast-mathxpr/Core.h"
 
 namespace Vexalor::Math::Xpr
 {
@@ -25,16 +25,16 @@ VariableImpl::VariableImpl(std::shared_ptr<Core> in_pCore, std::uint32_t in_uiSy
 void VariableImpl::bind(std::shared_ptr<Core> in_pCore, std::uint32_t in_uiSymbol)
 {
     const Symbol& symbol = in_pCore->getProgram().getSymbol(in_uiSymbol);
-    m_pCore = std::move(in_pCore);
-    m_uiSymbol = in_uiSymbol;
+    m_uiLookedUp = in_pCore->lookUp(in_uiSymbol);
     m_uiInput = symbol.m_kind == Symbol::Kind::INPUT ? symbol.m_uiInput : NO_INPUT;
     m_strName = symbol.m_strName;
+    m_pCore = std::move(in_pCore);
 }
 
 bool VariableImpl::evaluate(DoubleVector& out_vValue)
 {
     QC_TRACE("Math::Xpr::VariableImpl::evaluate");
-    return QC_CHECK(m_pCore != nullptr) && m_pCore->evaluate(m_uiSymbol, out_vValue);
+    return QC_CHECK(m_pCore != nullptr) && m_pCore->evaluate(m_uiLookedUp, out_vValue);
 }
 
 bool VariableImpl::assign(const DoubleVector& in_vValue)

@@ -1,6 +1,7 @@
 #pragma once
 
-#include "quillcast-mathxpr/Script.h"
+#include "Script.h"
+#include "Structure.h"
 
 #include <cstdint>
 #include <memory>
@@ -14,7 +15,6 @@ namespace Vexalor::Math::Xpr
 {
 
 class Plan;
-struct PlanKey;
 
 /// A name of a program and what it stands for.
 struct Symbol
@@ -42,6 +42,7 @@ struct LoadedScript
     std::string m_strName; ///< empty for a single expression
     std::shared_ptr<const Script> m_pScript;
     std::vector<std::uint32_t> m_vSymbols; ///< one a reference
+    std::uint32_t m_uiFirstNode = 0;       ///< number of its first node among those of all scripts
 };
 
 /// Everything that an evaluator knows before it computes: names, scripts, the order of their evaluation.
@@ -58,12 +59,23 @@ public:
     std::uint32_t find(const std::string& in_strName) const;
     const Symbol& getSymbol(std::uint32_t in_uiSymbol) const { return m_vSymbols[in_uiSymbol]; }
     const std::vector<Symbol>& getSymbols() const { return m_vSymbols; }
-    const LoadedScript& getScriptOf(const Symbol& in_symbol) const
+    bool isExpression(std::uint32_t in_uiSymbol) const
     {
-        return m_vScripts[in_symbol.m_uiScript];
+        return m_vSymbols[in_uiSymbol].m_kind == Symbol::Kind::EXPRESSION;
     }
-    const Definition& getDefinition(const Symbol& in_symbol) const;
-    std::uint32_t getNbInputs() const { return m_uiNbInputs; }
+    // Of an expression.
+    const LoadedScript& getScriptOf(std::uint32_t in_uiSymbol) const
+    {
+        return m_vScripts[m_vSymbols[in_uiSymbol].m_uiScript];
+    }
+    const Definition& getDefinition(std::uint32_t in_uiSymbol) const
+    {
+        return getScriptOf(in_uiSymbol).m_pScript->m_vDefinitions[m_vSymbols[in_uiSymbol].m_uiDefinition];
+    }
+    /// The symbols that it refers to, in this window or the one before; those of the one before.
+    std::vector<std::uint32_t> getUsed(std::uint32_t in_uiSymbol) const;
+    std::vector<std::uint32_t> getUsedBefore(std::uint32_t in_uiSymbol) const;
+    std::uint32_t getNbNodes() const { return m_uiNbNodes; }
     bool hasScript(const std::string& in_strName) const;
 
     /// True when the name stands for nothing yet, among all scripts.
@@ -75,39 +87,35 @@ public:
     std::uint32_t addInput(const std::string& in_strName);
     void setConstant(const std::string& in_strName, double in_dValue);
 
-    /// Stands for what the program is; see Evaluator::getRevision.
-    std::uint64_t getRevision() const { return m_uiRevision; }
-    void takeNewRevision();
-
     bool link(bool in_bComplete);
     bool isLinked() const { return m_bLinked; }
-    /// The linked expressions, each behind those that it uses.
-    const std::vector<std::uint32_t>& getOrder() const { return m_vOrder; }
+    const Structure& getStructure() const { return m_structure; }
 
-    /// How to compute something; made once for all clones that ask for the same.
-    std::shared_ptr<const Plan> getPlan(const PlanKey& in_key) const;
+    /// How to compute for those lengths of the inputs; made once for all clones.
+    std::shared_ptr<Plan> getPlan(const std::vector<std::uint32_t>& in_vLengths) const;
 
 private:
     bool isDefined(const std::string& in_strName) const;
     std::uint32_t intern(const std::string& in_strName);
+    std::uint32_t load(const std::string& in_strName, const std::shared_ptr<const Script>& in_pScript);
     void define(std::uint32_t in_uiScript, std::uint32_t in_uiDefinition, const std::string& in_strName);
-    bool sort();
+    bool sort(std::vector<std::uint32_t>& out_vOrder);
     bool reportCycle(const std::vector<std::uint32_t>& in_vPath, std::uint32_t in_uiSymbol) const;
-    void reportUnknown(const Symbol& in_symbol, unsigned int& io_uiReported) const;
+    void reportUnknown(std::uint32_t in_uiSymbol, unsigned int& io_uiReported) const;
     bool isAvailable(std::uint32_t in_uiSymbol) const;
-    bool hasAll(const Symbol& in_symbol) const;
-    std::uint32_t getLineOf(const Symbol& in_symbol, std::uint32_t in_uiReference) const;
+    bool hasAll(std::uint32_t in_uiSymbol) const;
+    std::uint32_t getLineOf(std::uint32_t in_uiSymbol, std::uint32_t in_uiReference) const;
 
     std::vector<Symbol> m_vSymbols;
     std::unordered_map<std::string, std::uint32_t> m_names;
     std::vector<LoadedScript> m_vScripts;
-    std::vector<std::uint32_t> m_vOrder;
+    Structure m_structure;
     std::uint32_t m_uiNbInputs = 0;
+    std::uint32_t m_uiNbNodes = 0;
     bool m_bLinked = false;
-    std::uint64_t m_uiRevision = 0; ///< 0: nothing has been added
 
     mutable std::mutex m_planMutex;
-    mutable std::vector<std::shared_ptr<const Plan>> m_vPlans; ///< the latest ones
+    mutable std::vector<std::shared_ptr<Plan>> m_vPlans; ///< the latest ones
 };
 
 /// Writes the graph of a program for Graphviz.

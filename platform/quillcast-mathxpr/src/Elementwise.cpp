@@ -1,4 +1,4 @@
-#include "quillcast-mathxpr/Elementwise.h"
+#include "Elementwise.h"
 
 #include <utility>
 
@@ -24,23 +24,30 @@ constexpr auto makeTable(std::index_sequence<OPS...>)
 {
     struct Row
     {
+        Scalar m_scalar;
         Elementwise m_loops[3];
     };
     struct Table
     {
-        Row m_rows[NB_BINARY];
+        Row m_rows[NB_ELEMENTWISE];
     };
-    return Table{{Row{{loop<static_cast<Op>(OPS), Repeat::NONE>, loop<static_cast<Op>(OPS), Repeat::LEFT>,
+    return Table{{Row{apply<static_cast<Op>(OPS)>,
+                      {loop<static_cast<Op>(OPS), Repeat::NONE>, loop<static_cast<Op>(OPS), Repeat::LEFT>,
                        loop<static_cast<Op>(OPS), Repeat::RIGHT>}}...}};
 }
 
-constexpr auto LOOPS = makeTable(std::make_index_sequence<NB_BINARY>());
+constexpr auto TABLE = makeTable(std::make_index_sequence<NB_ELEMENTWISE>());
 
 } // namespace
 
+Scalar findScalar(Op in_op)
+{
+    return TABLE.m_rows[static_cast<std::size_t>(in_op)].m_scalar;
+}
+
 Elementwise findElementwise(Op in_op, Repeat in_repeat)
 {
-    return LOOPS.m_rows[static_cast<std::size_t>(in_op)].m_loops[static_cast<std::size_t>(in_repeat)];
+    return TABLE.m_rows[static_cast<std::size_t>(in_op)].m_loops[static_cast<std::size_t>(in_repeat)];
 }
 
 } // namespace Vexalor::Math::Xpr

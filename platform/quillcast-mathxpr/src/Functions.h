@@ -28,6 +28,8 @@ struct Function
     double (*m_pMap)(double);
     double (*m_pReduce)(const double*, std::size_t);
     bool m_bTakesEmpty; ///< for reductions: has a value for a vector without values
+
+    bool isKernel() const { return m_kind == Kind::TONE_ENERGY || m_kind == Kind::LOG_MEL; }
 };
 
 /// Null for an unknown name.

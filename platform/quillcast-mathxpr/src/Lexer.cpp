@@ -1,4 +1,4 @@
-#include "quillcast-mathxpr/Lexer.h"
+#include "Lexer.h"
 
 #include <algorithm>
 #include <charconv>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "quillcast-mathxpr/Functions.h"
+#include "Functions.h"
 
 #include <cstdint>
 #include <memory>
@@ -31,13 +31,14 @@ enum class Op : std::uint8_t
     OR,
     MINIMUM,
     MAXIMUM,
-    // Others.
+    // One argument, element by element.
     NEGATE,
     NOT,
+    // Others.
     NUMBER,   ///< m_dNumber
     NAME,     ///< reference m_uiReference
     PREVIOUS, ///< reference m_uiReference; argument: initial value
-    SELECT,   ///< condition, value if true, value if not
+    SELECT,   ///< condition, value if true, value if not; arms m_uiArm and the next one
     VECTOR,   ///< arguments joined
     INDEX,    ///< vector, index
     SLICE,    ///< vector, first, end
@@ -45,6 +46,7 @@ enum class Op : std::uint8_t
 };
 
 constexpr std::size_t NB_BINARY = static_cast<std::size_t>(Op::MAXIMUM) + 1;
+constexpr std::size_t NB_ELEMENTWISE = static_cast<std::size_t>(Op::NOT) + 1;
 
 struct Node
 {
@@ -52,15 +54,27 @@ struct Node
     std::uint32_t m_uiLine;
     std::uint32_t m_uiFirstArgument; ///< into Script::m_vArguments
     std::uint32_t m_uiNbArguments;
+    std::uint32_t m_uiSelect; ///< the SELECT that this node is the condition of; 0: none
     union
     {
         double m_dNumber;
         std::uint32_t m_uiReference; ///< into Script::m_vReferences
+        std::uint32_t m_uiArm;       ///< into Definition::m_vArms
         const Function* m_pFunction;
     };
 };
 
-/// name = expression. The expression is the nodes from the first to the root, arguments before their users.
+/// A reference to a value of the same window.
+struct Use
+{
+    static constexpr std::uint32_t LENGTH_ONLY = ~std::uint32_t(0);
+
+    std::uint32_t m_uiReference; ///< into Script::m_vReferences
+    std::uint32_t m_uiArm;       ///< into Definition::m_vArms; LENGTH_ONLY inside of size()
+};
+
+/// name = expression. The expression is the nodes from the first to the root. The nodes of an argument are in
+/// a row, arguments before their users.
 struct Definition
 {
     std::string m_strName;
@@ -68,8 +82,12 @@ struct Definition
     std::uint32_t m_uiLine;
     std::uint32_t m_uiFirstNode;
     std::uint32_t m_uiRoot;
-    std::vector<std::uint32_t> m_vNames;    ///< references to values of the same window
+    std::vector<Use> m_vNames;
     std::vector<std::uint32_t> m_vPrevious; ///< references to values of the window before
+    /// What is computed under one condition: the whole expression, then two arms for each SELECT. Of each,
+    /// the arm that it is in.
+    std::vector<std::uint32_t> m_vArms{0};
+    bool m_bSlow = false; ///< calls a function of a window that has tables
 };
 
 /// The definitions of one text, as they stand; names are not resolved.
@@ -85,6 +103,8 @@ struct Script
 };
 
 bool isName(std::string_view in_strText);
+/// Words of the language, functions and named numbers: nothing else can have these names.
+bool isReserved(std::string_view in_strName);
 
 /// Null, with the reason logged at error level, when the text is no script.
 std::shared_ptr<const Script> parseScript(std::string_view in_strText, const std::string& in_strSource);

@@ -1,10 +1,9 @@
-#include "quillcast-mathxpr/Program.h"
+#include "Program.h"
 
+#include "Plan.h"
 #include "quillcast-core/Logger.h"
-#include "quillcast-mathxpr/Plan.h"
 
 #include <algorithm>
-#include <atomic>
 
 namespace Vexalor::Math::Xpr
 {
@@ -14,7 +13,7 @@ namespace
 
 constinit Logger s_logger("quillcast.math.xpr.Program");
 
-/// Plans for so many kinds of windows are kept.
+/// Plans for so many lengths are kept.
 constexpr std::size_t MOST_PLANS = 16;
 
 /// So many unknown names are reported; a script may have tens of thousands.
@@ -39,8 +38,9 @@ Program::Program(const Program& in_other)
     : m_vSymbols(in_other.m_vSymbols)
     , m_names(in_other.m_names)
     , m_vScripts(in_other.m_vScripts)
-    , m_vOrder(in_other.m_vOrder)
+    , m_structure(in_other.m_structure)
     , m_uiNbInputs(in_other.m_uiNbInputs)
+    , m_uiNbNodes(in_other.m_uiNbNodes)
     , m_bLinked(in_other.m_bLinked)
 {
 }
@@ -59,15 +59,20 @@ std::uint32_t Program::intern(const std::string& in_strName)
     return itName->second;
 }
 
-const Definition& Program::getDefinition(const Symbol& in_symbol) const
+std::vector<std::uint32_t> Program::getUsed(std::uint32_t in_uiSymbol) const
 {
-    return getScriptOf(in_symbol).m_pScript->m_vDefinitions[in_symbol.m_uiDefinition];
+    std::vector<std::uint32_t> vUsed = getUsedBefore(in_uiSymbol);
+    for (const Use& use : getDefinition(in_uiSymbol).m_vNames)
+        vUsed.push_back(getScriptOf(in_uiSymbol).m_vSymbols[use.m_uiReference]);
+    return vUsed;
 }
 
-void Program::takeNewRevision()
+std::vector<std::uint32_t> Program::getUsedBefore(std::uint32_t in_uiSymbol) const
 {
-    static std::atomic<std::uint64_t> uiLast{0};
-    m_uiRevision = ++uiLast;
+    std::vector<std::uint32_t> vUsed;
+    for (const std::uint32_t uiReference : getDefinition(in_uiSymbol).m_vPrevious)
+        vUsed.push_back(getScriptOf(in_uiSymbol).m_vSymbols[uiReference]);
+    return vUsed;
 }
 
 bool Program::hasScript(const std::string& in_strName) const
@@ -98,6 +103,13 @@ void Program::define(std::uint32_t in_uiScript, std::uint32_t in_uiDefinition, c
     symbol.m_uiDefinition = in_uiDefinition;
 }
 
+std::uint32_t Program::load(const std::string& in_strName, const std::shared_ptr<const Script>& in_pScript)
+{
+    m_vScripts.push_back({in_strName, in_pScript, {}, m_uiNbNodes});
+    m_uiNbNodes += static_cast<std::uint32_t>(in_pScript->m_vNodes.size());
+    return static_cast<std::uint32_t>(m_vScripts.size() - 1);
+}
+
 bool Program::addScript(const std::string& in_strName, const std::shared_ptr<const Script>& in_pScript)
 {
     for (const Definition& definition : in_pScript->m_vDefinitions)
@@ -113,8 +125,7 @@ bool Program::addScript(const std::string& in_strName, const std::shared_ptr<con
             return false;
         }
     }
-    const auto uiScript = static_cast<std::uint32_t>(m_vScripts.size());
-    m_vScripts.push_back({in_strName, in_pScript, {}});
+    const std::uint32_t uiScript = load(in_strName, in_pScript);
     for (std::uint32_t i = 0; i < in_pScript->m_vDefinitions.size(); ++i)
         define(uiScript, i, in_strName + "." + in_pScript->m_vDefinitions[i].m_strName);
     for (const std::string& strReference : in_pScript->m_vReferences)
@@ -128,8 +139,7 @@ bool Program::addScript(const std::string& in_strName, const std::shared_ptr<con
 
 void Program::addExpression(const std::string& in_strName, const std::shared_ptr<const Script>& in_pScript)
 {
-    m_vScripts.push_back({"", in_pScript, {}});
-    define(static_cast<std::uint32_t>(m_vScripts.size() - 1), 0, in_strName);
+    define(load("", in_pScript), 0, in_strName);
     for (const std::string& strReference : in_pScript->m_vReferences)
         m_vScripts.back().m_vSymbols.push_back(intern(strReference));
 }
@@ -157,16 +167,11 @@ bool Program::isAvailable(std::uint32_t in_uiSymbol) const
            (symbol.m_kind != Symbol::Kind::EXPRESSION || symbol.m_bLinked);
 }
 
-bool Program::hasAll(const Symbol& in_symbol) const
+bool Program::hasAll(std::uint32_t in_uiSymbol) const
 {
-    const Definition& definition = getDefinition(in_symbol);
-    const std::vector<std::uint32_t>& vSymbols = getScriptOf(in_symbol).m_vSymbols;
-    const auto isHere = [&](std::uint32_t in_uiReference)
-    {
-        return isAvailable(vSymbols[in_uiReference]);
-    };
-    return std::all_of(definition.m_vNames.begin(), definition.m_vNames.end(), isHere) &&
-           std::all_of(definition.m_vPrevious.begin(), definition.m_vPrevious.end(), isHere);
+    const std::vector<std::uint32_t> vUsed = getUsed(in_uiSymbol);
+    return std::all_of(vUsed.begin(), vUsed.end(),
+                       [&](std::uint32_t in_uiUsed) { return isAvailable(in_uiUsed); });
 }
 
 bool Program::link(bool in_bComplete)
@@ -174,7 +179,9 @@ bool Program::link(bool in_bComplete)
     QC_TRACE("Math::Xpr::Program::link");
     m_bLinked = false;
     m_vPlans.clear();
-    if (!sort())
+    m_structure = {};
+    std::vector<std::uint32_t>& vOrder = m_structure.m_vOrder;
+    if (!sort(vOrder))
         return false;
     // What misses something takes along what uses it, at last through the states of earlier windows.
     bool bAll = true;
@@ -182,13 +189,13 @@ bool Program::link(bool in_bComplete)
     for (bool bAgain = true; bAgain;)
     {
         bAgain = false;
-        for (const std::uint32_t uiSymbol : m_vOrder)
+        for (const std::uint32_t uiSymbol : vOrder)
         {
             Symbol& symbol = m_vSymbols[uiSymbol];
-            if (!symbol.m_bLinked || hasAll(symbol))
+            if (!symbol.m_bLinked || hasAll(uiSymbol))
                 continue;
             if (in_bComplete)
-                reportUnknown(symbol, uiReported);
+                reportUnknown(uiSymbol, uiReported);
             else
                 symbol.m_bLinked = false;
             bAll = false;
@@ -198,16 +205,15 @@ bool Program::link(bool in_bComplete)
     if (in_bComplete && !bAll)
         return false;
     if (!bAll)
-        std::erase_if(m_vOrder,
-                      [&](std::uint32_t in_uiSymbol) { return !m_vSymbols[in_uiSymbol].m_bLinked; });
+        std::erase_if(vOrder, [&](std::uint32_t in_uiSymbol) { return !m_vSymbols[in_uiSymbol].m_bLinked; });
+    findStructure(*this, m_structure);
     m_bLinked = true;
     return true;
 }
 
-/// Brings all expressions into an order in which each comes behind those that it uses.
-bool Program::sort()
+/// Brings all expressions into an order in which each comes after those that it uses.
+bool Program::sort(std::vector<std::uint32_t>& out_vOrder)
 {
-    m_vOrder.clear();
     std::vector<Visit> vVisits(m_vSymbols.size(), Visit::NOT_YET);
     std::vector<Step> vPath;
     for (std::uint32_t uiFirst = 0; uiFirst < m_vSymbols.size(); ++uiFirst)
@@ -220,17 +226,17 @@ bool Program::sort()
         while (!vPath.empty())
         {
             Step& step = vPath.back();
-            const Symbol& symbol = m_vSymbols[step.m_uiSymbol];
-            const std::vector<std::uint32_t>& vNames = getDefinition(symbol).m_vNames;
+            const std::vector<Use>& vNames = getDefinition(step.m_uiSymbol).m_vNames;
             if (step.m_uiNext == vNames.size())
             {
                 vVisits[step.m_uiSymbol] = Visit::DONE;
-                m_vOrder.push_back(step.m_uiSymbol);
+                out_vOrder.push_back(step.m_uiSymbol);
                 vPath.pop_back();
                 continue;
             }
-            const std::uint32_t uiUsed = getScriptOf(symbol).m_vSymbols[vNames[step.m_uiNext++]];
-            if (m_vSymbols[uiUsed].m_kind != Symbol::Kind::EXPRESSION || vVisits[uiUsed] == Visit::DONE)
+            const std::uint32_t uiUsed =
+                getScriptOf(step.m_uiSymbol).m_vSymbols[vNames[step.m_uiNext++].m_uiReference];
+            if (!isExpression(uiUsed) || vVisits[uiUsed] == Visit::DONE)
                 continue;
             if (vVisits[uiUsed] == Visit::OPEN)
             {
@@ -249,7 +255,6 @@ bool Program::sort()
 bool Program::reportCycle(const std::vector<std::uint32_t>& in_vPath, std::uint32_t in_uiSymbol) const
 {
     constexpr std::size_t MOST_SHOWN = 10;
-    const Symbol& symbol = m_vSymbols[in_uiSymbol];
     std::string strCycle;
     std::size_t uiShown = 0;
     for (auto itStep = std::find(in_vPath.begin(), in_vPath.end(), in_uiSymbol); itStep != in_vPath.end();
@@ -258,16 +263,17 @@ bool Program::reportCycle(const std::vector<std::uint32_t>& in_vPath, std::uint3
             strCycle += m_vSymbols[*itStep].m_strName + " -> ";
     if (uiShown > MOST_SHOWN)
         strCycle += "... -> ";
-    QC_ERROR(getScriptOf(symbol).m_pScript->where(getDefinition(symbol).m_uiLine)
-             << "cycle: " << strCycle << symbol.m_strName << "; only prev(name, initial) may refer back");
+    QC_ERROR(getScriptOf(in_uiSymbol).m_pScript->where(getDefinition(in_uiSymbol).m_uiLine)
+             << "cycle: " << strCycle << m_vSymbols[in_uiSymbol].m_strName
+             << "; only prev(name, initial) may refer back");
     return false;
 }
 
 /// The line of an expression where a reference stands.
-std::uint32_t Program::getLineOf(const Symbol& in_symbol, std::uint32_t in_uiReference) const
+std::uint32_t Program::getLineOf(std::uint32_t in_uiSymbol, std::uint32_t in_uiReference) const
 {
-    const Definition& definition = getDefinition(in_symbol);
-    const std::vector<Node>& vNodes = getScriptOf(in_symbol).m_pScript->m_vNodes;
+    const Definition& definition = getDefinition(in_uiSymbol);
+    const std::vector<Node>& vNodes = getScriptOf(in_uiSymbol).m_pScript->m_vNodes;
     for (std::uint32_t i = definition.m_uiFirstNode; i <= definition.m_uiRoot; ++i)
         if ((vNodes[i].m_op == Op::NAME || vNodes[i].m_op == Op::PREVIOUS) &&
             vNodes[i].m_uiReference == in_uiReference)
@@ -275,12 +281,13 @@ std::uint32_t Program::getLineOf(const Symbol& in_symbol, std::uint32_t in_uiRef
     return definition.m_uiLine;
 }
 
-void Program::reportUnknown(const Symbol& in_symbol, unsigned int& io_uiReported) const
+void Program::reportUnknown(std::uint32_t in_uiSymbol, unsigned int& io_uiReported) const
 {
-    const Definition& definition = getDefinition(in_symbol);
-    const LoadedScript& script = getScriptOf(in_symbol);
-    std::vector<std::uint32_t> vReferences = definition.m_vNames;
-    vReferences.insert(vReferences.end(), definition.m_vPrevious.begin(), definition.m_vPrevious.end());
+    const Definition& definition = getDefinition(in_uiSymbol);
+    const LoadedScript& script = getScriptOf(in_uiSymbol);
+    std::vector<std::uint32_t> vReferences = definition.m_vPrevious;
+    for (const Use& use : definition.m_vNames)
+        vReferences.push_back(use.m_uiReference);
     std::sort(vReferences.begin(), vReferences.end());
     vReferences.erase(std::unique(vReferences.begin(), vReferences.end()), vReferences.end());
     for (const std::uint32_t uiReference : vReferences)
@@ -293,18 +300,18 @@ void Program::reportUnknown(const Symbol& in_symbol, unsigned int& io_uiReported
         const char* hint = strName == "rate" ? ": the sampling rate was not set"
                            : bNoScript       ? ": that script was not added"
                                              : "";
-        QC_ERROR(script.m_pScript->where(getLineOf(in_symbol, uiReference))
+        QC_ERROR(script.m_pScript->where(getLineOf(in_uiSymbol, uiReference))
                  << "unknown name '" << strName << "'" << hint);
     }
 }
 
-std::shared_ptr<const Plan> Program::getPlan(const PlanKey& in_key) const
+std::shared_ptr<Plan> Program::getPlan(const std::vector<std::uint32_t>& in_vLengths) const
 {
     const std::lock_guard<std::mutex> lock(m_planMutex);
     for (const auto& pPlan : m_vPlans)
-        if (pPlan->getKey() == in_key)
+        if (pPlan->isFor(in_vLengths))
             return pPlan;
-    auto pPlan = makePlan(*this, in_key);
+    auto pPlan = std::make_shared<Plan>(*this, in_vLengths);
     if (m_vPlans.size() == MOST_PLANS)
         m_vPlans.erase(m_vPlans.begin());
     m_vPlans.push_back(pPlan);

@@ -1,9 +1,7 @@
-#include "quillcast-mathxpr/Kernel.h"
+#include "Kernel.h"
 
 #include "quillcast-math/MelSpectrum.h"
 #include "quillcast-math/ToneEnergies.h"
-
-#include <cmath>
 
 namespace Vexalor::Math::Xpr
 {
@@ -40,34 +38,36 @@ public:
     std::size_t m_uiNbBands = 0;
 };
 
-} // namespace
-
-std::unique_ptr<const Kernel> makeToneEnergy(std::size_t in_uiWindow, const double* in_pFrequencies,
-                                             std::size_t in_uiNbFrequencies, double in_dRate,
+std::unique_ptr<const Kernel> makeToneEnergy(std::size_t in_uiWindow,
+                                             const std::vector<double>& in_vFrequencies, double in_dRate,
                                              std::string& out_strReason)
 {
-    out_strReason = in_uiNbFrequencies == 0 ? "there are no frequencies"
+    out_strReason = in_vFrequencies.empty() ? "there are no frequencies"
                                             : "frequencies must be above 0 and below half the rate";
-    if (ToneEnergies::findFault(in_dRate, in_pFrequencies, in_uiNbFrequencies, in_uiWindow) != nullptr)
+    if (ToneEnergies::findFault(in_dRate, in_vFrequencies.data(), in_vFrequencies.size(), in_uiWindow) !=
+        nullptr)
         return nullptr;
     auto pKernel = std::make_unique<ToneEnergyKernel>();
-    pKernel->m_energies.prepare(in_dRate, in_pFrequencies, in_uiNbFrequencies, in_uiWindow);
+    pKernel->m_energies.prepare(in_dRate, in_vFrequencies.data(), in_vFrequencies.size(), in_uiWindow);
     return pKernel;
 }
 
-std::unique_ptr<const Kernel> makeLogMel(std::size_t in_uiWindow, double in_dNbBands, double in_dRate,
-                                         double in_dLow, double in_dHigh, std::string& out_strReason)
+} // namespace
+
+std::unique_ptr<const Kernel> makeKernel(const Function& in_function, std::size_t in_uiWindow,
+                                         const std::vector<const std::vector<double>*>& in_vSettings,
+                                         std::string& out_strReason)
 {
+    if (in_function.m_kind == Function::Kind::TONE_ENERGY)
+        return makeToneEnergy(in_uiWindow, *in_vSettings[0], in_vSettings[1]->front(), out_strReason);
     out_strReason = "the settings do not fit a window of " + std::to_string(in_uiWindow) + " values";
     MelSpectrum::Config config;
-    config.m_dSamplingRate = in_dRate;
-    config.m_dLowFrequency = in_dLow;
-    config.m_dHighFrequency = in_dHigh;
-    // More bands than bins make no sense; the limit only keeps the number whole.
-    if (!(in_dNbBands >= 1.0 && in_dNbBands <= static_cast<double>(MelSpectrum::MAX_WINDOW)) ||
-        std::floor(in_dNbBands) != in_dNbBands)
-        return nullptr;
-    config.m_uiNbBands = static_cast<unsigned int>(in_dNbBands);
+    config.m_uiNbBands = static_cast<unsigned int>(in_vSettings[0]->front());
+    config.m_dSamplingRate = in_vSettings[1]->front();
+    if (in_vSettings.size() > 2)
+        config.m_dLowFrequency = in_vSettings[2]->front();
+    if (in_vSettings.size() > 3)
+        config.m_dHighFrequency = in_vSettings[3]->front();
     auto pKernel = std::make_unique<LogMelKernel>();
     if (!pKernel->m_spectrum.prepare(config, in_uiWindow))
         return nullptr;

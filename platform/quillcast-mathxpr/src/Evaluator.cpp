@@ -1,11 +1,13 @@
 #include "quillcast-mathxpr/Evaluator.h"
 
+#include "Core.h"
 #include "quillcast-core/Assertion.h"
 #include "quillcast-core/FileReplacer.h"
-#include "quillcast-mathxpr/Core.h"
 #include "quillcast-mathxpr/Limits.h"
 
 #include <algorithm>
+#include <filesystem>
+#include <fstream>
 
 namespace Vexalor::Math::Xpr
 {
@@ -48,6 +50,18 @@ bool readScript(const VirtualFileSystem& in_fileSystem, const std::string& in_st
     QC_ERROR("Cannot read script " << in_strPath << ": "
                                    << (file.getReason().empty() ? "read error" : file.getReason()));
     return false;
+}
+
+bool holds(const char* in_szFilename, const std::string& in_strText)
+{
+    std::error_code error;
+    if (!std::filesystem::is_regular_file(in_szFilename, error) ||
+        std::filesystem::file_size(in_szFilename, error) != in_strText.size())
+        return false;
+    std::string strHeld(in_strText.size(), '\0');
+    std::ifstream file(in_szFilename, std::ios::binary);
+    file.read(strHeld.data(), static_cast<std::streamsize>(strHeld.size()));
+    return file.good() && strHeld == in_strText;
 }
 
 } // namespace
@@ -159,9 +173,20 @@ bool Evaluator::addExpression(const char* in_szName, const char* in_szExpression
     }
     const Symbol& symbol = program.getSymbol(uiSymbol);
     if (symbol.m_kind == Symbol::Kind::EXPRESSION &&
-        program.getDefinition(symbol).m_strText == pScript->m_vDefinitions.front().m_strText)
+        program.getDefinition(uiSymbol).m_strText == pScript->m_vDefinitions.front().m_strText)
         return true;
     QC_ERROR("'" << in_szName << "' stands for something else already");
+    return false;
+}
+
+bool Evaluator::isFree(const std::string& in_strName) const
+{
+    if (isReserved(in_strName))
+        QC_ERROR("'" << in_strName << "' has a meaning of its own and cannot be defined");
+    else if (!m_pCore->getProgram().isFree(in_strName))
+        QC_ERROR("'" << in_strName << "' stands for something else already");
+    else
+        return true;
     return false;
 }
 
@@ -174,15 +199,11 @@ bool Evaluator::addVariable(const CountedObjPtr<DomainVariableImpl>& in_pVariabl
     const Program& program = m_pCore->getProgram();
     std::uint32_t uiSymbol = program.find(strName);
     const bool bHere = uiSymbol != Program::NONE && program.getSymbol(uiSymbol).m_kind == Symbol::Kind::INPUT;
-    if (!bHere && !program.isFree(strName))
-    {
-        QC_ERROR("'" << strName << "' stands for something else already");
+    if (!bHere && !isFree(strName))
         return false;
-    }
     if (!bHere)
     {
         uiSymbol = m_pCore->changeProgram().addInput(strName);
-        m_pCore->replan();
         m_pCore->addInput();
     }
     in_pVariable->bind(m_pCore, uiSymbol);
@@ -200,11 +221,8 @@ bool Evaluator::setConstant(const char* in_szName, double in_dValue)
         uiSymbol != Program::NONE && program.getSymbol(uiSymbol).m_kind == Symbol::Kind::CONSTANT;
     if (bHere && program.getSymbol(uiSymbol).m_dValue == in_dValue)
         return true;
-    if (!bHere && !program.isFree(in_szName))
-    {
-        QC_ERROR("'" << in_szName << "' stands for something else already");
+    if (!bHere && !isFree(in_szName))
         return false;
-    }
     m_pCore->changeProgram().setConstant(in_szName, in_dValue);
     m_pCore->replan();
     return true;
@@ -213,8 +231,7 @@ bool Evaluator::setConstant(const char* in_szName, double in_dValue)
 bool Evaluator::link(bool in_bComplete)
 {
     QC_TRACE("Math::Xpr::Evaluator::link");
-    m_pCore->forget();
-    return m_pCore->changeProgram().link(in_bComplete);
+    return m_pCore->link(in_bComplete);
 }
 
 bool Evaluator::isLinked() const
@@ -244,8 +261,6 @@ CountedObjPtr<Variable> Evaluator::getVariable(const char* in_szQualifiedName)
                                                                     : symbol.m_kind != Symbol::Kind::UNKNOWN;
     if (!bIsThere)
         return {};
-    if (symbol.m_kind != Symbol::Kind::INPUT)
-        m_pCore->lookUp(uiSymbol);
     return CountedObjPtr<Variable>(new VariableImpl(m_pCore, uiSymbol));
 }
 
@@ -256,6 +271,8 @@ bool Evaluator::dump(const char* in_szFilename) const
         return false;
     std::string strDot;
     writeDot(m_pCore->getProgram(), strDot);
+    if (holds(in_szFilename, strDot))
+        return true;
     FileReplacer file(in_szFilename);
     if (file.open() && file.write(strDot) && file.commit())
         return true;
@@ -268,11 +285,6 @@ bool Evaluator::reset()
     QC_TRACE("Math::Xpr::Evaluator::reset");
     m_pCore->reset();
     return true;
-}
-
-std::uint64_t Evaluator::getRevision() const
-{
-    return m_pCore->getProgram().getRevision();
 }
 
 std::size_t Evaluator::getOwnMemory() const

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "quillcast-mathxpr/Script.h"
+#include "Script.h"
 
 #include <cmath>
 #include <cstddef>
@@ -37,11 +37,15 @@ inline double apply(double in_dLeft, double in_dRight)
     case Op::OR: return isTrue(in_dLeft) || isTrue(in_dRight) ? 1.0 : 0.0;
     case Op::MINIMUM: return in_dRight < in_dLeft ? in_dRight : in_dLeft;
     case Op::MAXIMUM: return in_dLeft < in_dRight ? in_dRight : in_dLeft;
+    case Op::NEGATE: return -in_dLeft;
+    case Op::NOT: return isTrue(in_dLeft) ? 0.0 : 1.0;
     default: return 0.0;
     }
     // clang-format on
 }
 
+/// One value; operators of one argument do not look at the right one.
+using Scalar = double (*)(double in_dLeft, double in_dRight);
 /// out[i] = a[i] op b[i]; a side of one value is repeated.
 using Elementwise = void (*)(const double* in_pLeft, const double* in_pRight, std::size_t in_uiSize,
                              double* out_pResult);
@@ -53,6 +57,7 @@ enum class Repeat
     RIGHT
 };
 
+Scalar findScalar(Op in_op);
 Elementwise findElementwise(Op in_op, Repeat in_repeat);
 
 } // namespace Vexalor::Math::Xpr

@@ -1,4 +1,4 @@
-#include "quillcast-mathxpr/Functions.h"
+#include "Functions.h"
 
 #include "quillcast-math/SignalKernels.h"
 

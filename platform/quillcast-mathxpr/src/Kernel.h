@@ -1,8 +1,11 @@
 #pragma once
 
+#include "Functions.h"
+
 #include <cstddef>
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace Vexalor::Math::Xpr
 {
@@ -22,11 +25,10 @@ public:
     virtual void compute(const double* in_pWindow, double* out_pResult, double* io_pScratch) const = 0;
 };
 
-/// Null, with the reason, when the settings make no sense for windows of that length.
-std::unique_ptr<const Kernel> makeToneEnergy(std::size_t in_uiWindow, const double* in_pFrequencies,
-                                             std::size_t in_uiNbFrequencies, double in_dRate,
-                                             std::string& out_strReason);
-std::unique_ptr<const Kernel> makeLogMel(std::size_t in_uiWindow, double in_dNbBands, double in_dRate,
-                                         double in_dLow, double in_dHigh, std::string& out_strReason);
+/// A kernel function for windows of that length; the settings have the lengths that it takes. Null, with the
+/// reason, when they make no sense.
+std::unique_ptr<const Kernel> makeKernel(const Function& in_function, std::size_t in_uiWindow,
+                                         const std::vector<const std::vector<double>*>& in_vSettings,
+                                         std::string& out_strReason);
 
 } // namespace Vexalor::Math::Xpr

@@ -1,7 +1,7 @@
+#include "Lexer.h"
+#include "Script.h"
 #include "quillcast-core/Logger.h"
-#include "quillcast-mathxpr/Lexer.h"
 #include "quillcast-mathxpr/Limits.h"
-#include "quillcast-mathxpr/Script.h"
 
 #include <algorithm>
 #include <limits>
@@ -57,14 +57,6 @@ const auto* find(const Table& in_table, Member in_member, std::string_view in_st
     const auto* pFound = std::find_if(std::begin(in_table), std::end(in_table),
                                       [&](const auto& in_row) { return in_row.*in_member == in_strText; });
     return pFound == std::end(in_table) ? nullptr : pFound;
-}
-
-/// Names that a script cannot define.
-bool isReserved(std::string_view in_strName)
-{
-    return in_strName == "not" || in_strName == "prev" || findFunction(in_strName) != nullptr ||
-           find(BINARY_OPERATORS, &BinaryOperator::m_strText, in_strName) != nullptr ||
-           find(NUMBERS, &NamedNumber::m_strName, in_strName) != nullptr;
 }
 
 /// Recursive descent. Every operation returns the node, NONE after the first offence.
@@ -191,6 +183,7 @@ private:
         definition.m_strName = in_strName;
         definition.m_uiLine = in_uiLine;
         definition.m_uiFirstNode = static_cast<std::uint32_t>(m_script.m_vNodes.size());
+        m_uiArm = 0;
         const std::size_t uiBegin = m_token.m_uiPosition;
         definition.m_uiRoot = expression();
         definition.m_strText = flatten(uiBegin);
@@ -219,12 +212,34 @@ private:
         const std::uint32_t uiLine = m_token.m_uiLine;
         std::uint32_t uiResult = binary(1);
         if (uiResult != NONE && accept("?"))
-        {
-            const std::uint32_t uiYes = expression();
-            const std::uint32_t uiNo = uiYes != NONE && require(":") ? expression() : NONE;
-            uiResult = uiNo == NONE ? NONE : add(Op::SELECT, uiLine, {uiResult, uiYes, uiNo});
-        }
+            uiResult = choice(uiResult, uiLine);
         --m_uiDepth;
+        return uiResult;
+    }
+
+    std::uint32_t choice(std::uint32_t in_uiCondition, std::uint32_t in_uiLine)
+    {
+        std::vector<std::uint32_t>& vArms = m_script.m_vDefinitions.back().m_vArms;
+        const auto uiArm = static_cast<std::uint32_t>(vArms.size());
+        const std::uint32_t uiAround = m_uiArm;
+        vArms.insert(vArms.end(), 2, uiAround == Use::LENGTH_ONLY ? 0 : uiAround);
+        const std::uint32_t uiYes = arm(uiArm);
+        const std::uint32_t uiNo = uiYes != NONE && require(":") ? arm(uiArm + 1) : NONE;
+        if (uiNo == NONE)
+            return NONE;
+        const std::uint32_t uiSelect = add(Op::SELECT, in_uiLine, {in_uiCondition, uiYes, uiNo});
+        m_script.m_vNodes[uiSelect].m_uiArm = uiArm;
+        m_script.m_vNodes[in_uiCondition].m_uiSelect = uiSelect;
+        return uiSelect;
+    }
+
+    /// An expression whose names are used in that arm.
+    std::uint32_t arm(std::uint32_t in_uiArm)
+    {
+        const std::uint32_t uiAround = m_uiArm;
+        m_uiArm = uiAround == Use::LENGTH_ONLY ? uiAround : in_uiArm;
+        const std::uint32_t uiResult = expression();
+        m_uiArm = uiAround;
         return uiResult;
     }
 
@@ -338,27 +353,23 @@ private:
             return number(pNumber->m_dValue, token.m_uiLine);
         if (isReserved(token.m_strText))
             return unexpected("'(' after '" + std::string(token.m_strText) + "'");
-        Definition& definition = m_script.m_vDefinitions.back();
-        return addReference(Op::NAME, token, {}, definition.m_vNames);
+        const std::uint32_t uiNode = addReference(Op::NAME, token, {});
+        m_script.m_vDefinitions.back().m_vNames.push_back({m_script.m_vNodes[uiNode].m_uiReference, m_uiArm});
+        return uiNode;
     }
 
     std::uint32_t vector(std::uint32_t in_uiLine)
     {
         std::vector<std::uint32_t> vElements;
-        if (!accept("]") && !arguments("]", vElements))
-            return NONE;
-        return add(Op::VECTOR, in_uiLine, vElements);
-    }
-
-    bool arguments(std::string_view in_strClosing, std::vector<std::uint32_t>& out_vArguments)
-    {
+        if (accept("]"))
+            return add(Op::VECTOR, in_uiLine, vElements);
         do
         {
-            out_vArguments.push_back(expression());
-            if (out_vArguments.back() == NONE)
-                return false;
+            vElements.push_back(expression());
+            if (vElements.back() == NONE)
+                return NONE;
         } while (accept(","));
-        return require(in_strClosing);
+        return require("]") ? add(Op::VECTOR, in_uiLine, vElements) : NONE;
     }
 
     std::uint32_t call(const Token& in_name)
@@ -369,28 +380,43 @@ private:
         if (pFunction == nullptr)
             return fail("unknown function '" + std::string(in_name.m_strText) + "'", in_name.m_uiLine);
         std::vector<std::uint32_t> vArguments;
-        if (!accept(")") && !arguments(")", vArguments))
+        std::size_t uiCount = 0;
+        const std::uint32_t uiAround = m_uiArm;
+        if (pFunction->m_kind == Function::Kind::SIZE)
+            m_uiArm = Use::LENGTH_ONLY;
+        if (!accept(")") && !callArguments(*pFunction, in_name.m_uiLine, vArguments, uiCount))
             return NONE;
-        if (vArguments.size() < pFunction->m_uiLeastArguments ||
-            vArguments.size() > pFunction->m_uiMostArguments)
-            return fail("'" + std::string(in_name.m_strText) + "' does not take " +
-                            std::to_string(vArguments.size()) + " arguments",
+        m_uiArm = uiAround;
+        if (uiCount < pFunction->m_uiLeastArguments || uiCount > pFunction->m_uiMostArguments)
+            return fail("'" + std::string(in_name.m_strText) + "' does not take " + std::to_string(uiCount) +
+                            " arguments",
                         in_name.m_uiLine);
-        if (pFunction->m_kind == Function::Kind::EXTREME && vArguments.size() > 1)
-            return extremeOf(in_name.m_strText == "min" ? Op::MINIMUM : Op::MAXIMUM, vArguments,
-                             in_name.m_uiLine);
+        if (pFunction->m_kind == Function::Kind::EXTREME && uiCount > 1)
+            return vArguments.front();
         const std::uint32_t uiNode = add(Op::CALL, in_name.m_uiLine, vArguments);
         m_script.m_vNodes[uiNode].m_pFunction = pFunction;
+        m_script.m_vDefinitions.back().m_bSlow |= pFunction->isKernel();
         return uiNode;
     }
 
-    std::uint32_t extremeOf(Op in_op, const std::vector<std::uint32_t>& in_vArguments,
-                            std::uint32_t in_uiLine)
+    /// Counts them; min and max of several become operators at once.
+    bool callArguments(const Function& in_function, std::uint32_t in_uiLine,
+                       std::vector<std::uint32_t>& out_vArguments, std::size_t& out_uiCount)
     {
-        std::uint32_t uiResult = in_vArguments.front();
-        for (std::size_t i = 1; i < in_vArguments.size(); ++i)
-            uiResult = add(in_op, in_uiLine, {uiResult, in_vArguments[i]});
-        return uiResult;
+        do
+        {
+            const std::uint32_t uiArgument = expression();
+            if (uiArgument == NONE)
+                return false;
+            if (in_function.m_kind == Function::Kind::EXTREME && out_uiCount > 0)
+                out_vArguments.front() =
+                    add(in_function.m_szName == std::string_view("min") ? Op::MINIMUM : Op::MAXIMUM,
+                        in_uiLine, {out_vArguments.front(), uiArgument});
+            else
+                out_vArguments.push_back(uiArgument);
+            ++out_uiCount;
+        } while (accept(","));
+        return require(")");
     }
 
     std::uint32_t previous()
@@ -402,7 +428,9 @@ private:
         const std::uint32_t uiInitial = require(",") ? expression() : NONE;
         if (uiInitial == NONE || !require(")"))
             return NONE;
-        return addReference(Op::PREVIOUS, name, {uiInitial}, m_script.m_vDefinitions.back().m_vPrevious);
+        const std::uint32_t uiNode = addReference(Op::PREVIOUS, name, {uiInitial});
+        m_script.m_vDefinitions.back().m_vPrevious.push_back(m_script.m_vNodes[uiNode].m_uiReference);
+        return uiNode;
     }
 
     std::uint32_t number(double in_dNumber, std::uint32_t in_uiLine)
@@ -413,14 +441,12 @@ private:
     }
 
     std::uint32_t addReference(Op in_op, const Token& in_name,
-                               const std::vector<std::uint32_t>& in_vArguments,
-                               std::vector<std::uint32_t>& io_vReferences)
+                               const std::vector<std::uint32_t>& in_vArguments)
     {
         const auto [itReference, bNew] = m_references.emplace(
             in_name.m_strText, static_cast<std::uint32_t>(m_script.m_vReferences.size()));
         if (bNew)
             m_script.m_vReferences.emplace_back(in_name.m_strText);
-        io_vReferences.push_back(itReference->second);
         const std::uint32_t uiNode = add(in_op, in_name.m_uiLine, in_vArguments);
         m_script.m_vNodes[uiNode].m_uiReference = itReference->second;
         return uiNode;
@@ -432,6 +458,7 @@ private:
                   in_uiLine,
                   static_cast<std::uint32_t>(m_script.m_vArguments.size()),
                   static_cast<std::uint32_t>(in_vArguments.size()),
+                  0,
                   {0.0}};
         m_script.m_vArguments.insert(m_script.m_vArguments.end(), in_vArguments.begin(), in_vArguments.end());
         m_script.m_vNodes.push_back(node);
@@ -444,6 +471,7 @@ private:
     Token m_token{Kind::END, {}, 0.0, 1, 0};
     std::size_t m_uiTokenEnd = 0; ///< of the token before
     unsigned int m_uiDepth = 0;
+    std::uint32_t m_uiArm = 0; ///< of the definition, in which names are used now
     std::string m_strReason;
     std::uint32_t m_uiReasonLine = 0;
     std::unordered_map<std::string, std::uint32_t> m_lines;
@@ -470,6 +498,13 @@ bool isName(std::string_view in_strText)
     const Token token = lexer.next();
     return token.m_kind == Kind::NAME && token.m_strText == in_strText &&
            in_strText.find('.') == std::string_view::npos;
+}
+
+bool isReserved(std::string_view in_strName)
+{
+    return in_strName == "not" || in_strName == "prev" || findFunction(in_strName) != nullptr ||
+           find(BINARY_OPERATORS, &BinaryOperator::m_strText, in_strName) != nullptr ||
+           find(NUMBERS, &NamedNumber::m_strName, in_strName) != nullptr;
 }
 
 std::string Script::where(std::uint32_t in_uiLine) const

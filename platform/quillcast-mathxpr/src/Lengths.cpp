@@ -1,0 +1,324 @@
+#include "Lengths.h"
+
+#include "quillcast-mathxpr/Limits.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace Vexalor::Math::Xpr
+{
+
+namespace
+{
+
+std::string lengths(std::size_t in_uiLeft, std::size_t in_uiRight)
+{
+    return "lengths " + std::to_string(in_uiLeft) + " and " + std::to_string(in_uiRight) + " do not match";
+}
+
+} // namespace
+
+Lengths::Lengths(const Program& in_program, Plan& io_plan)
+    : m_program(in_program)
+    , m_plan(io_plan)
+    , m_constants(in_program, io_plan)
+    , m_vTrials(in_program.getSymbols().size())
+{
+}
+
+void Lengths::find()
+{
+    for (const std::vector<std::uint32_t>& vComponent : m_program.getStructure().m_vComponents)
+        settle(vComponent);
+}
+
+/// In rounds: all lengths that may have changed are found anew, then all states take theirs.
+void Lengths::settle(const std::vector<std::uint32_t>& in_vComponent)
+{
+    const std::size_t uiNbStates = open(in_vComponent);
+    std::set<std::uint32_t> pending; // positions in the component: users come after what they use
+    for (std::uint32_t i = 0; i < in_vComponent.size(); ++i)
+        pending.insert(pending.end(), i);
+    while (!pending.empty())
+    {
+        std::vector<std::uint32_t> vStates;
+        while (!pending.empty())
+        {
+            const std::uint32_t uiSymbol = in_vComponent[*pending.begin()];
+            pending.erase(pending.begin());
+            measure(uiSymbol);
+            const Trial& trial = m_vTrials[uiSymbol];
+            pending.insert(trial.m_vUsers.begin(), trial.m_vUsers.end());
+            if (!trial.m_vLaterUsers.empty())
+                vStates.push_back(uiSymbol);
+        }
+        for (const std::uint32_t uiSymbol : vStates)
+            if (resize(uiSymbol, uiNbStates))
+                pending.insert(m_vTrials[uiSymbol].m_vLaterUsers.begin(),
+                               m_vTrials[uiSymbol].m_vLaterUsers.end());
+    }
+    for (const std::uint32_t uiSymbol : in_vComponent)
+        m_vTrials[uiSymbol].m_bOpen = false;
+}
+
+/// Finds who uses whom inside of a component. Returns the number of its states.
+std::size_t Lengths::open(const std::vector<std::uint32_t>& in_vComponent)
+{
+    for (const std::uint32_t uiSymbol : in_vComponent)
+        m_vTrials[uiSymbol].m_bOpen = true;
+    std::size_t uiNbStates = 0;
+    for (std::uint32_t i = 0; i < in_vComponent.size(); ++i)
+    {
+        const LoadedScript& script = m_program.getScriptOf(in_vComponent[i]);
+        for (const Use& use : m_program.getDefinition(in_vComponent[i]).m_vNames)
+            if (m_vTrials[script.m_vSymbols[use.m_uiReference]].m_bOpen)
+                m_vTrials[script.m_vSymbols[use.m_uiReference]].m_vUsers.push_back(i);
+        for (const std::uint32_t uiUsed : m_program.getUsedBefore(in_vComponent[i]))
+            if (m_vTrials[uiUsed].m_bOpen)
+            {
+                uiNbStates += m_vTrials[uiUsed].m_vLaterUsers.empty() ? 1 : 0;
+                m_vTrials[uiUsed].m_vLaterUsers.push_back(i);
+            }
+    }
+    return uiNbStates;
+}
+
+/// True when the length of a state changes, or is refused because it has changed too often.
+bool Lengths::resize(std::uint32_t in_uiSymbol, std::size_t in_uiMost)
+{
+    Trial& trial = m_vTrials[in_uiSymbol];
+    const Shape& shape = m_plan.getShape(m_program, in_uiSymbol);
+    if (trial.m_bRefused || shape.isFailed() || shape.m_uiLength == trial.m_uiLength)
+        return false;
+    trial.m_uiLength = shape.m_uiLength;
+    trial.m_bRefused = ++trial.m_uiResized > in_uiMost;
+    return true;
+}
+
+void Lengths::measure(std::uint32_t in_uiSymbol)
+{
+    const Definition& definition = m_program.getDefinition(in_uiSymbol);
+    m_pScript = &m_program.getScriptOf(in_uiSymbol);
+    for (std::uint32_t i = definition.m_uiFirstNode; i <= definition.m_uiRoot; ++i)
+    {
+        m_uiNode = m_pScript->m_uiFirstNode + i;
+        m_constants.forget(*m_pScript, i);
+        m_plan.m_vShapes[m_uiNode] = shapeOf(m_pScript->m_pScript->m_vNodes[i]);
+    }
+}
+
+Shape Lengths::shapeOf(const Node& in_node)
+{
+    if (in_node.m_op == Op::NUMBER)
+        return {1, true};
+    if (in_node.m_op == Op::NAME)
+        return m_plan.getShape(m_program, m_pScript->m_vSymbols[in_node.m_uiReference]);
+    if (in_node.m_op == Op::SELECT)
+        return shapeOfSelect(in_node);
+    for (std::uint32_t i = 0; i < in_node.m_uiNbArguments; ++i)
+        if (argument(in_node, i).isFailed())
+            return argument(in_node, i);
+    switch (in_node.m_op)
+    {
+    case Op::PREVIOUS:
+        return shapeOfPrevious(in_node);
+    case Op::VECTOR:
+        return shapeOfVector(in_node);
+    case Op::INDEX:
+        return shapeOfIndex(in_node);
+    case Op::SLICE:
+        return shapeOfSlice(in_node);
+    case Op::CALL:
+        return shapeOfCall(in_node);
+    default:
+        return shapeOfOperator(in_node);
+    }
+}
+
+Shape Lengths::shapeOfPrevious(const Node& in_node)
+{
+    const Shape& initial = argument(in_node, 0);
+    if (!initial.m_bKnown)
+        return fail("the initial value of a state must not depend on inputs or states");
+    const std::uint32_t uiSymbol = m_pScript->m_vSymbols[in_node.m_uiReference];
+    const std::string& strName = m_program.getSymbol(uiSymbol).m_strName;
+    const Trial& trial = m_vTrials[uiSymbol];
+    if (trial.m_bRefused)
+        return fail("the length of '" + strName + "' depends on itself");
+    std::uint32_t uiLength = trial.m_uiLength;
+    if (!trial.m_bOpen && !m_plan.getShape(m_program, uiSymbol).isFailed())
+        uiLength = m_plan.getShape(m_program, uiSymbol).m_uiLength;
+    if (uiLength == UNSET)
+        return {initial.m_uiLength};
+    if (initial.m_uiLength != 1 && initial.m_uiLength != uiLength)
+        return fail("initial value of '" + strName + "': " + lengths(initial.m_uiLength, uiLength));
+    return {uiLength};
+}
+
+Shape Lengths::shapeOfSelect(const Node& in_node)
+{
+    const Shape& condition = argument(in_node, 0);
+    if (condition.isFailed())
+        return condition;
+    if (condition.m_uiLength != 1)
+        return fail("the condition before '?' has " + std::to_string(condition.m_uiLength) +
+                    " values instead of 1");
+    const Shape& yes = argument(in_node, 1);
+    const Shape& no = argument(in_node, 2);
+    std::uint32_t uiLength = yes.isFailed() ? no.m_uiLength : yes.m_uiLength;
+    if (!yes.isFailed() && !no.isFailed())
+    {
+        if (uiLength != no.m_uiLength && uiLength != 1 && no.m_uiLength != 1)
+            return fail("values around ':': " + lengths(uiLength, no.m_uiLength));
+        uiLength = uiLength == 1 ? no.m_uiLength : uiLength;
+    }
+    if (!condition.m_bKnown)
+        return yes.isFailed() && no.isFailed() ? yes : Shape{uiLength};
+    const std::vector<double>* pCondition = constant(in_node, 0);
+    if (pCondition == nullptr)
+        return fail("");
+    const Shape& chosen = isTrue(pCondition->front()) ? yes : no;
+    return chosen.isFailed() ? chosen : Shape{uiLength, chosen.m_bKnown};
+}
+
+Shape Lengths::shapeOfOperator(const Node& in_node)
+{
+    const std::uint32_t uiLeft = argument(in_node, 0).m_uiLength;
+    const std::uint32_t uiRight = argument(in_node, in_node.m_uiNbArguments - 1).m_uiLength;
+    if (uiLeft != uiRight && uiLeft != 1 && uiRight != 1)
+        return fail(lengths(uiLeft, uiRight));
+    return {uiLeft == 1 ? uiRight : uiLeft, areKnown(in_node, 0)};
+}
+
+Shape Lengths::shapeOfVector(const Node& in_node)
+{
+    std::size_t uiLength = 0;
+    for (std::uint32_t i = 0; i < in_node.m_uiNbArguments; ++i)
+        uiLength += argument(in_node, i).m_uiLength;
+    if (uiLength > Limits::MAX_VECTOR)
+        return fail("a vector of " + std::to_string(uiLength) + " values; at most " +
+                    std::to_string(Limits::MAX_VECTOR) + " are allowed");
+    return {static_cast<std::uint32_t>(uiLength), areKnown(in_node, 0)};
+}
+
+Shape Lengths::shapeOfIndex(const Node& in_node)
+{
+    const std::uint32_t uiLength = argument(in_node, 0).m_uiLength;
+    const Shape& index = argument(in_node, 1);
+    if (index.m_uiLength != 1)
+        return fail("an index of " + std::to_string(index.m_uiLength) + " values");
+    std::uint32_t uiIndex = 0;
+    if (index.m_bKnown && (!toWhole(in_node, 1, uiLength, uiIndex) || uiIndex == uiLength))
+        return fail("index out of range or not whole: there are " + std::to_string(uiLength) + " values");
+    return {1, areKnown(in_node, 0)};
+}
+
+Shape Lengths::shapeOfSlice(const Node& in_node)
+{
+    const std::uint32_t uiLength = argument(in_node, 0).m_uiLength;
+    if (!areKnown(in_node, 1))
+        return fail("the bounds of a slice must not depend on inputs or states");
+    std::uint32_t uiFirst = 0;
+    std::uint32_t uiEnd = 0;
+    if (!toWhole(in_node, 1, uiLength, uiFirst) || !toWhole(in_node, 2, uiLength, uiEnd) || uiFirst > uiEnd)
+        return fail("bounds of a slice out of range or not whole: there are " + std::to_string(uiLength) +
+                    " values");
+    return {uiEnd - uiFirst, areKnown(in_node, 0)};
+}
+
+Shape Lengths::shapeOfCall(const Node& in_node)
+{
+    const Function& function = *in_node.m_pFunction;
+    const std::uint32_t uiLength = argument(in_node, 0).m_uiLength;
+    std::uint32_t uiRange = 0;
+    switch (function.m_kind)
+    {
+    case Function::Kind::MAP:
+        return {uiLength, areKnown(in_node, 0)};
+    case Function::Kind::DOT:
+        if (uiLength != argument(in_node, 1).m_uiLength)
+            return fail(lengths(uiLength, argument(in_node, 1).m_uiLength));
+        return {1, areKnown(in_node, 0)};
+    case Function::Kind::SIZE:
+        return {1, true};
+    case Function::Kind::RANGE:
+        if (!areKnown(in_node, 0) || !toWhole(in_node, 0, Limits::MAX_VECTOR, uiRange))
+            return fail("'range' takes a whole number from 0 to " + std::to_string(Limits::MAX_VECTOR) +
+                        " that does not depend on inputs or states");
+        return {uiRange, true};
+    case Function::Kind::TONE_ENERGY:
+    case Function::Kind::LOG_MEL:
+        return shapeOfKernel(in_node);
+    default:
+        if (uiLength == 0 && !function.m_bTakesEmpty)
+            return fail(std::string("'") + function.m_szName + "' of no values");
+        return {1, areKnown(in_node, 0)};
+    }
+}
+
+Shape Lengths::shapeOfKernel(const Node& in_node)
+{
+    const std::string strName = std::string("'") + in_node.m_pFunction->m_szName + "'";
+    const bool bTones = in_node.m_pFunction->m_kind == Function::Kind::TONE_ENERGY;
+    if (!areKnown(in_node, 1))
+        return fail("the settings of " + strName + " must not depend on inputs or states");
+    for (std::uint32_t i = bTones ? 2 : 1; i < in_node.m_uiNbArguments; ++i)
+        if (argument(in_node, i).m_uiLength != 1)
+            return fail("a setting of " + strName + " is no single number");
+    std::uint32_t uiLength = argument(in_node, 1).m_uiLength;
+    if (!bTones && !toWhole(in_node, 1, Limits::MAX_VECTOR, uiLength))
+        return fail(strName + ": the settings do not fit a window of " +
+                    std::to_string(argument(in_node, 0).m_uiLength) + " values");
+    return {uiLength, argument(in_node, 0).m_bKnown};
+}
+
+/// The reason that a constant has, if one could not be computed.
+Shape Lengths::fail(const std::string& in_strReason)
+{
+    std::string strFailure = m_constants.takeFailure();
+    if (strFailure.empty())
+        strFailure = m_pScript->m_pScript->where(
+                         m_pScript->m_pScript->m_vNodes[m_uiNode - m_pScript->m_uiFirstNode].m_uiLine) +
+                     in_strReason;
+    m_plan.m_failures[m_uiNode] = std::move(strFailure);
+    return {0, false, m_uiNode};
+}
+
+const Shape& Lengths::argument(const Node& in_node, std::uint32_t in_uiIndex) const
+{
+    return m_plan.m_vShapes[m_pScript->m_uiFirstNode +
+                            m_pScript->m_pScript->m_vArguments[in_node.m_uiFirstArgument + in_uiIndex]];
+}
+
+/// From that argument on.
+bool Lengths::areKnown(const Node& in_node, std::uint32_t in_uiFirst) const
+{
+    for (std::uint32_t i = in_uiFirst; i < in_node.m_uiNbArguments; ++i)
+        if (!argument(in_node, i).m_bKnown)
+            return false;
+    return true;
+}
+
+const std::vector<double>* Lengths::constant(const Node& in_node, std::uint32_t in_uiIndex)
+{
+    return m_constants.find(*m_pScript,
+                            m_pScript->m_pScript->m_vArguments[in_node.m_uiFirstArgument + in_uiIndex]);
+}
+
+/// A single whole number from 0 to the most, of a known argument.
+bool Lengths::toWhole(const Node& in_node, std::uint32_t in_uiIndex, std::size_t in_uiMost,
+                      std::uint32_t& out_uiNumber)
+{
+    if (argument(in_node, in_uiIndex).m_uiLength != 1)
+        return false;
+    const std::vector<double>* pValues = constant(in_node, in_uiIndex);
+    if (pValues == nullptr)
+        return false;
+    const double dNumber = pValues->front();
+    if (!(dNumber >= 0.0 && dNumber <= static_cast<double>(in_uiMost) && std::floor(dNumber) == dNumber))
+        return false;
+    out_uiNumber = static_cast<std::uint32_t>(dNumber);
+    return true;
+}
+
+} // namespace Vexalor::Math::Xpr

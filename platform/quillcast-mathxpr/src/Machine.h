@@ -1,0 +1,80 @@
+#pragma once
+
+#include "Elementwise.h"
+#include "Kernel.h"
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace Vexalor::Math::Xpr
+{
+
+/// What an instruction does with the values at A, B and C; it leaves its result at OUT.
+enum class Code : std::uint8_t
+{
+    SCALAR,      ///< one value from those at A and B
+    ELEMENTWISE, ///< SIZE values from those at A and B
+    MAP,         ///< SIZE values at A, each by a function
+    REDUCE,      ///< SIZE values at A to one
+    DOT,         ///< SIZE values at A and at B to one
+    COPY,        ///< SIZE values at A
+    FILL,        ///< SIZE times the value at A
+    CHOOSE,      ///< SIZE values at B if the value at A is true, else at C
+    ELEMENT,     ///< of the SIZE values at A the one whose index is at B; fails without one
+    KERNEL,      ///< of the window at A; working memory at B
+    // Control. A block computes what several places need, once a window.
+    BRANCH, ///< over as many instructions as the target says, unless the value at A is true
+    JUMP,   ///< over as many instructions as the target says
+    CALL,   ///< the target block, unless it is done
+    RETURN, ///< the target block is done
+    FAIL
+};
+
+struct Instruction
+{
+    explicit Instruction(Code in_code, std::uint32_t in_uiSize = 1, std::uint32_t in_uiA = 0)
+        : m_code(in_code)
+        , m_uiSize(in_uiSize)
+        , m_uiA(in_uiA)
+    {
+    }
+
+    Code m_code;
+    std::uint32_t m_uiSize;
+    std::uint32_t m_uiA;
+    std::uint32_t m_uiB = 0;
+    std::uint32_t m_uiC = 0;
+    std::uint32_t m_uiOut = 0;
+    std::uint32_t m_uiTarget = 0;
+    const std::string* m_pFailure = nullptr; ///< of FAIL and ELEMENT
+    union
+    {
+        const Kernel* m_pKernel = nullptr;
+        Scalar m_pScalar;
+        Elementwise m_pElementwise;
+        double (*m_pMap)(double);
+        double (*m_pReduce)(const double*, std::size_t);
+    };
+};
+
+/// The instruction of an operator or a function for arguments of those lengths; A, B and OUT are left open.
+/// Not for functions with tables, nor for what only names, joins or chooses values.
+Instruction makeInstruction(const Node& in_node, std::uint32_t in_uiLengthA, std::uint32_t in_uiLengthB);
+
+/// One instruction that is not of control. False for an index out of range.
+bool execute(const Instruction& in_instruction, double* io_pValues);
+
+/// What one evaluator remembers of the blocks.
+struct Progress
+{
+    std::vector<const Instruction*> m_vBlocks;  ///< the first instruction of each
+    std::vector<std::uint64_t> m_vDone;         ///< the number of the values with which it was last computed
+    std::vector<const Instruction*> m_vReturns; ///< room for as many as there are blocks
+};
+
+/// Computes a block, and what it calls, for the values of that number. Null, or the failure that it met.
+const std::string* run(Progress& io_progress, std::uint32_t in_uiBlock, std::uint64_t in_uiValues,
+                       double* io_pValues);
+
+} // namespace Vexalor::Math::Xpr
