@@ -192,12 +192,8 @@ Slot BlockWriter::writePrevious(Writing& io_writing, std::uint32_t in_uiNode)
         m_program, io_writing.m_pScript->m_vSymbols[nodeOf(io_writing, in_uiNode).m_uiReference]);
     if (state.m_uiSize != uiLength + 1)
         return initial;
-    Instruction instruction(Code::CHOOSE, uiLength, state.m_uiAt);
-    instruction.m_uiB = state.m_uiAt + 1;
-    instruction.m_uiC = initial.m_uiAt;
     const Slot out = place(io_writing, in_uiNode);
-    instruction.m_uiOut = out.m_uiAt;
-    emit(instruction);
+    emitChoice(state, {state.m_uiAt + 1, uiLength}, initial, out);
     return out;
 }
 
@@ -275,11 +271,7 @@ void BlockWriter::writeSelect(Writing& io_writing, std::uint32_t in_uiNode)
     {
         writeNodes(io_writing, uiYes, uiYes + 1);
         writeNodes(io_writing, uiNo, uiNo + 1);
-        Instruction choose(Code::CHOOSE, out.m_uiSize, condition.m_uiAt);
-        choose.m_uiB = slotOf(io_writing, uiYes).m_uiAt;
-        choose.m_uiC = slotOf(io_writing, uiNo).m_uiAt;
-        choose.m_uiOut = out.m_uiAt;
-        emit(choose);
+        emitChoice(condition, slotOf(io_writing, uiYes), slotOf(io_writing, uiNo), out);
         return;
     }
     const std::size_t uiBranch = emit(Instruction(Code::BRANCH, 1, condition.m_uiAt));
@@ -418,6 +410,17 @@ void BlockWriter::move(const Slot& in_from, const Slot& in_to)
     if (in_to.m_uiSize == 0)
         return;
     Instruction instruction(in_from.m_uiSize == 1 ? Code::FILL : Code::COPY, in_to.m_uiSize, in_from.m_uiAt);
+    instruction.m_uiOut = in_to.m_uiAt;
+    emit(instruction);
+}
+
+void BlockWriter::emitChoice(const Slot& in_condition, const Slot& in_yes, const Slot& in_no,
+                             const Slot& in_to)
+{
+    Instruction instruction(in_to.m_uiSize == 1 ? Code::SELECT : Code::CHOOSE, in_to.m_uiSize,
+                            in_condition.m_uiAt);
+    instruction.m_uiB = in_yes.m_uiAt;
+    instruction.m_uiC = in_no.m_uiAt;
     instruction.m_uiOut = in_to.m_uiAt;
     emit(instruction);
 }

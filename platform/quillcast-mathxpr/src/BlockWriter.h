@@ -64,6 +64,7 @@ private:
     Slot allocate(const Writing& in_writing, std::uint32_t in_uiNode, std::uint32_t in_uiSize);
 
     void move(const Slot& in_from, const Slot& in_to);
+    void emitChoice(const Slot& in_condition, const Slot& in_yes, const Slot& in_no, const Slot& in_to);
     const std::string& makeFailure(const Writing& in_writing, std::uint32_t in_uiNode,
                                    const std::string& in_strReason);
     const std::string& addFailure(std::string in_strFailure);

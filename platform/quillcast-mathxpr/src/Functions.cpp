@@ -53,7 +53,7 @@ double zeroCrossings(const double* in_pValues, std::size_t in_uiSize)
     return static_cast<double>(SignalKernels::countZeroCrossings(in_pValues, in_uiSize));
 }
 
-constexpr Function mapping(const char* in_szName, double (*in_pMap)(double))
+constexpr Function mapping(const char* in_szName, double (*in_pMap)(double, double))
 {
     return {in_szName, Kind::MAP, 1, 1, in_pMap, nullptr, true};
 }
@@ -65,20 +65,20 @@ constexpr Function reduction(const char* in_szName, double (*in_pReduce)(const d
 }
 
 constexpr Function FUNCTIONS[] = {
-    mapping("abs", [](double x) { return std::fabs(x); }),
-    mapping("sqrt", [](double x) { return std::sqrt(x); }),
-    mapping("exp", [](double x) { return std::exp(x); }),
-    mapping("log", [](double x) { return std::log(x); }),
-    mapping("log10", [](double x) { return std::log10(x); }),
-    mapping("sin", [](double x) { return std::sin(x); }),
-    mapping("cos", [](double x) { return std::cos(x); }),
-    mapping("tan", [](double x) { return std::tan(x); }),
-    mapping("atan", [](double x) { return std::atan(x); }),
-    mapping("tanh", [](double x) { return std::tanh(x); }),
-    mapping("floor", [](double x) { return std::floor(x); }),
-    mapping("ceil", [](double x) { return std::ceil(x); }),
-    mapping("round", [](double x) { return std::round(x); }),
-    mapping("isnan", [](double x) { return std::isnan(x) ? 1.0 : 0.0; }),
+    mapping("abs", [](double x, double) { return std::fabs(x); }),
+    mapping("sqrt", [](double x, double) { return std::sqrt(x); }),
+    mapping("exp", [](double x, double) { return std::exp(x); }),
+    mapping("log", [](double x, double) { return std::log(x); }),
+    mapping("log10", [](double x, double) { return std::log10(x); }),
+    mapping("sin", [](double x, double) { return std::sin(x); }),
+    mapping("cos", [](double x, double) { return std::cos(x); }),
+    mapping("tan", [](double x, double) { return std::tan(x); }),
+    mapping("atan", [](double x, double) { return std::atan(x); }),
+    mapping("tanh", [](double x, double) { return std::tanh(x); }),
+    mapping("floor", [](double x, double) { return std::floor(x); }),
+    mapping("ceil", [](double x, double) { return std::ceil(x); }),
+    mapping("round", [](double x, double) { return std::round(x); }),
+    mapping("isnan", [](double x, double) { return std::isnan(x) ? 1.0 : 0.0; }),
     reduction("sum", sum, true),
     reduction("mean", mean, true),
     reduction("argmin", indexOfMinimum, false),

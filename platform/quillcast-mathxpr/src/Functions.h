@@ -25,7 +25,7 @@ struct Function
     Kind m_kind;
     unsigned int m_uiLeastArguments;
     unsigned int m_uiMostArguments;
-    double (*m_pMap)(double);
+    double (*m_pMap)(double, double); ///< looks at the first one only
     double (*m_pReduce)(const double*, std::size_t);
     bool m_bTakesEmpty; ///< for reductions: has a value for a vector without values
 

@@ -42,8 +42,8 @@ Instruction makeInstruction(const Node& in_node, std::uint32_t in_uiLengthA, std
     switch (in_node.m_pFunction->m_kind)
     {
     case Function::Kind::MAP:
-        instruction.m_code = Code::MAP;
-        instruction.m_pMap = in_node.m_pFunction->m_pMap;
+        instruction.m_code = in_uiLengthA == 1 ? Code::SCALAR : Code::MAP;
+        instruction.m_pScalar = in_node.m_pFunction->m_pMap;
         return instruction;
     case Function::Kind::DOT:
         instruction.m_code = Code::DOT;
@@ -70,7 +70,7 @@ bool execute(const Instruction& in_instruction, double* io_pValues)
         in_instruction.m_pElementwise(pA, pB, uiSize, pOut);
         return true;
     case Code::MAP:
-        std::transform(pA, pA + uiSize, pOut, in_instruction.m_pMap);
+        std::transform(pA, pA + uiSize, pA, pOut, in_instruction.m_pScalar);
         return true;
     case Code::REDUCE:
         *pOut = in_instruction.m_pReduce(pA, uiSize);
@@ -85,11 +85,7 @@ bool execute(const Instruction& in_instruction, double* io_pValues)
         std::fill_n(pOut, uiSize, *pA);
         return true;
     case Code::CHOOSE:
-        pB = isTrue(*pA) ? pB : io_pValues + in_instruction.m_uiC;
-        if (uiSize == 1)
-            *pOut = *pB;
-        else
-            std::copy_n(pB, uiSize, pOut);
+        std::copy_n(isTrue(*pA) ? pB : io_pValues + in_instruction.m_uiC, uiSize, pOut);
         return true;
     case Code::ELEMENT:
         if (!(*pB >= 0.0 && *pB < static_cast<double>(uiSize) && std::floor(*pB) == *pB))
@@ -112,6 +108,10 @@ const std::string* run(Progress& io_progress, std::uint32_t in_uiBlock, std::uin
             io_pValues[pNow->m_uiOut] = pNow->m_pScalar(io_pValues[pNow->m_uiA], io_pValues[pNow->m_uiB]);
         switch (pNow->m_code)
         {
+        case Code::SELECT:
+            io_pValues[pNow->m_uiOut] =
+                isTrue(io_pValues[pNow->m_uiA]) ? io_pValues[pNow->m_uiB] : io_pValues[pNow->m_uiC];
+            break;
         case Code::BRANCH:
             if (!isTrue(io_pValues[pNow->m_uiA]))
                 pNow += pNow->m_uiTarget;

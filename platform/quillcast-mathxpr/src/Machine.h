@@ -14,8 +14,9 @@ namespace Vexalor::Math::Xpr
 enum class Code : std::uint8_t
 {
     SCALAR,      ///< one value from those at A and B
+    SELECT,      ///< the value at B if that at A is true, else that at C
     ELEMENTWISE, ///< SIZE values from those at A and B
-    MAP,         ///< SIZE values at A, each by a function
+    MAP,         ///< SIZE values at A, each as SCALAR
     REDUCE,      ///< SIZE values at A to one
     DOT,         ///< SIZE values at A and at B to one
     COPY,        ///< SIZE values at A
@@ -53,7 +54,6 @@ struct Instruction
         const Kernel* m_pKernel = nullptr;
         Scalar m_pScalar;
         Elementwise m_pElementwise;
-        double (*m_pMap)(double);
         double (*m_pReduce)(const double*, std::size_t);
     };
 };
