@@ -26,8 +26,7 @@ int main(int in_iArguments, char** in_arguments)
     Bench::Pass pass;
     const auto times = Bench::measure(Bench::getRunCount(), [&]
                                       { pass = Bench::pullAll<DataGenerator>(generator, vInput, vTarget); });
-    Bench::reportRealTime("voice patterns, energy, 10 ms", 0.01 * static_cast<double>(pass.m_uiPatterns),
-                          times);
+    Bench::reportNanoseconds("voice patterns, energy, 10 ms", static_cast<double>(pass.m_uiPatterns), times);
     Bench::reportPass(pass);
     return pass.m_bDone ? 0 : 1;
 }

@@ -1,5 +1,5 @@
 // The peer of BinaryReadBench: the same patterns in an HDF5 file, a row each and contiguous, read in batches
-// and pulled one by one through an interface of the same form. usage: hdf5_read PATTERNS.raw PATTERNS.h5
+// and pulled one by one through an interface of the same form. usage: Hdf5ReadLimit PATTERNS.raw PATTERNS.h5
 // The file is made from the bare doubles when it is not there.
 
 #include "bench/Bench.h"
