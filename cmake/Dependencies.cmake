@@ -3,6 +3,7 @@
 find_package(GTest REQUIRED)
 find_package(log4cplus REQUIRED)
 find_package(Boost 1.74 REQUIRED COMPONENTS serialization regex program_options)
+find_package(nlohmann_json 3.11 REQUIRED)
 find_package(PkgConfig REQUIRED)
 pkg_check_modules(ACE REQUIRED IMPORTED_TARGET ACE)
 pkg_check_modules(SNDFILE REQUIRED IMPORTED_TARGET sndfile)

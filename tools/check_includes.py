@@ -47,6 +47,7 @@ THIRD_PARTY = [
     (r"(dlfcn|link)\.h", ["quillcast-infra"]),
     (r"sndfile\.(h|hh)", ["quillcast-audio"]),
     (r"(float|double|fixed)?fann(_\w+)?\.h", ["applications"]),
+    (r"nlohmann/", ["applications"]),
     (r"(gtest|gmock)/", ["test-support"]),
     (r"(benchmark|fast_float)/|(fftw3|hdf5)\.h", ["bench"]),
 ]

@@ -31,6 +31,8 @@ public:
     CountedObjPtr<DataGenerator> newDataGenerator(const char* in_configFile, const char* in_inputFile,
                                                   const Handle<Resettable, ReferenceCount>& in_entityToReset,
                                                   bool in_bInMemory, const char* in_scalingConfigFile);
+    /// What newDataGenerator made, without what is wrapped around it; null after closeSet.
+    DataGenerator* getGenerator() { return m_pGenerator.get(); }
     /// Counts the recordings of the set that were skipped in the last pass, and lets go of it.
     void closeSet();
     /// False, logged at error level, when recordings were skipped and that is to be a failure.

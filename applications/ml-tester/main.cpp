@@ -2,6 +2,7 @@
 #include "common/NetworkFile.h"
 #include "common/ScriptEntity.h"
 #include "common/SetWatch.h"
+#include "report/TestReporter.h"
 
 using namespace Vexalor;
 using namespace Vexalor::MachineLearning;
@@ -34,14 +35,23 @@ public:
                   "recording and nothing in between");
         addWrapperOptions();
         SetWatch::addOption(getOptions());
+        TestReporter::addOptions(getOptions());
     }
 
     CountedObjPtr<DataGenerator> newDataGenerator(const char* in_configFile, const char* in_inputFile,
                                                   Handle<Resettable, ReferenceCount> in_entityToReset,
                                                   const char* in_scalingConfigFile) override
     {
-        return m_watch.newDataGenerator(in_configFile, in_inputFile, in_entityToReset, isInMemory(),
-                                        in_scalingConfigFile);
+        m_description.m_strConfiguration = in_configFile;
+        m_description.m_strInput = in_inputFile;
+        // A cache would hide where the patterns come from, and one pass has no use for it.
+        const bool bInMemory = isInMemory() && !m_reporter.isWanted();
+        const CountedObjPtr<DataGenerator> pGenerator = m_watch.newDataGenerator(
+            in_configFile, in_inputFile, in_entityToReset, bInMemory, in_scalingConfigFile);
+        m_bReady = !pGenerator.isNull();
+        if (m_bReady && m_reporter.isWanted())
+            m_reporter.watch(*m_watch.getGenerator());
+        return pGenerator;
     }
 
 protected:
@@ -59,7 +69,10 @@ protected:
             QC_ERROR("a network file must be supplied");
         else if (!m_strNetwork.empty() && !m_script.m_strScript.empty())
             QC_ERROR("Options --network and --script exclude each other");
-        return m_strNetwork.empty() != m_script.m_strScript.empty();
+        for (const char* option : {"network", "data-gen-config", "data-gen-filename", "scaling-config"})
+            m_reporter.addInput(getString(in_map, option));
+        m_description.m_strEntity = m_strNetwork.empty() ? m_script.m_strScript : m_strNetwork;
+        return m_strNetwork.empty() != m_script.m_strScript.empty() && m_reporter.takeOptions(in_map);
     }
 
     MLTester::TestedEntity* newTestedEntity_i() override
@@ -69,9 +82,18 @@ protected:
         return newNetworkFromFile(m_strNetwork.c_str());
     }
 
+    MLTester::PatternObserver* getObserver_i() override
+    {
+        return m_reporter.isWanted() ? &m_reporter : nullptr;
+    }
+
     bool run_i() override
     {
-        const bool bDone = MLDataGenTesterApplicationImpl::run_i();
+        if (!m_reporter.begin())
+            return false;
+        bool bDone = MLDataGenTesterApplicationImpl::run_i();
+        if (m_bReady)
+            bDone = m_reporter.finish(m_description, bDone) && bDone;
         m_watch.closeSet();
         return m_watch.accept() && bDone;
     }
@@ -89,6 +111,9 @@ private:
     }
 
     SetWatch m_watch{"ml-tester"};
+    TestReporter m_reporter;
+    TestDescription m_description;
+    bool m_bReady = false; ///< there are patterns to test
     std::string m_strNetwork;
     ScriptEntity::Settings m_script;
 };

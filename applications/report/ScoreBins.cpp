@@ -54,6 +54,8 @@ double toShare(std::uint64_t in_uiCount, std::uint64_t in_uiTotal)
 ScoreBins::ScoreBins()
     : m_vPositive(2 * SIDE_BINS, 0)
     , m_vNegative(2 * SIDE_BINS, 0)
+    , m_vLeast(2 * SIDE_BINS, std::numeric_limits<double>::infinity())
+    , m_vGreatest(2 * SIDE_BINS, -std::numeric_limits<double>::infinity())
 {
 }
 
@@ -83,7 +85,10 @@ void ScoreBins::add(bool in_bPositive, double in_dScore)
         return;
     }
     ++(in_bPositive ? m_uiPositive : m_uiNegative);
-    ++(in_bPositive ? m_vPositive : m_vNegative)[toBin(in_dScore)];
+    const std::size_t uiBin = toBin(in_dScore);
+    ++(in_bPositive ? m_vPositive : m_vNegative)[uiBin];
+    m_vLeast[uiBin] = std::min(m_vLeast[uiBin], in_dScore);
+    m_vGreatest[uiBin] = std::max(m_vGreatest[uiBin], in_dScore);
 }
 
 void ScoreBins::merge(const ScoreBins& in_other)
@@ -93,6 +98,11 @@ void ScoreBins::merge(const ScoreBins& in_other)
     m_uiNotANumber += in_other.m_uiNotANumber;
     addTo(m_vPositive, in_other.m_vPositive);
     addTo(m_vNegative, in_other.m_vNegative);
+    for (std::size_t i = 0; i < m_vLeast.size(); ++i)
+    {
+        m_vLeast[i] = std::min(m_vLeast[i], in_other.m_vLeast[i]);
+        m_vGreatest[i] = std::max(m_vGreatest[i], in_other.m_vGreatest[i]);
+    }
 }
 
 std::vector<ScoreBins::Point> ScoreBins::getCurve() const
@@ -112,11 +122,12 @@ std::vector<ScoreBins::Point> ScoreBins::getCurve() const
     return vCurve;
 }
 
-/// Pairs in one bin count as half in order; none or all of them may be.
+/// Pairs in one bin count as half in order; where their scores differ, none or all of them may be.
 ScoreBins::Area ScoreBins::getArea() const
 {
     double dAbove = 0.0;
     double dTogether = 0.0;
+    double dUnknown = 0.0;
     double dNegativeBelow = 0.0;
     for (std::size_t i = 0; i < m_vPositive.size(); ++i)
     {
@@ -124,10 +135,11 @@ ScoreBins::Area ScoreBins::getArea() const
         const auto dNegative = static_cast<double>(m_vNegative[i]);
         dAbove += dPositive * dNegativeBelow;
         dTogether += dPositive * dNegative;
+        dUnknown += m_vLeast[i] == m_vGreatest[i] ? 0.0 : dPositive * dNegative;
         dNegativeBelow += dNegative;
     }
     const double dPairs = static_cast<double>(m_uiPositive) * static_cast<double>(m_uiNegative);
-    return {(dAbove + dTogether / 2) / dPairs, dTogether / 2 / dPairs};
+    return {(dAbove + dTogether / 2) / dPairs, dUnknown / 2 / dPairs};
 }
 
 const ScoreBins::Point& findEqualError(const std::vector<ScoreBins::Point>& in_vCurve,

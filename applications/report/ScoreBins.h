@@ -13,8 +13,8 @@ namespace Vexalor::MachineLearning
 ///
 /// A pattern is taken for the positive class when its score reaches the threshold. Within (-1, 1) the bins
 /// are 1/2048 wide, beyond they are 1/64 of their power of two. What is said of a threshold that is an edge
-/// of a bin, as 0 is, is exact; only areas, which depend on the order inside of bins, have an error, which is
-/// stated.
+/// of a bin, as 0 is, is exact; only areas, which depend on the order inside of bins whose scores differ,
+/// have an error, which is stated.
 class ScoreBins
 {
 public:
@@ -46,8 +46,8 @@ public:
     /// The thresholds between which scores lie, and 0, in falling order: from an infinite one, with every
     /// positive pattern missed, to one that every score reaches.
     std::vector<Point> getCurve() const;
-    /// The share of pairs of a positive and a negative pattern that their scores put in the right order. Only
-    /// where there are both.
+    /// The share of pairs of a positive and a negative pattern that their scores put in the right order, with
+    /// half of those of equal score. Only where there are both.
     Area getArea() const;
 
 private:
@@ -59,6 +59,8 @@ private:
     std::uint64_t m_uiNotANumber = 0;
     std::vector<std::uint64_t> m_vPositive;
     std::vector<std::uint64_t> m_vNegative;
+    std::vector<double> m_vLeast; ///< score of a bin; of an empty one infinite, as the following one
+    std::vector<double> m_vGreatest;
 };
 
 /// That point of a curve, which is not empty, where the shares of false alarms and of misses are nearest.

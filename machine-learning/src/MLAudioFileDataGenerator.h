@@ -97,6 +97,8 @@ public:
 
     /// Hz, of the recording; 0 before the first setCurrentFilename.
     std::uint32_t getSamplingRate() const { return m_reader.getSamplingRate(); }
+    /// Of the windows, in samples; empty before the first setCurrentFilename.
+    const WindowSize& getWindowSize() const { return m_reader.getWindowSize(); }
     /// Seconds: the end of the current window; 0.0 before the first.
     double getCurrentAudioTime() const;
     /// Hz by which the frequency of an annotation may differ from that of its class, both ends included; 10

@@ -114,7 +114,7 @@ bool MLDataGenTesterApplicationImpl::test(MLTester::TestedEntity& io_entity, Dat
         QC_ERROR("MLDataGenTesterApplicationImpl::run_i : failed to configure tested entity");
         return false;
     }
-    if (!MLTester().test(io_entity, io_generator, *m_pStats, m_bPrintError))
+    if (!MLTester().test(io_entity, io_generator, *m_pStats, m_bPrintError, getObserver_i()))
         return false;
     QC_INFO('\n' << *m_pStats);
     if (m_pStats->getNumMisfits() > 0)

@@ -24,6 +24,9 @@ protected:
     /// Resettable as well is reset at the start of every sequence.
     virtual MLTester::TestedEntity* newTestedEntity_i() = 0;
 
+    /// Told of every pattern of the test; null, as here, for none. Owned by the derived application.
+    virtual MLTester::PatternObserver* getObserver_i() { return nullptr; }
+
     bool processCmdlineVarsMap(const variables_map& in_map) override;
     /// False also, after the report, when the stream stopped before its end or targets are of other sizes
     /// than the outputs.

@@ -177,7 +177,7 @@ void logFailedPattern(DataGenerator& in_dataGen, const DoubleVector& in_vTarget,
 } // namespace
 
 bool MLTester::test(const TestedEntity& in_tested, DataGenerator& in_dataGen, TesterStats& io_stats,
-                    bool in_bPrintError) const
+                    bool in_bPrintError, PatternObserver* io_pObserver) const
 {
     QC_TRACE("NeuralNetwork::MLTester::test"); // wording fixed
     if (!in_dataGen.gotoStart())
@@ -197,7 +197,10 @@ bool MLTester::test(const TestedEntity& in_tested, DataGenerator& in_dataGen, Te
         io_stats.noteOutput(vOutput);
         QC_DEBUG(vInput << " --> " << vOutput);
         QC_INFO("Computed output: " << vOutput);
-        if (!in_dataGen.getTarget(vTarget))
+        const bool bHasTarget = in_dataGen.getTarget(vTarget);
+        if (io_pObserver != nullptr)
+            io_pObserver->observe(vOutput, bHasTarget ? &vTarget : nullptr);
+        if (!bHasTarget)
             continue;
         QC_DEBUG("\tTarget : " << vTarget);
         if (!io_stats.update(vOutput, vTarget) && in_bPrintError)

@@ -85,13 +85,22 @@ public:
         ClassificationError m_classificationError;
     };
 
+    /// Told of every pattern of a test while it is current in the generator.
+    class PatternObserver : public virtual Object
+    {
+    public:
+        /// in_pTarget is null for a pattern without target. The vectors live for the call.
+        virtual void observe(const DoubleVector& in_vOutput, const DoubleVector* in_pTarget) = 0;
+    };
+
     /// Pulls one pass of patterns from its start, computes the output of each and updates io_stats with those
     /// that have a target. The statistics are not reset. With in_bPrintError each misclassified pattern is
     /// logged at info level. False when the generator cannot go to its start, or when an input or an output
     /// fails; a stream that stops before its end is warned about, and DataGenerator::endedCleanly tells. So
-    /// are outputs that hold a nan, which the statistics count.
+    /// are outputs that hold a nan, which the statistics count. The observer, if any, is told of each pattern
+    /// before its target counts.
     bool test(const TestedEntity& in_tested, DataGenerator& in_dataGen, TesterStats& io_stats,
-              bool in_bPrintError) const;
+              bool in_bPrintError, PatternObserver* io_pObserver = nullptr) const;
 };
 
 } // namespace Vexalor::MachineLearning

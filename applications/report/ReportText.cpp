@@ -1,0 +1,65 @@
+#include "report/ReportText.h"
+
+#include <charconv>
+#include <cmath>
+#include <nlohmann/json.hpp>
+
+namespace Vexalor::MachineLearning::ReportText
+{
+
+namespace
+{
+
+/// Of any double with a few digits behind the point.
+constexpr std::size_t MAX_DIGITS = 400;
+
+} // namespace
+
+std::string toFixed(double in_dValue, int in_iDigits)
+{
+    char digits[MAX_DIGITS];
+    return {digits,
+            std::to_chars(digits, digits + MAX_DIGITS, in_dValue, std::chars_format::fixed, in_iDigits).ptr};
+}
+
+std::string toPercent(const nlohmann::ordered_json& in_ratio)
+{
+    if (in_ratio["value"].is_null())
+        return "-";
+    return toFixed(100.0 * in_ratio["value"].get<double>(), 2) + " %";
+}
+
+std::string toCounts(const nlohmann::ordered_json& in_ratio)
+{
+    return std::to_string(in_ratio["numerator"].get<std::uint64_t>()) + '/' +
+           std::to_string(in_ratio["denominator"].get<std::uint64_t>());
+}
+
+std::string toNumber(const nlohmann::ordered_json& in_number)
+{
+    constexpr int SIGNIFICANT = 4;
+    if (in_number.is_null())
+        return "-";
+    char digits[MAX_DIGITS];
+    return {digits, std::to_chars(digits, digits + MAX_DIGITS, in_number.get<double>(),
+                                  std::chars_format::general, SIGNIFICANT)
+                        .ptr};
+}
+
+std::string toTime(double in_dSeconds)
+{
+    constexpr int MINUTE = 60;
+    constexpr int HUNDREDTHS = 100;
+    const auto iAll = std::llround(in_dSeconds * HUNDREDTHS);
+    const auto iSeconds = iAll / HUNDREDTHS;
+    const auto toTwo = [](long long in_iNumber)
+    {
+        return (in_iNumber < 10 ? "0" : "") + std::to_string(in_iNumber);
+    };
+    const auto iHours = iSeconds / (MINUTE * MINUTE);
+    const auto iMinutes = iSeconds / MINUTE % MINUTE;
+    return (iHours > 0 ? std::to_string(iHours) + ':' + toTwo(iMinutes) : std::to_string(iMinutes)) + ':' +
+           toTwo(iSeconds % MINUTE) + '.' + toTwo(iAll % HUNDREDTHS);
+}
+
+} // namespace Vexalor::MachineLearning::ReportText

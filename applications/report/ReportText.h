@@ -1,0 +1,26 @@
+#pragma once
+
+#include <nlohmann/json_fwd.hpp>
+#include <string>
+
+namespace Vexalor::MachineLearning
+{
+
+/// Values of a report as people read them; "-" for null.
+namespace ReportText
+{
+
+/// "95.66 %", of a ratio.
+std::string toPercent(const nlohmann::ordered_json& in_ratio);
+/// "1234/1290", of a ratio.
+std::string toCounts(const nlohmann::ordered_json& in_ratio);
+/// Four significant digits.
+std::string toNumber(const nlohmann::ordered_json& in_number);
+/// Seconds as "1:02:03.45" or "0:07.00".
+std::string toTime(double in_dSeconds);
+/// The number with that many digits behind the point.
+std::string toFixed(double in_dValue, int in_iDigits);
+
+} // namespace ReportText
+
+} // namespace Vexalor::MachineLearning

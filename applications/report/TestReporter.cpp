@@ -1,0 +1,156 @@
+#include "report/TestReporter.h"
+
+#include "quillcast-core/Logger.h"
+#include "report/ReportPage.h"
+#include "report/ReportSummary.h"
+
+#include <filesystem>
+#include <iostream>
+#include <nlohmann/json.hpp>
+#include <sstream>
+
+namespace Vexalor::MachineLearning
+{
+
+namespace
+{
+
+constinit Logger s_logger("quillcast.app.TestReporter");
+
+constexpr const char* REPORT_OPTION = "report";
+constexpr const char* SUMMARY_OPTION = "summary";
+constexpr const char* LOG_OPTION = "output-log";
+constexpr const char* TIMELINES_OPTION = "report-timelines";
+constexpr const char* CLASSES_OPTION = "class-names";
+
+std::string getText(const variables_map& in_map, const char* in_option)
+{
+    return in_map.count(in_option) == 0 ? std::string() : in_map[in_option].as<std::string>();
+}
+
+StringVector split(const std::string& in_strList)
+{
+    StringVector vNames;
+    std::istringstream list(in_strList);
+    for (std::string strName; std::getline(list, strName, ',');)
+        vNames.push_back(strName);
+    return vNames;
+}
+
+} // namespace
+
+void TestReporter::addOptions(options_description& io_options)
+{
+    auto addOption = io_options.add_options();
+    addOption(
+        REPORT_OPTION, value<std::string>()->value_name("DIR"),
+        "write report.html, a page to look at, and report.json, what it is drawn from, into this folder");
+    addOption(SUMMARY_OPTION, bool_switch(), "print what was taken for what and the worst recordings");
+    addOption(LOG_OPTION, value<std::string>()->value_name("FILE"),
+              "write time, target and output of every pattern");
+    addOption(TIMELINES_OPTION, value<unsigned int>()->value_name("N")->default_value(10),
+              "how many recordings the page draws, the worst first");
+    addOption(CLASSES_OPTION, value<std::string>()->value_name("LIST"),
+              "names of the classes in the order of the target, separated by commas; those of the generator "
+              "unless given");
+    OverwriteGuard::addOption(io_options, "write what is asked for over a recording or an input, too");
+}
+
+bool TestReporter::takeOptions(const variables_map& in_map)
+{
+    QC_TRACE("TestReporter::takeOptions");
+    m_strFolder = getText(in_map, REPORT_OPTION);
+    m_bSummary = in_map[SUMMARY_OPTION].as<bool>();
+    m_strLog = getText(in_map, LOG_OPTION);
+    m_settings.m_uiTimelines = m_strFolder.empty() ? 0 : in_map[TIMELINES_OPTION].as<unsigned int>();
+    m_settings.m_vClasses = split(getText(in_map, CLASSES_OPTION));
+    m_guard.takeOption(in_map);
+    for (const char* option : {REPORT_OPTION, LOG_OPTION})
+    {
+        if (in_map.count(option) == 0 || !getText(in_map, option).empty())
+            continue;
+        QC_ERROR("Option --" << option << " needs a name");
+        return false;
+    }
+    return true;
+}
+
+bool TestReporter::begin()
+{
+    QC_TRACE("TestReporter::begin");
+    if (m_bSummary || !m_strFolder.empty())
+        m_collector.emplace(m_settings);
+    if (!m_strLog.empty())
+    {
+        m_pLog = std::make_unique<OutputLog>(m_strLog);
+        if (!m_guard.allows(m_strLog) || !m_pLog->open())
+            return false;
+    }
+    return m_strFolder.empty() || beginPage();
+}
+
+bool TestReporter::beginPage()
+{
+    std::error_code error;
+    std::filesystem::create_directories(m_strFolder, error);
+    if (error)
+    {
+        QC_ERROR("Could not create the folder " << m_strFolder << ": " << error.message());
+        return false;
+    }
+    m_pJson = std::make_unique<FileReplacer>(m_strFolder + "/report.json");
+    m_pPage = std::make_unique<FileReplacer>(m_strFolder + "/report.html");
+    return openFile(*m_pJson) && openFile(*m_pPage);
+}
+
+bool TestReporter::openFile(FileReplacer& io_file) const
+{
+    if (!m_guard.allows(io_file.getPath()))
+        return false;
+    if (io_file.open())
+        return true;
+    QC_ERROR("Could not write " << io_file.getPath() << ": " << io_file.getReason());
+    return false;
+}
+
+void TestReporter::observe(const DoubleVector& in_vOutput, const DoubleVector* in_pTarget)
+{
+    const bool bNew = m_source.advance();
+    if (m_collector)
+        m_collector->add(m_source, bNew, in_vOutput, in_pTarget);
+    if (m_pLog == nullptr)
+        return;
+    if (bNew)
+        m_pLog->startRecording(m_source.getName());
+    std::optional<double> time;
+    if (m_source.isRecording())
+        time = static_cast<double>(m_source.getInterval().m_iStop) / m_source.getRate();
+    m_pLog->write(time, in_pTarget, in_vOutput);
+}
+
+bool TestReporter::finish(const TestDescription& in_description, bool in_bComplete)
+{
+    QC_TRACE("TestReporter::finish");
+    bool bDone = m_pLog == nullptr || m_pLog->close();
+    if (!m_collector)
+        return bDone;
+    m_collector->finish(in_bComplete);
+    const nlohmann::ordered_json report = makeReport(in_description, m_collector->getResults());
+    if (m_bSummary)
+        std::cout << makeSummary(report) << std::flush;
+    if (m_pJson == nullptr)
+        return bDone;
+    const std::string strText = toText(report);
+    bDone = writeFile(*m_pJson, strText) && bDone;
+    return writeFile(*m_pPage, makePage(nlohmann::ordered_json::parse(strText))) && bDone;
+}
+
+bool TestReporter::writeFile(FileReplacer& io_file, const std::string& in_strText) const
+{
+    if (io_file.write(in_strText) && io_file.commit())
+        return true;
+    QC_ERROR("Could not write " << io_file.getPath() << ": " << io_file.getReason());
+    return false;
+}
+
+} // namespace Vexalor::MachineLearning

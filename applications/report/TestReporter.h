@@ -1,0 +1,58 @@
+#pragma once
+
+#include "MLTester.h"
+#include "common/OverwriteGuard.h"
+#include "quillcast-infra/ProgramOptions.h"
+#include "report/OutputLog.h"
+#include "report/ReportJson.h"
+#include "report/TestCollector.h"
+
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace Vexalor::MachineLearning
+{
+
+/// What a program that tests does beside the report of its counts: a page to look at, a summary, a log of all
+/// outputs, as its user wants.
+///
+/// Call order: addOptions takeOptions addInput* begin watch (a test) finish.
+class TestReporter : public MLTester::PatternObserver
+{
+public:
+    static void addOptions(options_description& io_options);
+    /// False, with the reason logged, for values that make no sense.
+    bool takeOptions(const variables_map& in_map);
+
+    /// False when the user wants nothing of this.
+    bool isWanted() const { return m_bSummary || !m_strFolder.empty() || !m_strLog.empty(); }
+    /// A file that the program reads, and that is not written over.
+    void addInput(const std::string& in_strFile) { m_guard.addInput(in_strFile); }
+    /// Creates the files, so that a test is not in vain. False, with the reason logged.
+    bool begin();
+    /// The generator whose patterns are tested, without what wraps it; it outlives the test.
+    void watch(DataGenerator& io_generator) { m_source.watch(io_generator); }
+    void observe(const DoubleVector& in_vOutput, const DoubleVector* in_pTarget) override;
+    /// Writes what is wanted; in_bComplete tells whether the test went to the end of its data. False, with
+    /// the reason logged, when that failed.
+    bool finish(const TestDescription& in_description, bool in_bComplete);
+
+private:
+    bool beginPage();
+    bool openFile(FileReplacer& io_file) const;
+    bool writeFile(FileReplacer& io_file, const std::string& in_strText) const;
+
+    std::string m_strFolder; ///< empty: no page
+    std::string m_strLog;    ///< empty: no log
+    bool m_bSummary = false;
+    TestCollector::Settings m_settings;
+    OverwriteGuard m_guard;
+    PatternSource m_source;
+    std::optional<TestCollector> m_collector;
+    std::unique_ptr<OutputLog> m_pLog;
+    std::unique_ptr<FileReplacer> m_pJson;
+    std::unique_ptr<FileReplacer> m_pPage;
+};
+
+} // namespace Vexalor::MachineLearning
