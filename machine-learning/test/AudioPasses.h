@@ -2,6 +2,7 @@
 
 #include "MLAudioFileDataGenerator.h"
 #include "quillcast-math/AudioFeatureComputers.h"
+#include "test-support/TempDir.h"
 #include "test-support/WavBuilder.h"
 
 #include <gtest/gtest.h>
@@ -75,6 +76,17 @@ inline std::string readTargets(MachineLearning::DataGenerator& io_generator)
     EXPECT_FALSE(io_generator.getInput(vInput));
     EXPECT_FALSE(io_generator.getTarget(vTarget));
     return strTargets;
+}
+
+/// Configures a generator and sets a recording with these annotations; its name, empty when it is refused.
+template <class Generator>
+std::string setRecording(Generator& io_generator, const TempDir& in_folder,
+                         const typename Generator::Config& in_config,
+                         const std::vector<WavRegion>& in_vRegions, std::size_t in_uiSamples = 800)
+{
+    const std::string strFile = in_folder.write("recording.wav", toneRecording(in_vRegions, in_uiSamples));
+    EXPECT_TRUE(io_generator.configure(in_config));
+    return io_generator.setCurrentFilename(strFile.c_str()) ? strFile : std::string();
 }
 
 } // namespace Vexalor::Testing

@@ -51,8 +51,7 @@ protected:
                         const std::vector<WavRegion>& in_vRegions)
     {
         AudioFileDataGenerator generator;
-        EXPECT_TRUE(generator.configure(in_config));
-        if (!generator.setCurrentFilename(record(in_vRegions).c_str()))
+        if (Testing::setRecording(generator, m_folder, in_config, in_vRegions).empty())
             return "refused";
         const std::string strFirst = readTargets(generator);
         EXPECT_EQ(readTargets(generator), strFirst) << "passes differ";
@@ -62,10 +61,7 @@ protected:
     /// m_generator over a recording with these annotations; its name.
     std::string set(const StringVector& in_vClasses, const std::vector<WavRegion>& in_vRegions)
     {
-        const std::string strFile = record(in_vRegions);
-        EXPECT_TRUE(m_generator.configure(audioConfig(in_vClasses)));
-        EXPECT_TRUE(m_generator.setCurrentFilename(strFile.c_str()));
-        return strFile;
+        return Testing::setRecording(m_generator, m_folder, audioConfig(in_vClasses), in_vRegions);
     }
 
     Testing::TempDir m_folder;
@@ -121,9 +117,7 @@ TEST_F(AudioGeneratorTest, MaximumTimeEndsTheStreamCleanly)
 
 TEST_F(AudioGeneratorTest, RecordingShorterThanAWindowIsTold)
 {
-    ASSERT_TRUE(m_generator.configure(audioConfig({"OTHER"})));
-    const std::string strFile = m_folder.write("short.wav", Testing::toneRecording({}, 199));
-    ASSERT_TRUE(m_generator.setCurrentFilename(strFile.c_str()));
+    const std::string strFile = Testing::setRecording(m_generator, m_folder, audioConfig({"OTHER"}), {}, 199);
     const Testing::LogCapture log(LOGGER, LogLevel::WARN);
     EXPECT_EQ(readTargets(m_generator), "");
     EXPECT_TRUE(m_generator.endedCleanly());
@@ -285,10 +279,8 @@ TEST_F(AudioGeneratorTest, ErrorsAreCountedByStatusDumps)
 
 TEST_F(AudioGeneratorTest, IntervalsAreToldForDebugging)
 {
-    ASSERT_TRUE(m_generator.configure(audioConfig({"A", "B", "OTHER"})));
     // [408, 424) samples lie between the times of windows 2 (sample 360) and 3 (440).
-    const std::string strFile = record({{0, 240, "A"}, {408, 424, "A"}, {480, 800, "A"}});
-    ASSERT_TRUE(m_generator.setCurrentFilename(strFile.c_str()));
+    const std::string strFile = set({"A", "B", "OTHER"}, {{0, 240, "A"}, {408, 424, "A"}, {480, 800, "A"}});
     const Testing::LogCapture log(LOGGER, LogLevel::DEBUG);
     for (std::size_t uiPass = 1; uiPass <= 2; ++uiPass)
     {

@@ -85,16 +85,14 @@ TEST(DataGeneratorForAMToneDetectorTest, TargetsFollowTheTones)
 {
     const Testing::TempDir folder;
     DataGeneratorForAMToneDetector generator;
-    ASSERT_TRUE(generator.configure(config(5, 0)));
-    const auto targets = [&](const std::vector<Testing::WavRegion>& in_vRegions)
-    {
-        const std::string strFile = folder.write("recording.wav", Testing::toneRecording(in_vRegions));
-        return generator.setCurrentFilename(strFile.c_str()) ? Testing::readTargets(generator) : "refused";
-    };
     // [400, 560) samples are [0.05, 0.07) s: the times 0.055 and 0.065.
-    EXPECT_EQ(targets({{400, 560, "AM:995:20"}, {0, 800, "AM:994:20"}, {0, 800, "SF:1000"}}),
-              "01 01 01 10 10 01 01 01");
-    EXPECT_EQ(targets({{0, 400, "AM:1000:20"}, {200, 600, "AM:1001:20"}}), "refused");
+    ASSERT_NE(Testing::setRecording(generator, folder, config(5, 0),
+                                    {{400, 560, "AM:995:20"}, {0, 800, "AM:994:20"}, {0, 800, "SF:1000"}}),
+              "");
+    EXPECT_EQ(Testing::readTargets(generator), "01 01 01 10 10 01 01 01");
+    EXPECT_EQ(Testing::setRecording(generator, folder, config(5, 0),
+                                    {{0, 400, "AM:1000:20"}, {200, 600, "AM:1001:20"}}),
+              "");
 }
 
 TEST(DataGeneratorForAMToneDetectorTest, ConfigurationsOfOtherClassesAreRefused)

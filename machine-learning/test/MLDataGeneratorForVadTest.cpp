@@ -94,12 +94,9 @@ protected:
         config.m_pFeatureComputer =
             CloneableObjPtr<FeatureComputer>(new Testing::FixedFeatures({in_dFeature}));
         DataGeneratorForVad generator;
-        EXPECT_TRUE(generator.configure(config));
         generator.setDebouncingWindows(in_uiDebouncing);
         generator.setIncertitudeWindows(in_uiIncertitude);
-        const std::string strFile = m_folder.write(
-            "recording.wav", Testing::toneRecording({{0, 360, "VOICE"}, {361, 800, "SILENCE"}}));
-        EXPECT_TRUE(generator.setCurrentFilename(strFile.c_str()));
+        Testing::setRecording(generator, m_folder, config, {{0, 360, "VOICE"}, {361, 800, "SILENCE"}});
         const std::string strFirst = Testing::readTargets(generator);
         EXPECT_EQ(Testing::readTargets(generator), strFirst) << "a pass begins afresh";
         return strFirst;
@@ -126,11 +123,9 @@ TEST_F(DataGeneratorForVadTest, InputThatSaysNothingIsReported)
 TEST_F(DataGeneratorForVadTest, TargetOfAWindowIsDecidedOnce)
 {
     DataGeneratorForVad generator;
-    ASSERT_TRUE(generator.configure(Testing::audioConfig({"VOICE", "SILENCE"})));
     generator.setDebouncingWindows(3);
-    const std::string strFile =
-        m_folder.write("recording.wav", Testing::toneRecording({{0, 360, "VOICE"}, {361, 800, "SILENCE"}}));
-    ASSERT_TRUE(generator.setCurrentFilename(strFile.c_str()));
+    Testing::setRecording(generator, m_folder, Testing::audioConfig({"VOICE", "SILENCE"}),
+                          {{0, 360, "VOICE"}, {361, 800, "SILENCE"}});
     ASSERT_TRUE(generator.gotoStart());
     DoubleVector vTarget;
     for (int k = 0; k < 5; ++k)
@@ -146,10 +141,8 @@ TEST_F(DataGeneratorForVadTest, TargetOfAWindowIsDecidedOnce)
 TEST_F(DataGeneratorForVadTest, VoiceAndSilenceAtOnceAreReported)
 {
     DataGeneratorForVad generator;
-    ASSERT_TRUE(generator.configure(Testing::audioConfig({"VOICE", "SILENCE"})));
-    const std::string strFile = m_folder.write(
-        "recording.wav", Testing::toneRecording({{0, 240, "VOICE"}, {0, 240, "SILENCE"}}, 200));
-    ASSERT_TRUE(generator.setCurrentFilename(strFile.c_str()));
+    Testing::setRecording(generator, m_folder, Testing::audioConfig({"VOICE", "SILENCE"}),
+                          {{0, 240, "VOICE"}, {0, 240, "SILENCE"}}, 200);
     Testing::AssertionCapture assertions;
     EXPECT_EQ(Testing::readTargets(generator), "11");
     EXPECT_THAT(assertions.conditions(),
