@@ -45,11 +45,11 @@ THIRD_PARTY = [
     (r"log4cplus/", ["quillcast-core", "test-support"]),
     (r"ace/", ["quillcast-core"]),
     (r"(dlfcn|link)\.h", ["quillcast-infra"]),
-    (r"sndfile\.(h|hh)", ["quillcast-audio"]),
+    (r"sndfile\.(h|hh)", ["quillcast-audio", "bench"]),
     (r"(float|double|fixed)?fann(_\w+)?\.h", ["applications"]),
     (r"nlohmann/", ["applications"]),
     (r"(gtest|gmock)/", ["test-support"]),
-    (r"(benchmark|fast_float)/|(fftw3|hdf5)\.h", ["bench"]),
+    (r"(benchmark|fast_float|webrtc)/|(fftw3|hdf5)\.h|lua\.hpp", ["bench"]),
 ]
 # The C++ library (no extension), and of the system what any target may use.
 SYSTEM = re.compile(r"[a-z_0-9]+|(fcntl|unistd|signal|malloc|pthread|strings|immintrin|sys/\w+|linux/\w+)\.h")
