@@ -2,13 +2,69 @@
 
 #include "quillcast-core/Logger.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <sys/mman.h>
 #include <unistd.h>
 
+#ifdef __has_feature
+#if __has_feature(address_sanitizer)
+#define WATCHES_MEMORY
+#endif
+#endif
+#if defined(__SANITIZE_ADDRESS__) || defined(WATCHES_MEMORY)
+#include <sanitizer/allocator_interface.h>
+#define WATCHES_MEMORY
+#endif
+
 namespace Vexalor::Fuzz
 {
+
+namespace
+{
+
+bool s_bWatching = false;
+std::ptrdiff_t s_iInUse = 0;
+std::ptrdiff_t s_iPeak = 0;
+
+#ifdef WATCHES_MEMORY
+void onAllocation(const volatile void*, std::size_t in_uiSize)
+{
+    s_iInUse += s_bWatching ? static_cast<std::ptrdiff_t>(in_uiSize) : 0;
+    s_iPeak = std::max(s_iPeak, s_iInUse);
+}
+
+void onRelease(const volatile void* in_pMemory)
+{
+    if (s_bWatching && in_pMemory != nullptr)
+        s_iInUse -=
+            static_cast<std::ptrdiff_t>(__sanitizer_get_allocated_size(const_cast<const void*>(in_pMemory)));
+}
+#endif
+
+} // namespace
+
+MemoryWatch::MemoryWatch()
+{
+#ifdef WATCHES_MEMORY
+    [[maybe_unused]] static const int HOOKS =
+        __sanitizer_install_malloc_and_free_hooks(onAllocation, onRelease);
+#endif
+    s_iInUse = 0;
+    s_iPeak = 0;
+    s_bWatching = true;
+}
+
+MemoryWatch::~MemoryWatch()
+{
+    s_bWatching = false;
+}
+
+std::size_t MemoryWatch::getPeak() const
+{
+    return static_cast<std::size_t>(s_iPeak);
+}
 
 MemoryFile::MemoryFile(std::string_view in_content)
     : m_iDescriptor(memfd_create("fuzz", MFD_CLOEXEC))

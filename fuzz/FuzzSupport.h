@@ -25,6 +25,20 @@ private:
     std::string m_strPath;
 };
 
+/// Watches how much memory is taken beyond what was in use when it began; where the build has no address
+/// sanitizer it sees nothing. One at a time.
+class MemoryWatch
+{
+public:
+    MemoryWatch();
+    ~MemoryWatch();
+    MemoryWatch(const MemoryWatch&) = delete;
+    MemoryWatch& operator=(const MemoryWatch&) = delete;
+
+    /// Bytes.
+    std::size_t getPeak() const;
+};
+
 /// The input of a target as text.
 inline std::string toText(const std::uint8_t* in_data, std::size_t in_uiSize)
 {

@@ -2,6 +2,7 @@
 
 #include "MLBinaryFileDataGenerator.h"
 #include "common/FannNetwork.h"
+#include "test-support/OnnxWriter.h"
 #include "test-support/TempDir.h"
 #include "test-support/WavBuilder.h"
 
@@ -76,6 +77,107 @@ bool saveNetwork(const std::filesystem::path& in_path, FannNetwork::Output in_ou
     return pNetwork != nullptr && save(in_path, pNetwork->getText());
 }
 
+/// Numbers that differ, within [-1, 1].
+std::vector<float> someReals(std::size_t in_uiCount)
+{
+    std::vector<float> vReals;
+    for (std::size_t i = 0; i < in_uiCount; ++i)
+        vReals.push_back(static_cast<float>(i * 37 % 64) / 32.0F - 1.0F);
+    return vReals;
+}
+
+/// A network with a cell that is recurrent and a state for each of its values.
+std::string recurrentNetwork(const std::string& in_strCell, std::int64_t in_iGates)
+{
+    using Writer = Testing::OnnxWriter;
+    const auto uiGates = static_cast<std::size_t>(in_iGates);
+    const bool bLstm = in_strCell == "LSTM";
+    Writer writer;
+    writer.input("x", {2, 1, 3})
+        .input("h", {1, 1, 2})
+        .constant("w", {1, in_iGates * 2, 3}, someReals(uiGates * 6))
+        .constant("r", {1, in_iGates * 2, 2}, someReals(uiGates * 4))
+        .constant("b", {1, in_iGates * 4}, someReals(uiGates * 4))
+        .output("y")
+        .output("h_next");
+    Writer::Names vInputs{"x", "w", "r", "b", "", "h"};
+    Writer::Names vOutputs{"s", "h_next"};
+    if (bLstm)
+    {
+        writer.input("c", {1, 1, 2}).output("c_next");
+        vInputs.push_back("c");
+        vOutputs.push_back("c_next");
+    }
+    return writer.node(in_strCell, vInputs, vOutputs, {Writer::integer("hidden_size", 2)})
+        .node("Transpose", {"s"}, {"t"}, {Writer::integers("perm", {0, 2, 1, 3})})
+        .node("Softmax", {"t"}, {"y"}, {Writer::integer("axis", -1)})
+        .getFile();
+}
+
+/// Convolution over the last windows, which a state keeps.
+std::string convolution()
+{
+    using Writer = Testing::OnnxWriter;
+    return Writer()
+        .input("x", {-1, 4})
+        .input("past", {1, 4, 2})
+        .constant("w", {2, 2, 3}, someReals(12))
+        .constant("b", {2}, {0.5F, -0.5F})
+        .constant("n", {2}, {1.0F, 2.0F})
+        .node("Unsqueeze", {"x", "axes"}, {"column"})
+        .constantIntegers("axes", {2})
+        .node("Concat", {"past", "column"}, {"all"}, {Writer::integer("axis", 2)})
+        .node("Conv", {"all", "w", "b"}, {"c"},
+              {Writer::integer("group", 2), Writer::integers("pads", {1, 0})})
+        .node("BatchNormalization", {"c", "n", "b", "b", "n"}, {"d"})
+        .node("LeakyRelu", {"d"}, {"e"}, {Writer::real("alpha", 0.1F)})
+        .node("Flatten", {"e"}, {"y"})
+        .node("Slice", {"all", "one", "end", "axes"}, {"past_next"})
+        .constantIntegers("one", {1})
+        .constantIntegers("end", {INT64_MAX})
+        .output("y")
+        .output("past_next")
+        .getFile();
+}
+
+/// Layer normalisation, parts, a product of what was computed, and shapes that are computed.
+std::string parts()
+{
+    using Writer = Testing::OnnxWriter;
+    return Writer()
+        .input("x", {1, 6})
+        .constant("two", {}, {2.0F})
+        .constantIntegers("matrix", {2, -1})
+        .node("ReduceMean", {"x"}, {"mean"}, {Writer::integers("axes", {-1})})
+        .node("Sub", {"x", "mean"}, {"centred"})
+        .node("Pow", {"centred", "two"}, {"squares"})
+        .node("ReduceMean", {"squares"}, {"variance"}, {Writer::integers("axes", {1})})
+        .node("Sqrt", {"variance"}, {"deviation"})
+        .node("Div", {"centred", "deviation"}, {"normal"})
+        .node("Reshape", {"normal", "matrix"}, {"m"})
+        .node("Transpose", {"m"}, {"t"})
+        .node("MatMul", {"m", "t"}, {"product"})
+        .node("Split", {"product"}, {"left", "right"}, {Writer::integer("axis", 1)})
+        .node("Max", {"left", "right"}, {"most"})
+        .node("Constant", {}, {"index"}, {Writer::tensor("value", Writer::newIntegers("", {0}))})
+        .node("Shape", {"most"}, {"shape"})
+        .node("Gather", {"shape", "index"}, {"size"})
+        .node("ConstantOfShape", {"size"}, {"zeros"})
+        .node("Gemm", {"most", "w", "zeros"}, {"y"},
+              {Writer::integer("transA", 1), Writer::real("alpha", 0.5F)})
+        .constant("w", {2, 2}, someReals(4))
+        .output("y")
+        .getFile();
+}
+
+bool saveOnnx(const std::filesystem::path& in_folder)
+{
+    return save(in_folder / "gru", recurrentNetwork("GRU", 3)) &&
+           save(in_folder / "lstm", recurrentNetwork("LSTM", 4)) &&
+           save(in_folder / "rnn", recurrentNetwork("RNN", 1)) &&
+           save(in_folder / "convolution", convolution()) && save(in_folder / "parts", parts());
+}
+
 } // namespace
 
 int main(int in_iCount, char** in_arguments)
@@ -90,6 +192,7 @@ int main(int in_iCount, char** in_arguments)
                         saveRecordings(folder / "RecordingEditFuzz") &&
                         savePatterns(folder / "BinaryFileFuzz") &&
                         saveNetwork(folder / "NetworkFuzz/linear.net", FannNetwork::Output::LINEAR) &&
-                        saveNetwork(folder / "NetworkFuzz/sigmoid.net", FannNetwork::Output::SIGMOID);
+                        saveNetwork(folder / "NetworkFuzz/sigmoid.net", FannNetwork::Output::SIGMOID) &&
+                        saveOnnx(folder / "OnnxFuzz");
     return bSaved ? 0 : 1;
 }

@@ -22,6 +22,13 @@ void expectFew(const Parts& in_parts, std::size_t in_uiMost, const char* in_what
         throw Refusal("more than " + std::to_string(in_uiMost) + " " + in_what);
 }
 
+/// Without bytes there may be no room either.
+void copyBytes(std::string_view in_bytes, float* out_pReals)
+{
+    if (!in_bytes.empty())
+        std::memcpy(out_pReals, in_bytes.data(), in_bytes.size());
+}
+
 /// A size of a port: 1 where the file has a name or nothing.
 std::int64_t readSize(std::string_view in_message)
 {
@@ -149,7 +156,7 @@ void Tensor::copyReals(float* out_pReals) const
         if (reader.getField() == 4 || reader.getField() == 9)
         {
             const std::string_view bytes = reader.getField() == 4 ? reader.getRealBytes() : reader.getBytes();
-            std::memcpy(out_pReals, bytes.data(), bytes.size());
+            copyBytes(bytes, out_pReals);
             out_pReals += bytes.size() / sizeof(float);
         }
 }
@@ -203,7 +210,7 @@ Attribute::Attribute(std::string_view in_message)
             const std::string_view bytes = reader.getRealBytes();
             const std::size_t uiStart = m_vReals.size();
             m_vReals.resize(uiStart + bytes.size() / sizeof(float));
-            std::memcpy(m_vReals.data() + uiStart, bytes.data(), bytes.size());
+            copyBytes(bytes, m_vReals.data() + uiStart);
             break;
         }
         case 8: // ints
