@@ -33,6 +33,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* in_data, std::size_t i
     const std::string strContent = Fuzz::toText(in_data, in_uiSize);
     const Fuzz::MemoryWatch memory;
     const std::unique_ptr<OnnxNetwork> pNetwork(OnnxNetwork::newFromContent(strContent, "input"));
+    Fuzz::require(memory.getPeak() <= 8 * in_uiSize + (std::size_t(16) << 20),
+                  "memory in proportion to the file");
     if (pNetwork != nullptr)
     {
         const std::unique_ptr<OnnxNetwork> pClone(pNetwork->clone());
@@ -40,7 +42,5 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* in_data, std::size_t i
         Fuzz::require(pNetwork->reset() && computeTwice(*pNetwork) == vOutputs, "a reset starts again");
         Fuzz::require(computeTwice(*pClone) == vOutputs, "a clone computes the same");
     }
-    Fuzz::require(memory.getPeak() <= 8 * in_uiSize + (std::size_t(16) << 20),
-                  "memory in proportion to the file");
     return 0;
 }

@@ -11,10 +11,19 @@ namespace
 
 /// Elements that any network may take beside what its weights do: 8 MiB.
 constexpr std::size_t FREE_ELEMENTS = std::size_t(1) << 21;
-/// What a step counts for.
+/// What a step counts for, and a value.
 constexpr std::size_t STEP_ELEMENTS = 64;
+constexpr std::size_t VALUE_ELEMENTS = 64;
+/// What an integer counts for.
+constexpr std::size_t INTEGER_ELEMENTS = sizeof(std::int64_t) / sizeof(float);
 
 constexpr const char* TOO_MUCH_MEMORY = "the network needs too much memory";
+
+void expectFewIntegers(const Shape& in_shape)
+{
+    if (countElements(in_shape) > WireReader::MAX_INTEGERS)
+        throw Refusal("more than " + std::to_string(WireReader::MAX_INTEGERS) + " integers");
+}
 
 bool isRun(const std::vector<std::uint32_t>& in_vSources)
 {
@@ -111,6 +120,11 @@ Place Builder::allocate(std::size_t in_uiCount, bool in_bShared)
     return {nullptr, m_program.m_uiMemory - in_uiCount};
 }
 
+void Builder::countValue(const Value& in_value)
+{
+    takeMemory(VALUE_ELEMENTS + INTEGER_ELEMENTS * in_value.m_vIntegers.size());
+}
+
 void Builder::addStep(bool in_bNow, std::size_t in_uiWork, Step in_step)
 {
     takeMemory(STEP_ELEMENTS);
@@ -185,6 +199,7 @@ Value Builder::gather(const Value& in_value, Shape in_shape, std::vector<std::ui
 {
     if (!in_value.m_bReal)
     {
+        expectFewIntegers(in_shape);
         std::vector<std::int64_t> vIntegers;
         for (const std::uint32_t uiSource : in_vSources)
             vIntegers.push_back(uiSource == NOTHING ? 0 : in_value.m_vIntegers[uiSource]);
@@ -210,7 +225,8 @@ Value Builder::gather(const Value& in_value, Shape in_shape, std::vector<std::ui
 std::vector<std::uint32_t> Builder::newSources(const Shape& in_shape) const
 {
     std::vector<std::uint32_t> vSources;
-    if (countElements(in_shape) > m_uiMemoryLeft)
+    // They and what they are the sources of.
+    if (2 * countElements(in_shape) > m_uiMemoryLeft)
         throw Refusal(TOO_MUCH_MEMORY);
     vSources.reserve(countElements(in_shape));
     return vSources;
@@ -278,6 +294,8 @@ Value Builder::concatenate(const std::vector<const Value*>& in_values, std::size
     }
     const std::size_t uiRows = countPart(shape, 0, in_uiAxis);
     const bool bReal = in_values[0]->m_bReal;
+    if (!bReal)
+        expectFewIntegers(shape);
     Value joined = bReal ? newValue(shape, bConstant)
                          : newIntegers(shape, std::vector<std::int64_t>(countElements(shape)));
     const std::size_t uiStep = joined.getCount() / std::max<std::size_t>(uiRows, 1);

@@ -39,6 +39,8 @@ public:
 
     /// Room in the memory of each clone, or a place for all clones.
     Place allocate(std::size_t in_uiCount, bool in_bShared);
+    /// Counts a value that is kept while the program is built.
+    void countValue(const Value& in_value);
     /// Adds a step, or does it now where all it needs is constant. Work is in multiplications.
     void addStep(bool in_bNow, std::size_t in_uiWork, Step in_step);
     /// Copies rows of in_uiCount elements that lie one behind the other to places in_uiStep apart.

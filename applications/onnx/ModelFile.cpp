@@ -12,8 +12,9 @@ namespace
 constexpr std::size_t MAX_RANK = 8;
 /// What a file of the greatest size that is read can hold.
 constexpr std::size_t MAX_ELEMENTS = std::size_t(1) << 24;
-/// Most inputs, outputs and attributes of a node.
+/// Most inputs and outputs of a node, and its attributes.
 constexpr std::size_t MAX_NODE_PARTS = 1024;
+constexpr std::size_t MAX_ATTRIBUTES = 64;
 
 template <class Parts>
 void expectFew(const Parts& in_parts, std::size_t in_uiMost, const char* in_what)
@@ -244,7 +245,7 @@ Node::Node(std::string_view in_message)
             break;
         case 5: // attribute
             m_vAttributes.emplace_back(reader.getBytes());
-            expectFew(m_vAttributes, MAX_NODE_PARTS, "attributes of a node");
+            expectFew(m_vAttributes, MAX_ATTRIBUTES, "attributes of a node");
             break;
         case 7: // domain
             m_domain = reader.getBytes();

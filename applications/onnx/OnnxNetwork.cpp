@@ -45,6 +45,7 @@ public:
 private:
     void define(std::string_view in_name, Value in_value)
     {
+        m_builder.countValue(in_value);
         if (!m_values.emplace(in_name, std::move(in_value)).second)
             throw Refusal("two values are named " + toText(in_name));
     }

@@ -36,8 +36,8 @@ public:
 
     /// From the bytes of a file, which messages call in_name; they are not needed any longer behind this. The
     /// caller owns the network. Null, with file, node and reason logged at error level, for a file that is
-    /// damaged, and for a network that asks for anything that is not supported. Takes less than 8 MiB and
-    /// four times the size of the file.
+    /// damaged, and for a network that asks for anything that is not supported. Takes less than 16 MiB
+    /// and eight times the size of the file.
     static OnnxNetwork* newFromContent(std::string_view in_content, const char* in_name);
 
     OnnxNetwork(const OnnxNetwork&) = delete;

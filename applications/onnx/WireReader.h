@@ -24,7 +24,7 @@ class WireReader
 {
 public:
     /// Most entries of a list of integers, so that lists stay small beside a large file.
-    static constexpr std::size_t MAX_INTEGERS = 65536;
+    static constexpr std::size_t MAX_INTEGERS = 8192;
 
     explicit WireReader(std::string_view in_message)
         : m_left(in_message)
