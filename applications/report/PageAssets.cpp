@@ -47,6 +47,7 @@ tbody th { white-space: normal; overflow-wrap: anywhere; min-width: 7rem; positi
 .timeline tbody th { background: var(--raised); }
 thead th { position: sticky; top: 0; background: var(--raised); }
 td.share { background: rgba(var(--shade), var(--s)); }
+td.share .note { color: inherit; }
 td.right { font-weight: 700; }
 .curves { display: flex; flex-wrap: wrap; gap: 1rem; }
 .curve { margin: 0; flex: 1 1 17rem; max-width: 26rem; }

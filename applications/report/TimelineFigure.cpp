@@ -4,10 +4,7 @@
 #include "report/ReportText.h"
 
 #include <algorithm>
-#include <cmath>
 #include <nlohmann/json.hpp>
-#include <utility>
-#include <vector>
 
 namespace Vexalor::MachineLearning
 {
@@ -20,7 +17,6 @@ using Json = nlohmann::ordered_json;
 /// All drawings of a recording are as many units wide, whatever its length.
 constexpr double WIDTH = 1000.0;
 constexpr double MILLISECONDS = 1000.0;
-constexpr std::size_t MAX_LABELS = 8;
 constexpr int TICKS = 5;
 /// Seconds, of the slider.
 constexpr double LEAST_STEP = 0.001;
@@ -137,38 +133,25 @@ private:
                         strPaths);
     }
 
-    /// The labels in the order in which they occur, each with its stretches; those beyond a number together.
-    std::vector<std::pair<std::string, std::string>> collectLabels() const
-    {
-        std::vector<std::pair<std::string, std::string>> vLabels;
-        for (const Json& annotation : m_timeline["annotations"])
-        {
-            const auto iStart = std::llround(annotation["start_s"].get<double>() * MILLISECONDS);
-            const auto iStop = std::llround(annotation["stop_s"].get<double>() * MILLISECONDS);
-            const auto itFound =
-                std::find_if(vLabels.begin(), vLabels.end(),
-                             [&](const auto& in_label) { return in_label.first == annotation["label"]; });
-            std::size_t uiPlace = static_cast<std::size_t>(itFound - vLabels.begin());
-            if (itFound == vLabels.end())
-            {
-                uiPlace = std::min(vLabels.size(), MAX_LABELS);
-                if (vLabels.size() <= MAX_LABELS)
-                    vLabels.emplace_back(
-                        uiPlace < MAX_LABELS ? annotation["label"].get<std::string>() : "further labels", "");
-            }
-            vLabels[uiPlace].second += drawBox(iStart, std::max(iStop - iStart, 0ll));
-        }
-        return vLabels;
-    }
-
     std::string drawAnnotations() const
     {
         constexpr int HEIGHT = 12;
         std::string strLanes;
-        for (const auto& [strLabel, strPath] : collectLabels())
+        for (const Json& lane : m_timeline["annotations"])
+        {
+            const std::string strLabel =
+                lane["label"].is_null() ? "further labels" : lane["label"].get<std::string>();
+            std::string strPath;
+            for (std::size_t i = 0; i + 1 < lane["spans_ms"].size(); i += 2)
+            {
+                const auto iStart = lane["spans_ms"][i].get<std::int64_t>();
+                const auto iStop = lane["spans_ms"][i + 1].get<std::int64_t>();
+                strPath += drawBox(iStart, std::max<std::int64_t>(iStop - iStart, 0));
+            }
             strLanes +=
                 drawLane("annotated " + Html::escape(strLabel), "Where " + strLabel + " is annotated", HEIGHT,
                          drawBoxes("annotated", strLabel, 0.0, 1.0 / MILLISECONDS, HEIGHT, strPath));
+        }
         return strLanes;
     }
 
@@ -240,15 +223,10 @@ std::string makeSpans(const Json& in_report, const Json& in_timeline)
 
 std::string describe(const Json& in_recording, const Json& in_timeline)
 {
-    std::string strText = ReportText::toPercent(in_recording["error_rate"]) + " misclassified (" +
-                          ReportText::toCounts(in_recording["error_rate"]) + " patterns, in " +
-                          std::to_string(in_recording["error_spans"].get<std::uint64_t>()) + " spans), " +
-                          ReportText::toTime(in_timeline["seconds"].get<double>()) + " long";
-    const std::size_t uiLeftOut =
-        in_timeline["annotations_in_file"].get<std::size_t>() - in_timeline["annotations"].size();
-    if (uiLeftOut > 0)
-        strText += ". " + std::to_string(uiLeftOut) + " further annotations are not drawn";
-    return strText + '.';
+    return ReportText::toPercent(in_recording["error_rate"]) + " misclassified (" +
+           ReportText::toCounts(in_recording["error_rate"]) + " patterns, in " +
+           std::to_string(in_recording["error_spans"].get<std::uint64_t>()) + " spans), " +
+           ReportText::toTime(in_timeline["seconds"].get<double>()) + " long.";
 }
 
 } // namespace

@@ -7,6 +7,7 @@
 #include <cmath>
 #include <fstream>
 #include <nlohmann/json.hpp>
+#include <optional>
 
 namespace Vexalor::MachineLearning
 {
@@ -19,7 +20,8 @@ using Json = nlohmann::ordered_json;
 /// Traces and envelopes are drawn on scales of as many steps.
 constexpr double STEPS = 1000.0;
 constexpr std::size_t ENVELOPE_COLUMNS = 1200;
-constexpr std::size_t MAX_ANNOTATIONS = 2000;
+/// Labels that have a lane of their own.
+constexpr std::size_t MAX_LABELS = 8;
 
 /// [start, length, start, length, ...] of the columns for which a predicate holds.
 template <class Predicate>
@@ -127,24 +129,66 @@ Json makeSpans(const RecordingTimeline& in_timeline, double in_dRate)
     return spans;
 }
 
-Json makeAnnotations(const std::string& in_strFilename, std::size_t& out_uiCount)
+/// Stretches of one label in milliseconds: [start, stop, start, stop, ...].
+struct LabelLane
 {
-    Json annotations = Json::array();
+    std::optional<std::string> m_label; ///< none: of several
+    Json m_spans = Json::array();
+
+    /// In order of the starts. What is nearer to the stretch before than in_iGap belongs to it.
+    void add(std::int64_t in_iStart, std::int64_t in_iStop, std::int64_t in_iGap)
+    {
+        if (m_spans.empty() || in_iStart > m_spans.back().get<std::int64_t>() + in_iGap)
+        {
+            m_spans.push_back(in_iStart);
+            m_spans.push_back(in_iStop);
+        }
+        else if (in_iStop > m_spans.back().get<std::int64_t>())
+        {
+            m_spans.back() = in_iStop;
+        }
+    }
+};
+
+/// The lane of a label: its own, or one for all labels behind the first ones.
+LabelLane& findLane(std::vector<LabelLane>& io_vLanes, const std::string& in_strLabel)
+{
+    for (LabelLane& lane : io_vLanes)
+        if (!lane.m_label || *lane.m_label == in_strLabel)
+            return lane;
+    LabelLane& lane = io_vLanes.emplace_back();
+    if (io_vLanes.size() <= MAX_LABELS)
+        lane.m_label = in_strLabel;
+    return lane;
+}
+
+Json makeAnnotations(std::vector<Annotation> in_vAnnotations, double in_dSeconds)
+{
+    constexpr double MILLISECONDS = 1000.0;
+    const auto iGap = static_cast<std::int64_t>(in_dSeconds * MILLISECONDS / Timeline::MAX_COLUMNS);
+    std::stable_sort(in_vAnnotations.begin(), in_vAnnotations.end(),
+                     [](const Annotation& in_left, const Annotation& in_right)
+                     { return in_left.getStartTime() < in_right.getStartTime(); });
+    std::vector<LabelLane> vLanes;
+    for (const Annotation& annotation : in_vAnnotations)
+        findLane(vLanes, annotation.getLabel())
+            .add(std::llround(annotation.getStartTime() * MILLISECONDS),
+                 std::llround(annotation.getStopTime() * MILLISECONDS), iGap);
+    Json lanes = Json::array();
+    for (LabelLane& lane : vLanes)
+        lanes.push_back({{"label", lane.m_label ? Json(*lane.m_label) : Json(nullptr)},
+                         {"spans_ms", std::move(lane.m_spans)}});
+    return lanes;
+}
+
+/// None when the recording cannot be read.
+std::vector<Annotation> readAnnotations(const std::string& in_strFilename)
+{
     AnnotatedFile file;
     std::ifstream stream(in_strFilename, std::ios::binary);
-    out_uiCount = 0;
     if (!stream || !file.readFromWAV(stream))
-        return annotations;
-    out_uiCount = file.getAnnotations().size();
-    for (const Annotation& annotation : file.getAnnotations())
-    {
-        if (annotations.size() == MAX_ANNOTATIONS)
-            break;
-        annotations.push_back({{"label", annotation.getLabel()},
-                               {"start_s", annotation.getStartTime()},
-                               {"stop_s", annotation.getStopTime()}});
-    }
-    return annotations;
+        return {};
+    return file.getAnnotations();
 }
 
 Json makeEnvelope(const Envelope& in_envelope)
@@ -173,18 +217,16 @@ nlohmann::ordered_json makeTimelineJson(const RecordingTimeline& in_timeline, co
     const double dRate = recording.m_uiRate;
     Envelope envelope;
     const bool bEnvelope = envelope.read(recording.m_strName, in_timeline.m_iChannel, ENVELOPE_COLUMNS);
-    std::size_t uiAnnotations = 0;
-    Json annotations = makeAnnotations(recording.m_strName, uiAnnotations);
     const double dStart = static_cast<double>(in_timeline.m_iStart) / dRate;
     const double dPatterns = static_cast<double>(recording.m_uiPatterns * recording.m_uiShift) / dRate;
+    const double dSeconds = bEnvelope ? envelope.m_dSeconds : dStart + dPatterns;
     return {{"recording", in_timeline.m_uiRecording},
-            {"seconds", bEnvelope ? envelope.m_dSeconds : dStart + dPatterns},
+            {"seconds", dSeconds},
             {"columns_start_s", dStart},
             {"column_s", static_cast<double>(timeline.getPatternsPerColumn() * recording.m_uiShift) / dRate},
             {"columns", timeline.getNbColumns()},
             {"envelope", bEnvelope ? makeEnvelope(envelope) : Json(nullptr)},
-            {"annotations_in_file", uiAnnotations},
-            {"annotations", std::move(annotations)},
+            {"annotations", makeAnnotations(readAnnotations(recording.m_strName), dSeconds)},
             {"lanes", makeLanes(timeline, in_results.m_vClasses.size())},
             {"errors", makeRuns(timeline.getNbColumns(), [&](std::size_t in_uiColumn)
                                 { return timeline.getFlags(in_uiColumn).m_bError; })},

@@ -107,6 +107,8 @@ class ReportTest(unittest.TestCase):
         self.assertTrue(report["complete"])
         self.assertEqual(report["classes"], ["VOICE", "OTHER"])
         self.assertEqual([timeline["recording"] for timeline in report["timelines"]], report["worst_first"][:2])
+        spans = [1000 * sample // RATE for label in LABELS for sample in label]
+        self.assertEqual(report["timelines"][0]["annotations"], [{"label": "VOICE", "spans_ms": spans}])
         # Every kind of event occurs, and lags that are not 0: the check would not see them otherwise.
         events = report["events"]
         self.assertTrue(all(events[kind] for kind in ("deletions", "insertions")), events)
