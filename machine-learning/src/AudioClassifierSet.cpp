@@ -98,7 +98,8 @@ bool AudioClassifierSet::configureWindower(const std::string& in_strFileName,
 bool AudioClassifierSet::setSourceRate(std::uint32_t in_uiRate)
 {
     QC_TRACE("AudioClassifierSet::setSourceRate");
-    return LinearAudioWindower::setSourceRate(in_uiRate) && setConstant(RATE_CONSTANT, in_uiRate);
+    return canSetSourceRate(in_uiRate) && setConstant(RATE_CONSTANT, in_uiRate) &&
+           LinearAudioWindower::setSourceRate(in_uiRate);
 }
 
 bool AudioClassifierSet::pushLinearAudio(const double* in_begin, const double* in_end)

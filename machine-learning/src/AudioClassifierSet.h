@@ -52,7 +52,8 @@ public:
     bool configure(const ROConfiguration& in_config, const TSHandle<VirtualFileSystem>& in_hFileSystem);
 
     /// Tells the rate of the audio, which the scripts find in "rate"; needed where the configured rate is 0,
-    /// before scripts that use it are frozen and before the first push. False as in LinearAudioWindower.
+    /// before scripts that use it are frozen and before the first push. False as in LinearAudioWindower, and
+    /// when "rate" stands for something else; the windower is then as it was.
     bool setSourceRate(std::uint32_t in_uiRate);
 
     /// False when the audio was not taken or any of its windows was not classified; windows behind a failed

@@ -62,7 +62,7 @@ XprClassifierSet::XprClassifierSet(const XprClassifierSet& in_other)
 {
     QC_TRACE("XprClassifierSet cctor");
     if (!in_other.m_pVariable.isNull())
-        bindVariable();
+        bindVariable(in_other.m_pVariable->getName());
     for (const auto& [strName, pClassifier] : in_other.m_mapClassifiers)
         addCopyOf(strName, *pClassifier);
 }
@@ -80,9 +80,9 @@ XprClassifierSet::~XprClassifierSet()
     }
 }
 
-bool XprClassifierSet::bindVariable()
+bool XprClassifierSet::bindVariable(const std::string& in_strName)
 {
-    m_pVariable = m_pEvaluator->getVariable(m_strVariableName.c_str());
+    m_pVariable = m_pEvaluator->getVariable(in_strName.c_str());
     return QC_CHECK(!m_pVariable.isNull());
 }
 
@@ -170,7 +170,8 @@ bool XprClassifierSet::freeze()
     if (!QC_CHECK(m_pEvaluator->link(true)) || !QC_CHECK(m_pEvaluator->reconfigureExpressions()))
         return false;
     // The reset, because the default input is no window.
-    m_bEvaluatorLinked = bindVariable() && m_pVariable->assign(m_vDefaultInput) && m_pEvaluator->reset();
+    m_bEvaluatorLinked =
+        bindVariable(m_strVariableName) && m_pVariable->assign(m_vDefaultInput) && m_pEvaluator->reset();
     return m_bEvaluatorLinked;
 }
 

@@ -84,7 +84,7 @@ public:
     bool configure(const ROConfiguration& in_config, const TSHandle<VirtualFileSystem>& in_hFileSystem);
     /// Gives the scripts a constant, such as "rate". Before freeze.
     bool setConstant(const char* in_szName, double in_dValue);
-    /// Names the variable that takes the input, and adds it to the evaluator.
+    /// Names the variable that takes the input from the next freeze on, and adds it to the evaluator.
     bool setVariableName(const char* in_szVariableName);
     /// A classifier that is configured already has its scripts loaded here, and a script that does not load
     /// is logged and no failure: configure it afterwards to have it fail. One that is added after freeze is
@@ -121,7 +121,7 @@ public:
     ClassifierMap::const_iterator findClassifier(const char* in_szName) const;
 
 private:
-    bool bindVariable();
+    bool bindVariable(const std::string& in_strName);
     void addCopyOf(const std::string& in_strName, const XprClassifier& in_classifier);
 
     CountedObjPtr<Math::Xpr::Evaluator> m_pEvaluator; ///< never null

@@ -298,6 +298,12 @@ TEST_F(AudioClassifierSetTest, ScriptsKnowTheRate)
     EXPECT_FALSE(m_set.freeze()) << "the rate is not known";
     EXPECT_FALSE(push(m_set, ramp(1), 1));
     EXPECT_FALSE(m_set.setSourceRate(0));
+    m_folder.writeScript("rates", "rate = 8000\nresult = rate\n");
+    AudioClassifierSet otherSet;
+    setUp(otherSet, m_set.getConfig());
+    ASSERT_TRUE(addScript(otherSet, "rates"));
+    EXPECT_FALSE(otherSet.setSourceRate(22050)) << "a script defines it";
+    EXPECT_EQ(otherSet.getSamplingRate(), 0u);
     ASSERT_TRUE(m_set.setSourceRate(22050));
     ASSERT_TRUE(m_set.freeze() && m_set.start());
     EXPECT_TRUE(push(m_set, ramp(88), 88));

@@ -200,6 +200,11 @@ TEST_F(XprAudioClassifierTest, ClonesGoOnFromTheStateOfTheOriginal)
     EXPECT_EQ(resultText(*pClone, "count"), "0esult=12\n");
     EXPECT_EQ(result("count"), "0esult=3\n");
 
+    ASSERT_TRUE(m_set.setVariableName("other"));
+    const std::unique_ptr<XprClassifierSet> pLater(m_set.clone());
+    ASSERT_TRUE(pLater->classify({4}));
+    EXPECT_EQ(resultText(*pLater, "count"), "0esult=7\n") << "it hears what the original hears";
+
     ASSERT_TRUE(pClone->reset());
     EXPECT_EQ(resultText(*pClone, "count"), "0esult=0\n") << "entries stay, values are 0";
     ASSERT_TRUE(pClone->classify({5}));

@@ -90,18 +90,29 @@ bool LinearAudioWindower::setSourceRate(std::uint32_t in_uiRate)
 {
     QC_TRACE("LinearAudioWindower::setSourceRate");
     WindowSize size;
+    if (!findSourceSize(in_uiRate, size))
+        return false;
+    m_uiRate = in_uiRate;
+    if (m_uiPushed == 0)
+        m_cutter.start(size, 0);
+    return true;
+}
+
+bool LinearAudioWindower::canSetSourceRate(std::uint32_t in_uiRate) const
+{
+    WindowSize size;
+    return findSourceSize(in_uiRate, size);
+}
+
+bool LinearAudioWindower::findSourceSize(std::uint32_t in_uiRate, WindowSize& out_size) const
+{
     std::string strError;
     if (m_config.m_uiSamplingRate != 0 && m_config.m_uiSamplingRate != in_uiRate)
         strError = std::to_string(m_config.m_uiSamplingRate) + " Hz are configured";
     else if (m_uiPushed != 0 && in_uiRate != m_uiRate)
         strError = "audio of another rate was pushed before";
-    else if (m_config.getWindowSize(in_uiRate, size, strError))
-    {
-        m_uiRate = in_uiRate;
-        if (m_uiPushed == 0)
-            m_cutter.start(size, 0);
+    else if (m_config.getWindowSize(in_uiRate, out_size, strError))
         return true;
-    }
     QC_ERROR("Sampling rate of " << in_uiRate << " Hz refused: " << strError);
     return false;
 }

@@ -72,6 +72,8 @@ public:
     /// pushed audio has none of its own. False, with the reason logged and nothing changed, for another rate
     /// than the configured one, for one at which the windows make no sense, and once audio was pushed.
     bool setSourceRate(std::uint32_t in_uiRate);
+    /// Whether it would, with the reason logged if not.
+    bool canSetSourceRate(std::uint32_t in_uiRate) const;
     /// Hz; 0 while it is not known.
     std::uint32_t getSamplingRate() const { return m_uiRate; }
     /// In samples; at the nominal rate while the rate is not known.
@@ -96,6 +98,8 @@ public:
     std::uint64_t getLastWindowEnd() const;
 
 private:
+    bool findSourceSize(std::uint32_t in_uiRate, WindowSize& out_size) const;
+
     Config m_config;
     std::uint32_t m_uiRate = 0; ///< of the pushed audio; 0: not known
     WindowCutter m_cutter;

@@ -243,9 +243,10 @@ private:
         return uiResult;
     }
 
+    /// An expression that nothing is around is no level.
     bool descend()
     {
-        if (++m_uiDepth <= Limits::MAX_DEPTH && m_strReason.empty())
+        if (m_uiDepth++ <= Limits::MAX_DEPTH && m_strReason.empty())
             return true;
         fail("nested more than " + std::to_string(Limits::MAX_DEPTH) + " deep", m_token.m_uiLine);
         return false;

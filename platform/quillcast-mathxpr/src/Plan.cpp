@@ -51,7 +51,8 @@ Plan::Place Plan::prepare(const Program& in_program, std::uint32_t in_uiSymbol)
 
 std::uint32_t Plan::getBlock(const Program& in_program, std::uint32_t in_uiSymbol)
 {
-    const auto [itBlock, bNew] = m_blocks.emplace(in_uiSymbol, static_cast<std::uint32_t>(m_vBlocks.size()));
+    const auto [itBlock, bNew] =
+        m_blocks.try_emplace(in_uiSymbol, static_cast<std::uint32_t>(m_vBlocks.size()));
     if (bNew)
     {
         Block& block = *m_vBlocks.emplace_back(std::make_unique<Block>());
@@ -63,7 +64,7 @@ std::uint32_t Plan::getBlock(const Program& in_program, std::uint32_t in_uiSymbo
 
 Slot Plan::getState(const Program& in_program, std::uint32_t in_uiSymbol)
 {
-    const auto [itState, bNew] = m_states.emplace(in_uiSymbol, Slot{});
+    const auto [itState, bNew] = m_states.try_emplace(in_uiSymbol);
     const Shape& shape = getShape(in_program, in_uiSymbol);
     if (bNew && !shape.isFailed())
         allocate(shape.m_uiLength + 1, itState->second);

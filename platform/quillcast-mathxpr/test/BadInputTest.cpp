@@ -33,7 +33,7 @@ struct BadScript
 
 TEST(BadInputTest, MalformedScriptsAreRefusedWhenAdded)
 {
-    const std::string strDeep = repeat("(", Limits::MAX_DEPTH) + "1" + repeat(")", Limits::MAX_DEPTH);
+    const std::string strDeep = repeat("(", Limits::MAX_DEPTH + 1) + "1" + repeat(")", Limits::MAX_DEPTH + 1);
     const BadScript cases[] = {
         {"no definition", "\n1 + 2", "2: expected a name and found '1'"},
         {"no equals sign", "x + 1", "1: expected '=' and found '+'"},
@@ -44,7 +44,8 @@ TEST(BadInputTest, MalformedScriptsAreRefusedWhenAdded)
         {"wrong bracket", "x = [1)", "1: expected ']' and found ')'"},
         {"character", "x = 1 $ 2", "1: unexpected character at '$'"},
         {"byte", std::string("x = 1 \0", 7), "1: unexpected character"},
-        {"number", "x = 1e999", "1: number out of range at '1'"},
+        {"large number", "x = 1e309", "1: number out of range at '1'"},
+        {"small number", "x = 1e-400", "1: number out of range at '1'"},
         {"number and name", "x = 2y", "1: malformed number at '2'"},
         {"two points", "x = 1.2.3", "1: malformed number at '1'"},
         {"second dot", "x = a.b.c", "1: unexpected character at '.'"},
@@ -125,6 +126,7 @@ TEST(BadInputTest, WhatCannotBeComputedFailsAlone)
         {"lengths", "\nx = audio + [1, 2]", "2: lengths 3 and 2 do not match"},
         {"index", "x = audio[3]", "1: index out of range or not whole: there are 3 values"},
         {"computed index", "x = audio[sum(audio)]", "1: index out of range or not whole: there are 3 values"},
+        {"index into nothing", "x = [][audio[0]]", "1: index out of range or not whole: there are 0 values"},
         {"index not a number", "x = audio[0 * sum(audio) / 0]",
          "1: index out of range or not whole: there are 3 values"},
         {"slice", "x = audio[2:1]", "1: bounds of a slice out of range or not whole: there are 3 values"},
@@ -149,7 +151,8 @@ TEST(BadInputTest, WhatCannotBeComputedFailsAlone)
     for (const BadScript& testCase : cases)
     {
         Scripts scripts;
-        ASSERT_TRUE(scripts.add("bad", testCase.m_strText + "\ngood = sum(audio)")) << testCase.m_name;
+        ASSERT_TRUE(scripts.add("bad", testCase.m_strText + "\ngood = sum(audio) - sum(prev(audio, 0))"))
+            << testCase.m_name;
         ASSERT_TRUE(scripts.link()) << testCase.m_name;
         ASSERT_TRUE(scripts.pAudio->assign({1, 2, 3}));
         EXPECT_EQ(scripts.get("bad.good"), "[6]") << testCase.m_name;
@@ -165,16 +168,19 @@ TEST(BadInputTest, WhatCannotBeComputedFailsAlone)
 TEST(BadInputTest, InputsAreBounded)
 {
     Scripts scripts;
-    ASSERT_TRUE(scripts.add("a", "x = sum(audio)"));
+    ASSERT_TRUE(scripts.add("a", "x = [sum(audio), windows]\nwindows = prev(windows, 0) + 1\n"
+                                 "earlier = prev(windows, 0)"));
     ASSERT_TRUE(scripts.link());
     ASSERT_TRUE(scripts.pAudio->assign({1}));
+    EXPECT_EQ(scripts.get("a.x"), "[1 1]");
     const LogCapture log("quillcast.math.xpr");
     EXPECT_FALSE(scripts.pAudio->assign(DoubleVector(1000000)));
     EXPECT_EQ(log.text(), "ERROR An input of 1000000 values; at most 65536 are allowed\n");
+    EXPECT_EQ(scripts.get("a.x") + scripts.get("a.earlier"), "[1 1][0]") << "nothing has changed";
     EXPECT_TRUE(scripts.pAudio->assign(DoubleVector()));
-    EXPECT_EQ(scripts.get("a.x"), "[0]");
+    EXPECT_EQ(scripts.get("a.x"), "[0 2]");
     EXPECT_TRUE(scripts.pAudio->assign(DoubleVector{std::nan("")}));
-    EXPECT_EQ(scripts.get("a.x"), "[nan]");
+    EXPECT_EQ(scripts.get("a.x"), "[nan 3]");
 }
 
 TEST(BadInputTest, ManyNamesTakeLittleTime)
@@ -193,4 +199,25 @@ TEST(BadInputTest, ManyNamesTakeLittleTime)
     ASSERT_TRUE(scripts.pAudio->assign({1}));
     EXPECT_EQ(scripts.get("chain.x10000"), "[10001]");
     EXPECT_EQ(scripts.get("choices.y3000"), "[6001]"); // a and not b: 2 each
+}
+
+TEST(BadInputTest, ManyStatesFindTheirLengths)
+{
+    Scripts scripts;
+    std::string strText = "d0 = audio\n";
+    for (int i = 1; i <= 100; ++i)
+        strText += "d" + std::to_string(i) + " = prev(d" + std::to_string(i - 1) + ", 0)\n";
+    ASSERT_TRUE(scripts.add("delays", strText));
+    strText = "r0 = audio + prev(r99, 0)\n";
+    for (int i = 1; i < 100; ++i)
+        strText += "r" + std::to_string(i) + " = prev(r" + std::to_string(i - 1) + ", 0)\n";
+    ASSERT_TRUE(scripts.add("ring", strText));
+    ASSERT_TRUE(scripts.link());
+    for (int i = 1; i <= 101; ++i)
+    {
+        ASSERT_TRUE(scripts.pAudio->assign({double(i), 5}));
+        ASSERT_EQ(scripts.get("delays.d100"), i <= 100 ? "[0 0]" : "[1 5]");
+        // The first window came round after a hundred.
+        ASSERT_EQ(scripts.get("ring.r0"), i <= 100 ? "[" + std::to_string(i) + " 5]" : "[102 10]");
+    }
 }

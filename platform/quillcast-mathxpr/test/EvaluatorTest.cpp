@@ -27,6 +27,13 @@ TEST(EvaluatorTest, AddingAgainChangesNothing)
     EXPECT_FALSE(scripts.evaluator.addExpression("audio", "1"));
     EXPECT_FALSE(scripts.evaluator.setConstant("y", 1));
     EXPECT_EQ(log.count("stands for something else already"), 3u) << log.text();
+    for (const char* szName : {"pi", "sum", "prev", "and"})
+    {
+        const CountedObjPtr<DomainVariableImpl> pReserved(new DomainVariableImpl);
+        EXPECT_TRUE(pReserved->setName(szName));
+        EXPECT_FALSE(scripts.evaluator.setConstant(szName, 1) || scripts.evaluator.addVariable(pReserved));
+    }
+    EXPECT_EQ(log.count("has a meaning of its own and cannot be defined"), 8u) << log.text();
     ASSERT_TRUE(scripts.link());
     EXPECT_EQ(scripts.get("y"), "[2]");
     EXPECT_TRUE(pAgain->assign({5}));
@@ -116,6 +123,41 @@ TEST(EvaluatorTest, NothingIsAllocatedOnceWarm)
         ASSERT_TRUE(classify());
     }
     EXPECT_EQ(allocations.getCount(), 0u);
+
+    DoubleVector vOther(100, 0.5);
+    std::size_t uiAllocations = 0;
+    for (int i = 0; i < 10; ++i)
+    {
+        const Vexalor::Testing::AllocationCounter ofTwoLengths;
+        std::swap(vWindow, vOther);
+        ASSERT_TRUE(classify());
+        uiAllocations += i < 2 ? 0 : ofTwoLengths.getCount();
+    }
+    EXPECT_EQ(uiAllocations, 0u);
+}
+
+TEST(EvaluatorTest, ALookupCostsWhatItAdds)
+{
+    Scripts scripts;
+    std::string strText;
+    for (int i = 0; i < 400; ++i)
+        strText += "x" + std::to_string(i) + " = tone_energy(audio, " + std::to_string(100 + i) + ", 8000)\n";
+    ASSERT_TRUE(scripts.add("a", strText));
+    ASSERT_TRUE(scripts.link());
+    ASSERT_TRUE(scripts.pAudio->assign({1, 2, 3, 4}));
+    const auto classify = [](Evaluator& io_evaluator, int in_iFirst)
+    {
+        const Vexalor::Testing::AllocationCounter allocations;
+        for (int i = in_iFirst; i < in_iFirst + 100; ++i)
+            EXPECT_NE(Scripts::get(io_evaluator, ("a.x" + std::to_string(i)).c_str()), "failed");
+        return allocations.getCount();
+    };
+    const std::unique_ptr<Evaluator> pClone(scripts.evaluator.clone());
+    classify(scripts.evaluator, 0);
+    const std::size_t uiEarly = classify(scripts.evaluator, 100);
+    classify(scripts.evaluator, 200);
+    EXPECT_LT(classify(scripts.evaluator, 300), 1.5 * uiEarly);
+    EXPECT_LT(classify(*pClone, 0), 0.5 * uiEarly) << "a clone plans nothing";
 }
 
 TEST(EvaluatorTest, OnlyTheSideThatIsTakenIsEvaluated)
@@ -145,7 +187,12 @@ TEST(EvaluatorTest, OnlyTheSideThatIsTakenIsEvaluated)
         EXPECT_EQ(scripts.get("a.twice"), window.m_values[1]);
         EXPECT_EQ(scripts.get("a.always"), window.m_values[2]);
     }
-    EXPECT_EQ(log.text(), "ERROR a.xpr:2: index out of range or not whole: there are 2 values\n");
+    ASSERT_TRUE(scripts.add("b", "\n\nsame = audio[audio[0]] + 1") && scripts.link());
+    EXPECT_EQ(scripts.get("a.always"), "failed");
+    EXPECT_EQ(scripts.get("b.same"), "failed");
+    EXPECT_EQ(log.text(), "ERROR a.xpr:2: index out of range or not whole: there are 2 values\n"
+                          "ERROR a.xpr:2: index out of range or not whole: there are 2 values\n"
+                          "ERROR b.xpr:3: index out of range or not whole: there are 2 values\n");
 }
 
 TEST(EvaluatorTest, AHandleOutlivesItsEvaluator)

@@ -182,7 +182,7 @@ TEST(RandomProgramsTest, AreComputedAsThePlainInterpreterDoes)
 {
     LogCapture log("quillcast.math.xpr");
     const std::uint64_t uiFirst = numberFrom("QC_RANDOM_SEED", 1);
-    const std::uint64_t uiCount = numberFrom("QC_RANDOM_PROGRAMS", 300);
+    const std::uint64_t uiCount = numberFrom("QC_RANDOM_PROGRAMS", 200);
     std::size_t uiDifferent = 0;
     for (std::uint64_t uiSeed = uiFirst; uiSeed < uiFirst + uiCount && uiDifferent < 3; ++uiSeed)
     {
