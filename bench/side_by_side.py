@@ -95,6 +95,9 @@ PAIRS = [
               1.05),
           Row("the same in little memory, naming included on both sides", "low-memory set, a pattern",
               "its recordings alone, named and read", 1.05)]),
+    Pair([["OnnxBench"]], None, [], None,
+         [Row("ONNX network, %s" % name, "%s, ONNX" % name, "%s, plain loop by columns" % name, 1.5)
+          for name in ("40-64-2", "GRU 40-64-2")]),
     Pair([["VadBench", "data/voice.wav"]], "VoiceLimit.cpp", ["data/voice.wav"],
          AUDIO_FLAGS + ["-DWEBRTC_POSIX", "-DWEBRTC_AUDIO_PROCESSING_ONLY_BUILD",
                         "-I/usr/include/webrtc_audio_processing", "-lwebrtc_audio_processing"],

@@ -802,7 +802,10 @@ const Value& Call::at(std::size_t in_uiInput) const
 {
     if (!has(in_uiInput))
         throw Refusal("it has no input " + std::to_string(in_uiInput + 1));
-    return *m_vInputs[in_uiInput];
+    const Value& value = *m_vInputs[in_uiInput];
+    if (value.m_bReal && value.getCount() == 0)
+        throw Refusal("a tensor of shape " + toText(value.m_shape) + " is empty");
+    return value;
 }
 
 const Value& Call::getConstant(std::size_t in_uiInput, const char* in_what) const
@@ -827,6 +830,8 @@ void build(Call& io_call)
                      [&](const Operator& in_entry) { return in_entry.m_name == io_call.m_node.getType(); });
     if (pOperator == std::end(OPERATORS) || !io_call.m_node.isOfOnnx())
         throw Refusal("the operator is not supported");
+    if (io_call.m_node.getOutputs().empty())
+        throw Refusal("it has no output");
     const std::size_t uiInputs = io_call.m_vInputs.size();
     if (uiInputs < pOperator->m_uiLeastInputs || uiInputs > pOperator->m_uiMostInputs)
         throw Refusal(std::to_string(uiInputs) + " inputs");

@@ -18,7 +18,7 @@ struct Call
     {
         return in_uiInput < m_vInputs.size() && m_vInputs[in_uiInput] != nullptr;
     }
-    /// Throws Refusal when the input is left out.
+    /// Throws Refusal when the input is left out or has no elements but could have.
     const Value& at(std::size_t in_uiInput) const;
     /// An input that must be constant; in_what is its part in the operator.
     const Value& getConstant(std::size_t in_uiInput, const char* in_what) const;
