@@ -40,6 +40,8 @@ public:
     {
     }
 
+    Fallible<const char*> getLibName() override { return Fallible<const char*>("a host"); }
+
     bool gotoStart() override
     {
         m_uiNext = 0;

@@ -53,6 +53,7 @@ bool AudioFileDataGenerator::configure(const DataGeneratorWithConfig::Config& in
     }
     m_config = *pConfig;
     m_pFeatureComputer = CloneableObjPtr<FeatureComputer>();
+    m_bFileSet = m_bFileSet && m_reader.getSamplingRate() != 0;
     return true;
 }
 

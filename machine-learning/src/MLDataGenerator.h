@@ -42,7 +42,7 @@ public:
 
     /// Name of the dynamic library from which the class of this generator was loaded; unset when there is
     /// none.
-    virtual Fallible<const char*> getLibName() const { return {}; }
+    virtual Fallible<const char*> getLibName() { return {}; }
 
     /// Writes a short description of the current position for diagnostics; returns out_stream.
     virtual std::ostream& dumpStatus(std::ostream& out_stream) = 0;

@@ -2,6 +2,7 @@
 
 #include "MLInMemoryDataGenerator.h"
 #include "MLScalingDataGenerator.h"
+#include "quillcast-core/Assertion.h"
 #include "quillcast-core/CheckedXmlInputArchive.h"
 #include "quillcast-core/Logger.h"
 #include "quillcast-core/SerializationArchives.h"
@@ -23,22 +24,22 @@ namespace
 constexpr const char* LIBRARIES_ELEMENT = "MLDataGeneratorLib";
 constexpr const char* GENERATOR_ELEMENT = "MLDataGenerator";
 
-/// Remembers which library brought which class key: the registry itself does not know, and a library that is
-/// loaded again brings nothing new.
-class KeyOrigins
+/// The names by which configurations loaded libraries, by their files: the same library may be named in
+/// several ways, and be loaded for the sake of another class.
+class LibraryNames
 {
 public:
-    void set(const std::string& in_strKey, const std::string& in_strLibName)
+    void set(const std::string& in_strFile, const std::string& in_strLibName)
     {
         const std::lock_guard guard(m_mutex);
-        m_libNames[in_strKey] = in_strLibName;
+        m_libNames[in_strFile] = in_strLibName;
     }
 
-    /// Empty for a class that came with the program.
-    std::string get(const std::string& in_strKey)
+    /// That of the library which a class comes from; empty for one of the program.
+    std::string find(const std::string& in_strKey)
     {
         const std::lock_guard guard(m_mutex);
-        const auto itName = m_libNames.find(in_strKey);
+        const auto itName = m_libNames.find(DynLibsLoader::findFile(findClassOrigin(in_strKey.c_str())));
         return itName == m_libNames.end() ? std::string() : itName->second;
     }
 
@@ -47,15 +48,15 @@ private:
     std::map<std::string, std::string> m_libNames;
 };
 
-KeyOrigins& keyOrigins()
+LibraryNames& libraryNames()
 {
-    static KeyOrigins origins;
-    return origins;
+    static LibraryNames names;
+    return names;
 }
 
 std::string describeOrigin(const std::string& in_strKey)
 {
-    const std::string strLibName = keyOrigins().get(in_strKey);
+    const std::string strLibName = libraryNames().find(in_strKey);
     return strLibName.empty() ? "the program" : "the library '" + strLibName + "'";
 }
 
@@ -65,8 +66,8 @@ namespace Archives
 
 constinit Logger s_logger("quillcast.serialization");
 
-/// Loads a library and notes which of the classes that the file names it brought. Where another library
-/// registered a key before, the class of that other one is used.
+/// Loads a library and warns if no class that the file names comes from it, or from a library that it brought
+/// along. Where another library registered a key before, the class of that other one is used.
 bool loadLibrary(const std::string& in_strLibName, const StringVector& in_vKeys)
 {
     const auto isUnknown = [](const std::string& in_strKey)
@@ -75,21 +76,23 @@ bool loadLibrary(const std::string& in_strLibName, const StringVector& in_vKeys)
     };
     StringVector vUnknown;
     std::copy_if(in_vKeys.begin(), in_vKeys.end(), std::back_inserter(vUnknown), isUnknown);
-    if (!DynLibsLoader::loadDynLib(in_strLibName.c_str()))
+    std::string strFile;
+    if (!DynLibsLoader::loadDynLib(in_strLibName.c_str(), strFile))
     {
         // wording fixed
         QC_ERROR("Failed to load dynamic library '"
                  << in_strLibName << "' in which the data generator class is should be located ");
         return false;
     }
+    libraryNames().set(strFile, in_strLibName);
     for (const std::string& strKey : vUnknown)
     {
         if (!isUnknown(strKey))
-            keyOrigins().set(strKey, in_strLibName);
+            libraryNames().set(DynLibsLoader::findFile(findClassOrigin(strKey.c_str())), in_strLibName);
     }
     const bool bUsed = std::any_of(in_vKeys.begin(), in_vKeys.end(),
                                    [&](const std::string& in_strKey)
-                                   { return keyOrigins().get(in_strKey) == in_strLibName; });
+                                   { return libraryNames().find(in_strKey) == in_strLibName; });
     if (!bUsed && !in_vKeys.empty() && !isUnknown(in_vKeys.front()))
         QC_WARN("The library '" << in_strLibName
                                 << "' brought no class of this configuration; the class key '"
@@ -114,7 +117,7 @@ DataGenerator* load(std::istream& io_stream)
     if (pGenerator == nullptr)
         throw ArchiveError("the file holds no generator");
     archive.finish();
-    const std::string strLibName = vKeys.empty() ? std::string() : keyOrigins().get(vKeys.front());
+    const std::string strLibName = vKeys.empty() ? std::string() : libraryNames().find(vKeys.front());
     auto* pConfigured = dynamic_cast<DataGeneratorWithConfig*>(pGenerator.get());
     if (pConfigured != nullptr && !strLibName.empty())
         pConfigured->setLibName(strLibName.c_str());
@@ -145,6 +148,8 @@ constinit Logger s_logger("quillcast.ml.datagen.application");
 
 CountedObjPtr<DataGenerator> loadFile(const char* in_what, const char* in_configFile)
 {
+    if (!QC_CHECK(in_configFile != nullptr))
+        return {};
     const DiskFileSystem fileSystem;
     basic_vfsistream<char> stream(fileSystem, in_configFile);
     if (!stream)
@@ -253,6 +258,22 @@ CountedObjPtr<DataGenerator> newDataGenerator(const char* in_configFile, const c
     if (pGenerator.isNull() || !prepareDataGenerator(*pGenerator, in_inputFile, in_entityToReset))
         return {};
     return wrapDataGenerator(pGenerator, in_entityToReset, in_bInMemory, in_scalingConfigFile);
+}
+
+CountedObjPtr<DataGenerator> tryNewDataGenerator(const char* in_configFile, const char* in_inputFile,
+                                                 Handle<Resettable, ReferenceCount> in_entityToReset,
+                                                 bool in_bInMemory, const char* in_scalingConfigFile) noexcept
+{
+    try
+    {
+        return newDataGenerator(in_configFile, in_inputFile, in_entityToReset, in_bInMemory,
+                                in_scalingConfigFile);
+    }
+    catch (const std::exception& exception)
+    {
+        QC_ERROR("Cannot create the data generator: " << exception.what());
+    }
+    return {};
 }
 
 } // namespace Vexalor::MachineLearning

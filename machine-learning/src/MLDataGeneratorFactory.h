@@ -41,10 +41,17 @@ CountedObjPtr<DataGenerator> wrapDataGenerator(const CountedObjPtr<DataGenerator
 
 /// A generator that is ready for gotoStart, from its configuration file. A generator that takes no file
 /// ignores in_inputFile, one that forms no sequences the entity. in_scalingConfigFile: the configuration of a
-/// ScalingDataGenerator; null or "" for no scaling. Null handle, with the reason logged at error level, on
-/// failure; throws like loadDataGeneratorFromStream.
+/// ScalingDataGenerator; null or "" for no scaling. Null handle, with the reason logged at error level, when
+/// a file or a library is missing, or the input file or the entity is refused. Throws, like
+/// loadDataGeneratorFromStream, for a configuration that is damaged or names an unknown class, and for
+/// parameters that the generator refuses.
 CountedObjPtr<DataGenerator> newDataGenerator(const char* in_configFile, const char* in_inputFile,
                                               Handle<Resettable, ReferenceCount> in_entityToReset,
                                               bool in_bInMemory, const char* in_scalingConfigFile);
+/// The same for hosts without exceptions: null handle, with the reason logged at error level, on any failure.
+CountedObjPtr<DataGenerator> tryNewDataGenerator(const char* in_configFile, const char* in_inputFile,
+                                                 Handle<Resettable, ReferenceCount> in_entityToReset,
+                                                 bool in_bInMemory,
+                                                 const char* in_scalingConfigFile) noexcept;
 
 } // namespace Vexalor::MachineLearning

@@ -31,7 +31,7 @@ void DataGeneratorWithConfig::serialize(Archive& io_archive, unsigned int)
 QC_ARCHIVES(DataGeneratorWithConfig::Config);
 QC_ARCHIVES(DataGeneratorWithConfig);
 
-Fallible<const char*> DataGeneratorWithConfig::getLibName() const
+Fallible<const char*> DataGeneratorWithConfig::getLibName()
 {
     if (!m_strLibName.isValid())
         return {};

@@ -35,7 +35,7 @@ public:
 
     /// The library named by the configuration whose loading brought the class; unset when it came with the
     /// program.
-    Fallible<const char*> getLibName() const override;
+    Fallible<const char*> getLibName() override;
 
     /// For the loader: stands outside the configuration of the generator and is not saved with it. Null for
     /// none.

@@ -339,7 +339,7 @@ bool InMemoryDataGenerator::getTarget(DoubleVector& out_vTarget)
     return true;
 }
 
-Fallible<const char*> InMemoryDataGenerator::getLibName() const
+Fallible<const char*> InMemoryDataGenerator::getLibName()
 {
     QC_TRACE("InMemoryDataGenerator::getLibName");
     if (!m_pDataGenerator.isNull())

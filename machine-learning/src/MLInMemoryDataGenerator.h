@@ -67,7 +67,7 @@ public:
     bool getInput(DoubleVector& out_vInput) override;
     bool getTarget(DoubleVector& out_vTarget) override;
     /// That of the wrapped generator, also when it has been let go.
-    Fallible<const char*> getLibName() const override;
+    Fallible<const char*> getLibName() override;
     /// As the wrapped generator writes it, then the number of the pattern.
     std::ostream& dumpStatus(std::ostream& out_stream) override;
     /// False also in replays of a stream that stopped before its end.

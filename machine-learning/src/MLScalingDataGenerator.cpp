@@ -108,7 +108,7 @@ bool ScalingDataGenerator::getTarget(DoubleVector& out_vTarget)
            m_scaler.scaleTarget(out_vTarget);
 }
 
-Fallible<const char*> ScalingDataGenerator::getLibName() const
+Fallible<const char*> ScalingDataGenerator::getLibName()
 {
     QC_TRACE("ScalingDataGenerator::getLibName");
     return m_pDataGenerator.isNull() ? DataGeneratorWithConfig::getLibName() : m_pDataGenerator->getLibName();

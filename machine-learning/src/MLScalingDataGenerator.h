@@ -59,7 +59,7 @@ public:
     bool getInput(DoubleVector& out_vInput) override;
     bool getTarget(DoubleVector& out_vTarget) override;
     /// That of the wrapped generator.
-    Fallible<const char*> getLibName() const override;
+    Fallible<const char*> getLibName() override;
     std::ostream& dumpStatus(std::ostream& out_stream) override;
     bool endedCleanly() const override;
     Fallible<double> getShareRead() const override;

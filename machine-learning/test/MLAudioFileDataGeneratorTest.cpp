@@ -239,6 +239,15 @@ TEST_F(AudioGeneratorTest, ConfigurationsThatCannotBeUsed)
     EXPECT_FALSE(m_generator.generateNext());
     EXPECT_THAT(assertions.conditions(),
                 ElementsAre("!m_pFeatureComputer.isNull()", "!m_pFeatureComputer.isNull()"));
+
+    // A configuration that the recording does not suit is for the next one.
+    AudioFileDataGenerator::Config otherRate = audioConfig({"OTHER"});
+    otherRate.m_audioConfig.m_uiSamplingRate = 44100;
+    ASSERT_TRUE(m_generator.configure(otherRate));
+    EXPECT_FALSE(m_generator.gotoStart() || m_generator.generateNext());
+    ASSERT_TRUE(m_generator.configure(audioConfig({"OTHER"})));
+    EXPECT_FALSE(m_generator.gotoStart());
+    EXPECT_TRUE(m_generator.setCurrentFilename(record({}).c_str()) && m_generator.gotoStart());
 }
 
 TEST_F(AudioGeneratorTest, UncoveredPointIsTold)

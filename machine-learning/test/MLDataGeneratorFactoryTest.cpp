@@ -18,6 +18,7 @@
 #include "test-support/TempDir.h"
 
 #include <cmath>
+#include <filesystem>
 #include <gmock/gmock.h>
 #include <limits>
 #include <sstream>
@@ -122,9 +123,28 @@ TEST_F(FactoryTest, PluginGeneratorIsLoadedByName)
     EXPECT_FALSE(pGenerator->generateNext());
 
     EXPECT_EQ(saved({"libramp-generator.so"}, *pGenerator), readFile(strFile));
-    // Loaded again, the library brings nothing new; the class is still its own.
+}
+
+TEST_F(FactoryTest, LibraryOfAClassIsFoundHoweverItWasLoaded)
+{
+    const std::string strRamp = readFile(GOLDENS + "RampGenerator.xml");
+    const std::string strList =
+        strRamp.substr(0, strRamp.find("<MLDataGenerator ")); // of libraries: that of the ramp alone
+    std::string strOther = readFile(GOLDENS + "VectorFileDataGenerator.xml");
+    strOther = strList + strOther.substr(strOther.find("<MLDataGenerator "));
+    // For the sake of another class, then for its own, again, by a path, and no more.
+    ASSERT_FALSE(create(m_folder.write("other.xml", strOther)).isNull());
     LogCapture log("quillcast.serialization", LogLevel::WARN);
-    EXPECT_TRUE(create(strFile)->getLibName().isValid());
+    for (const char* name : {"libramp-generator.so", "libramp-generator.so", "./libramp-generator.so",
+                             QC_BINARY_DIR "/lib/../lib/libramp-generator.so"})
+    {
+        if (*name == '.')
+            std::filesystem::current_path(QC_BINARY_DIR "/lib");
+        const auto pRamp =
+            create(m_folder.write("ramp.xml", replaced(strRamp, "libramp-generator.so", name)));
+        ASSERT_TRUE(pRamp->getLibName().isValid());
+        EXPECT_STREQ(pRamp->getLibName().getValue(), name);
+    }
     EXPECT_EQ(log.text(), "");
 }
 
@@ -275,6 +295,9 @@ TEST_F(FactoryTest, FailuresGiveNullAndTheReason)
         << log.text();
     EXPECT_TRUE(create(m_folder.path()).isNull());
     EXPECT_EQ(log.lines().size(), 2U) << log.text();
+    AssertionCapture assertions;
+    EXPECT_TRUE(newDataGenerator(nullptr, "", {}, false, nullptr).isNull());
+    EXPECT_THAT(assertions.conditions(), testing::ElementsAre("in_configFile != nullptr"));
 
     const std::string strFile = GOLDENS + "VectorFileDataGenerator.xml";
     const std::string strNone = m_folder.path("none.xml");
@@ -290,6 +313,12 @@ TEST_F(FactoryTest, FailuresGiveNullAndTheReason)
     EXPECT_TRUE(newDataGenerator(strFile.c_str(), "", {}, false, strMissing.c_str()).isNull());
     const std::string strCut = m_folder.write("cut.xml", readFile(strFile).substr(0, 100));
     EXPECT_THROW(newDataGenerator(strFile.c_str(), "", {}, false, strCut.c_str()), ArchiveError);
+    log.clear();
+    EXPECT_TRUE(tryNewDataGenerator(strFile.c_str(), "", {}, false, strCut.c_str()).isNull());
+    EXPECT_EQ(log.text(), "ERROR Cannot create the data generator: " + strCut +
+                              ": line 1: the text does not begin like an archive of the serialization "
+                              "library\n");
+    EXPECT_FALSE(tryNewDataGenerator(strFile.c_str(), "", {}, false, nullptr).isNull());
 }
 
 TEST_F(FactoryTest, CacheAndScalingAreWrappedAroundInThisOrder)

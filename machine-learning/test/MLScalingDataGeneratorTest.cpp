@@ -140,6 +140,7 @@ TEST(ScalingDataGeneratorTest, ForwardsTheEndAndTheEntityAndReleasesTheEarlierGe
     const auto pLater = newSource();
     generator.setDataGenerator(pSource);
     EXPECT_EQ(pSource.getCount(), 2U);
+    EXPECT_STREQ(generator.getLibName().getValue(), "a host");
     generator.setDataGenerator(pLater);
     EXPECT_EQ(pSource.getCount(), 1U);
     pLater->m_bCleanEnd = false;

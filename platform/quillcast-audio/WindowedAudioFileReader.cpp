@@ -21,19 +21,18 @@ WindowedAudioFileReader::Source WindowedAudioFileReader::describe(const char* in
 }
 
 bool WindowedAudioFileReader::isSuitable(const Source& in_source,
-                                         const LinearAudioWindower::Config& in_config, WindowSize& out_size)
+                                         const LinearAudioWindower::Config& in_config, WindowSize& out_size,
+                                         std::string& out_strReason)
 {
-    std::string strError;
     if (in_config.m_uiSamplingRate != 0 && in_config.m_uiSamplingRate != in_source.m_uiRate)
-        strError = "its sampling rate is " + std::to_string(in_source.m_uiRate) + " Hz, " +
-                   std::to_string(in_config.m_uiSamplingRate) + " Hz are configured";
+        out_strReason = "its sampling rate is " + std::to_string(in_source.m_uiRate) + " Hz, " +
+                        std::to_string(in_config.m_uiSamplingRate) + " Hz are configured";
     else if (in_config.m_iChannel >= 0 &&
              static_cast<std::uint32_t>(in_config.m_iChannel) >= in_source.m_uiChannels)
-        strError = "channel " + std::to_string(in_config.m_iChannel) + " is configured, it has " +
-                   std::to_string(in_source.m_uiChannels);
-    else if (in_config.getWindowSize(in_source.m_uiRate, out_size, strError))
-        return true;
-    QC_ERROR("Recording " << in_source.m_strFilename << " refused: " << strError);
+        out_strReason = "channel " + std::to_string(in_config.m_iChannel) + " is configured, it has " +
+                        std::to_string(in_source.m_uiChannels);
+    else
+        return in_config.getWindowSize(in_source.m_uiRate, out_size, out_strReason);
     return false;
 }
 
@@ -42,12 +41,15 @@ bool WindowedAudioFileReader::configure(const LinearAudioWindower::Config& in_co
     QC_TRACE("WindowedAudioFileReader::configure");
     WindowSize size;
     std::string strError;
-    if (m_source.m_uiRate != 0 && !isSuitable(m_source, in_config, size))
-        return false;
-    if (m_source.m_uiRate == 0 && !in_config.getNominalWindowSize(size, strError))
+    if (!in_config.getNominalWindowSize(size, strError))
     {
         QC_ERROR("Windower configuration refused: " << strError);
         return false;
+    }
+    if (m_source.m_uiRate != 0 && !isSuitable(m_source, in_config, size, strError))
+    {
+        QC_DEBUG("Recording " << m_source.m_strFilename << " is let go: " << strError);
+        m_source = {};
     }
     m_config = in_config;
     m_size = size;
@@ -64,8 +66,12 @@ bool WindowedAudioFileReader::setSourceFile(const char* in_filename)
         return false;
     Source source = describe(in_filename, reader);
     WindowSize size;
-    if (!isSuitable(source, m_config, size))
+    std::string strReason;
+    if (!isSuitable(source, m_config, size, strReason))
+    {
+        QC_ERROR("Recording " << in_filename << " refused: " << strReason);
         return false;
+    }
     m_source = std::move(source);
     m_size = size;
     m_reader.close();

@@ -19,9 +19,9 @@ namespace Vexalor
 class WindowedAudioFileReader final : public virtual TimeSource
 {
 public:
-    /// Takes over the configuration; a recording that is set is rewound. False, with the reason logged and
-    /// everything as it was, for settings that make no sense or do not suit that recording. Without it a
-    /// default Config holds.
+    /// Takes over the configuration. A recording that is set is rewound if it suits the new settings; if not,
+    /// it is let go, and another one must be set. False, with the reason logged and everything as it was, for
+    /// settings that make no sense. Without it a default Config holds.
     bool configure(const LinearAudioWindower::Config& in_config);
     const LinearAudioWindower::Config& getConfig() const { return m_config; }
 
@@ -78,7 +78,7 @@ private:
 
     static Source describe(const char* in_filename, const AudioFileReader& in_reader);
     static bool isSuitable(const Source& in_source, const LinearAudioWindower::Config& in_config,
-                           WindowSize& out_size);
+                           WindowSize& out_size, std::string& out_strReason);
     bool openSource();
     bool fillBuffer();
     bool stop(bool in_bInputError);

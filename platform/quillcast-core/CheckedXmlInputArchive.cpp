@@ -35,6 +35,7 @@ using boost::archive::detail::basic_pointer_iserializer;
 using boost::serialization::extended_type_info;
 
 constexpr std::string_view BLANKS = " \t\r\n";
+constexpr std::string_view BYTE_ORDER_MARK = "\xEF\xBB\xBF";
 /// An item of a collection is at least "<item></item>".
 constexpr std::size_t MIN_ITEM_BYTES = 13;
 /// Attributes that a start tag does not have: no archive contains these values.
@@ -389,6 +390,8 @@ std::string readAll(std::istream& io_stream)
     }
     if (io_stream.bad())
         throw ArchiveError("the archive cannot be read");
+    if (strText.starts_with(BYTE_ORDER_MARK))
+        strText.erase(0, BYTE_ORDER_MARK.size());
     return strText;
 }
 
@@ -450,6 +453,11 @@ ClassKeyState getClassKeyState(const char* in_key)
     if (extended_type_info::find(in_key) == nullptr)
         return ClassKeyState::UNKNOWN;
     return findCreator(in_key) == nullptr ? ClassKeyState::ABSTRACT : ClassKeyState::CREATABLE;
+}
+
+const void* findClassOrigin(const char* in_key)
+{
+    return findCreator(in_key);
 }
 
 void throwWrongClass(boost::archive::polymorphic_iarchive& in_archive, const char* in_expectedKey)

@@ -30,7 +30,7 @@ private:
 /// refuses everything else by an exception: damaged, forged or oversized files neither crash nor leak nor
 /// take memory beyond a small multiple of their size. Stricter than the library's own reader: elements must
 /// have the names that the program expects, numbers must fit their fields, and objects form a tree. nan and
-/// inf are numbers.
+/// inf are numbers. A byte order mark may stand at the beginning.
 ///
 /// Call order: (objects and values through get)* finish. The archive owns what is being loaded until a handle
 /// takes it (OwnershipScope), so it outlives the loading of each object.

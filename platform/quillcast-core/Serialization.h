@@ -62,4 +62,7 @@ enum class ClassKeyState
 
 ClassKeyState getClassKeyState(const char* in_key);
 
+/// An object in the program or the library that a class which can be created comes from; null for other keys.
+const void* findClassOrigin(const char* in_key);
+
 } // namespace Vexalor

@@ -59,6 +59,12 @@ std::string getLoadedPath(void* in_pLibrary, const std::string& in_strName)
 
 bool DynLibsLoader::loadDynLib(const char* in_name)
 {
+    std::string strFile;
+    return loadDynLib(in_name, strFile);
+}
+
+bool DynLibsLoader::loadDynLib(const char* in_name, std::string& out_strFile)
+{
     QC_TRACE("DynLibsLoader::loadDynLib");
     std::string strFile = in_name;
     if (strFile.empty())
@@ -86,8 +92,17 @@ bool DynLibsLoader::loadDynLib(const char* in_name)
         QC_ERROR("Cannot load dynamic library '" << in_name << "': " << dlerror());
         return false;
     }
-    QC_INFO("Loaded dynamic library " << getLoadedPath(pLibrary, strFile));
+    out_strFile = getLoadedPath(pLibrary, strFile);
+    QC_INFO("Loaded dynamic library " << out_strFile);
     return true;
+}
+
+std::string DynLibsLoader::findFile(const void* in_pAddress)
+{
+    Dl_info info = {};
+    const link_map* pMap = nullptr;
+    void** pExtra = reinterpret_cast<void**>(const_cast<link_map**>(&pMap));
+    return dladdr1(in_pAddress, &info, pExtra, RTLD_DL_LINKMAP) != 0 && pMap != nullptr ? pMap->l_name : "";
 }
 
 bool DynLibsLoader::setPluginFolders(const StringVector& in_vFolders)

@@ -2,6 +2,8 @@
 
 #include "quillcast-core/StringVector.h"
 
+#include <string>
+
 namespace Vexalor
 {
 
@@ -17,6 +19,11 @@ public:
     /// plug-in folders, if any are set, and by the system otherwise. The path of the file is logged at info
     /// level. False, with the reason logged at error level, when it cannot be loaded or is not allowed.
     static bool loadDynLib(const char* in_name);
+    /// Tells the path of its file as well: one path for a library, by whatever names it is loaded.
+    static bool loadDynLib(const char* in_name, std::string& out_strFile);
+
+    /// That path of the library, or the program, that an object or a function lies in; empty if in none.
+    static std::string findFile(const void* in_pAddress);
 
     /// Only libraries whose files, links resolved, lie in or below one of these folders are loaded from now
     /// on; an empty list lifts the limit. False, with the earlier list kept, if a folder does not exist.

@@ -215,7 +215,6 @@ TEST(WindowedAudioFileReaderTest, AFailureKeepsTheEarlierRecording)
     ASSERT_TRUE(reader.getNextWindow(vWindow));
     EXPECT_FALSE(reader.setSourceFile(folder.path("missing.wav").c_str()));
     EXPECT_FALSE(reader.setSourceFile(folder.path().c_str()));
-    EXPECT_FALSE(reader.configure(makeConfig(16000, 25, 10)));
     EXPECT_FALSE(reader.configure(makeConfig(8000, 0, 10)));
     ASSERT_TRUE(reader.getNextWindow(vWindow));
     EXPECT_EQ(vWindow[0], 80 / 32768.0);
@@ -224,6 +223,11 @@ TEST(WindowedAudioFileReaderTest, AFailureKeepsTheEarlierRecording)
     ASSERT_TRUE(reader.getNextWindow(vWindow));
     EXPECT_EQ(vWindow.size(), 8u);
     EXPECT_EQ(vWindow[0], 0.0);
+    // Settings that the recording does not suit are for the next one.
+    ASSERT_TRUE(reader.configure(makeConfig(16000, 1, 1)));
+    EXPECT_EQ(reader.getSamplingRate(), 0u);
+    EXPECT_FALSE(reader.setSourceFile(strFile.c_str()));
+    EXPECT_TRUE(reader.setSourceFile(monoFile(folder, 16000, 400).c_str()) && reader.getNextWindow(vWindow));
 }
 
 TEST(WindowedAudioFileReaderTest, InputErrorsAreNoEnd)
