@@ -49,7 +49,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* in_data, std::size_t i
     if (pGenerator.isNull())
         return 0;
     const std::string strSaved = save(*pGenerator);
-    const std::string strExplained = strSaved + makeComment(listEntries(strSaved));
+    DescribingArchive archive;
+    describeDataGenerator(archive, {}, *pGenerator);
+    const ArchiveDescription description = archive.finish();
+    Fuzz::require(description.m_strText == strSaved, "what is described is what is saved");
+    const std::string strExplained = strSaved + makeComment(description.m_root);
     for (const std::string& strText : {strSaved, strExplained})
     {
         const auto pAgain = loadDataGenerator(Fuzz::MemoryFile(strText).getPath());

@@ -132,12 +132,6 @@ std::string findToneClassFault(const StringVector& in_vClasses)
     return findFirstFault(in_vClasses, isTone, "a tone such as SF:1000");
 }
 
-std::size_t countTargets(const StringVector& in_vClasses)
-{
-    const auto iOther = std::count(in_vClasses.begin(), in_vClasses.end(), OTHER_CLASS);
-    return in_vClasses.size() - static_cast<std::size_t>(iOther) + (iOther == 0 ? 0 : 1);
-}
-
 StringVector describeClasses(const StringVector& in_vClasses)
 {
     StringVector vRemarks;

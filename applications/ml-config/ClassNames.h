@@ -23,9 +23,6 @@ std::string findWidebandClassFault(const StringVector& in_vClasses);
 std::string findAMClassFault(const StringVector& in_vClasses);
 std::string findToneClassFault(const StringVector& in_vClasses);
 
-/// Components of a target: OTHER counts once however often it is listed.
-std::size_t countTargets(const StringVector& in_vClasses);
-
 /// What should be known about the classes of a generator, one sentence each.
 StringVector describeClasses(const StringVector& in_vClasses);
 

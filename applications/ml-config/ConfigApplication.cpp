@@ -5,10 +5,13 @@
 #include "ml-config/ConfigCommands.h"
 #include "ml-config/ScalingOptions.h"
 #include "ml-config/WriteOptions.h"
+#include "quillcast-audio/LinearAudioWindower.h"
 #include "quillcast-core/ExceptionWithMsg.h"
 
 #include <algorithm>
+#include <iterator>
 #include <limits>
+#include <sstream>
 
 namespace Vexalor::MachineLearning
 {
@@ -100,11 +103,9 @@ std::string ConfigApplication::takeRequest(const variables_map& in_map)
     keepStandardOutputClear(in_map);
     if (m_strCommand == LEARN)
         return takeScalingRequest(in_map, m_scalingRequest);
-    takeFeatures(in_map);
-    takeWindows(in_map);
+    takeGenerator(in_map);
     takeClasses(in_map);
-    takeTargets(in_map);
-    return findOptionFault(in_map, m_request);
+    return {};
 }
 
 /// Messages of info level would stand in the midst of the configuration.
@@ -114,71 +115,84 @@ void ConfigApplication::keepStandardOutputClear(const variables_map& in_map) con
         Logger::setLevel("", LogLevel::WARN);
 }
 
-void ConfigApplication::takeFeatures(const variables_map& in_map)
+/// The value of an option that stands for fields; throws ExceptionWithMsg when it is none.
+StringVector ConfigApplication::takeValue(const variables_map& in_map, const std::string& in_strOption) const
+{
+    struct Range
+    {
+        const char* m_option;
+        std::uint64_t m_uiMin;
+        std::uint64_t m_uiMax;
+    };
+    static constexpr Range RANGES[] = {
+        {"window", 1, MOST},          {"shift", 1, MOST},
+        {"bands", 1, MOST},           {"cepstra", 1, MOST},
+        {"channel", 0, LAST_CHANNEL}, {"tone-tolerance", 0, std::numeric_limits<std::int32_t>::max()},
+    };
+    const char* option = in_strOption.c_str();
+    if (in_strOption == "frequency")
+    {
+        getListedNumbers(in_map, option, true);
+        return getListed(in_map, option);
+    }
+    const std::string strValue = getString(in_map, option);
+    if (in_strOption == "constant-input" && strValue != "yes" && strValue != "no")
+        throw ExceptionWithMsg("option '--constant-input': '" + strValue + "' is neither yes nor no");
+    if (in_strOption == "constant-input")
+        return {strValue == "yes" ? "1" : "0"};
+    if (in_strOption == "channel" && strValue == "mean")
+        return {std::to_string(LinearAudioWindower::Config::MEAN_OF_CHANNELS)};
+    if (in_strOption == "max-time")
+    {
+        getReal(in_map, option, 0.0, std::numeric_limits<double>::max());
+        return {strValue};
+    }
+    const auto* itRange =
+        std::find_if(std::begin(RANGES), std::end(RANGES),
+                     [&](const Range& in_range) { return in_strOption == in_range.m_option; });
+    const bool bRange = itRange != std::end(RANGES);
+    return {std::to_string(
+        getCount(in_map, option, bRange ? itRange->m_uiMin : 0, bRange ? itRange->m_uiMax : MOST))};
+}
+
+void ConfigApplication::takeGenerator(const variables_map& in_map)
 {
     if (in_map.count("generator") != 0)
-        m_request.m_strKind = getString(in_map, "generator");
+        m_request.m_strGenerator = getString(in_map, "generator");
     if (in_map.count("library") != 0)
         m_request.m_vLibraries = in_map["library"].as<StringVector>();
     if (in_map.count("feature") != 0)
         m_request.m_vFeatures = in_map["feature"].as<StringVector>();
-    if (in_map.count("bands") != 0)
-        m_request.m_features.m_uiNbBands = static_cast<unsigned int>(getCount(in_map, "bands", 1, MOST));
-    if (in_map.count("cepstra") != 0)
-        m_request.m_features.m_uiNbCepstra = static_cast<unsigned int>(getCount(in_map, "cepstra", 1, MOST));
-    m_request.m_features.m_vFrequencies = getListedNumbers(in_map, "frequency", true);
-}
-
-void ConfigApplication::takeWindows(const variables_map& in_map)
-{
-    LinearAudioWindower::Config& windows = m_request.m_windows;
-    if (in_map.count("rate") != 0)
-        windows.m_uiSamplingRate = static_cast<std::uint32_t>(getCount(in_map, "rate", 0, MOST));
-    if (windows.m_uiSamplingRate != 0)
-        m_request.m_features.m_dSamplingRate = windows.m_uiSamplingRate;
-    if (in_map.count("window") != 0)
-        windows.m_uiWindowLength = getCount(in_map, "window", 1, MOST);
-    if (in_map.count("shift") != 0)
-        windows.m_uiWindowShift = getCount(in_map, "shift", 1, MOST);
-    if (in_map.count("channel") != 0 && getString(in_map, "channel") != "mean")
-        windows.m_iChannel = static_cast<int>(getCount(in_map, "channel", 0, LAST_CHANNEL));
-    if (in_map.count("max-time") != 0)
-        m_request.m_dMaxAudioTime = getReal(in_map, "max-time", 0.0, std::numeric_limits<double>::max());
+    for (const ConfigOption& option : getWriteOptions())
+    {
+        std::istringstream fields(option.m_fields);
+        FieldSetting setting{option.m_name, {std::istream_iterator<std::string>(fields), {}}, {}};
+        if (in_map.count(option.m_name) == 0 || setting.m_vFields.empty())
+            continue;
+        setting.m_vParts = takeValue(in_map, option.m_name);
+        m_request.m_vSettings.push_back(setting);
+    }
+    if (in_map.count("set") == 0)
+        return;
+    for (const std::string& strSetting : in_map["set"].as<StringVector>())
+    {
+        const std::size_t uiEqual = strSetting.find('=');
+        if (uiEqual == std::string::npos || uiEqual == 0)
+            throw ExceptionWithMsg("option '--set': '" + strSetting + "' is not of the form FIELD=VALUE");
+        m_request.m_vSettings.push_back(
+            {"set", {strSetting.substr(0, uiEqual)}, splitList(strSetting.substr(uiEqual + 1))});
+    }
 }
 
 void ConfigApplication::takeClasses(const variables_map& in_map)
 {
-    StringVector vClasses = getListed(in_map, "classes");
+    m_request.m_vClasses = getListed(in_map, "classes");
     if (in_map.count("class") != 0)
         for (const std::string& strClass : in_map["class"].as<StringVector>())
-            vClasses.push_back(strClass);
+            m_request.m_vClasses.push_back(strClass);
     if (in_map.count("literal-class") != 0)
         for (const std::string& strLabel : in_map["literal-class"].as<StringVector>())
-            vClasses.push_back(toLiteralClass(strLabel));
-    if (!vClasses.empty())
-        m_request.m_vClasses = vClasses;
-}
-
-/// What is particular to some generators.
-void ConfigApplication::takeTargets(const variables_map& in_map)
-{
-    const auto take = [&](const char* in_option, auto& out_value, std::uint64_t in_uiMost)
-    {
-        if (in_map.count(in_option) != 0)
-            out_value =
-                static_cast<std::decay_t<decltype(out_value)>>(getCount(in_map, in_option, 0, in_uiMost));
-    };
-    take("carrier-tolerance", m_request.m_uiCarrierTolerance, MOST);
-    take("modulation-tolerance", m_request.m_uiModulationTolerance, MOST);
-    take("tone-tolerance", m_request.m_iToneTolerance, std::numeric_limits<std::int32_t>::max());
-    take("debouncing", m_request.m_uiDebouncingWindows, MOST);
-    take("incertitude", m_request.m_uiIncertitudeWindows, MOST);
-    if (in_map.count("constant-input") == 0)
-        return;
-    const std::string strAnswer = getString(in_map, "constant-input");
-    if (strAnswer != "yes" && strAnswer != "no")
-        throw ExceptionWithMsg("option '--constant-input': '" + strAnswer + "' is neither yes nor no");
-    m_request.m_bConstantInput = strAnswer == "yes";
+            m_request.m_vClasses.push_back(toLiteralClass(strLabel));
 }
 
 /// Asked before the work, not after it.

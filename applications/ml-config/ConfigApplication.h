@@ -24,10 +24,9 @@ protected:
 private:
     std::string takeRequest(const variables_map& in_map);
     void keepStandardOutputClear(const variables_map& in_map) const;
-    void takeWindows(const variables_map& in_map);
-    void takeFeatures(const variables_map& in_map);
+    StringVector takeValue(const variables_map& in_map, const std::string& in_strOption) const;
+    void takeGenerator(const variables_map& in_map);
     void takeClasses(const variables_map& in_map);
-    void takeTargets(const variables_map& in_map);
     bool mayWrite();
 
     std::string m_strCommand;

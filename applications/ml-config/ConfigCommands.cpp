@@ -2,8 +2,8 @@
 
 #include "ml-config/Explanation.h"
 #include "ml-config/GeneratorFile.h"
-#include "quillcast-core/Assertion.h"
 #include "quillcast-core/FileReplacer.h"
+#include "quillcast-core/Logger.h"
 
 #include <iostream>
 
@@ -15,29 +15,6 @@ namespace
 
 constinit Logger s_logger("quillcast.app.Config");
 
-/// The text of a configuration, with a comment, and what is known of its generator. False, with the reason
-/// logged, when it cannot be used.
-bool makeText(const GeneratorFile& in_made, std::string& out_strText, GeneratorOutlook& out_outlook)
-{
-    if (in_made.m_pGenerator.isNull() || !in_made.toText(out_strText))
-        return false;
-    GeneratorFile loaded;
-    std::string strAgain;
-    if (!loaded.fromText(out_strText, "the new configuration") || !loaded.toText(strAgain))
-        return false;
-    if (!QC_CHECK(strAgain == out_strText))
-        return false;
-    const ConfigurationEntries entries = listEntries(out_strText);
-    out_outlook = examineGenerator(*loaded.m_pGenerator, entries);
-    if (!out_outlook.m_strFault.empty())
-    {
-        QC_ERROR("No pattern could be made: " << out_outlook.m_strFault);
-        return false;
-    }
-    out_strText += makeComment(entries);
-    return true;
-}
-
 bool writeFile(const std::string& in_strFile, const std::string& in_strText)
 {
     FileReplacer file(in_strFile);
@@ -47,19 +24,28 @@ bool writeFile(const std::string& in_strFile, const std::string& in_strText)
     return false;
 }
 
-bool write(const GeneratorFile& in_made, const std::string& in_strFile, GeneratorOutlook& out_outlook)
+/// Tries the generator and writes its configuration, with a comment. Warns of what is probably not meant.
+bool write(const GeneratorFile& in_made, const std::string& in_strFile)
 {
-    std::string strText;
-    if (!makeText(in_made, strText, out_outlook))
+    ArchiveDescription description = in_made.describe();
+    const GeneratorOutlook outlook = examineGenerator(*in_made.m_pGenerator, description.m_root);
+    if (!outlook.m_strFault.empty())
+    {
+        QC_ERROR("No pattern could be made: " << outlook.m_strFault);
         return false;
+    }
+    for (const std::string& strWarning : outlook.m_vWarnings)
+        QC_WARN(in_strFile << ": " << strWarning);
+    description.m_strText += makeComment(description.m_root);
     if (in_strFile == STANDARD_OUTPUT)
     {
-        std::cout << strText;
+        std::cout << description.m_strText;
         return true;
     }
-    if (!writeFile(in_strFile, strText))
+    if (!writeFile(in_strFile, description.m_strText))
         return false;
-    QC_INFO("Configuration " << in_strFile << " written: " << out_outlook.m_strPatterns);
+    QC_INFO("Configuration " << in_strFile << " written"
+                             << (outlook.m_strPatterns.empty() ? "" : ": " + outlook.m_strPatterns));
     return true;
 }
 
@@ -68,19 +54,22 @@ bool write(const GeneratorFile& in_made, const std::string& in_strFile, Generato
 bool writeConfiguration(const GeneratorRequest& in_request, const std::string& in_strFile)
 {
     QC_TRACE("MachineLearning::writeConfiguration");
-    GeneratorOutlook outlook;
-    return write({in_request.m_vLibraries, newGenerator(in_request)}, in_strFile, outlook);
+    std::string strText;
+    const std::string strFault = makeConfiguration(in_request, strText);
+    if (!strFault.empty())
+    {
+        QC_ERROR("Cannot configure the generator: " << strFault);
+        return false;
+    }
+    GeneratorFile made;
+    return made.fromText(strText, "the new configuration") && write(made, in_strFile);
 }
 
 bool learnScaling(const ScalingRequest& in_request, const std::string& in_strFile)
 {
     QC_TRACE("MachineLearning::learnScaling");
-    GeneratorOutlook outlook;
-    if (!write({{}, newLearntScaling(in_request)}, in_strFile, outlook))
-        return false;
-    for (const std::string& strRemark : outlook.m_vRemarks)
-        QC_WARN(in_strFile << ": " << strRemark);
-    return true;
+    const GeneratorFile made{{}, newLearntScaling(in_request)};
+    return !made.m_pGenerator.isNull() && write(made, in_strFile);
 }
 
 bool explainConfiguration(const std::string& in_strFile)
@@ -88,12 +77,11 @@ bool explainConfiguration(const std::string& in_strFile)
     QC_TRACE("MachineLearning::explainConfiguration");
     std::string strText;
     GeneratorFile file;
-    if (!readConfigurationText(in_strFile.c_str(), strText) || !file.fromText(strText, in_strFile.c_str()) ||
-        !file.toText(strText))
+    if (!readConfigurationText(in_strFile.c_str(), strText) || !file.fromText(strText, in_strFile.c_str()))
         return false;
-    const ConfigurationEntries entries = listEntries(strText);
-    const GeneratorOutlook outlook = examineGenerator(*file.m_pGenerator, entries);
-    printExplanation(std::cout, entries, outlook);
+    const ArchiveDescription description = file.describe();
+    const GeneratorOutlook outlook = examineGenerator(*file.m_pGenerator, description.m_root);
+    printExplanation(std::cout, description.m_root, outlook);
     if (!outlook.m_strFault.empty())
         QC_ERROR("No pattern could be made with " << in_strFile << ": " << outlook.m_strFault);
     return outlook.m_strFault.empty();

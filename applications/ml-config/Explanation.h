@@ -1,7 +1,7 @@
 #pragma once
 
-#include "ml-config/ConfigurationTree.h"
 #include "ml-config/GeneratorOutlook.h"
+#include "quillcast-core/DescribingArchive.h"
 
 #include <ostream>
 #include <string>
@@ -9,13 +9,16 @@
 namespace Vexalor::MachineLearning
 {
 
-/// One line for each entry of a configuration: name, value, unit, default where it is another, meaning; then
-/// the remarks.
-void printExplanation(std::ostream& out_stream, const ConfigurationEntries& in_entries,
+/// Text that files bring in, with its control characters replaced: for a terminal.
+std::string toPrintable(std::string in_strText);
+
+/// One line for each element of a configuration: name, value, unit, default where it is another, meaning;
+/// then the remarks.
+void printExplanation(std::ostream& out_stream, const ArchiveElement& in_root,
                       const GeneratorOutlook& in_outlook);
 
 /// An XML comment that says what the elements of a configuration mean, for behind its end. Says it once for
 /// each class.
-std::string makeComment(const ConfigurationEntries& in_entries);
+std::string makeComment(const ArchiveElement& in_root);
 
 } // namespace Vexalor::MachineLearning

@@ -59,12 +59,11 @@ private:
 
 } // namespace
 
-bool GeneratorFile::toText(std::string& out_strText) const
+ArchiveDescription GeneratorFile::describe() const
 {
-    std::ostringstream stream;
-    const bool bSaved = saveDataGeneratorToStream(stream, m_vLibraries, *m_pGenerator);
-    out_strText = stream.str();
-    return bSaved;
+    DescribingArchive archive;
+    describeDataGenerator(archive, m_vLibraries, *m_pGenerator);
+    return archive.finish();
 }
 
 bool GeneratorFile::fromText(const std::string& in_strText, const char* in_name)

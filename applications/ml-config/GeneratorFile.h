@@ -1,6 +1,7 @@
 #pragma once
 
 #include "MLDataGenerator.h"
+#include "quillcast-core/DescribingArchive.h"
 #include "quillcast-core/StringVector.h"
 
 #include <string>
@@ -14,9 +15,9 @@ struct GeneratorFile
     StringVector m_vLibraries; ///< loaded, in this order, before the generator is created
     CountedObjPtr<DataGenerator> m_pGenerator;
 
-    /// The configuration as a file holds it, in the one form that saving gives. False, with the reason
-    /// logged, when it cannot be saved.
-    bool toText(std::string& out_strText) const;
+    /// The configuration as a file holds it, in the one form that saving gives, and what its elements are.
+    /// Throws archive exceptions.
+    ArchiveDescription describe() const;
 
     /// Loads the libraries and the generator. in_name stands for the text in messages. False, with the reason
     /// logged, when a library cannot be loaded; throws like loadDataGeneratorFromStream.

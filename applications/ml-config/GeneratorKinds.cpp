@@ -1,16 +1,11 @@
 #include "ml-config/GeneratorKinds.h"
 
-#include "MLAudioSetDataGeneratorForToneDetector.h"
-#include "MLAudioSetDataGeneratorForVad.h"
-#include "MLAudioSetDataGenerators.h"
-#include "MLBinaryFileDataGenerator.h"
-#include "MLDataGeneratorForVad.h"
-#include "MLVectorFileDataGenWithFeatureComputer.h"
+#include "MLDataGeneratorFactory.h"
 #include "ml-config/ClassNames.h"
-#include "quillcast-core/Logger.h"
-
-#include <algorithm>
-#include <sstream>
+#include "ml-config/FeatureKinds.h"
+#include "ml-config/KindTable.h"
+#include "quillcast-core/SerializationArchives.h"
+#include "quillcast-infra/DynLibsLoader.h"
 
 namespace Vexalor::MachineLearning
 {
@@ -18,175 +13,99 @@ namespace Vexalor::MachineLearning
 namespace
 {
 
-constinit Logger s_logger("quillcast.app.Config");
+constexpr const char* FEATURES_FIELD = "m_pFeatureComputer";
+constexpr const char* CLASSES_FIELD = "m_vClasses";
+constexpr const char* USUAL_FEATURE = "log-mel";
 
-template <class Generator>
-CountedObjPtr<DataGenerator> newConfigured(const typename Generator::Config& in_config)
-{
-    const CountedObjPtr<Generator> pGenerator(new Generator);
-    if (!pGenerator->configure(in_config))
-        return {};
-    return pGenerator;
-}
-
-template <class Generator>
-CountedObjPtr<DataGenerator> newDefault()
-{
-    return CountedObjPtr<DataGenerator>(new Generator);
-}
-
-template <class Generator>
-CountedObjPtr<DataGenerator> newUnconfigured(const GeneratorRequest&)
-{
-    return newDefault<Generator>();
-}
-
-AudioFileDataGenerator::Config makeAudioConfig(const GeneratorRequest& in_request)
-{
-    AudioFileDataGenerator::Config config;
-    config.m_audioConfig = in_request.m_windows;
-    config.m_pFeatureComputer = CloneableObjPtr<FeatureComputer>(
-        newFeatureComputer(in_request.m_vFeatures, in_request.m_features).release());
-    config.m_dMaxAudioTime = in_request.m_dMaxAudioTime;
-    config.m_vClasses = in_request.m_vClasses;
-    return config;
-}
-
-DataGeneratorForAMToneDetector::Config makeAMConfig(const GeneratorRequest& in_request)
-{
-    DataGeneratorForAMToneDetector::Config config;
-    static_cast<AudioFileDataGenerator::Config&>(config) = makeAudioConfig(in_request);
-    config.m_uiFreqCarrierTol = in_request.m_uiCarrierTolerance;
-    config.m_uiFreqModulatedTol = in_request.m_uiModulationTolerance;
-    return config;
-}
-
-CountedObjPtr<DataGenerator> newVectorFileWithFeatures(const GeneratorRequest& in_request)
-{
-    VectorFileDataGenWithFeatureComputer::Config config;
-    config.m_pFeatureComputer = makeAudioConfig(in_request).m_pFeatureComputer;
-    return newConfigured<VectorFileDataGenWithFeatureComputer>(config);
-}
-
-template <class Generator>
-CountedObjPtr<DataGenerator> newAudio(const GeneratorRequest& in_request)
-{
-    return newConfigured<Generator>(makeAudioConfig(in_request));
-}
-
-CountedObjPtr<DataGenerator> newAM(const GeneratorRequest& in_request)
-{
-    return newConfigured<DataGeneratorForAMToneDetector>(makeAMConfig(in_request));
-}
-
-template <class Set>
-CountedObjPtr<DataGenerator> newSet(const GeneratorRequest& in_request)
-{
-    typename Set::Config config;
-    config.m_dataGenConfig = makeAudioConfig(in_request);
-    return newConfigured<Set>(config);
-}
-
-CountedObjPtr<DataGenerator> newAMSet(const GeneratorRequest& in_request)
-{
-    LowMemoryAudioSetDataGeneratorForAMToneDetector::Config config;
-    config.m_dataGenConfig = makeAMConfig(in_request);
-    return newConfigured<LowMemoryAudioSetDataGeneratorForAMToneDetector>(config);
-}
-
-CountedObjPtr<DataGenerator> newSmoothedVadSet(const GeneratorRequest& in_request)
-{
-    AudioSetDataGeneratorForVad::Config config;
-    config.m_audioGenConfig = makeAudioConfig(in_request);
-    config.m_uiDebouncingWindows = in_request.m_uiDebouncingWindows;
-    config.m_uiIncertitudeWindows = in_request.m_uiIncertitudeWindows;
-    return newConfigured<AudioSetDataGeneratorForVad>(config);
-}
-
-CountedObjPtr<DataGenerator> newToneSet(const GeneratorRequest& in_request)
-{
-    AudioSetDataGeneratorForToneDetector::Config config;
-    config.m_audioGenConfig = makeAudioConfig(in_request);
-    config.m_iFrequencyTolerance = in_request.m_iToneTolerance;
-    config.m_bConstantInput = in_request.m_bConstantInput;
-    return newConfigured<AudioSetDataGeneratorForToneDetector>(config);
-}
-
-StringVector split(const std::string& in_strList)
-{
-    StringVector vParts;
-    std::istringstream list(in_strList);
-    for (std::string strPart; std::getline(list, strPart, ',');)
-        vParts.push_back(strPart);
-    return vParts;
-}
-
+constexpr const char* ANY_CLASSES = "VOICE,OTHER";
 constexpr const char* VAD_CLASSES = "VOICE,OTHER";
 constexpr const char* SMOOTHED_VAD_CLASSES = "VOICE,SILENCE";
 constexpr const char* WIDEBAND_CLASSES = "WB_SF_TONE,OTHER";
 
+std::string findFixedFault(const StringVector& in_vClasses, const char* in_fixed)
+{
+    return in_vClasses == splitList(in_fixed) ? "" : std::string("the classes are always ") + in_fixed;
+}
+
 std::string findVadFault(const StringVector& in_vClasses)
 {
-    return in_vClasses == split(VAD_CLASSES) ? "" : std::string("the classes are always ") + VAD_CLASSES;
+    return findFixedFault(in_vClasses, VAD_CLASSES);
 }
 
 std::string findSmoothedVadFault(const StringVector& in_vClasses)
 {
-    return in_vClasses == split(SMOOTHED_VAD_CLASSES)
-               ? ""
-               : std::string("the classes are always ") + SMOOTHED_VAD_CLASSES;
+    return findFixedFault(in_vClasses, SMOOTHED_VAD_CLASSES);
 }
 
 constexpr GeneratorKind KINDS[] = {
-    {"audio", "MLAudioFileDataGenerator", newAudio<AudioFileDataGenerator>,
-     newDefault<AudioFileDataGenerator>, findClassFault, "VOICE,OTHER"},
-    {"wideband", "MLDataGeneratorForWidebandToneDetector", newAudio<DataGeneratorForWidebandToneDetector>,
-     newDefault<DataGeneratorForWidebandToneDetector>, findWidebandClassFault, WIDEBAND_CLASSES},
-    {"am", "MLDataGeneratorForAMToneDetector", newAM, newDefault<DataGeneratorForAMToneDetector>,
-     findAMClassFault},
-    {"vad", "MLVadAudioFileDataGenerator", newAudio<VadAudioFileDataGenerator>,
-     newDefault<VadAudioFileDataGenerator>, findVadFault, VAD_CLASSES},
-    {"smoothed-vad", "MLDataGeneratorForVad", newAudio<DataGeneratorForVad>, newDefault<DataGeneratorForVad>,
-     findSmoothedVadFault, SMOOTHED_VAD_CLASSES},
-    {"audio-set", "MLAudioSetDataGenerator", newSet<AudioSetDataGenerator>, newDefault<AudioSetDataGenerator>,
-     findClassFault, "VOICE,OTHER"},
-    {"low-memory-audio-set", "MLLowMemoryAudioSetDataGenerator", newSet<LowMemoryAudioSetDataGenerator>,
-     newDefault<LowMemoryAudioSetDataGenerator>, findClassFault, "VOICE,OTHER"},
-    {"wideband-set", "MLLowMemoryAudioSetDataGeneratorForWidebandToneDetector",
-     newSet<LowMemoryAudioSetDataGeneratorForWidebandToneDetector>,
-     newDefault<LowMemoryAudioSetDataGeneratorForWidebandToneDetector>, findWidebandClassFault,
+    {"audio", "MLAudioFileDataGenerator", findClassFault, ANY_CLASSES},
+    {"wideband", "MLDataGeneratorForWidebandToneDetector", findWidebandClassFault, WIDEBAND_CLASSES},
+    {"am", "MLDataGeneratorForAMToneDetector", findAMClassFault},
+    {"vad", "MLVadAudioFileDataGenerator", findVadFault, VAD_CLASSES},
+    {"smoothed-vad", "MLDataGeneratorForVad", findSmoothedVadFault, SMOOTHED_VAD_CLASSES},
+    {"audio-set", "MLAudioSetDataGenerator", findClassFault, ANY_CLASSES},
+    {"low-memory-audio-set", "MLLowMemoryAudioSetDataGenerator", findClassFault, ANY_CLASSES},
+    {"wideband-set", "MLLowMemoryAudioSetDataGeneratorForWidebandToneDetector", findWidebandClassFault,
      WIDEBAND_CLASSES},
-    {"am-set", "MLLowMemoryAudioSetDataGeneratorForAMToneDetector", newAMSet,
-     newDefault<LowMemoryAudioSetDataGeneratorForAMToneDetector>, findAMClassFault},
-    {"vad-set", "MLLowMemoryVadAudioSetDataGenerator", newSet<LowMemoryVadAudioSetDataGenerator>,
-     newDefault<LowMemoryVadAudioSetDataGenerator>, findVadFault, VAD_CLASSES},
-    {"smoothed-vad-set", "MLAudioSetDataGeneratorForVad", newSmoothedVadSet,
-     newDefault<AudioSetDataGeneratorForVad>, findSmoothedVadFault, SMOOTHED_VAD_CLASSES},
-    {"tone-set", "MLAudioSetDataGenForToneDetector", newToneSet,
-     newDefault<AudioSetDataGeneratorForToneDetector>, findToneClassFault},
-    {"vector-file", "MLVectorFileDataGenerator", newUnconfigured<VectorFileDataGenerator>,
-     newDefault<VectorFileDataGenerator>},
-    {"vector-file-features", "MLVectorFileDataGenWithFeatureComputer", newVectorFileWithFeatures,
-     newDefault<VectorFileDataGenWithFeatureComputer>, nullptr, "", true},
-    {"binary-file", "MLBinaryFileDataGenerator", newUnconfigured<BinaryFileDataGenerator>,
-     newDefault<BinaryFileDataGenerator>},
+    {"am-set", "MLLowMemoryAudioSetDataGeneratorForAMToneDetector", findAMClassFault},
+    {"vad-set", "MLLowMemoryVadAudioSetDataGenerator", findVadFault, VAD_CLASSES},
+    {"smoothed-vad-set", "MLAudioSetDataGeneratorForVad", findSmoothedVadFault, SMOOTHED_VAD_CLASSES},
+    {"tone-set", "MLAudioSetDataGenForToneDetector", findToneClassFault},
+    {"vector-file", "MLVectorFileDataGenerator"},
+    {"vector-file-features", "MLVectorFileDataGenWithFeatureComputer"},
+    {"binary-file", "MLBinaryFileDataGenerator"},
 };
 
-/// What is wrong with features and classes; empty if nothing is.
-std::string findFault(const GeneratorKind& in_kind, const GeneratorRequest& in_request)
+std::string loadLibraries(const StringVector& in_vLibraries)
 {
-    if (!in_kind.hasFeatures())
-        return {};
-    for (const std::string& strName : in_request.m_vFeatures)
+    for (const std::string& strLibrary : in_vLibraries)
     {
-        if (findFeatureKind(strName)->m_bNeedsRate && in_request.m_windows.m_uiSamplingRate == 0)
-            return "feature '" + strName + "' needs the rate of the recordings, not 0";
+        if (!DynLibsLoader::loadDynLib(strLibrary.c_str()))
+            return "library '" + strLibrary + "' cannot be loaded";
     }
-    if (in_kind.m_findClassFault == nullptr)
-        return {};
-    if (in_request.m_vClasses.empty())
-        return std::string("generator '") + in_kind.m_name + "' needs classes, see --help";
-    return in_kind.m_findClassFault(in_request.m_vClasses);
+    return {};
+}
+
+/// Those that are asked for, or else the usual ones, in the form of a setting; none where there are no
+/// classes.
+std::string addClasses(const GeneratorRequest& in_request, std::vector<FieldSetting>& io_vSettings)
+{
+    const GeneratorKind* pKind = findKind(getGeneratorKinds(), in_request.m_strGenerator);
+    StringVector vClasses = in_request.m_vClasses;
+    if (vClasses.empty() && pKind != nullptr && *pKind->m_usualClasses != '\0')
+        vClasses = splitList(pKind->m_usualClasses);
+    if (vClasses.empty())
+        return pKind != nullptr && pKind->m_findClassFault != nullptr
+                   ? "generator '" + in_request.m_strGenerator + "' needs classes, see --help"
+                   : "";
+    io_vSettings.insert(io_vSettings.begin(), {"classes", {CLASSES_FIELD}, vClasses});
+    return pKind != nullptr && pKind->m_findClassFault != nullptr ? pKind->m_findClassFault(vClasses)
+                                                                  : findClassFault(vClasses);
+}
+
+/// The generator as its constructor leaves it, but for its features.
+std::string describe(const GeneratorRequest& in_request, const DataGenerator& in_generator,
+                     ArchiveDescription& out_description)
+{
+    DescribingArchive plain;
+    describeDataGenerator(plain, in_request.m_vLibraries, in_generator);
+    out_description = plain.finish();
+    const bool bFeatures = !findFields(out_description.m_root, FEATURES_FIELD).empty();
+    if (!bFeatures)
+        return in_request.m_vFeatures.empty()
+                   ? ""
+                   : "option '--feature': the configuration has no field m_pFeatureComputer";
+    std::string strFault;
+    const std::shared_ptr<FeatureComputer> pComputer = newFeatureComputer(
+        in_request.m_vFeatures.empty() ? StringVector{USUAL_FEATURE} : in_request.m_vFeatures, strFault);
+    if (pComputer == nullptr)
+        return strFault;
+    DescribingArchive complete;
+    complete.setObject(FEATURES_FIELD, [pComputer](boost::archive::polymorphic_oarchive& io_archive)
+                       { saveObject<FeatureComputer>(io_archive, nullptr, pComputer.get()); });
+    describeDataGenerator(complete, in_request.m_vLibraries, in_generator);
+    out_description = complete.finish();
+    return {};
 }
 
 } // namespace
@@ -196,32 +115,24 @@ std::span<const GeneratorKind> getGeneratorKinds()
     return KINDS;
 }
 
-const GeneratorKind* findGeneratorKind(const std::string& in_strName)
+std::string makeConfiguration(const GeneratorRequest& in_request, std::string& out_strText)
 {
-    const auto* itKind =
-        std::find_if(std::begin(KINDS), std::end(KINDS),
-                     [&](const GeneratorKind& in_kind) { return in_strName == in_kind.m_name; });
-    return itKind == std::end(KINDS) ? nullptr : itKind;
-}
-
-CountedObjPtr<DataGenerator> newGenerator(const GeneratorRequest& in_request)
-{
-    const GeneratorKind& kind = *findGeneratorKind(in_request.m_strKind);
-    GeneratorRequest request = in_request;
-    if (request.m_vClasses.empty())
-        request.m_vClasses = split(kind.m_usualClasses);
-    const std::string strFault = findFault(kind, request);
+    std::string strFault = loadLibraries(in_request.m_vLibraries);
+    if (!strFault.empty())
+        return strFault;
+    const auto pGenerator =
+        newOfKind<DataGenerator>(getGeneratorKinds(), "generator", in_request.m_strGenerator, strFault);
+    if (pGenerator == nullptr)
+        return strFault;
+    std::vector<FieldSetting> vSettings = in_request.m_vSettings;
+    ArchiveDescription description;
+    strFault = describe(in_request, *pGenerator, description);
     if (strFault.empty())
-        return kind.m_create(request);
-    QC_ERROR("Cannot configure the generator: " << strFault);
-    return {};
-}
-
-CountedObjPtr<DataGenerator> newFeatureHolder(std::unique_ptr<FeatureComputer> in_pComputer)
-{
-    AudioFileDataGenerator::Config config;
-    config.m_pFeatureComputer = CloneableObjPtr<FeatureComputer>(in_pComputer.release());
-    return newConfigured<AudioFileDataGenerator>(config);
+        strFault = addClasses(in_request, vSettings);
+    if (strFault.empty())
+        strFault = applySettings(vSettings, description);
+    out_strText = description.m_strText;
+    return strFault;
 }
 
 } // namespace Vexalor::MachineLearning

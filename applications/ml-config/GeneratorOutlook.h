@@ -1,7 +1,7 @@
 #pragma once
 
 #include "MLDataGenerator.h"
-#include "ml-config/ConfigurationTree.h"
+#include "quillcast-core/DescribingArchive.h"
 #include "quillcast-core/StringVector.h"
 
 #include <string>
@@ -14,11 +14,12 @@ struct GeneratorOutlook
 {
     std::string m_strPatterns; ///< size of a pattern, in words; empty when it is not known
     std::string m_strFault;    ///< why no pattern can be made; empty if nothing is known to be wrong
-    StringVector m_vRemarks;   ///< one sentence each
+    StringVector m_vWarnings;  ///< what is probably not meant, a sentence each
+    StringVector m_vRemarks;   ///< what should be known, a sentence each
 };
 
-/// Tries the generator: an audio generator's features are computed for a window of silence. in_entries are
-/// those of its configuration. Nothing is known of generators of unknown classes.
-GeneratorOutlook examineGenerator(const DataGenerator& in_generator, const ConfigurationEntries& in_entries);
+/// Tries the generator: an audio generator's features are computed for a window of silence. in_root describes
+/// its configuration. Nothing is known of generators without GeneratorFacts.
+GeneratorOutlook examineGenerator(const DataGenerator& in_generator, const ArchiveElement& in_root);
 
 } // namespace Vexalor::MachineLearning

@@ -7,12 +7,11 @@ namespace
 {
 
 constexpr ConfigOption OPTIONS[] = {
-    {"data-gen-config", "FILE", "configuration of the generator whose patterns are scaled. MANDATORY", ""},
-    {"data-gen-filename", "FILE", "its input file; repeated, it learns from the patterns of all files", "",
-     true},
-    {"inputs", "KIND", "what to do with inputs, standardize unless given", ""},
-    {"targets", "KIND", "what to do with targets, none unless given", ""},
-    {"interval", "MIN,MAX", "interval of min-max, 0,1 unless given", "", true},
+    {"data-gen-config", "FILE", "configuration of the generator whose patterns are scaled. MANDATORY"},
+    {"data-gen-filename", "FILE", "its input file; repeated, it learns from the patterns of all files", true},
+    {"inputs", "KIND", "what to do with inputs, standardize unless given"},
+    {"targets", "KIND", "what to do with targets, none unless given"},
+    {"interval", "MIN,MAX", "interval of min-max, 0,1 unless given", true},
 };
 
 std::string listKinds()

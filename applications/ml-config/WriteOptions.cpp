@@ -1,13 +1,11 @@
 #include "ml-config/WriteOptions.h"
 
-#include "ml-config/FieldDescriptions.h"
+#include "ml-config/FeatureKinds.h"
 #include "ml-config/GeneratorKinds.h"
 #include "quillcast-core/ExceptionWithMsg.h"
 
-#include <algorithm>
 #include <charconv>
 #include <cmath>
-#include <sstream>
 
 namespace Vexalor::MachineLearning
 {
@@ -16,52 +14,89 @@ namespace
 {
 
 constexpr ConfigOption OPTIONS[] = {
-    {"generator", "KIND", "kind of generator, audio unless given:", ""},
-    {"library", "NAME", "plug-in library that is loaded before the generator is created", "", true},
-    {"feature", "KIND", "what makes the input of a pattern, log-mel unless given; repeated, side by side:",
-     "audio vector-file-features", true},
-    {"rate", "HZ", "rate of the recordings, 8000 unless given; 0: any", "audio vector-file-features"},
-    {"window", "MS", "length of a window, 25 unless given", "audio"},
-    {"shift", "MS", "time from the start of a window to that of the next, 10 unless given", "audio"},
-    {"channel", "N", "channel, counted from 0, or mean, the default: the mean of all", "audio"},
-    {"max-time", "S", "stop at the first window that ends later; 0, the default: no limit", "audio"},
+    {"generator", "KIND", "kind of generator, audio unless given, or the key of a class:"},
+    {"library", "NAME", "plug-in library that is loaded before the generator is created", true},
+    {"feature", "KIND",
+     "what makes the input of a pattern, log-mel unless given, or the key of a class; repeated, side by "
+     "side:",
+     true},
+    {"rate", "HZ", "", false, "m_uiSamplingRate m_dSamplingRate"},
+    {"window", "MS", "", false, "m_uiWindowLength"},
+    {"shift", "MS", "", false, "m_uiWindowShift"},
+    {"channel", "N", "channel, counted from 0, or mean, the default: the mean of all", false, "m_iChannel"},
+    {"max-time", "S", "", false, "m_dMaxAudioTime"},
     {"classes", "LIST",
      "classes in target order, joined by commas; unless any is given those that the generator usually has, "
      "such as VOICE,OTHER",
-     "audio", true},
-    {"class", "NAME", "one class, behind those of --classes: a tone such as SF:1000 or a regular expression",
-     "audio", true},
-    {"literal-class", "LABEL", "one class, behind the others: the annotations that have this very label",
-     "audio", true},
-    {"carrier-tolerance", "HZ", "by which a carrier may differ from that of its class, 0 unless given",
-     "am am-set"},
-    {"modulation-tolerance", "HZ", "the same for the modulating frequency", "am am-set"},
-    {"tone-tolerance", "HZ", "by which a tone may differ from its class, 10 unless given", "tone-set"},
+     true},
+    {"class", "NAME", "one class, after those of --classes: a tone such as SF:1000 or a regular expression",
+     true},
+    {"literal-class", "LABEL", "one class, after the others: the annotations that have this very label",
+     true},
+    {"carrier-tolerance", "HZ", "", false, "m_uiFreqCarrierTol"},
+    {"modulation-tolerance", "HZ", "", false, "m_uiFreqModulatedTol"},
+    {"tone-tolerance", "HZ", "", false, "m_iFrequencyTolerance"},
     {"constant-input", "YES|NO",
-     "whether the frequency of the tone is part of the input, as it is unless given", "tone-set"},
-    {"debouncing", "N",
-     "windows of silence behind voice from which on they are no voice, so that one fewer is still; 0 unless "
-     "given",
-     "smoothed-vad-set"},
-    {"incertitude", "N", "windows behind those that are as annotated, 0 unless given", "smoothed-vad-set"},
-    {"bands", "N", "number of mel bands", "log-mel mfcc"},
-    {"cepstra", "N", "number of coefficients", "mfcc"},
-    {"frequency", "LIST", "frequencies of the tones in Hz, joined by commas", "tones", true},
+     "whether the frequency of the tone is part of the input, as it is unless given", false,
+     "m_bConstantInput"},
+    {"debouncing", "N", "", false, "m_uiDebouncingWindows"},
+    {"incertitude", "N", "", false, "m_uiIncertitudeWindows"},
+    {"bands", "N", "", false, "m_uiNbBands"},
+    {"cepstra", "N", "", false, "m_uiNbCepstra"},
+    {"frequency", "LIST", "", true, "m_vFrequencies"},
+    {"set", "FIELD=VALUE",
+     "value of any other field, as explain shows it: a number, a text or, joined by commas, a list. "
+     "OWNER/FIELD is that in one object or class only",
+     true},
 };
 
-/// A line for each kind, from the description of its class.
+/// A line for each kind, with what its class says of itself.
 template <class Kinds>
 std::string listKinds(const Kinds& in_kinds)
 {
     std::string strText;
     for (const auto& kind : in_kinds)
-        strText += std::string("\n") + kind.m_name + ": " + describeClass(kind.m_key);
+        strText +=
+            std::string("\n") + kind.m_name + ": " + describeDefaultObject(kind.m_key).m_strClassMeaning;
     return strText;
 }
 
-std::string makeHelp(const ConfigOption& in_option)
+/// Default objects of all kinds.
+std::vector<ArchiveElement> describeKinds()
 {
+    std::vector<ArchiveElement> vKinds;
+    for (const GeneratorKind& kind : getGeneratorKinds())
+        vKinds.push_back(describeDefaultObject(kind.m_key));
+    for (const FeatureKind& kind : getFeatureKinds())
+        vKinds.push_back(describeDefaultObject(kind.m_key));
+    return vKinds;
+}
+
+/// What the field means, with its default unless there are several.
+std::string describeField(const std::string& in_strField, const std::vector<ArchiveElement>& in_vKinds)
+{
+    const ArchiveElement* pFirst = nullptr;
+    bool bOneDefault = true;
+    for (const ArchiveElement& kind : in_vKinds)
+    {
+        for (const ArchiveElement* pField : findFields(kind, in_strField))
+        {
+            pFirst = pFirst == nullptr ? pField : pFirst;
+            bOneDefault = bOneDefault && pField->m_strValue == pFirst->m_strValue;
+        }
+    }
+    if (pFirst == nullptr)
+        return {};
+    const bool bDefault = bOneDefault && !pFirst->m_strValue.empty();
+    return pFirst->m_strMeaning + (bDefault ? "; " + pFirst->m_strValue + " unless given" : "");
+}
+
+std::string makeHelp(const ConfigOption& in_option, const std::vector<ArchiveElement>& in_vKinds)
+{
+    const std::string strFields = in_option.m_fields;
     std::string strHelp = in_option.m_help;
+    if (strHelp.empty())
+        strHelp = describeField(strFields.substr(0, strFields.find(' ')), in_vKinds);
     if (in_option.m_name == std::string_view("generator"))
         strHelp += listKinds(getGeneratorKinds());
     if (in_option.m_name == std::string_view("feature"))
@@ -69,24 +104,6 @@ std::string makeHelp(const ConfigOption& in_option)
     else if (in_option.m_bRepeatable)
         strHelp += "; may be repeated";
     return strHelp;
-}
-
-bool isUsed(const ConfigOption& in_option, const GeneratorRequest& in_request)
-{
-    std::istringstream users(in_option.m_users);
-    std::string strUser;
-    bool bForAll = true;
-    const GeneratorKind& kind = *findGeneratorKind(in_request.m_strKind);
-    const bool bAudio = kind.m_findClassFault != nullptr;
-    while (users >> strUser)
-    {
-        bForAll = false;
-        const StringVector& vFeatures = in_request.m_vFeatures;
-        if (strUser == in_request.m_strKind || (bAudio && strUser == "audio") ||
-            (kind.hasFeatures() && std::find(vFeatures.begin(), vFeatures.end(), strUser) != vFeatures.end()))
-            return true;
-    }
-    return bForAll;
 }
 
 } // namespace
@@ -107,25 +124,9 @@ std::span<const ConfigOption> getWriteOptions()
 
 void addWriteOptions(options_description& io_options)
 {
+    const std::vector<ArchiveElement> vKinds = describeKinds();
     for (const ConfigOption& option : OPTIONS)
-        addOption(io_options, option, makeHelp(option));
-}
-
-std::string findOptionFault(const variables_map& in_map, const GeneratorRequest& in_request)
-{
-    if (findGeneratorKind(in_request.m_strKind) == nullptr)
-        return "there is no generator '" + in_request.m_strKind + "', see --help";
-    for (const std::string& strName : in_request.m_vFeatures)
-    {
-        if (findFeatureKind(strName) == nullptr)
-            return "there is no feature '" + strName + "', see --help";
-    }
-    for (const ConfigOption& option : OPTIONS)
-    {
-        if (in_map.count(option.m_name) != 0 && !isUsed(option, in_request))
-            return std::string("option '--") + option.m_name + "' is only for: " + option.m_users;
-    }
-    return {};
+        addOption(io_options, option, makeHelp(option, vKinds));
 }
 
 StringVector getListed(const variables_map& in_map, const char* in_option)
@@ -135,14 +136,8 @@ StringVector getListed(const variables_map& in_map, const char* in_option)
         return vParts;
     for (const std::string& strList : in_map[in_option].as<StringVector>())
     {
-        std::size_t uiBegin = 0;
-        std::size_t uiComma = 0;
-        while ((uiComma = strList.find(',', uiBegin)) != std::string::npos)
-        {
-            vParts.push_back(strList.substr(uiBegin, uiComma - uiBegin));
-            uiBegin = uiComma + 1;
-        }
-        vParts.push_back(strList.substr(uiBegin));
+        const StringVector vMore = splitList(strList);
+        vParts.insert(vParts.end(), vMore.begin(), vMore.end());
     }
     return vParts;
 }

@@ -10,18 +10,15 @@
 namespace Vexalor::MachineLearning
 {
 
-struct GeneratorRequest;
-
 /// An option of one of the commands.
 struct ConfigOption
 {
     const char* m_name;
     const char* m_valueName;
-    const char* m_help;
-    /// The generators or the features, joined by blanks, that it is for; "audio": all that read recordings;
-    /// empty: all.
-    const char* m_users;
+    const char* m_help; ///< empty: what the field means
     bool m_bRepeatable = false;
+    /// Of "write": the fields that take the value as it is, joined by blanks.
+    const char* m_fields = "";
 };
 
 void addOption(options_description& io_options, const ConfigOption& in_option, const std::string& in_strHelp);
@@ -29,12 +26,8 @@ void addOption(options_description& io_options, const ConfigOption& in_option, c
 /// Those of "write".
 std::span<const ConfigOption> getWriteOptions();
 
-/// Declares the options, with the kinds of generators and features in their help texts.
+/// Declares the options. What generators, features and fields mean is asked of their classes.
 void addWriteOptions(options_description& io_options);
-
-/// What is wrong with the kinds that were asked for, or an option that was given in vain; empty if nothing
-/// is.
-std::string findOptionFault(const variables_map& in_map, const GeneratorRequest& in_request);
 
 /// The parts between commas of all values of a repeatable option, in order.
 StringVector getListed(const variables_map& in_map, const char* in_option);

@@ -67,6 +67,18 @@ AudioFileDataGenerator::asOwnConfig(const DataGeneratorWithConfig::Config& in_co
     return typeid(in_config) == typeid(Config) || typeid(in_config) == typeid(own) ? pConfig : nullptr;
 }
 
+GeneratorFacts AudioFileDataGenerator::makeFacts(const Config& in_config)
+{
+    GeneratorFacts facts;
+    facts.m_windows = in_config.m_audioConfig;
+    facts.m_pFeatureComputer = in_config.m_pFeatureComputer;
+    facts.m_vClasses = in_config.m_vClasses;
+    const auto iOther =
+        std::count(facts.m_vClasses.begin(), facts.m_vClasses.end(), AudioClassStatistics::OTHER);
+    facts.m_uiTargets = facts.m_vClasses.size() - static_cast<std::size_t>(iOther) + (iOther == 0 ? 0 : 1);
+    return facts;
+}
+
 bool AudioFileDataGenerator::setCurrentFilename(const char* in_filename)
 {
     QC_TRACE("AudioFileDataGenerator::setCurrentFilename");
@@ -428,15 +440,19 @@ template <class Archive>
 void AudioFileDataGenerator::Config::serialize(Archive& io_archive, const unsigned int)
 {
     serializeBase<DataGeneratorWithConfig::Config>(io_archive, *this);
-    QC_FIELD(m_audioConfig);
-    QC_FIELD(m_pFeatureComputer);
-    QC_FIELD(m_dMaxAudioTime);
-    QC_FIELD(m_vClasses);
+    QC_FIELD(m_audioConfig, "", "how the recording is cut into windows");
+    QC_FIELD(m_pFeatureComputer, "", "computes the input of a pattern from a window");
+    QC_FIELD(m_dMaxAudioTime, "s", "the first window that ends later ends the stream; 0: no limit");
+    QC_FIELD(m_vClasses, "",
+             "classes in target order: tones such as SF:1000, or regular expressions for whole labels in any "
+             "letter case; OTHER is what no other class covers, always last");
 }
 
 template <class Archive>
 void AudioFileDataGenerator::serialize(Archive& io_archive, const unsigned int)
 {
+    describeClass(io_archive, "patterns of an annotated recording: the features of a window are the input, "
+                              "the classes in progress at its end the target");
     serializeBase<DataGeneratorWithConfig>(io_archive, *this);
 }
 

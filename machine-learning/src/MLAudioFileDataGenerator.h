@@ -3,6 +3,7 @@
 #include "MLAudioClassMatcher.h"
 #include "MLAudioPassStatistics.h"
 #include "MLDataGeneratorWithConfig.h"
+#include "MLGeneratorFacts.h"
 #include "quillcast-audio/WindowedAudioFileReader.h"
 #include "quillcast-core/CloneableObjPtr.h"
 #include "quillcast-core/StringVector.h"
@@ -41,6 +42,7 @@ class AudioFileDataGenerator
     , public virtual FileDataGenerator
     , public virtual MultiPassDataGenerator
     , public virtual AudioClassStatisticsSource
+    , public virtual GeneratorWithFacts
 {
 public:
     class Config : public DataGeneratorWithConfig::Config
@@ -72,6 +74,9 @@ public:
     /// class that keeps it.
     bool configure(const DataGeneratorWithConfig::Config& in_config) override;
     const Config& getConfig() const { return m_config; }
+    /// Those of a generator of this class with that configuration.
+    static GeneratorFacts makeFacts(const Config& in_config);
+    GeneratorFacts getFacts() const override { return makeFacts(m_config); }
 
     /// Reads the annotations of a recording and builds its timelines. False, with the reason logged and no
     /// recording set, when it cannot be read or when annotations of a class overlap or are inverted.

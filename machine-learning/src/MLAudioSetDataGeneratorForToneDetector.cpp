@@ -51,6 +51,15 @@ StringVector AudioSetDataGeneratorForToneDetector::findTones(const char* in_file
     return findAnnotatedClasses(in_filename, m_config.m_audioGenConfig.m_vClasses, isOfTone);
 }
 
+GeneratorFacts AudioSetDataGeneratorForToneDetector::getFacts() const
+{
+    GeneratorFacts facts = AudioFileDataGenerator::makeFacts(m_config.m_audioGenConfig);
+    facts.m_vClasses.emplace_back(AudioClassStatistics::OTHER);
+    facts.m_uiTargets = 2; // a tone and the rest
+    facts.m_uiFurtherInputs = m_config.m_bConstantInput ? 1 : 0;
+    return facts;
+}
+
 bool AudioSetDataGeneratorForToneDetector::setCurrentFilename(const char* in_filename)
 {
     QC_TRACE("AudioSetDataGeneratorForToneDetector::setCurrentFilename");
@@ -183,14 +192,18 @@ template <class Archive>
 void AudioSetDataGeneratorForToneDetector::Config::serialize(Archive& io_archive, const unsigned int)
 {
     serializeBase<DataGeneratorWithConfig::Config>(io_archive, *this);
-    QC_FIELD(m_audioGenConfig);
-    QC_FIELD(m_iFrequencyTolerance);
-    QC_FIELD(m_bConstantInput);
+    QC_FIELD(m_audioGenConfig, "", "how each recording is read");
+    QC_FIELD(m_iFrequencyTolerance, "Hz", "by which the frequency of an annotation may differ from its tone");
+    QC_FIELD(m_bConstantInput, "",
+             "1: the frequency of the tone, divided by half the rate, is the last part of the input");
 }
 
 template <class Archive>
 void AudioSetDataGeneratorForToneDetector::serialize(Archive& io_archive, const unsigned int)
 {
+    describeClass(
+        io_archive,
+        "patterns of a list of recordings, a pass over all for each tone that is to be told from the rest");
     serializeBase<DataGeneratorWithConfig>(io_archive, *this);
 }
 

@@ -41,6 +41,7 @@ public:
     /// negative tolerance.
     bool configure(const DataGeneratorWithConfig::Config& in_config) override;
     const Config& getConfig() const { return m_config; }
+    GeneratorFacts getFacts() const override;
 
     /// Logs an error, and goes on, when no tone is left; gotoStart is false then.
     bool setCurrentFilename(const char* in_filename) override;

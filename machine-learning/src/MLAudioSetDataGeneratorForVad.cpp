@@ -81,6 +81,14 @@ CountedObjPtr<FileDataGenerator> AudioSetDataGeneratorForVad::newFileGenerator_i
     return pGenerator;
 }
 
+GeneratorFacts AudioSetDataGeneratorForVad::getFacts() const
+{
+    GeneratorFacts facts = DataGeneratorForVad::makeFacts(m_config.m_audioGenConfig);
+    facts.m_uiDebouncingWindows = m_config.m_uiDebouncingWindows;
+    facts.m_uiIncertitudeWindows = m_config.m_uiIncertitudeWindows;
+    return facts;
+}
+
 bool AudioSetDataGeneratorForVad::setCurrentFilename(const char* in_filename)
 {
     QC_TRACE("AudioSetDataGeneratorForVad::setCurrentFilename");
@@ -154,14 +162,17 @@ template <class Archive>
 void AudioSetDataGeneratorForVad::Config::serialize(Archive& io_archive, const unsigned int)
 {
     serializeBase<DataGeneratorWithConfig::Config>(io_archive, *this);
-    QC_FIELD(m_audioGenConfig);
-    QC_FIELD(m_uiDebouncingWindows);
-    QC_FIELD(m_uiIncertitudeWindows);
+    QC_FIELD(m_audioGenConfig, "", "how each recording is read");
+    QC_FIELD(m_uiDebouncingWindows, "",
+             "where voice ends, one window fewer than these is voice still; below 2: none");
+    QC_FIELD(m_uiIncertitudeWindows, "", "windows after those that are as annotated");
 }
 
 template <class Archive>
 void AudioSetDataGeneratorForVad::serialize(Archive& io_archive, const unsigned int)
 {
+    describeClass(io_archive, "patterns of a list of recordings with the classes VOICE and SILENCE, "
+                              "smoothed: pauses are bridged and hang over");
     serializeBase<DataGeneratorWithConfig>(io_archive, *this);
 }
 

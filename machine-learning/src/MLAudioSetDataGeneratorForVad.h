@@ -34,6 +34,7 @@ public:
     /// Takes over a Config of exactly this class; what it says is judged when the list is set.
     bool configure(const DataGeneratorWithConfig::Config& in_config) override;
     const Config& getConfig() const { return m_config; }
+    GeneratorFacts getFacts() const override;
 
     /// Logs an error, and goes on, when no recording has an annotation of the classes.
     bool setCurrentFilename(const char* in_filename) override;

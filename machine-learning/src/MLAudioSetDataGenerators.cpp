@@ -5,12 +5,35 @@
 namespace Vexalor::MachineLearning
 {
 
+namespace
+{
+
+template <class Set>
+constexpr const char* MEANING = "";
+template <>
+constexpr const char* MEANING<AudioSetDataGenerator> =
+    "patterns of all annotated recordings of a list, which are all looked at before the first pattern";
+template <>
+constexpr const char* MEANING<LowMemoryAudioSetDataGenerator> =
+    "patterns of all annotated recordings of a list, one after the other";
+template <>
+constexpr const char* MEANING<LowMemoryAudioSetDataGeneratorForWidebandToneDetector> =
+    "the same with any single tone as one class, where no two overlap";
+template <>
+constexpr const char* MEANING<LowMemoryAudioSetDataGeneratorForAMToneDetector> =
+    "the same with amplitude-modulated tones as classes";
+template <>
+constexpr const char* MEANING<LowMemoryVadAudioSetDataGenerator> =
+    "the same with the classes VOICE, but for weak windows, and OTHER";
+
+} // namespace
+
 template <class FileGenerator, class Strategy>
 template <class Archive>
 void FileSetConfig<FileGenerator, Strategy>::serialize(Archive& io_archive, const unsigned int)
 {
     serializeBase<DataGeneratorWithConfig::Config>(io_archive, *this);
-    QC_FIELD(m_dataGenConfig);
+    QC_FIELD(m_dataGenConfig, "", "how each recording is read");
 }
 
 template <class FileGenerator, class Strategy, class SetConfig>
@@ -18,6 +41,7 @@ template <class Archive>
 void FileSetDataGenerator<FileGenerator, Strategy, SetConfig>::serialize(Archive& io_archive,
                                                                          const unsigned int)
 {
+    describeClass(io_archive, MEANING<FileSetDataGenerator>);
     serializeBase<DataGeneratorWithConfig>(io_archive, *this);
 }
 

@@ -295,6 +295,7 @@ std::ostream& BinaryFileDataGenerator::dumpStatus(std::ostream& out_stream)
 template <class Archive>
 void BinaryFileDataGenerator::serialize(Archive& io_archive, const unsigned int)
 {
+    describeClass(io_archive, "patterns of a binary pattern file, as they stand there");
     serializeBase<DataGenerator>(io_archive, *this);
 }
 

@@ -124,13 +124,21 @@ DataGenerator* load(std::istream& io_stream)
     return pGenerator.release();
 }
 
+void saveElements(boost::archive::polymorphic_oarchive& io_archive, const StringVector& in_vLibNames,
+                  const DataGenerator& in_generator)
+{
+    describeField(io_archive, "", "plug-in libraries to load before the generator is created");
+    io_archive << boost::serialization::make_nvp(LIBRARIES_ELEMENT, in_vLibNames);
+    describeField(io_archive, "", "the generator");
+    saveObject<DataGenerator>(io_archive, GENERATOR_ELEMENT, &in_generator);
+}
+
 bool save(std::ostream& out_stream, const StringVector& in_vLibNames, const DataGenerator& in_generator)
 {
     try
     {
         XmlOutputArchive archive(out_stream);
-        archive.get() << boost::serialization::make_nvp(LIBRARIES_ELEMENT, in_vLibNames);
-        saveObject<DataGenerator>(archive.get(), GENERATOR_ELEMENT, &in_generator);
+        saveElements(archive.get(), in_vLibNames, in_generator);
         if (archive.finish())
             return true;
         QC_ERROR("Failed to write the data generator configuration");
@@ -198,6 +206,12 @@ bool saveDataGeneratorToStream(std::ostream& out_stream, const StringVector& in_
                                const DataGenerator& in_generator)
 {
     return Archives::save(out_stream, in_vLibNames, in_generator);
+}
+
+void describeDataGenerator(DescribingArchive& io_archive, const StringVector& in_vLibNames,
+                           const DataGenerator& in_generator)
+{
+    Archives::saveElements(io_archive.get(), in_vLibNames, in_generator);
 }
 
 CountedObjPtr<DataGenerator> loadDataGenerator(const char* in_configFile)

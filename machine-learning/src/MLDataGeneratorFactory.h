@@ -1,6 +1,7 @@
 #pragma once
 
 #include "MLDataGenerator.h"
+#include "quillcast-core/DescribingArchive.h"
 #include "quillcast-core/StringVector.h"
 #include "quillcast-infra/VirtualFileSystem.h"
 
@@ -22,6 +23,10 @@ DataGenerator* loadDataGeneratorFromStream(basic_vfsistream<char>& io_stream);
 /// Writes such a file. False, with the reason logged at error level, if it could not be written.
 bool saveDataGeneratorToStream(std::ostream& out_stream, const StringVector& in_vLibNames,
                                const DataGenerator& in_generator);
+
+/// Saves the same into an archive that tells what it holds. Throws archive exceptions.
+void describeDataGenerator(DescribingArchive& io_archive, const StringVector& in_vLibNames,
+                           const DataGenerator& in_generator);
 
 /// The steps of newDataGenerator, for who has something to check in between. Each logs at error level why it
 /// fails.

@@ -4,6 +4,9 @@
 #include "quillcast-core/Logger.h"
 #include "quillcast-core/SerializationArchives.h"
 
+#include <algorithm>
+#include <iterator>
+
 namespace Vexalor::MachineLearning
 {
 
@@ -16,6 +19,20 @@ constinit Logger s_logger("quillcast.ml.generator.AudioFileDataGenerator.AM");
 bool isWithin(std::uint32_t in_uiFrequency, std::uint32_t in_uiClass, std::uint32_t in_uiTolerance)
 {
     return in_uiFrequency >= in_uiClass - in_uiTolerance && in_uiFrequency <= in_uiClass + in_uiTolerance;
+}
+
+bool isWithinNone(std::uint32_t in_uiClass, std::uint32_t in_uiTolerance)
+{
+    return in_uiClass - in_uiTolerance > in_uiClass + in_uiTolerance;
+}
+
+bool isEmptyClass(const std::string& in_strClass, const DataGeneratorForAMToneDetector::Config& in_config)
+{
+    AmplitudeModulatedAnnotationImpl tone;
+    return in_strClass != AudioClassStatistics::OTHER &&
+           (!tone.setLabel(in_strClass) ||
+            isWithinNone(tone.getCarrierFreq(), in_config.m_uiFreqCarrierTol) ||
+            isWithinNone(tone.getModulatedFreq(), in_config.m_uiFreqModulatedTol));
 }
 
 } // namespace
@@ -34,6 +51,14 @@ bool DataGeneratorForAMToneDetector::configure(const DataGeneratorWithConfig::Co
         return false;
     m_config = *pConfig;
     return true;
+}
+
+GeneratorFacts DataGeneratorForAMToneDetector::makeFacts(const Config& in_config)
+{
+    GeneratorFacts facts = AudioFileDataGenerator::makeFacts(in_config);
+    std::copy_if(facts.m_vClasses.begin(), facts.m_vClasses.end(), std::back_inserter(facts.m_vEmptyClasses),
+                 [&](const std::string& in_strClass) { return isEmptyClass(in_strClass, in_config); });
+    return facts;
 }
 
 bool DataGeneratorForAMToneDetector::isAnnotationUsable_i(const std::string& in_strLabel,
@@ -63,13 +88,15 @@ template <class Archive>
 void DataGeneratorForAMToneDetector::Config::serialize(Archive& io_archive, const unsigned int)
 {
     serializeBase<AudioFileDataGenerator::Config>(io_archive, *this);
-    QC_FIELD(m_uiFreqCarrierTol);
-    QC_FIELD(m_uiFreqModulatedTol);
+    QC_FIELD(m_uiFreqCarrierTol, "Hz",
+             "by which the carrier of an annotation may differ from that of its class");
+    QC_FIELD(m_uiFreqModulatedTol, "Hz", "the same for the modulating frequency");
 }
 
 template <class Archive>
 void DataGeneratorForAMToneDetector::serialize(Archive& io_archive, const unsigned int)
 {
+    describeClass(io_archive, "the same with amplitude-modulated tones as classes");
     serializeBase<AudioFileDataGenerator>(io_archive, *this);
 }
 

@@ -34,6 +34,8 @@ public:
     /// as it was, for another one and where AudioFileDataGenerator refuses it.
     bool configure(const DataGeneratorWithConfig::Config& in_config) override;
     const Config& getConfig() const { return m_config; }
+    static GeneratorFacts makeFacts(const Config& in_config);
+    GeneratorFacts getFacts() const override { return makeFacts(m_config); }
 
 protected:
     bool isAnnotationUsable_i(const std::string& in_strLabel, const std::string& in_strClass) const override;

@@ -127,6 +127,8 @@ bool DataGeneratorForVad::getIncertitudeInput_i(DoubleVector& out_vInput)
 template <class Archive>
 void DataGeneratorForVad::serialize(Archive& io_archive, const unsigned int)
 {
+    describeClass(io_archive,
+                  "the same with the classes VOICE and SILENCE, whose targets a program may smooth");
     serializeBase<AudioFileDataGenerator>(io_archive, *this);
 }
 

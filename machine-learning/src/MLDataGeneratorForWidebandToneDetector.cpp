@@ -139,6 +139,7 @@ void DataGeneratorForWidebandToneDetector::WBTimeEventVector::insertBehind(doubl
 template <class Archive>
 void DataGeneratorForWidebandToneDetector::serialize(Archive& io_archive, const unsigned int)
 {
+    describeClass(io_archive, "the same with any single tone as one class, where no two overlap");
     serializeBase<AudioFileDataGenerator>(io_archive, *this);
 }
 

@@ -16,6 +16,7 @@ void DataGeneratorWithConfig::serialize(Archive& io_archive, unsigned int)
 {
     static constexpr const char* CONFIG_ELEMENT = "GeneratorConfig";
     serializeBase<DataGenerator>(io_archive, *this);
+    describeField(io_archive, "", "its parameters");
     if constexpr (Archive::is_saving::value)
     {
         saveObject<Config>(io_archive, CONFIG_ELEMENT, &getConcreteConfig_i());

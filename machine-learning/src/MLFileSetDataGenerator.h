@@ -2,6 +2,7 @@
 
 #include "MLAudioClassStatistics.h"
 #include "MLDataGeneratorWithConfig.h"
+#include "MLGeneratorFacts.h"
 #include "quillcast-audio/AudioSetParser.h"
 #include "quillcast-core/LimitedObjPtr.h"
 
@@ -32,6 +33,7 @@ namespace Vexalor::MachineLearning
 class FileSetDataGeneratorImpl
     : public virtual FileDataGenerator
     , public virtual MultiPassDataGenerator
+    , public virtual GeneratorWithFacts
 {
 public:
     /// Recordings of the current pass, or of the last one.
@@ -199,6 +201,8 @@ public:
         return true;
     }
     const Config& getConfig() const { return m_config; }
+    /// Those of the generator of a recording.
+    GeneratorFacts getFacts() const override { return FileGenerator::makeFacts(m_config.m_dataGenConfig); }
 
 protected:
     CountedObjPtr<FileDataGenerator> newFileGenerator_i() override

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "MLDataGenerator.h"
+#include "MLGeneratorFacts.h"
 
 #include <string>
 
@@ -11,6 +12,7 @@ namespace Vexalor::MachineLearning
 class PatternFileDataGenerator
     : public virtual FileDataGenerator
     , public virtual MultiPassDataGenerator
+    , public virtual GeneratorWithFacts
 {
 public:
     /// Used by the first gotoStart; an open file is read on.
@@ -26,6 +28,8 @@ public:
         m_pEntityToReset = in_entity;
         return true;
     }
+
+    GeneratorFacts getFacts() const override { return {}; }
 
 protected:
     std::string m_strFilename;

@@ -145,14 +145,15 @@ template <class Archive>
 void ScalingDataGenerator::Config::serialize(Archive& io_archive, const unsigned int)
 {
     serializeBase<DataGeneratorWithConfig::Config>(io_archive, *this);
-    QC_FIELD(m_scalerConfig);
-    QC_FIELD(m_scalingTrainerConfig);
-    QC_FIELD(m_bLearnScalingParameters);
+    QC_FIELD(m_scalerConfig, "", "the scaling, empty when it is learnt");
+    QC_FIELD(m_scalingTrainerConfig, "", "how it is learnt");
+    QC_FIELD(m_bLearnScalingParameters, "", "1: learn the scaling before the first pass");
 }
 
 template <class Archive>
 void ScalingDataGenerator::serialize(Archive& io_archive, const unsigned int)
 {
+    describeClass(io_archive, "patterns of another generator, each component as value x slope + intercept");
     serializeBase<DataGeneratorWithConfig>(io_archive, *this);
 }
 

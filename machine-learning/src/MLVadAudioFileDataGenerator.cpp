@@ -55,6 +55,7 @@ bool VadAudioFileDataGenerator::generateTarget()
 template <class Archive>
 void VadAudioFileDataGenerator::serialize(Archive& io_archive, const unsigned int)
 {
+    describeClass(io_archive, "the same with the classes VOICE, but for weak windows, and OTHER");
     serializeBase<AudioFileDataGenerator>(io_archive, *this);
 }
 

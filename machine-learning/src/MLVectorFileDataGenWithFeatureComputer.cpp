@@ -43,6 +43,13 @@ bool VectorFileDataGenWithFeatureComputer::configure(const DataGeneratorWithConf
     return true;
 }
 
+GeneratorFacts VectorFileDataGenWithFeatureComputer::getFacts() const
+{
+    GeneratorFacts facts;
+    facts.m_pFeatureComputer = m_config.m_pFeatureComputer;
+    return facts;
+}
+
 bool VectorFileDataGenWithFeatureComputer::gotoStart()
 {
     QC_TRACE("MachineLearning::VectorFileDataGenWithFeatureComputer::gotoStart");
@@ -64,12 +71,13 @@ template <class Archive>
 void VectorFileDataGenWithFeatureComputer::Config::serialize(Archive& io_archive, const unsigned int)
 {
     serializeBase<DataGeneratorWithConfig::Config>(io_archive, *this);
-    QC_FIELD(m_pFeatureComputer);
+    QC_FIELD(m_pFeatureComputer, "", "computes the input of a pattern from that of the file");
 }
 
 template <class Archive>
 void VectorFileDataGenWithFeatureComputer::serialize(Archive& io_archive, const unsigned int)
 {
+    describeClass(io_archive, "patterns of a text pattern file, the features of each input in its place");
     serializeBase<DataGeneratorWithConfig>(io_archive, *this);
 }
 

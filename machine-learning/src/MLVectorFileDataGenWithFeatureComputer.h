@@ -35,6 +35,7 @@ public:
     /// no inputs.
     bool configure(const DataGeneratorWithConfig::Config& in_config) override;
     const Config& getConfig() const { return m_config; }
+    GeneratorFacts getFacts() const override;
 
     bool gotoStart() override;
 

@@ -150,6 +150,7 @@ std::ostream& VectorFileDataGenerator::dumpStatus(std::ostream& out_stream)
 template <class Archive>
 void VectorFileDataGenerator::serialize(Archive& io_archive, const unsigned int)
 {
+    describeClass(io_archive, "patterns of a text pattern file, as they stand there");
     serializeBase<DataGenerator>(io_archive, *this);
 }
 

@@ -44,10 +44,10 @@ bool operator==(const VectorScaler::Config& in_left, const VectorScaler::Config&
 template <class Archive>
 void VectorScaler::Config::serialize(Archive& io_archive, const unsigned int)
 {
-    QC_FIELD(m_vInputSlope);
-    QC_FIELD(m_vInputYIntercept);
-    QC_FIELD(m_vTargetSlope);
-    QC_FIELD(m_vTargetYIntercept);
+    QC_FIELD(m_vInputSlope, "", "slope of each input component");
+    QC_FIELD(m_vInputYIntercept, "", "intercept of each input component");
+    QC_FIELD(m_vTargetSlope, "", "slope of each target component");
+    QC_FIELD(m_vTargetYIntercept, "", "intercept of each target component");
 }
 
 QC_ARCHIVES(VectorScaler::Config);

@@ -30,16 +30,18 @@ void updateMinMax(const double* const* in_ppVectors, std::size_t in_uiNbVectors,
 template <class Archive>
 void VectorScalingTrainer::Config::TrainingParam::serialize(Archive& io_archive, const unsigned int)
 {
-    QC_FIELD(m_bMinMax);
-    QC_FIELD(m_dScaledMinValue);
-    QC_FIELD(m_dScaledMaxValue);
-    QC_FIELD(m_bStandardize);
+    QC_FIELD(m_bMinMax, "", "1: least and greatest value go to the ends of the interval");
+    QC_FIELD(m_dScaledMinValue, "", "lower end of the interval");
+    QC_FIELD(m_dScaledMaxValue, "", "upper end of the interval");
+    QC_FIELD(m_bStandardize, "", "1: mean goes to 0, standard deviation to 1; not with m_bMinMax");
 }
 
 template <class Archive>
 void VectorScalingTrainer::Config::serialize(Archive& io_archive, const unsigned int)
 {
-    QC_FIELD(m_vTrainingParam);
+    QC_FIELD(m_vTrainingParam, "",
+             "one treatment for each input component, then for each target component; neither flag: left as "
+             "it is");
 }
 
 QC_ARCHIVES(VectorScalingTrainer::Config::TrainingParam);

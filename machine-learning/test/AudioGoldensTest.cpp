@@ -1,13 +1,18 @@
-// The configuration files of the generators of recordings and sets: byte for byte those under test/data,
-// through the class keys that they name.
+// The configuration files of the generators: byte for byte those under test/data, through the class keys that
+// they name, and read by the serialisation library's own archive as well.
 
 #include "AudioPasses.h"
 #include "MLAudioSetDataGeneratorForToneDetector.h"
 #include "MLAudioSetDataGeneratorForVad.h"
 #include "MLAudioSetDataGenerators.h"
+#include "MLBinaryFileDataGenerator.h"
 #include "MLDataGeneratorFactory.h"
 #include "MLDataGeneratorForVad.h"
+#include "MLVectorFileDataGenWithFeatureComputer.h"
 #include "quillcast-core/SerializationArchives.h"
+#include "quillcast-math/FeatureComputerSequence.h"
+#include "quillcast-math/MelFeatureComputers.h"
+#include "quillcast-math/ToneEnergyFeatureComputer.h"
 #include "test-support/StockXmlArchive.h"
 #include "test-support/TempDir.h"
 
@@ -32,12 +37,58 @@ Generator configured(const typename ConfiguredGenerator::Config& in_config)
     return pGenerator;
 }
 
-template <class Set>
-Generator newSet(const StringVector& in_vClasses)
+template <class AudioGenerator>
+std::function<Generator()> audio(const StringVector& in_vClasses)
 {
-    typename Set::Config config;
-    config.m_dataGenConfig = audioConfig(in_vClasses);
-    return configured<Set>(config);
+    return [in_vClasses]
+    {
+        return configured<AudioGenerator>(audioConfig(in_vClasses));
+    };
+}
+
+template <class Set>
+std::function<Generator()> set(const StringVector& in_vClasses)
+{
+    return [in_vClasses]
+    {
+        typename Set::Config config;
+        config.m_dataGenConfig = audioConfig(in_vClasses);
+        return configured<Set>(config);
+    };
+}
+
+template <class PatternFile>
+Generator newPatternFile()
+{
+    return Generator(new PatternFile);
+}
+
+Generator newFeaturesOfPatternFile()
+{
+    VectorFileDataGenWithFeatureComputer::Config config;
+    config.m_pFeatureComputer = CloneableObjPtr<FeatureComputer>(new EnergyFeatureComputer);
+    return configured<VectorFileDataGenWithFeatureComputer>(config);
+}
+
+/// A feature computer of each kind, and values that differ from the defaults.
+Generator newAudioWithEverything()
+{
+    AudioFileDataGenerator::Config config;
+    config.m_audioConfig.m_uiSamplingRate = 0;
+    config.m_audioConfig.m_iChannel = 1;
+    config.m_dMaxAudioTime = 2.5;
+    config.m_vClasses = {"SF:1000", "voice .*", "OTHER"};
+    ToneEnergyFeatureComputer::Config tones;
+    tones.m_vFrequencies = {697, 1209.5};
+    auto pSequence = std::make_unique<FeatureComputerSequence>();
+    pSequence->add(new IdentityFeatureComputer);
+    pSequence->add(new EnergyFeatureComputer);
+    pSequence->add(new ZeroCrossingRateFeatureComputer);
+    pSequence->add(new LogMelFeatureComputer);
+    pSequence->add(new MfccFeatureComputer);
+    pSequence->add(new ToneEnergyFeatureComputer(tones));
+    config.m_pFeatureComputer = CloneableObjPtr<FeatureComputer>(pSequence.release());
+    return configured<AudioFileDataGenerator>(config);
 }
 
 DataGeneratorForAMToneDetector::Config amConfig()
@@ -75,53 +126,31 @@ Generator newToneSet()
 }
 
 using WidebandSet = LowMemoryAudioSetDataGeneratorForWidebandToneDetector;
+const StringVector VOICE{"VOICE", "OTHER"};
+const StringVector WIDEBAND{"WB_SF_TONE", "OTHER"};
 
 const struct Golden
 {
     const char* m_name;
     std::function<Generator()> m_create;
 } GOLDENS[] = {
-    {"DataGeneratorForWidebandToneDetector",
-     []
-     {
-         return configured<DataGeneratorForWidebandToneDetector>(audioConfig({"WB_SF_TONE", "OTHER"}));
-     }},
+    {"VectorFileDataGenerator", newPatternFile<VectorFileDataGenerator>},
+    {"BinaryFileDataGenerator", newPatternFile<BinaryFileDataGenerator>},
+    {"VectorFileDataGenWithFeatureComputer", newFeaturesOfPatternFile},
+    {"AudioFileDataGenerator", newAudioWithEverything},
+    {"DataGeneratorForWidebandToneDetector", audio<DataGeneratorForWidebandToneDetector>(WIDEBAND)},
     {"DataGeneratorForAMToneDetector",
      []
      {
          return configured<DataGeneratorForAMToneDetector>(amConfig());
      }},
-    {"VadAudioFileDataGenerator",
-     []
-     {
-         return configured<VadAudioFileDataGenerator>(audioConfig({"VOICE", "OTHER"}));
-     }},
-    {"DataGeneratorForVad",
-     []
-     {
-         return configured<DataGeneratorForVad>(audioConfig({"VOICE", "SILENCE"}));
-     }},
-    {"AudioSetDataGenerator",
-     []
-     {
-         return newSet<AudioSetDataGenerator>({"VOICE", "OTHER"});
-     }},
-    {"LowMemoryAudioSetDataGenerator",
-     []
-     {
-         return newSet<LowMemoryAudioSetDataGenerator>({"VOICE", "OTHER"});
-     }},
-    {"LowMemoryAudioSetDataGeneratorForWidebandToneDetector",
-     []
-     {
-         return newSet<WidebandSet>({"WB_SF_TONE", "OTHER"});
-     }},
+    {"VadAudioFileDataGenerator", audio<VadAudioFileDataGenerator>(VOICE)},
+    {"DataGeneratorForVad", audio<DataGeneratorForVad>({"VOICE", "SILENCE"})},
+    {"AudioSetDataGenerator", set<AudioSetDataGenerator>(VOICE)},
+    {"LowMemoryAudioSetDataGenerator", set<LowMemoryAudioSetDataGenerator>(VOICE)},
+    {"LowMemoryAudioSetDataGeneratorForWidebandToneDetector", set<WidebandSet>(WIDEBAND)},
     {"LowMemoryAudioSetDataGeneratorForAMToneDetector", newAMSet},
-    {"LowMemoryVadAudioSetDataGenerator",
-     []
-     {
-         return newSet<LowMemoryVadAudioSetDataGenerator>({"VOICE", "OTHER"});
-     }},
+    {"LowMemoryVadAudioSetDataGenerator", set<LowMemoryVadAudioSetDataGenerator>(VOICE)},
     {"AudioSetDataGeneratorForVad", newVadSet},
     {"AudioSetDataGeneratorForToneDetector", newToneSet},
 };
@@ -138,37 +167,33 @@ std::string save(const DataGenerator& in_generator)
     return stream.str();
 }
 
-class AudioGoldensTest : public testing::TestWithParam<Golden>
+class GoldensTest : public testing::TestWithParam<Golden>
 {
-protected:
-    const std::string m_strFile = std::string(QC_TEST_DATA "/") + GetParam().m_name + ".xml";
 };
 
 } // namespace
 
-TEST_P(AudioGoldensTest, IsWrittenAndReadAsItStands)
+TEST_P(GoldensTest, IsWrittenAndReadAsItStands)
 {
-    const std::string strGolden = Testing::readFile(m_strFile);
-    EXPECT_EQ(save(*GetParam().m_create()), strGolden);
-    const Generator pLoaded = loadDataGenerator(m_strFile.c_str());
+    const std::string strFile = std::string(QC_TEST_DATA "/") + GetParam().m_name + ".xml";
+    const std::string strGolden = Testing::readFile(strFile);
+    const Generator pCreated = GetParam().m_create();
+    EXPECT_EQ(save(*pCreated), strGolden);
+    const Generator pLoaded = loadDataGenerator(strFile.c_str());
     ASSERT_FALSE(pLoaded.isNull());
     EXPECT_EQ(save(*pLoaded), strGolden);
-    EXPECT_EQ(typeid(*pLoaded), typeid(*GetParam().m_create()));
-}
+    EXPECT_EQ(typeid(*pLoaded), typeid(*pCreated));
 
-TEST_P(AudioGoldensTest, StockArchiveReadsIt)
-{
-    StringVector vLibNames;
-    std::unique_ptr<DataGenerator> pGenerator;
-    Testing::readStockXml(Testing::readFile(m_strFile),
+    std::unique_ptr<DataGenerator> pStock;
+    Testing::readStockXml(strGolden,
                           [&](boost::archive::polymorphic_iarchive& io_archive)
                           {
+                              StringVector vLibNames;
                               io_archive >> boost::serialization::make_nvp("MLDataGeneratorLib", vLibNames);
-                              pGenerator = loadObject<DataGenerator>(io_archive, "MLDataGenerator");
+                              pStock = loadObject<DataGenerator>(io_archive, "MLDataGenerator");
                           });
-    ASSERT_NE(pGenerator, nullptr);
-    EXPECT_EQ(save(*pGenerator), Testing::readFile(m_strFile));
+    EXPECT_EQ(save(*pStock), strGolden);
 }
 
-INSTANTIATE_TEST_SUITE_P(Every, AudioGoldensTest, testing::ValuesIn(GOLDENS),
+INSTANTIATE_TEST_SUITE_P(Every, GoldensTest, testing::ValuesIn(GOLDENS),
                          [](const auto& in_info) { return std::string(in_info.param.m_name); });

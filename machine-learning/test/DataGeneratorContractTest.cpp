@@ -184,7 +184,7 @@ const GeneratorRow GENERATORS[] = {
     {"LowMemoryVadSet", newAudioSet<LowMemoryVadAudioSetDataGenerator>, 16, 16, 2},
     {"VadSet", newVadSet, 16, 16, 2},
     {"ToneSet", newToneSet, 16, 16, 2},
-    {"Scripted", newScriptedGenerator, 3, 2, 3, false, true},
+    {"Scripted", newScriptedGenerator, 3, 2, 3, true, true},
 };
 
 Generator bare(const Generator& in_generator, const PatternSizes&)

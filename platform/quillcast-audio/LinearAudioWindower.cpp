@@ -56,10 +56,10 @@ bool LinearAudioWindower::Config::getNominalWindowSize(WindowSize& out_size, std
 template <class Archive>
 void LinearAudioWindower::Config::serialize(Archive& io_archive, unsigned int)
 {
-    QC_FIELD(m_uiSamplingRate);
-    QC_FIELD(m_uiWindowLength);
-    QC_FIELD(m_uiWindowShift);
-    QC_FIELD(m_iChannel);
+    QC_FIELD(m_uiSamplingRate, "Hz", "rate of the recordings, others are refused; 0: any");
+    QC_FIELD(m_uiWindowLength, "ms", "length of a window");
+    QC_FIELD(m_uiWindowShift, "ms", "time from the start of a window to that of the next");
+    QC_FIELD(m_iChannel, "", "channel, counted from 0; -1: the mean of all");
 }
 
 QC_ARCHIVES(LinearAudioWindower::Config);

@@ -1,5 +1,6 @@
 #include "quillcast-core/CheckedXmlInputArchive.h"
 
+#include "quillcast-core/DescribingArchive.h"
 #include "quillcast-core/SerializationArchives.h"
 
 #include <algorithm>
@@ -117,6 +118,14 @@ public:
         // The library is content with a beginning of its signature.
         if (!bArchive || gimpl->rv.class_name != boost::archive::BOOST_ARCHIVE_SIGNATURE())
             fail("the text does not begin like an archive of the serialization library");
+    }
+
+    /// Creates an object of the class, without reading its fields; the innermost OwnershipScope owns it.
+    void create(const basic_pointer_iserializer& in_creator)
+    {
+        m_bBlank = true;
+        in_creator.load_object_ptr(*this, in_creator.heap_allocation(), 0);
+        m_bBlank = false;
     }
 
     [[noreturn]] void fail(const std::string& in_strReason) const
@@ -297,6 +306,8 @@ private:
 
     void load_object(void* out_pObject, const basic_iserializer& in_type) override
     {
+        if (m_bBlank)
+            return;
         addType(in_type);
         m_pType = &in_type;
         Base::load_object(out_pObject, in_type);
@@ -373,6 +384,7 @@ private:
     std::vector<const char*> m_vPath;
     std::vector<const basic_iserializer*> m_vTypes;
     const basic_iserializer* m_pType = nullptr;
+    bool m_bBlank = false;
     bool m_bNewClassAllowed = true;
     std::size_t m_uiObjects = 0;
 };
@@ -458,6 +470,20 @@ ClassKeyState getClassKeyState(const char* in_key)
 const void* findClassOrigin(const char* in_key)
 {
     return findCreator(in_key);
+}
+
+std::unique_ptr<Object> newDefaultObject(const char* in_key)
+{
+    const basic_pointer_iserializer* pCreator = findCreator(in_key);
+    if (pCreator == nullptr)
+        throw ArchiveError("no object of class " + quote(in_key) + " can be created");
+    std::istringstream empty("<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"yes\" ?>\n"
+                             "<!DOCTYPE boost_serialization>\n"
+                             "<boost_serialization signature=\"serialization::archive\" version=\"18\">\n");
+    Reader reader(empty);
+    OwnershipScope scope;
+    reader.create(*pCreator);
+    return std::unique_ptr<Object>(scope.release());
 }
 
 void throwWrongClass(boost::archive::polymorphic_iarchive& in_archive, const char* in_expectedKey)

@@ -40,4 +40,12 @@ void OwnershipScope::adopt(const Object* in_pObject)
         vObjects.erase(std::next(itObject).base());
 }
 
+Object* OwnershipScope::release()
+{
+    Object* pObject = m_vObjects.empty() ? nullptr : m_vObjects.back();
+    if (pObject != nullptr)
+        m_vObjects.pop_back();
+    return pObject;
+}
+
 } // namespace Vexalor

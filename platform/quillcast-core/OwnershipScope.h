@@ -23,6 +23,9 @@ public:
     /// Says that the caller owns the object from now on. Null allowed.
     static void adopt(const Object* in_pObject);
 
+    /// The object that was put on this scope last, which the caller owns from now on; null if there is none.
+    Object* release();
+
 private:
     std::vector<Object*> m_vObjects;
     OwnershipScope* m_pOuter;

@@ -31,7 +31,7 @@
 ///     void ThingConfig::serialize(Archive& io_archive, unsigned int)
 ///     {
 ///         serializeBase<Config>(io_archive, *this);
-///         QC_FIELD(m_dLevel);
+///         QC_FIELD(m_dLevel, "dB", "level of the tone");
 ///         QC_FIELD(m_pInner);
 ///     }
 ///

@@ -20,8 +20,9 @@
 /// What the .cpp of a serialised class needs; see Serialization.h for its use. Takes half a second to
 /// compile: no header includes it.
 
-/// Inside serialize: one member, as an element of its own name.
-#define QC_FIELD(member) io_archive& boost::serialization::make_nvp(#member, member)
+/// Inside serialize: one member, as an element of its own name. QC_FIELD(m_uiShift), or with its unit and its
+/// meaning, for programs that explain configurations: QC_FIELD(m_uiShift, "ms", "from window to window").
+#define QC_FIELD(member, ...) Vexalor::serializeField(io_archive, #member, member __VA_OPT__(, ) __VA_ARGS__)
 
 /// Behind the definition of serialize: the code for the archives that are in use, the polymorphic ones.
 #define QC_ARCHIVES(Class)                                                                                   \
@@ -31,10 +32,31 @@
 namespace Vexalor
 {
 
+/// What a DescribingArchive is told; others take no notice.
+///
+/// Inside serialize: what the class is for.
+void describeClass(boost::archive::polymorphic_oarchive& io_archive, const char* in_meaning);
+inline void describeClass(boost::archive::polymorphic_iarchive&, const char*) {}
+/// The element that comes next is a field, or the part of a base class.
+void describeField(boost::archive::polymorphic_oarchive& io_archive, const char* in_unit,
+                   const char* in_meaning);
+inline void describeField(boost::archive::polymorphic_iarchive&, const char*, const char*) {}
+void describeBase(boost::archive::polymorphic_oarchive& io_archive);
+inline void describeBase(boost::archive::polymorphic_iarchive&) {}
+
+template <class Archive, class T>
+void serializeField(Archive& io_archive, const char* in_name, T& io_member, const char* in_unit = "",
+                    const char* in_meaning = "")
+{
+    describeField(io_archive, in_unit, in_meaning);
+    io_archive& boost::serialization::make_nvp(in_name, io_member);
+}
+
 /// Inside serialize: the base part, as an element named after the key of the base.
 template <class Base, class Archive, class Derived>
 void serializeBase(Archive& io_archive, Derived& io_object)
 {
+    describeBase(io_archive);
     io_archive& boost::serialization::make_nvp(boost::serialization::guid<Base>(),
                                                boost::serialization::base_object<Base>(io_object));
 }

@@ -4,6 +4,7 @@
 #include "MLDataGeneratorWithConfig.h"
 #include "quillcast-core/Assertion.h"
 #include "quillcast-core/SerializationArchives.h"
+#include "quillcast-math/FeatureComputer.h"
 
 #include <ostream>
 
@@ -135,8 +136,35 @@ private:
     Handle<Resettable, ReferenceCount> m_pEntityToReset;
 };
 
+/// One feature: the last sample times a gain.
+class Feature : public virtual FeatureComputerWithInputs
+{
+public:
+    Feature* clone() const override { return new Feature(*this); }
+    bool setInput(const char*, const DoubleVector& in_vInput) override
+    {
+        m_dLast = in_vInput.empty() ? 0.0 : in_vInput.back();
+        return true;
+    }
+    bool computeFeatures(DoubleVector& out_vFeatures) override
+    {
+        out_vFeatures = {m_dLast * m_dGain};
+        return true;
+    }
+    bool reset() override { return true; }
+
+private:
+    friend class boost::serialization::access;
+    template <class Archive>
+    void serialize(Archive& io_archive, unsigned int in_uiVersion);
+
+    double m_dGain = 1.0;
+    double m_dLast = 0.0;
+};
+
 } // namespace Ramp
 
+BOOST_CLASS_EXPORT_KEY2(Ramp::Feature, "RampFeature")
 BOOST_CLASS_EXPORT_KEY2(Ramp::Offset, "RampOffset")
 BOOST_CLASS_EXPORT_KEY2(Ramp::ConstantOffset, "RampConstantOffset")
 BOOST_CLASS_EXPORT_KEY2(Ramp::RampGenerator, "RampGenerator")
@@ -153,11 +181,18 @@ void ConstantOffset::serialize(Archive& io_archive, unsigned int)
 }
 
 template <class Archive>
+void Feature::serialize(Archive& io_archive, unsigned int)
+{
+    serializeBase<FeatureComputerWithInputs>(io_archive, *this);
+    QC_FIELD(m_dGain);
+}
+
+template <class Archive>
 void RampGenerator::Config::serialize(Archive& io_archive, unsigned int)
 {
     serializeBase<DataGeneratorWithConfig::Config>(io_archive, *this);
     QC_FIELD(m_strTitle);
-    QC_FIELD(m_uiNbPattern);
+    QC_FIELD(m_uiNbPattern, "", "number of patterns");
     QC_FIELD(m_dStep);
     QC_FIELD(m_vStart);
     QC_FIELD(m_pOffset);
@@ -171,6 +206,7 @@ void RampGenerator::serialize(Archive& io_archive, unsigned int)
 
 } // namespace Ramp
 
+BOOST_CLASS_EXPORT_IMPLEMENT(Ramp::Feature)
 BOOST_CLASS_EXPORT_IMPLEMENT(Ramp::ConstantOffset)
 BOOST_CLASS_EXPORT_IMPLEMENT(Ramp::RampGenerator)
 BOOST_CLASS_EXPORT_IMPLEMENT(Ramp::RampGenerator::Config)

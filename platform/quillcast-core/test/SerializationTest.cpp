@@ -1,10 +1,12 @@
 #include "quillcast-core/CheckedXmlInputArchive.h"
+#include "quillcast-core/DescribingArchive.h"
 #include "quillcast-core/MemAccount.h"
 #include "quillcast-core/SerializationArchives.h"
 #include "quillcast-core/XmlOutputArchive.h"
 #include "test-support/StockXmlArchive.h"
 
 #include <cmath>
+#include <functional>
 #include <gtest/gtest.h>
 #include <limits>
 #include <locale>
@@ -84,13 +86,14 @@ private:
 template <class Archive>
 void Leaf::serialize(Archive& io_archive, unsigned int)
 {
+    describeClass(io_archive, "a leaf");
     serializeBase<Part>(io_archive, *this);
     QC_FIELD(m_bFlag);
     QC_FIELD(m_cByte);
     QC_FIELD(m_iNumber);
     QC_FIELD(m_uiNumber);
     QC_FIELD(m_fNumber);
-    QC_FIELD(m_dNumber);
+    QC_FIELD(m_dNumber, "Hz", "a number");
     QC_FIELD(m_strText);
     QC_FIELD(m_vNumbers);
     QC_FIELD(m_vTexts);
@@ -369,6 +372,58 @@ TEST(CheckedXmlInputArchiveTest, TellsClassKeys)
     EXPECT_EQ(getClassKeyState("TestLeaf"), ClassKeyState::CREATABLE);
     EXPECT_EQ(getClassKeyState("TestPart"), ClassKeyState::ABSTRACT);
     EXPECT_EQ(getClassKeyState(""), ClassKeyState::UNKNOWN);
+}
+
+TEST(DescribingArchiveTest, TellsWhatItHolds)
+{
+    DescribingArchive archive;
+    const Leaf leaf;
+    Node node;
+    node.m_vParts = {CountedObjPtr<Part>(new Leaf)};
+    archive.setObject("m_pSecond", [&](auto& io_archive) { saveObject<Part>(io_archive, nullptr, &leaf); });
+    saveObject<Part>(archive.get(), "Root", &node);
+    const auto [strText, root] = archive.finish();
+    ASSERT_EQ(root.m_vElements.size(), 1u);
+    std::string strTree;
+    const std::function<void(const ArchiveElement&)> tell = [&](const ArchiveElement& in_element)
+    {
+        strTree += in_element.m_strName + '=' + in_element.m_strClass + in_element.m_strValue;
+        if (in_element.m_kind == ArchiveElement::Kind::NONE)
+            strTree += "none";
+        strTree += in_element.m_vElements.empty() ? " " : "( ";
+        for (const ArchiveElement& element : in_element.m_vElements)
+            tell(element);
+        strTree += in_element.m_vElements.empty() ? "" : ") ";
+    };
+    tell(root.m_vElements[0]);
+    const std::string strLeaf =
+        "TestLeaf( m_bFlag=1 m_cByte=120 m_iNumber=-3 m_uiNumber=7 m_fNumber=0.1 m_dNumber=0.1 "
+        "m_strText=a<b>&'\" m_vNumbers=( item=1 item=-2.5 ) m_vTexts=( item= item= two  ) ) ";
+    EXPECT_EQ(strTree,
+              "Root=TestNode( m_pFirst=none m_pSecond=" + strLeaf + "m_vParts=( item=" + strLeaf + ") ) ");
+    const ArchiveElement& second = root.m_vElements[0].m_vElements[1];
+    EXPECT_EQ(second.m_strClassMeaning, "a leaf");
+    const ArchiveElement& number = second.m_vElements[5];
+    EXPECT_EQ(number.m_strUnit + number.m_strMeaning, "Hza number");
+    EXPECT_EQ(second.m_vElements[6].m_strUnit, "");
+    EXPECT_EQ(strText.substr(number.m_uiBegin, number.m_uiEnd - number.m_uiBegin), "0.1");
+    // What was put in is part of the text.
+    EXPECT_EQ(dynamic_cast<const Leaf&>(*dynamic_cast<const Node&>(*load(strText)).m_pSecond).m_iNumber, -3);
+    EXPECT_TRUE(node.m_pSecond.isNull());
+}
+
+TEST(DescribingArchiveTest, DefaultObjectsAreMadeByKey)
+{
+    EXPECT_NE(dynamic_cast<Leaf*>(newDefaultObject("TestLeaf").get()), nullptr);
+    EXPECT_EQ(Part::s_iAlive, 0);
+    const ArchiveElement leaf = describeDefaultObject("TestLeaf");
+    EXPECT_EQ(leaf.m_strClass, "TestLeaf");
+    EXPECT_EQ(leaf.m_vElements.size(), 9u);
+    for (const char* key : {"TestPart", "TestTwig", ""})
+    {
+        EXPECT_THROW(newDefaultObject(key), ArchiveError) << key;
+        EXPECT_TRUE(describeDefaultObject(key).m_vElements.empty()) << key;
+    }
 }
 
 TEST(XmlOutputArchiveTest, FailureOfTheStreamIsReported)

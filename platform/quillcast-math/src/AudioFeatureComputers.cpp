@@ -72,18 +72,21 @@ bool ZeroCrossingRateFeatureComputer::computeFeatures_i(const DoubleVector& in_v
 template <class Archive>
 void IdentityFeatureComputer::serialize(Archive& io_archive, unsigned int)
 {
+    describeClass(io_archive, "the samples of the window themselves");
     serializeBase<FeatureComputerWithInputs>(io_archive, *this);
 }
 
 template <class Archive>
 void EnergyFeatureComputer::serialize(Archive& io_archive, unsigned int)
 {
+    describeClass(io_archive, "sum of the squared samples of the window, one feature");
     serializeBase<FeatureComputerWithInputs>(io_archive, *this);
 }
 
 template <class Archive>
 void ZeroCrossingRateFeatureComputer::serialize(Archive& io_archive, unsigned int)
 {
+    describeClass(io_archive, "share of the neighbouring samples that differ in sign, one feature");
     serializeBase<FeatureComputerWithInputs>(io_archive, *this);
 }
 

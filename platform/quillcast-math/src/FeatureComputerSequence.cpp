@@ -87,9 +87,10 @@ bool FeatureComputerSequence::computeFeatures(DoubleVector& out_vFeatures)
 template <class Archive>
 void FeatureComputerSequence::serialize(Archive& io_archive, unsigned int)
 {
+    describeClass(io_archive, "several feature computers, their features side by side");
     serializeBase<FeatureComputerWithInputs>(io_archive, *this);
     m_vWithInputs.clear();
-    QC_FIELD(m_vComputers);
+    QC_FIELD(m_vComputers, "", "the computers, in the order of their features");
 }
 
 QC_ARCHIVES(FeatureComputerSequence);

@@ -113,23 +113,25 @@ void MfccFeatureComputer::Tables::buildTransform(std::size_t in_uiNbBands, std::
 template <class Archive>
 void LogMelFeatureComputer::serialize(Archive& io_archive, unsigned int)
 {
+    describeClass(io_archive, "logarithms of the energies in bands of equal width on the mel scale");
     serializeBase<FeatureComputerWithInputs>(io_archive, *this);
-    QC_FIELD(m_config);
+    QC_FIELD(m_config, "", "its parameters");
     m_tables.invalidate();
 }
 
 template <class Archive>
 void MfccFeatureComputer::Config::serialize(Archive& io_archive, unsigned int)
 {
-    QC_FIELD(m_mel);
-    QC_FIELD(m_uiNbCepstra);
+    QC_FIELD(m_mel, "", "the bands");
+    QC_FIELD(m_uiNbCepstra, "", "number of coefficients, the one of order 0 included");
 }
 
 template <class Archive>
 void MfccFeatureComputer::serialize(Archive& io_archive, unsigned int)
 {
+    describeClass(io_archive, "mel-frequency cepstral coefficients: cosine transform of such logarithms");
     serializeBase<FeatureComputerWithInputs>(io_archive, *this);
-    QC_FIELD(m_config);
+    QC_FIELD(m_config, "", "its parameters");
     m_tables.invalidate();
 }
 

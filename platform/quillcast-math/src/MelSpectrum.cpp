@@ -192,14 +192,15 @@ void MelSpectrum::compute(const double* in_pWindow, double* out_pLogarithms, dou
 template <class Archive>
 void MelSpectrum::Config::serialize(Archive& io_archive, unsigned int)
 {
-    QC_FIELD(m_dSamplingRate);
-    QC_FIELD(m_uiNbBands);
-    QC_FIELD(m_dLowFrequency);
-    QC_FIELD(m_dHighFrequency);
-    QC_FIELD(m_dPreEmphasis);
-    QC_FIELD(m_strTaper);
-    QC_FIELD(m_uiFftSize);
-    QC_FIELD(m_dFloor);
+    QC_FIELD(m_dSamplingRate, "Hz", "rate of the recordings for which frequencies are counted");
+    QC_FIELD(m_uiNbBands, "", "number of bands");
+    QC_FIELD(m_dLowFrequency, "Hz", "lower edge of the first band");
+    QC_FIELD(m_dHighFrequency, "Hz", "upper edge of the last band; 0: half the rate");
+    QC_FIELD(m_dPreEmphasis, "", "share of the sample before that is taken off each sample, 0 to 1; 0: none");
+    QC_FIELD(m_strTaper, "", "weighting of the samples of a window: hamming, hann or none");
+    QC_FIELD(m_uiFftSize, "samples",
+             "size of the transform, a power of two; 0: the least that holds a window");
+    QC_FIELD(m_dFloor, "", "least energy of a band, so that silence has a logarithm");
 }
 
 QC_ARCHIVES(MelSpectrum::Config);

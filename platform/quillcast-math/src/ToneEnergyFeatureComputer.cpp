@@ -51,15 +51,16 @@ bool ToneEnergyFeatureComputer::prepare(std::size_t in_uiWindowSize)
 template <class Archive>
 void ToneEnergyFeatureComputer::Config::serialize(Archive& io_archive, unsigned int)
 {
-    QC_FIELD(m_dSamplingRate);
-    QC_FIELD(m_vFrequencies);
+    QC_FIELD(m_dSamplingRate, "Hz", "rate of the recordings for which frequencies are counted");
+    QC_FIELD(m_vFrequencies, "Hz", "frequencies of the tones");
 }
 
 template <class Archive>
 void ToneEnergyFeatureComputer::serialize(Archive& io_archive, unsigned int)
 {
+    describeClass(io_archive, "energies of tones, one feature a frequency");
     serializeBase<FeatureComputerWithInputs>(io_archive, *this);
-    QC_FIELD(m_config);
+    QC_FIELD(m_config, "", "its parameters");
     m_tables.invalidate();
 }
 
