@@ -44,7 +44,7 @@ THIRD_PARTY = [
     (r"boost/", list(TARGETS)),
     (r"log4cplus/", ["quillcast-core", "test-support"]),
     (r"ace/", ["quillcast-core"]),
-    (r"(dlfcn|link)\.h", ["quillcast-infra"]),
+    (r"(dlfcn|link)\.h", ["quillcast-infra", "test-support"]),
     (r"sndfile\.(h|hh)", ["quillcast-audio", "bench"]),
     (r"(float|double|fixed)?fann(_\w+)?\.h", ["applications"]),
     (r"nlohmann/", ["applications"]),

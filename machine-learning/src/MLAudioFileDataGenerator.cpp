@@ -2,10 +2,10 @@
 
 #include "quillcast-audio/AnnotatedFile.h"
 #include "quillcast-core/Assertion.h"
+#include "quillcast-core/InputFile.h"
 #include "quillcast-core/SerializationArchives.h"
 
 #include <algorithm>
-#include <fstream>
 #include <limits>
 #include <ostream>
 #include <typeinfo>
@@ -82,6 +82,8 @@ GeneratorFacts AudioFileDataGenerator::makeFacts(const Config& in_config)
 bool AudioFileDataGenerator::setCurrentFilename(const char* in_filename)
 {
     QC_TRACE("AudioFileDataGenerator::setCurrentFilename");
+    if (!QC_CHECK(in_filename != nullptr))
+        return false;
     m_vEventVecPtr.clear();
     m_bFileSet = false;
     clearPattern();
@@ -100,20 +102,20 @@ bool AudioFileDataGenerator::setCurrentFilename(const char* in_filename)
 
 bool AudioFileDataGenerator::openRecording(const char* in_filename, EventVectors& out_vEventVecPtr)
 {
-    std::ifstream stream(in_filename, std::ios::binary);
-    if (!stream)
+    InputFile file;
+    if (!file.openRegular(in_filename))
     {
         QC_ERROR("Could not open " << in_filename << " for reading");
         return false;
     }
     AnnotatedFile annotatedFile;
-    if (!annotatedFile.readFromWAV(stream))
+    if (!annotatedFile.readFromWAV(file))
     {
         QC_ERROR("failed to load annotations from WAV file " << in_filename);
         return false;
     }
     m_strFilename = in_filename;
-    if (!m_reader.setSourceFile(in_filename))
+    if (!m_reader.setSourceFile(std::move(file)))
     {
         QC_ERROR("Could not set source file " << in_filename << " in AudioFileReader");
         return false;

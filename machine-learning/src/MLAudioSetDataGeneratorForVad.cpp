@@ -2,6 +2,7 @@
 
 #include "MLAudioVadTargets.h"
 #include "MLDataGeneratorForVad.h"
+#include "quillcast-core/AsciiCase.h"
 #include "quillcast-core/Assertion.h"
 #include "quillcast-core/SerializationArchives.h"
 
@@ -18,17 +19,6 @@ constinit Logger s_logger("quillcast.ml.AudioSetDataGeneratorForVad");
 
 constexpr std::string_view VOICE = "VOICE";
 constexpr std::string_view SILENCE = "SILENCE";
-
-/// As a class selects annotations: the whole label in any letter case.
-bool isLabelOf(std::string_view in_strLabel, std::string_view in_strClass)
-{
-    const auto toUpper = [](char in_c)
-    {
-        return in_c >= 'a' && in_c <= 'z' ? static_cast<char>(in_c - 'a' + 'A') : in_c;
-    };
-    return std::equal(in_strLabel.begin(), in_strLabel.end(), in_strClass.begin(), in_strClass.end(),
-                      [&](char in_cLabel, char in_cClass) { return toUpper(in_cLabel) == in_cClass; });
-}
 
 bool isVoiceAnnotated(const DataGeneratorForVad& in_generator)
 {
@@ -97,7 +87,7 @@ bool AudioSetDataGeneratorForVad::setCurrentFilename(const char* in_filename)
                  std::back_inserter(vClasses),
                  [](const std::string& in_strClass)
                  { return in_strClass == VOICE || in_strClass == SILENCE; });
-    m_vValidClasses = findAnnotatedClasses(in_filename, vClasses, isLabelOf);
+    m_vValidClasses = findAnnotatedClasses(in_filename, vClasses, equalIgnoringCase);
     if (m_vValidClasses.empty())
         QC_ERROR("Could not find any valid classes to be used with annotated file. Check the m_vClasses "
                  "value used to configure the data generator");

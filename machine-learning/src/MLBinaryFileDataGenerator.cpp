@@ -5,11 +5,10 @@
 
 #include <algorithm>
 #include <bit>
-#include <cerrno>
 #include <cstring>
+#include <new>
 #include <ostream>
 #include <string_view>
-#include <utility>
 
 namespace Vexalor::MachineLearning
 {
@@ -97,6 +96,8 @@ std::size_t readFully(InputFile& io_file, char* out_bytes, std::size_t in_uiSize
 bool BinaryFileDataGenerator::isFileBinary(const char* in_filename)
 {
     QC_TRACE("MachineLearning::BinaryFileDataGenerator::isFileBinary");
+    if (!QC_CHECK(in_filename != nullptr))
+        return false;
     QC_DEBUG("Opening file " << in_filename);
     InputFile file;
     if (!file.open(in_filename))
@@ -144,6 +145,8 @@ bool BinaryFileDataGenerator::openFile()
         return false;
     }
     m_vBlock.resize(BLOCK_SIZE);
+    m_uiRecord = m_uiEnd = 0;
+    m_bCut = false;
     m_bFailed = !provide(MAGIC.size());
     m_uiNext = std::min(MAGIC.size(), m_uiEnd);
     if (std::string_view(m_vBlock.data(), m_uiNext) == MAGIC)
@@ -167,7 +170,8 @@ bool BinaryFileDataGenerator::readRecord()
     std::uint64_t uiSize = m_uiTargetFlag + FLAG;
     if (!provide(uiSize))
     {
-        m_bInputValid = available() >= m_uiTargetFlag;
+        m_bInputValid = !m_bCut && provide(m_uiTargetFlag);
+        m_bFailed = true;
         return available() != 0 && stopInRecord();
     }
     m_bInputValid = true;
@@ -223,9 +227,6 @@ bool BinaryFileDataGenerator::fetch(std::uint64_t in_uiSize)
             return false;
         const std::size_t uiRead = m_file.read(m_vBlock.data() + m_uiEnd, m_vBlock.size() - m_uiEnd);
         m_uiEnd += uiRead;
-        if (m_file.hasFailed())
-            QC_ERROR("failed to read file " << m_strFilename << " behind pattern " << m_uiPattern << ": "
-                                            << std::strerror(errno));
         if (uiRead == 0)
             return false;
     }
@@ -233,8 +234,9 @@ bool BinaryFileDataGenerator::fetch(std::uint64_t in_uiSize)
     return true;
 }
 
-/// For a record that is longer than the block. False when the file does not hold it. Where the system cannot
-/// tell, the block grows with what arrives, whatever the header claims.
+/// For a record that is longer than the block. False when the file does not hold it, or memory does not.
+/// Where the system cannot tell the rest of the file, the block grows with what arrives, whatever the header
+/// claims.
 bool BinaryFileDataGenerator::growBlock(std::uint64_t in_uiSize)
 {
     const std::optional<std::uint64_t> rest = m_file.getRest();
@@ -246,18 +248,28 @@ bool BinaryFileDataGenerator::growBlock(std::uint64_t in_uiSize)
         uiSize = std::min<std::uint64_t>(in_uiSize, 2 * m_vBlock.size());
     else if (uiRecord <= 2 * in_uiSize && uiRecord - m_uiEnd <= *rest)
         uiSize = uiRecord; // at once with the target, rather than twice
-    m_vBlock.reserve(uiSize);
+    try
+    {
+        m_vBlock.reserve(uiSize);
+    }
+    catch (const std::exception&)
+    {
+        m_bCut = true;
+        QC_ERROR("The record after pattern " << m_uiPattern << " of file " << m_strFilename << " needs "
+                                             << uiSize << " bytes: more than the memory holds");
+        return false;
+    }
     m_vBlock.resize(uiSize);
     return true;
 }
 
-/// The header or the record goes on behind the end of the file; always false.
+/// The header or the record goes on after the end of the file; always false.
 bool BinaryFileDataGenerator::stopInRecord()
 {
-    m_bCut = true;
-    if (!m_file.hasFailed() && m_file.isOpen())
+    if (!m_bCut && !m_file.hasFailed() && m_file.isOpen())
         QC_ERROR("MachineLearning::BinaryFileDataGenerator::readLine : file "
-                 << m_strFilename << " is cut off behind pattern " << m_uiPattern);
+                 << m_strFilename << " is cut off after pattern " << m_uiPattern);
+    m_bCut = true;
     return false;
 }
 
@@ -302,45 +314,24 @@ void BinaryFileDataGenerator::serialize(Archive& io_archive, const unsigned int)
 QC_ARCHIVES(BinaryFileDataGenerator);
 
 BinaryFileWriter::BinaryFileWriter()
+    : PatternFileWriter(s_logger)
 {
-    // The block is the buffer.
-    m_file.rdbuf()->pubsetbuf(nullptr, 0);
 }
 
 BinaryFileWriter::~BinaryFileWriter()
 {
     QC_TRACE("BinaryFileWriter dtor");
-    if (!close())
-        QC_ERROR("Could not write all patterns to " << m_strFilename);
+    closeOrTell();
 }
 
-bool BinaryFileWriter::open(const char* in_filename)
+void BinaryFileWriter::begin_i()
 {
-    QC_TRACE("MachineLearning::BinaryFileWriter::open");
-    if (!close())
-        QC_ERROR("Could not write all patterns to " << m_strFilename);
-    m_strFilename = in_filename;
-    m_file.open(m_strFilename, std::ios::binary | std::ios::trunc);
-    if (!m_file)
-    {
-        QC_ERROR("Could not open file " << m_strFilename << " for output.");
-        return false;
-    }
-    m_uiNbInput = 0;
-    m_uiNbTarget = 0;
-    m_uiNbPattern = 0;
     m_bPendingMixed = false;
-    return true;
 }
 
 bool BinaryFileWriter::write(bool in_bReset, const DoubleVector& in_vInput, const DoubleVector& in_vTarget)
 {
     QC_TRACE("MachineLearning::BinaryFileWriter::write");
-    if (!m_file.is_open())
-    {
-        m_bLost = true;
-        return true;
-    }
     if (m_uiNbTarget == 0 && in_vTarget.empty())
     {
         holdBack(in_bReset, in_vInput);
@@ -354,7 +345,7 @@ bool BinaryFileWriter::write(bool in_bReset, const DoubleVector& in_vInput, cons
         return false;
     }
     ++m_uiNbPattern;
-    if (m_strBlock.size() >= BLOCK_SIZE)
+    if (m_strBytes.size() >= BLOCK_SIZE || !isOpen())
         flush();
     return true;
 }
@@ -364,21 +355,23 @@ void BinaryFileWriter::holdBack(bool in_bReset, const DoubleVector& in_vInput)
 {
     m_bPendingMixed = m_bPendingMixed || (m_uiNbPattern != 0 && in_vInput.size() != m_uiPendingInput);
     m_uiPendingInput = in_vInput.size();
-    m_strBlock.push_back(in_bReset ? 1 : 0);
-    append(m_strBlock, in_vInput.begin(), in_vInput.size());
-    m_strBlock.push_back(0);
+    m_strBytes.push_back(in_bReset ? 1 : 0);
+    append(m_strBytes, in_vInput.begin(), in_vInput.size());
+    m_strBytes.push_back(0);
     ++m_uiNbPattern;
+    if (!isOpen())
+        flush();
 }
 
 void BinaryFileWriter::writeHeader(std::uint64_t in_uiNbInput, std::uint64_t in_uiNbTarget)
 {
     m_uiNbInput = in_uiNbInput;
     m_uiNbTarget = in_uiNbTarget;
-    m_strBlock.reserve(BLOCK_SIZE + inputBytes(m_uiNbInput) + FLAG + targetBytes(m_uiNbTarget));
+    m_strBytes.reserve(BLOCK_SIZE + inputBytes(m_uiNbInput) + FLAG + targetBytes(m_uiNbTarget));
     std::string strHeader(MAGIC);
     append(strHeader, &m_uiNbInput, 1);
     append(strHeader, &m_uiNbTarget, 1);
-    m_file.write(strHeader.data(), static_cast<std::streamsize>(strHeader.size()));
+    writeOut(strHeader);
     if (m_uiNbPattern == 0 || (!m_bPendingMixed && m_uiPendingInput == m_uiNbInput))
         return;
     m_bLost = true;
@@ -389,42 +382,27 @@ void BinaryFileWriter::writeHeader(std::uint64_t in_uiNbInput, std::uint64_t in_
 bool BinaryFileWriter::appendRecord(bool in_bReset, const DoubleVector& in_vInput,
                                     const DoubleVector& in_vTarget)
 {
-    m_strBlock.push_back(in_bReset ? 1 : 0);
+    m_strBytes.push_back(in_bReset ? 1 : 0);
     if (!QC_CHECK(in_vInput.size() == m_uiNbInput))
         return false;
-    append(m_strBlock, in_vInput.begin(), in_vInput.size());
-    m_strBlock.push_back(in_vTarget.empty() ? 0 : 1);
+    append(m_strBytes, in_vInput.begin(), in_vInput.size());
+    m_strBytes.push_back(in_vTarget.empty() ? 0 : 1);
     if (in_vTarget.empty())
         return true;
     if (!QC_CHECK(in_vTarget.size() == m_uiNbTarget))
         return false;
-    append(m_strBlock, in_vTarget.begin(), in_vTarget.size());
+    append(m_strBytes, in_vTarget.begin(), in_vTarget.size());
     return true;
 }
 
-void BinaryFileWriter::flush()
+void BinaryFileWriter::end_i()
 {
-    m_file.write(m_strBlock.data(), static_cast<std::streamsize>(m_strBlock.size()));
-    m_strBlock.clear();
-}
-
-bool BinaryFileWriter::close()
-{
-    QC_TRACE("MachineLearning::BinaryFileWriter::close");
-    if (m_file.is_open())
-    {
-        if (getNbPending() != 0)
-        {
-            QC_WARN("Dropping " << getNbPending() << " patterns: none has a target, and " << m_strFilename
-                                << " stays empty");
-            m_bLost = true;
-            m_strBlock.clear();
-        }
-        flush();
-        m_file.close();
-        m_bLost = m_bLost || !m_file;
-    }
-    return !std::exchange(m_bLost, false);
+    if (getNbPending() == 0)
+        return;
+    QC_WARN("Dropping " << getNbPending() << " patterns: none has a target, and " << m_strFilename
+                        << " stays empty");
+    m_bLost = true;
+    m_strBytes.clear();
 }
 
 } // namespace Vexalor::MachineLearning

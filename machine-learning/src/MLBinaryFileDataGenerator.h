@@ -1,11 +1,11 @@
 #pragma once
 
-#include "MLInputFile.h"
 #include "MLPatternFileDataGenerator.h"
+#include "MLPatternFileWriter.h"
+#include "quillcast-core/InputFile.h"
 #include "quillcast-core/Serialization.h"
 
 #include <cstdint>
-#include <fstream>
 #include <string>
 #include <vector>
 
@@ -69,7 +69,7 @@ private:
     bool m_bInputValid = false;
     bool m_bTargetValid = false;
     bool m_bFailed = false; ///< nothing more can be read before the next gotoStart
-    bool m_bCut = false;    ///< the file ended inside the header or a record
+    bool m_bCut = false;    ///< the header or a record could not be read whole
 };
 
 /// Writes the same format. The header takes its sizes from the first pattern that has a target; patterns
@@ -77,40 +77,28 @@ private:
 ///
 /// write stores what it is given of a pattern of wrong size, as far as it goes, so that what follows cannot
 /// be read properly; close tells.
-class BinaryFileWriter final : public virtual FileDataWriter
+class BinaryFileWriter final : public PatternFileWriter
 {
 public:
     BinaryFileWriter();
     ~BinaryFileWriter() override;
 
-    bool open(const char* in_filename) override;
-    const char* getCurrentFilename() const override { return m_strFilename.c_str(); }
-    /// False for a pattern of wrong size only: close tells what the system refused.
+    /// False for a pattern of wrong size only: close tells what the system refused. close is false also if
+    /// patterns were dropped because none had a target, or are out of place because one had a wrong size.
     bool write(bool in_bReset, const DoubleVector& in_vInput, const DoubleVector& in_vTarget) override;
-    /// False also if patterns were dropped because none had a target, or are out of place because one had a
-    /// wrong size.
-    bool close() override;
-    bool hasLost() const override { return m_bLost || !m_file; }
-    void setCurrentFilename(const char* in_filename) override { m_strFilename = in_filename; }
 
     /// Patterns that wait for the first one with a target; after close, those that were dropped.
     std::uint64_t getNbPending() const { return m_uiNbTarget == 0 ? m_uiNbPattern : 0; }
 
 private:
+    void begin_i() override;
+    void end_i() override;
     void holdBack(bool in_bReset, const DoubleVector& in_vInput);
     void writeHeader(std::uint64_t in_uiNbInput, std::uint64_t in_uiNbTarget);
     bool appendRecord(bool in_bReset, const DoubleVector& in_vInput, const DoubleVector& in_vTarget);
-    void flush();
 
-    std::string m_strFilename;
-    std::ofstream m_file;
-    std::string m_strBlock;             ///< records that are not in the file yet
     std::uint64_t m_uiPendingInput = 0; ///< size of the inputs that wait for the header
-    std::uint64_t m_uiNbInput = 0;
-    std::uint64_t m_uiNbTarget = 0; ///< 0: no header yet
-    std::uint64_t m_uiNbPattern = 0;
-    bool m_bPendingMixed = false; ///< they are of several sizes
-    bool m_bLost = false;         ///< a pattern did not reach the file, or not its place
+    bool m_bPendingMixed = false;       ///< they are of several sizes
 };
 
 } // namespace Vexalor::MachineLearning

@@ -1,5 +1,6 @@
 #include "MLClassifier.h"
 
+#include "quillcast-core/AsciiCase.h"
 #include "quillcast-core/Logger.h"
 
 #include <algorithm>
@@ -9,7 +10,6 @@
 #include <ostream>
 #include <sstream>
 #include <string_view>
-#include <strings.h>
 
 namespace Vexalor::MachineLearning
 {
@@ -41,8 +41,8 @@ bool readWord(std::istream& in_stream, double& out_dValue)
 {
     char word[4] = {};
     in_stream.read(word, 3);
-    const bool bNan = strcasecmp(word, "nan") == 0;
-    if (!bNan && strcasecmp(word, "inf") != 0)
+    const bool bNan = equalIgnoringCase(word, "nan");
+    if (!bNan && !equalIgnoringCase(word, "inf"))
         return false;
     out_dValue = bNan ? std::numeric_limits<double>::quiet_NaN() : std::numeric_limits<double>::infinity();
     return true;

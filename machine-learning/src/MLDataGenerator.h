@@ -67,7 +67,8 @@ private:
 class FileDataGenerator : public virtual DataGenerator
 {
 public:
-    /// Stores the name of the file to read. Text and binary readers open it at the next gotoStart.
+    /// Stores the name of the file to read. Text and binary readers open it at the next gotoStart. False for
+    /// null.
     virtual bool setCurrentFilename(const char* in_filename) = 0;
     /// The stored name; valid until the next setCurrentFilename.
     virtual const char* getCurrentFilename() const = 0;
@@ -107,18 +108,18 @@ class FileDataWriter : public virtual DataWriter
 {
 public:
     /// Opens the file, truncating it; closes an earlier one first. False, with the reason logged at error
-    /// level, if it cannot be opened.
+    /// level, if it cannot be opened; sizes are kept then, and what is written is lost.
     virtual bool open(const char* in_filename) = 0;
     /// The name given to open.
     virtual const char* getCurrentFilename() const = 0;
     /// Flushes and closes. False if anything written since open did not reach the file. True when none is
-    /// open.
-    virtual bool close() = 0;
+    /// open, and for a writer that closes by its destructor only.
+    virtual bool close() { return true; }
     /// True once it is known that close will return false, for who would write on in vain.
     virtual bool hasLost() const { return false; }
     /// The name that getCurrentFilename and messages give from now on, for an open file that gets it when it
-    /// is complete.
-    virtual void setCurrentFilename(const char* in_filename) = 0;
+    /// is complete. A writer need not care.
+    virtual void setCurrentFilename(const char* /*in_filename*/) {}
 };
 
 } // namespace Vexalor::MachineLearning

@@ -1,12 +1,12 @@
 #include "MLErrorFunction.h"
 
+#include "quillcast-core/AsciiCase.h"
 #include "quillcast-core/Assertion.h"
 
 #include <algorithm>
 #include <cmath>
 #include <iterator>
 #include <limits>
-#include <strings.h>
 
 namespace Vexalor::MachineLearning
 {
@@ -100,10 +100,12 @@ bool countClass(std::size_t in_uiDesiredClass, std::size_t in_uiNumClasses,
 Fallible<ErrorFunction::ErrorFunctionType> ErrorFunction::parseErrorFuncType(const char* in_keyword)
 {
     QC_TRACE("ErrorFunction::parseErrorFuncType");
+    if (!QC_CHECK(in_keyword != nullptr))
+        return {};
     for (const TypeRow& row : TYPES)
     {
-        if (strcasecmp(in_keyword, row.m_longKeyword) == 0 ||
-            (row.m_shortKeyword != nullptr && strcasecmp(in_keyword, row.m_shortKeyword) == 0))
+        if (equalIgnoringCase(in_keyword, row.m_longKeyword) ||
+            (row.m_shortKeyword != nullptr && equalIgnoringCase(in_keyword, row.m_shortKeyword)))
             return row.m_type;
     }
     return {};

@@ -2,10 +2,11 @@
 
 #include "quillcast-audio/AnnotatedFile.h"
 #include "quillcast-core/Assertion.h"
+#include "quillcast-core/InputFile.h"
 
 #include <algorithm>
-#include <fstream>
 #include <ostream>
+#include <unistd.h>
 
 namespace Vexalor::MachineLearning
 {
@@ -15,9 +16,10 @@ namespace
 
 constinit Logger s_logger("quillcast.ml.generator.FileSetDataGenerator.summary");
 
+/// Without opening it.
 bool isReadable(const std::string& in_strFilename)
 {
-    return std::ifstream(in_strFilename, std::ios::binary).good();
+    return access(in_strFilename.c_str(), R_OK) == 0;
 }
 
 std::ostream& operator<<(std::ostream& out_stream, const AudioClassStatistics::Row& in_row)
@@ -39,6 +41,8 @@ bool FileSetDataGeneratorImpl::isOwnConfig(const DataGeneratorWithConfig::Config
 
 bool FileSetDataGeneratorImpl::openSet(const char* in_filename)
 {
+    if (!QC_CHECK(in_filename != nullptr))
+        return false;
     std::string strFilename = in_filename;
     releaseFile();
     setCurrentGenerator({});
@@ -419,9 +423,9 @@ StringVector findAnnotatedClasses(const char* in_setFilename, const StringVector
     std::size_t uiMissing = parser.open(in_setFilename) ? in_vClasses.size() : 0;
     while (uiMissing > 0 && parser.next(strFilename))
     {
-        std::ifstream stream(strFilename, std::ios::binary);
+        InputFile recording;
         AnnotatedFile file;
-        if (!stream || !file.readFromWAV(stream))
+        if (!recording.openRegular(strFilename.c_str()) || !file.readFromWAV(recording))
             continue;
         for (std::size_t i = 0; i < in_vClasses.size(); ++i)
         {

@@ -1,6 +1,6 @@
 #include "MLHelpers.h"
 
-#include "quillcast-core/Logger.h"
+#include "quillcast-core/Assertion.h"
 
 #include <charconv>
 #include <limits>
@@ -41,6 +41,15 @@ std::uint64_t readBytes(std::ifstream& io_stream, char* out_bytes, std::uint64_t
 {
     io_stream.read(out_bytes, streamSize(in_uiSize));
     return static_cast<std::uint64_t>(io_stream.gcount());
+}
+
+/// Refuses null.
+bool isNamed(const char* in_filename, std::ios& out_state)
+{
+    if (QC_CHECK(in_filename != nullptr))
+        return true;
+    out_state.setstate(std::ios::failbit);
+    return false;
 }
 
 bool parseCount(std::string_view in_text, std::uint64_t& out_uiCount)
@@ -101,6 +110,8 @@ void SplitFileWriter::open(const char* in_baseName, int in_iMode)
     if (m_bSetOpen)
         close();
     m_stream.clear();
+    if (!isNamed(in_baseName, m_stream))
+        return;
     m_strBaseName = in_baseName;
     m_iMode = withBits(in_iMode, std::ios::out);
     m_uiNbSplitFiles = 0;
@@ -196,6 +207,8 @@ void SplitFileReader::open(const char* in_baseName, int in_iMode)
     if (m_stream.is_open())
         m_stream.close();
     m_stream.clear();
+    if (!isNamed(in_baseName, m_stream))
+        return;
     m_strBaseName = in_baseName;
     m_strCurrentName = m_strBaseName;
     m_iMode = withBits(in_iMode, std::ios::in);
@@ -275,6 +288,8 @@ void ByChunkFileReader::open(const char* in_filename, int in_iMode)
 {
     QC_TRACE("MachineLearning::ByChunkFileReader::open");
     m_uiValid = m_uiPosition = m_uiCount = 0;
+    if (!isNamed(in_filename, m_stream))
+        return;
     m_strFilename = in_filename;
     SimplifiedFileStreamImpl::open(in_filename, withBits(in_iMode, std::ios::in));
     if (!m_stream)

@@ -15,12 +15,8 @@ class PatternFileDataGenerator
     , public virtual GeneratorWithFacts
 {
 public:
-    /// Used by the first gotoStart; an open file is read on.
-    bool setCurrentFilename(const char* in_filename) override
-    {
-        m_strFilename = in_filename;
-        return true;
-    }
+    /// Used by the first gotoStart; an open file is read on. False for null.
+    bool setCurrentFilename(const char* in_filename) override;
     const char* getCurrentFilename() const override { return m_strFilename.c_str(); }
 
     bool setEntityToReset(Handle<Resettable, ReferenceCount> in_entity) override

@@ -22,6 +22,7 @@ bool TextLineReader::open(const char* in_filename)
     if (!m_file.open(in_filename))
         return false;
     m_vBlock.resize(BLOCK_SIZE);
+    begin();
     return true;
 }
 
@@ -29,9 +30,15 @@ bool TextLineReader::rewind()
 {
     if (!m_file.seek(0))
         return false;
+    begin();
+    return true;
+}
+
+void TextLineReader::begin()
+{
     m_uiNext = m_uiEnd = 0;
     m_bInLine = m_bAtEnd = false;
-    return true;
+    m_line = Line::NONE;
 }
 
 const char* TextLineReader::findNewline(std::size_t in_uiFrom) const
@@ -41,13 +48,15 @@ const char* TextLineReader::findNewline(std::size_t in_uiFrom) const
 
 TextLineReader::Line TextLineReader::nextLine()
 {
-    if (!isOpen())
-    {
-        m_bAtEnd = true;
-        return Line::NONE;
-    }
     if (m_bInLine)
         skipLine();
+    m_line = isOpen() && !m_bAtEnd ? findLine() : Line::NONE;
+    m_bAtEnd = m_line == Line::NONE;
+    return m_line;
+}
+
+TextLineReader::Line TextLineReader::findLine()
+{
     const char* pNewline = findNewline(m_uiNext);
     while (pNewline == nullptr)
     {
@@ -57,24 +66,17 @@ TextLineReader::Line TextLineReader::nextLine()
         pNewline = findNewline(uiSearched);
     }
     char* pBegin = m_vBlock.data() + m_uiNext;
-    if (pNewline == nullptr && m_uiEnd - m_uiNext == m_vBlock.size())
-    {
-        setg(pBegin, pBegin, m_vBlock.data() + m_uiEnd);
-        m_uiNext = m_uiEnd;
-        m_bInLine = true;
-        m_stream.clear();
-        return Line::STREAM;
-    }
-    if (pNewline == nullptr && m_uiNext == m_uiEnd)
-    {
-        m_bAtEnd = true;
-        return Line::NONE;
-    }
     char* pEnd =
         pNewline == nullptr ? m_vBlock.data() + m_uiEnd : m_vBlock.data() + (pNewline - m_vBlock.data());
+    if (pNewline == nullptr && (m_file.hasFailed() || pBegin == pEnd))
+        return Line::NONE;
     setg(pBegin, pBegin, pEnd);
+    m_bInLine = pNewline == nullptr && m_uiEnd - m_uiNext == m_vBlock.size();
     m_uiNext = static_cast<std::size_t>(pEnd - m_vBlock.data()) + (pNewline == nullptr ? 0 : 1);
-    return Line::WHOLE;
+    if (!m_bInLine)
+        return Line::WHOLE;
+    m_stream.clear();
+    return Line::STREAM;
 }
 
 /// Moves what is left to the front of the block and reads behind it. False when the block is full already, or

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "MLInputFile.h"
+#include "quillcast-core/InputFile.h"
 
 #include <istream>
 #include <streambuf>
@@ -27,28 +27,33 @@ public:
     TextLineReader(const TextLineReader&) = delete;
     TextLineReader& operator=(const TextLineReader&) = delete;
 
-    /// False when the file cannot be opened for reading, or is a directory.
+    /// Stands before the first line. False when the file cannot be opened for reading, or is a directory.
     bool open(const char* in_filename);
     bool isOpen() const { return m_file.isOpen(); }
     /// Back to before the first line. False for a source that cannot be rewound.
     bool rewind();
 
-    /// Goes to the next line, whatever was read of the current one. The last line needs no newline. A reader
-    /// that is not open has no line.
+    /// Goes to the next line, whatever was read of the current one. The last line needs no newline; what an
+    /// error of the system cuts off is no line. After NONE there is none until open or rewind, even if the
+    /// file grows. A reader that is not open has no line.
     Line nextLine();
+    /// What nextLine found last.
+    Line getLine() const { return m_line; }
     /// The whole line, without its newline; valid until the next call of nextLine.
     std::string_view text() const { return {eback(), static_cast<std::size_t>(egptr() - eback())}; }
     std::istream& stream() { return m_stream; }
 
     /// True once nextLine has found no further line.
     bool atEnd() const { return m_bAtEnd; }
-    /// True after an error of the system while reading.
+    /// True after an error of the system while reading, also within the current line.
     bool hasFailed() const { return m_file.hasFailed(); }
     /// Share of the file that has been read; unset where the system does not know.
     Fallible<double> getShareRead() const { return m_file.getShareRead(); }
 
 private:
     int_type underflow() override;
+    void begin();
+    Line findLine();
     bool fill();
     void skipLine();
     const char* findNewline(std::size_t in_uiFrom) const;
@@ -59,6 +64,7 @@ private:
     std::size_t m_uiEnd = 0;  ///< behind the last character in the block
     bool m_bInLine = false;   ///< the current line goes on behind the block
     bool m_bAtEnd = false;
+    Line m_line = Line::NONE;
     InputFile m_file;
 };
 

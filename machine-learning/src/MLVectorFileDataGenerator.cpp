@@ -1,12 +1,10 @@
 #include "MLVectorFileDataGenerator.h"
 
+#include "MLTextLineReader.h"
 #include "quillcast-core/Assertion.h"
 #include "quillcast-core/SerializationArchives.h"
 
-#include <cerrno>
-#include <cstring>
 #include <ostream>
-#include <utility>
 
 namespace Vexalor::MachineLearning
 {
@@ -18,7 +16,16 @@ constinit Logger s_logger("quillcast.ml.generator.VectorFileDataGenerator");
 
 constexpr std::string_view RESET_LINE = "reset";
 
+using Line = TextLineReader::Line;
+
 } // namespace
+
+VectorFileDataGenerator::VectorFileDataGenerator()
+    : m_pReader(std::make_unique<TextLineReader>())
+{
+}
+
+VectorFileDataGenerator::~VectorFileDataGenerator() = default;
 
 bool VectorFileDataGenerator::gotoStart()
 {
@@ -29,16 +36,16 @@ bool VectorFileDataGenerator::gotoStart()
     m_bResetPending = false;
     if (!QC_CHECK(m_pEntityToReset.isNull() || m_pEntityToReset->reset()))
         return false;
-    if (m_reader.isOpen())
+    if (m_pReader->isOpen())
     {
-        if (m_reader.rewind())
+        if (m_pReader->rewind())
             return true;
         QC_ERROR("MachineLearning::VectorFileDataGenerator::gotoStart : failed to rewind file "
                  << m_strFilename);
         return false;
     }
     QC_DEBUG("Opening file " << m_strFilename);
-    if (m_reader.open(m_strFilename.c_str()))
+    if (m_pReader->open(m_strFilename.c_str()))
         return true;
     QC_ERROR("MachineLearning::VectorFileDataGenerator::gotoStart : failed to open file " << m_strFilename
                                                                                           << " for reading");
@@ -56,7 +63,7 @@ bool VectorFileDataGenerator::generateNext()
 
 bool VectorFileDataGenerator::atEnd() const
 {
-    return m_reader.atEnd();
+    return m_pReader->atEnd();
 }
 
 bool VectorFileDataGenerator::readLine()
@@ -67,14 +74,17 @@ bool VectorFileDataGenerator::readLine()
     if (!nextPatternLine())
         return false;
     ++m_uiLine;
-    if (!parseInput() || !makeInput_i(m_bResetPending, m_vInput))
+    const bool bInputRead = parseInput();
+    const bool bTargetRead = bInputRead && parseTarget();
+    if (m_pReader->hasFailed())
+        return false; // in the middle of a long line
+    if (!bInputRead || !makeInput_i(m_bResetPending, m_vInput))
     {
         QC_WARN("MachineLearning::VectorFileDataGenerator::readLine : failed to parse line "
                 << m_uiLine << " of file " << m_strFilename << ". Ignoring");
         return false;
     }
     m_bPatternValid = true;
-    const bool bTargetRead = parseTarget();
     if (!bTargetRead)
         QC_WARN("MachineLearning::VectorFileDataGenerator::readLine : failed to read target from line "
                 << m_uiLine << ". Ignoring");
@@ -87,37 +97,38 @@ bool VectorFileDataGenerator::readLine()
 /// Goes to the next line that is to hold a pattern; remembers a mark of a new sequence before it.
 bool VectorFileDataGenerator::nextPatternLine()
 {
-    const auto next = [this]
-    {
-        m_line = m_reader.nextLine();
-        if (m_line == TextLineReader::Line::NONE && m_reader.hasFailed())
-            QC_ERROR("failed to read file " << m_strFilename << " behind line " << m_uiLine << ": "
-                                            << std::strerror(errno));
-        return m_line != TextLineReader::Line::NONE;
-    };
-    if (!next())
-        return false;
-    if (m_line == TextLineReader::Line::STREAM || m_reader.text() != RESET_LINE)
-        return true;
+    const Line line = m_pReader->nextLine();
+    if (line != Line::WHOLE || m_pReader->text() != RESET_LINE)
+        return line != Line::NONE;
     m_bResetPending = true;
-    return next();
+    return m_pReader->nextLine() != Line::NONE;
 }
 
 bool VectorFileDataGenerator::parseInput()
 {
-    if (m_line == TextLineReader::Line::STREAM)
-        return static_cast<bool>(m_vInput.read(m_reader.stream()));
-    const std::string_view line = m_reader.text();
+    if (m_pReader->getLine() == Line::STREAM)
+        return static_cast<bool>(m_vInput.read(m_pReader->stream()));
+    const std::string_view line = m_pReader->text();
     m_pTargetText = m_vInput.parse(line.data(), line.data() + line.size());
     return m_pTargetText != nullptr;
 }
 
 bool VectorFileDataGenerator::parseTarget()
 {
-    if (m_line == TextLineReader::Line::STREAM)
-        return static_cast<bool>(m_vTarget.read(m_reader.stream()));
-    const std::string_view line = m_reader.text();
+    if (m_pReader->getLine() == Line::STREAM)
+        return static_cast<bool>(m_vTarget.read(m_pReader->stream()));
+    const std::string_view line = m_pReader->text();
     return m_vTarget.parse(m_pTargetText, line.data() + line.size()) != nullptr;
+}
+
+bool VectorFileDataGenerator::endedCleanly() const
+{
+    return !m_pReader->hasFailed();
+}
+
+Fallible<double> VectorFileDataGenerator::getShareRead() const
+{
+    return m_pReader->getShareRead();
 }
 
 bool VectorFileDataGenerator::getInput(DoubleVector& out_vInput)
@@ -156,30 +167,15 @@ void VectorFileDataGenerator::serialize(Archive& io_archive, const unsigned int)
 
 QC_ARCHIVES(VectorFileDataGenerator);
 
+VectorFileWriter::VectorFileWriter()
+    : PatternFileWriter(s_logger)
+{
+}
+
 VectorFileWriter::~VectorFileWriter()
 {
     QC_TRACE("VectorFileWriter dtor");
-    if (!close())
-        QC_ERROR("Could not write all patterns to " << m_strFilename);
-}
-
-bool VectorFileWriter::open(const char* in_filename)
-{
-    QC_TRACE("MachineLearning::VectorFileWriter::open");
-    if (!close())
-        QC_ERROR("Could not write all patterns to " << m_strFilename);
-    m_strFilename = in_filename;
-    m_file.open(m_strFilename, std::ios::binary | std::ios::trunc);
-    if (!m_file)
-    {
-        QC_ERROR("Could not open file " << m_strFilename << " for output.");
-        return false;
-    }
-    m_uiNbInput = 0;
-    m_uiNbTarget = 0;
-    m_uiNbPattern = 0;
-    m_bLost = false;
-    return true;
+    closeOrTell();
 }
 
 bool VectorFileWriter::write(bool in_bReset, const DoubleVector& in_vInput, const DoubleVector& in_vTarget)
@@ -193,29 +189,15 @@ bool VectorFileWriter::write(bool in_bReset, const DoubleVector& in_vInput, cons
         return false;
     if (!QC_CHECK(in_vTarget.empty() || m_uiNbTarget == in_vTarget.size()))
         return false;
-    m_strLine.clear();
     if (in_bReset)
-        m_strLine.append(RESET_LINE).push_back('\n');
-    in_vInput.appendTo(m_strLine);
-    m_strLine.push_back(' ');
-    in_vTarget.appendTo(m_strLine);
-    m_strLine.push_back('\n');
-    m_file.write(m_strLine.data(), static_cast<std::streamsize>(m_strLine.size()));
-    m_file.flush();
-    m_bLost = m_bLost || !m_file;
+        m_strBytes.append(RESET_LINE).push_back('\n');
+    in_vInput.appendTo(m_strBytes);
+    m_strBytes.push_back(' ');
+    in_vTarget.appendTo(m_strBytes);
+    m_strBytes.push_back('\n');
+    flush();
     ++m_uiNbPattern;
     return true;
-}
-
-bool VectorFileWriter::close()
-{
-    QC_TRACE("MachineLearning::VectorFileWriter::close");
-    if (m_file.is_open())
-    {
-        m_file.close();
-        m_bLost = m_bLost || !m_file;
-    }
-    return !std::exchange(m_bLost, false);
 }
 
 } // namespace Vexalor::MachineLearning

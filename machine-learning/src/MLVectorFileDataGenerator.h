@@ -1,15 +1,17 @@
 #pragma once
 
 #include "MLPatternFileDataGenerator.h"
-#include "MLTextLineReader.h"
+#include "MLPatternFileWriter.h"
 #include "quillcast-core/Serialization.h"
 
 #include <cstdint>
-#include <fstream>
+#include <memory>
 #include <string>
 
 namespace Vexalor::MachineLearning
 {
+
+class TextLineReader;
 
 /// Reads a text vector pattern file: "[input] [target]" a line, a line "reset" before the first pattern of a
 /// sequence. doc/formats.md gives the layout. Lines that are no pattern are skipped with a warning; a line
@@ -18,14 +20,17 @@ namespace Vexalor::MachineLearning
 class VectorFileDataGenerator : public PatternFileDataGenerator
 {
 public:
+    VectorFileDataGenerator();
+    ~VectorFileDataGenerator() override;
+
     bool gotoStart() override;
     bool generateNext() override;
     bool atEnd() const override;
     bool getInput(DoubleVector& out_vInput) override;
     bool getTarget(DoubleVector& out_vTarget) override;
     std::ostream& dumpStatus(std::ostream& out_stream) override;
-    bool endedCleanly() const override { return !m_reader.hasFailed(); }
-    Fallible<double> getShareRead() const override { return m_reader.getShareRead(); }
+    bool endedCleanly() const override;
+    Fallible<double> getShareRead() const override;
 
 protected:
     /// Reads one record: a pattern line with its optional reset line. The result tells whether all of it
@@ -45,8 +50,7 @@ private:
     bool parseInput();
     bool parseTarget();
 
-    TextLineReader m_reader;
-    TextLineReader::Line m_line = TextLineReader::Line::NONE;
+    const std::unique_ptr<TextLineReader> m_pReader;
     const char* m_pTargetText = nullptr; ///< behind the input of a line that is held whole
     std::uint64_t m_uiLine = 0;          ///< pattern lines since gotoStart
     DoubleVector m_vInput;
@@ -57,27 +61,14 @@ private:
 };
 
 /// Writes the same format, each line flushed, so that a file can be read while it grows.
-class VectorFileWriter final : public virtual FileDataWriter
+class VectorFileWriter final : public PatternFileWriter
 {
 public:
+    VectorFileWriter();
     ~VectorFileWriter() override;
 
-    bool open(const char* in_filename) override;
-    const char* getCurrentFilename() const override { return m_strFilename.c_str(); }
     /// True also when the system refused the line: close tells.
     bool write(bool in_bReset, const DoubleVector& in_vInput, const DoubleVector& in_vTarget) override;
-    bool close() override;
-    bool hasLost() const override { return m_bLost; }
-    void setCurrentFilename(const char* in_filename) override { m_strFilename = in_filename; }
-
-private:
-    std::string m_strFilename;
-    std::ofstream m_file;
-    std::string m_strLine;
-    std::uint64_t m_uiNbInput = 0;
-    std::uint64_t m_uiNbTarget = 0;
-    std::uint64_t m_uiNbPattern = 0;
-    bool m_bLost = false; ///< a pattern did not reach the file
 };
 
 } // namespace Vexalor::MachineLearning

@@ -399,6 +399,9 @@ TEST_P(DataGeneratorContract, StatusAndOrigin)
         EXPECT_TRUE(share.getValue() > 0.0 && share.getValue() <= 1.0) << share.getValue();
         EXPECT_EQ(m_pGenerator->getShareRead().getValue(), 1.0);
     }
+    const Testing::AssertionCapture assertions;
+    const auto pFileGenerator = m_pGenerator.dynamicCast<FileDataGenerator>();
+    EXPECT_FALSE(!pFileGenerator.isNull() && pFileGenerator->setCurrentFilename(nullptr));
 }
 
 template <class Wrapper>

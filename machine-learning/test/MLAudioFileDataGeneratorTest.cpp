@@ -200,7 +200,7 @@ TEST_F(AudioGeneratorTest, FilesThatCannotBeUsed)
         std::string m_strMessage;
     } TABLE[] = {
         {"/does/not/exist.wav", "ERROR Could not open /does/not/exist.wav for reading"},
-        {m_folder.path(), "ERROR failed to load annotations from WAV file " + m_folder.path()},
+        {m_folder.path(), "ERROR Could not open " + m_folder.path() + " for reading"},
         {strText, "ERROR failed to load annotations from WAV file " + strText},
         {strOtherRate, "ERROR Could not set source file " + strOtherRate + " in AudioFileReader"},
         {strOverlap, "ERROR Could not match datagenerator's classes with input file annotations"},

@@ -1,6 +1,7 @@
 #include "MLBinaryFileDataGenerator.h"
 #include "MLVectorFileDataGenerator.h"
 #include "test-support/CountingResettable.h"
+#include "test-support/FileFaults.h"
 #include "test-support/FileSizeLimit.h"
 #include "test-support/LogCapture.h"
 #include "test-support/TempDir.h"
@@ -228,7 +229,7 @@ TEST_F(BinaryFileTest, EveryTruncation)
                                                : "![1.5 -2];[-2 1.5];cut";
         EXPECT_EQ(read(BY_HAND.substr(0, uiSize)), pExpected) << uiSize;
     }
-    EXPECT_EQ(m_log.count("patterns is cut off behind pattern 1"), 2 * 25U) << "49 to 73, in two passes";
+    EXPECT_EQ(m_log.count("patterns is cut off after pattern 1"), 2 * 25U) << "49 to 73, in two passes";
 }
 
 TEST_F(BinaryFileTest, SizesThatNoFileHolds)
@@ -262,6 +263,27 @@ TEST_F(BinaryFileTest, SizesThatNoFileHolds)
     EXPECT_LT(getPeakKibibytes() - iBefore, 65536);
 }
 
+TEST_F(BinaryFileTest, MoreThanTheMemoryHolds)
+{
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+    GTEST_SKIP() << "a sanitizer ends the process where memory does not suffice";
+#endif
+    // A sparse file of 8 TiB, and so a record that it holds as far as anybody can tell.
+    const std::string strPath = m_folder.write("patterns", header(std::uint64_t(1) << 40, 1));
+    if (truncate(strPath.c_str(), off_t(1) << 43 | 64) != 0)
+        GTEST_SKIP() << "the file system has no files of 8 TiB";
+    rlimit earlier = {};
+    ASSERT_EQ(getrlimit(RLIMIT_AS, &earlier), 0);
+    const rlimit limit = {std::min<rlim_t>(rlim_t(1) << 43, earlier.rlim_max), earlier.rlim_max};
+    ASSERT_EQ(setrlimit(RLIMIT_AS, &limit), 0);
+    ASSERT_TRUE(start(m_generator, strPath));
+    EXPECT_FALSE(m_generator.generateNext());
+    EXPECT_EQ(setrlimit(RLIMIT_AS, &earlier), 0);
+    EXPECT_FALSE(m_generator.endedCleanly());
+    EXPECT_EQ(m_log.text(), "ERROR The record after pattern 0 of file " + strPath +
+                                " needs 8796093022218 bytes: more than the memory holds\n");
+}
+
 TEST_F(BinaryFileTest, RecordsLongerThanTheBlock)
 {
     // 600 000 bytes of input: more than two blocks of 256 KB.
@@ -277,6 +299,7 @@ TEST_F(BinaryFileTest, RecordsLongerThanTheBlock)
     {
         std::string m_content;
         std::string m_patterns;
+        const char* m_end = "";
     } TABLE[] = {
         {header(LONG, 1) + "\1" + bytes(vLong) + strNone + strNone + bytes(vLong) + "\1" + ONE,
          "!" + strLong + ";" + strLong + "->[1];"},
@@ -284,10 +307,13 @@ TEST_F(BinaryFileTest, RecordsLongerThanTheBlock)
              strNone,
          "[1];![1]->" + strLong + ";[1];"},
         {header(LONG, LONG) + strNone + bytes(vLong) + "\1" + bytes(vLong), strLong + "->" + strLong + ";"},
+        // Cut after the input, as in EveryTruncation.
+        {header(LONG, 1) + strNone + bytes(vLong), strLong + ";", "cut"},
+        {header(LONG, LONG) + strNone + bytes(vLong) + "\1" + ONE, strLong + ";", "cut"},
     };
     for (const auto& row : TABLE)
     {
-        EXPECT_EQ(read(row.m_content), row.m_patterns);
+        EXPECT_EQ(read(row.m_content), row.m_patterns + row.m_end);
         const Pipe source(row.m_content);
         BinaryFileDataGenerator generator;
         ASSERT_TRUE(start(generator, source.path()));
@@ -340,6 +366,40 @@ TEST_F(BinaryFileTest, SourcesThatCannotBeOpened)
     }
     EXPECT_TRUE(start(m_generator, m_folder.write("patterns", BY_HAND))) << "tried again";
     EXPECT_EQ(readPass(m_generator, *m_hEntity), "![1.5 -2];[-2 1.5]->[1];");
+    EXPECT_TRUE(m_generator.endedCleanly());
+    const Testing::AssertionCapture assertions;
+    EXPECT_FALSE(m_generator.setCurrentFilename(nullptr));
+    EXPECT_FALSE(BinaryFileDataGenerator::isFileBinary(nullptr));
+    EXPECT_EQ(assertions.conditions().size(), 2u);
+    EXPECT_STREQ(m_generator.getCurrentFilename(), m_folder.path("patterns").c_str());
+}
+
+TEST_F(BinaryFileTest, AnErrorOfTheSystemEndsThePassAndIsTold)
+{
+    // Patterns of 80 002 bytes, of which a block of 256 KB holds three.
+    const DoubleVector vInput(10000, 1.0);
+    ASSERT_TRUE(m_writer.open(m_folder.path("patterns").c_str()));
+    for (int i = 0; i < 20; ++i)
+        ASSERT_TRUE(m_writer.write(false, vInput, {1}));
+    ASSERT_TRUE(m_writer.close());
+    std::size_t uiEarlier = 0;
+    bool bReachedEnd = false;
+    for (unsigned int uiFailing = 1; !bReachedEnd; ++uiFailing)
+    {
+        const Testing::LogCapture log("quillcast");
+        BinaryFileDataGenerator generator;
+        const Testing::FileFaults faults(m_folder.path(), Testing::FileFaults::READ, uiFailing);
+        std::size_t uiPatterns = 0;
+        if (start(generator, m_folder.path("patterns")))
+            while (generator.generateNext())
+                ++uiPatterns;
+        bReachedEnd = Testing::FileFaults::getCalls(Testing::FileFaults::READ) < uiFailing;
+        EXPECT_GE(uiPatterns, uiEarlier);
+        EXPECT_EQ(generator.endedCleanly(), bReachedEnd) << uiFailing;
+        EXPECT_EQ(log.count("ERROR Cannot read " + m_folder.path("patterns")), bReachedEnd ? 0u : 1u);
+        uiEarlier = uiPatterns;
+    }
+    EXPECT_EQ(uiEarlier, 20u);
 }
 
 TEST_F(BinaryFileTest, PassesFollowTheFileAsItStands)
@@ -448,6 +508,17 @@ TEST_F(BinaryFileTest, FilesThatCannotBeWritten)
     EXPECT_EQ(m_log.text(), "ERROR Could not open file /does/not/exist for output.\n");
     EXPECT_TRUE(m_writer.close()) << "nothing was written";
     EXPECT_TRUE(m_writer.write(false, {1}, {}));
+    EXPECT_TRUE(m_writer.write(false, {1}, {1}));
+    EXPECT_TRUE(m_writer.hasLost());
+    {
+        const Testing::AssertionCapture assertions;
+        EXPECT_FALSE(m_writer.write(false, {1, 2}, {1}));
+        EXPECT_FALSE(m_writer.write(false, {1}, {1, 2}));
+        EXPECT_FALSE(m_writer.open(nullptr));
+        EXPECT_THAT(assertions.conditions(),
+                    ElementsAre("in_vInput.size() == m_uiNbInput", "in_vTarget.size() == m_uiNbTarget",
+                                "in_filename != nullptr"));
+    }
     EXPECT_FALSE(m_writer.close());
     {
         BinaryFileWriter writer;

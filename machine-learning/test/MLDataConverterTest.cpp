@@ -15,9 +15,12 @@ using Testing::ScriptedGenerator;
 namespace
 {
 
-/// Keeps what is written as text, "!" for the mark of a sequence; refuses a pattern on demand.
-struct TextWriter : public virtual DataWriter
+/// Keeps what is written as text, "!" for the mark of a sequence; refuses a pattern on demand. Of a file it
+/// has no more than what a host must write.
+struct TextWriter : public virtual FileDataWriter
 {
+    bool open(const char*) override { return true; }
+    const char* getCurrentFilename() const override { return "text"; }
     bool write(bool in_bReset, const DoubleVector& in_vInput, const DoubleVector& in_vTarget) override
     {
         if (m_iRefused-- == 0)

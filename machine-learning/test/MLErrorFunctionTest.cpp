@@ -1,7 +1,11 @@
 #include "MLErrorFunction.h"
+#include "test-support/Command.h"
 #include "test-support/LogCapture.h"
+#include "test-support/TempDir.h"
 
+#include <clocale>
 #include <cmath>
+#include <cstdlib>
 #include <gmock/gmock.h>
 
 using namespace Vexalor;
@@ -52,9 +56,27 @@ TEST(ErrorFunctionTest, KeywordsNamesAndClassesAgree)
     }
     for (const char* noKeyword : {"mean-square-error", "classification-error", "", "ms", "mse "})
         EXPECT_FALSE(ErrorFunction::parseErrorFuncType(noKeyword).isValid()) << noKeyword;
+    const Testing::AssertionCapture assertions;
+    EXPECT_FALSE(ErrorFunction::parseErrorFuncType(nullptr).isValid());
+    EXPECT_EQ(assertions.conditions(), std::vector<std::string>{"in_keyword != nullptr"});
     const auto noType = static_cast<ErrorFunction::ErrorFunctionType>(6);
     EXPECT_STREQ(ErrorFunction::getErrorFuncTypeString(noType), "???ErrorFunction_ErrorFunctionType???");
     EXPECT_TRUE(ErrorFunction::newErrorFunction(noType).isNull());
+}
+
+TEST(ErrorFunctionTest, KeywordsDoNotDependOnTheLocale)
+{
+    // Where the small letter of I is another one than i.
+    const Testing::TempDir folder;
+    Testing::runCommand({"/usr/bin/localedef", "-i", "tr_TR", "-f", "ISO-8859-9", folder.path("tr_TR")},
+                        "/");
+    setenv("LOCPATH", folder.path().c_str(), 1);
+    if (setlocale(LC_CTYPE, "tr_TR") == nullptr)
+        GTEST_SKIP() << "the sources of the locales are not installed";
+    EXPECT_TRUE(ErrorFunction::parseErrorFuncType("CLASSIFICATION").isValid());
+    EXPECT_TRUE(ErrorFunction::parseErrorFuncType("MULTIPLE_CROSS_ENTROPY").isValid());
+    setlocale(LC_CTYPE, "C");
+    unsetenv("LOCPATH");
 }
 
 TEST(ErrorFunctionTest, ValuesByHand)

@@ -3,6 +3,7 @@
 #include "MLAudioSetDataGenerators.h"
 #include "MLDataGeneratorForVad.h"
 #include "test-support/CountingResettable.h"
+#include "test-support/FileFaults.h"
 #include "test-support/LogCapture.h"
 #include "test-support/TempDir.h"
 
@@ -10,6 +11,7 @@
 #include <gmock/gmock.h>
 #include <sstream>
 #include <sys/resource.h>
+#include <sys/stat.h>
 
 using namespace Vexalor;
 using namespace Vexalor::MachineLearning;
@@ -110,8 +112,10 @@ TYPED_TEST(FileSetStrategyTest, RecordingsThatCannotBeUsedAreSkipped)
     this->record("refused.wav", {{0, 400, "A"}, {200, 600, "A"}});
     this->m_folder.write("text.wav", "no recording");
     std::filesystem::create_directory(this->file("folder.wav"));
-    const std::string strList = this->list("missing.wav\nfirst.wav\ntext.wav\nshort.wav\nrefused.wav\n"
-                                           "plain.wav\nfolder.wav\nlast.wav\nshort.wav\nmissing.wav\n");
+    ASSERT_EQ(mkfifo(this->file("pipe.wav").c_str(), 0600), 0);
+    const std::string strList =
+        this->list("missing.wav\nfirst.wav\ntext.wav\nshort.wav\nrefused.wav\npipe.wav\n"
+                   "plain.wav\nfolder.wav\nlast.wav\nshort.wav\nmissing.wav\n");
     TypeParam set;
     configure(set, {"A", "B", "OTHER"});
     const Testing::LogCapture log(LOGGER);
@@ -131,7 +135,7 @@ TYPED_TEST(FileSetStrategyTest, RecordingsThatCannotBeUsedAreSkipped)
     const std::string strMissing = IS_LOW_MEMORY<TypeParam>
                                        ? " does not exist or cannot be read. Skipping file..."
                                        : " exists but setCurrentFilename() failed. Skipping file...";
-    for (const char* name : {"text.wav", "refused.wav", "folder.wav"})
+    for (const char* name : {"text.wav", "refused.wav", "folder.wav", "pipe.wav"})
         EXPECT_EQ(log.count("ERROR File " + this->file(name) + strOpen +
                             " exists but setCurrentFilename() failed. Skipping file..."),
                   1u)
@@ -140,11 +144,29 @@ TYPED_TEST(FileSetStrategyTest, RecordingsThatCannotBeUsedAreSkipped)
     EXPECT_EQ(log.count("ERROR Just gone to the start of file " + this->file("short.wav") +
                         " but could not get first window"),
               2u);
-    EXPECT_EQ(log.count("ERROR"), 7u) << log.text();
+    EXPECT_EQ(log.count("ERROR"), 8u) << log.text();
     // 10 windows of A, 24 of none; 10 ms each
-    EXPECT_TRUE(log.has("INFO 10 file(s) listed, 3 used, 7 skipped. Patterns: 34 (0.34s); A: 10 (0.1s); "
+    EXPECT_TRUE(log.has("INFO 11 file(s) listed, 3 used, 8 skipped. Patterns: 34 (0.34s); A: 10 (0.1s); "
                         "B: 0 (0s); OTHER: 24 (0.24s)"))
         << log.text();
+}
+
+TYPED_TEST(FileSetStrategyTest, ARecordingIsOpenedOnceWhenNamedAndOnceAPass)
+{
+    this->recordUsable();
+    const std::string strList = this->list("first.wav\nplain.wav\nlast.wav\n");
+    TypeParam set;
+    configure(set, {"A", "B", "OTHER"});
+    const Testing::FileFaults calls(this->m_folder.path());
+    ASSERT_TRUE(set.setCurrentFilename(strList.c_str()));
+    const unsigned int uiNamed = IS_LOW_MEMORY<TypeParam> ? 1 : 1 + 3;
+    EXPECT_EQ(calls.getCalls(Testing::FileFaults::OPEN), uiNamed) << "the list, and up front the recordings";
+    for (unsigned int uiPass = 1; uiPass <= 3; ++uiPass)
+    {
+        EXPECT_EQ(readPatterns(set).size(), 34u);
+        EXPECT_EQ(calls.getCalls(Testing::FileFaults::OPEN),
+                  uiNamed + uiPass * (IS_LOW_MEMORY<TypeParam> ? 2 * 3 : 3));
+    }
 }
 
 TYPED_TEST(FileSetStrategyTest, SummaryIsThatOfAPass)

@@ -314,4 +314,9 @@ TEST_F(SplitFileTest, ChunksOfSourcesThatCannotBeRead)
                             "ERROR Fail to read in file " + m_folder.path(),
                             "ERROR We do not support yet reading block bigger than  chunk size. Current read "
                             "operation is 1 bytes. Size of chunk is: 0"));
+    const Testing::AssertionCapture assertions;
+    EXPECT_TRUE(ByChunkFileReader(nullptr, 4).fail());
+    EXPECT_TRUE(SplitFileReader(nullptr).fail());
+    EXPECT_TRUE(SplitFileWriter(nullptr, 1).fail());
+    EXPECT_EQ(assertions.conditions().size(), 3u);
 }

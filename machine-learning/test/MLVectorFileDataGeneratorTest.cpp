@@ -1,8 +1,10 @@
 #include "MLVectorFileDataGenerator.h"
 #include "test-support/CountingResettable.h"
+#include "test-support/FileFaults.h"
 #include "test-support/LogCapture.h"
 #include "test-support/TempDir.h"
 
+#include <fstream>
 #include <gmock/gmock.h>
 #include <limits>
 #include <sstream>
@@ -10,6 +12,7 @@
 using namespace Vexalor;
 using namespace Vexalor::MachineLearning;
 using testing::ElementsAre;
+using Testing::FileFaults;
 using testing::IsEmpty;
 
 namespace
@@ -144,7 +147,62 @@ TEST_F(VectorFileTest, SourcesThatCannotBeRead)
         EXPECT_FALSE(generator.gotoStart());
         EXPECT_THAT(log.lines(), ElementsAre(strStart + strName + " for reading"));
         EXPECT_FALSE(generator.generateNext()) << "and does not loop";
+        EXPECT_TRUE(generator.atEnd());
+        // A start that works is a new one, whatever was tried before.
+        generator.setCurrentFilename(m_folder.write("patterns", "hello\n[1] []\n").c_str());
+        ASSERT_TRUE(generator.gotoStart());
+        EXPECT_FALSE(generator.atEnd());
+        EXPECT_TRUE(generator.generateNext());
     }
+}
+
+TEST_F(VectorFileTest, AnErrorOfTheSystemEndsThePassAndIsTold)
+{
+    // Each line a block and a half, so that every read ends within one.
+    const std::string strFiller(400000, ' ');
+    std::string strContent;
+    for (int i = 0; i < 6; ++i)
+        strContent += "[" + std::to_string(i) + strFiller + "] [1]\n";
+    const std::string strLines = "[7] [1]\n" + std::string(300000, ' ') + "\n[8] [1]\n";
+    for (const std::string& strPath : {m_folder.write("long", strContent), m_folder.write("short", strLines)})
+    {
+        std::size_t uiEarlier = 0;
+        bool bReachedEnd = false;
+        for (unsigned int uiFailing = 1; !bReachedEnd; ++uiFailing)
+        {
+            const Testing::LogCapture log("quillcast", LogLevel::WARN);
+            VectorFileDataGenerator generator;
+            generator.setCurrentFilename(strPath.c_str());
+            const FileFaults faults(m_folder.path(), FileFaults::READ, uiFailing);
+            ASSERT_TRUE(generator.gotoStart());
+            std::size_t uiPatterns = 0;
+            DoubleVector vTarget;
+            for (; generator.generateNext(); ++uiPatterns)
+                EXPECT_TRUE(generator.getTarget(vTarget)) << "no pattern is cut";
+            bReachedEnd = FileFaults::getCalls(FileFaults::READ) < uiFailing;
+            EXPECT_GE(uiPatterns, uiEarlier);
+            EXPECT_TRUE(generator.atEnd());
+            EXPECT_FALSE(generator.generateNext());
+            EXPECT_EQ(generator.endedCleanly(), bReachedEnd) << uiFailing;
+            EXPECT_EQ(log.count("ERROR Cannot read " + strPath), bReachedEnd ? 0u : 1u) << log.text();
+            EXPECT_EQ(log.count("WARN"), strPath.ends_with("short") && uiPatterns > 1 ? 1u : 0u);
+            uiEarlier = uiPatterns;
+        }
+        EXPECT_EQ(uiEarlier, strPath.ends_with("short") ? 2u : 6u);
+    }
+}
+
+TEST_F(VectorFileTest, TheEndStaysWhenTheFileGrows)
+{
+    VectorFileDataGenerator generator;
+    generator.setCurrentFilename(m_folder.write("patterns", "[1] []\n").c_str());
+    ASSERT_TRUE(generator.gotoStart() && generator.generateNext());
+    EXPECT_FALSE(generator.generateNext());
+    std::ofstream(m_folder.path("patterns"), std::ios::app) << "[2] []\n";
+    EXPECT_FALSE(generator.generateNext());
+    EXPECT_TRUE(generator.atEnd());
+    ASSERT_TRUE(generator.gotoStart());
+    EXPECT_TRUE(generator.generateNext() && generator.generateNext());
 }
 
 TEST_F(VectorFileTest, FailingResetStopsTheStartButNotTheStream)
@@ -232,6 +290,14 @@ TEST_F(VectorFileTest, LostPatternsAreTold)
     EXPECT_THAT(log.lines(), ElementsAre("ERROR Could not open file /does/not/exist for output."));
     EXPECT_TRUE(writer.close()) << "nothing was written";
     EXPECT_TRUE(writer.write(false, {1}, {}));
+    EXPECT_TRUE(writer.hasLost());
+    {
+        const Testing::AssertionCapture assertions;
+        EXPECT_FALSE(writer.write(false, {1, 2}, {}));
+        EXPECT_FALSE(writer.open(nullptr));
+        EXPECT_THAT(assertions.conditions(),
+                    ElementsAre("m_uiNbInput == in_vInput.size()", "in_filename != nullptr"));
+    }
     EXPECT_FALSE(writer.close());
 
     ASSERT_TRUE(writer.open("/dev/full"));

@@ -2,6 +2,7 @@
 
 #include "quillcast-audio/CueSheetReader.h"
 #include "quillcast-audio/FirstOfId.h"
+#include "quillcast-core/InputFile.h"
 #include "quillcast-core/Logger.h"
 
 #include <istream>
@@ -71,45 +72,55 @@ StringVector describeChunks(IffSource& io_source, const WavStructure& in_structu
 std::istream& AnnotatedFile::readFromWAV(std::istream& io_stream)
 {
     QC_TRACE("AnnotatedFile::readFromWAV");
-    *this = AnnotatedFile();
-    std::string strError;
-    if (!read(io_stream, strError))
-    {
-        *this = AnnotatedFile();
-        QC_ERROR("Cannot read annotations: " << strError);
+    IffStreamSource source(io_stream);
+    if (!readOrTell(source, {}))
         io_stream.setstate(std::ios::failbit);
-    }
     return io_stream;
 }
 
-bool AnnotatedFile::read(std::istream& io_stream, std::string& out_strError)
+bool AnnotatedFile::readFromWAV(InputFile& io_file)
 {
-    IffSource source(io_stream);
+    QC_TRACE("AnnotatedFile::readFromWAV");
+    IffFileSource source(io_file);
+    return readOrTell(source, io_file.getFilename());
+}
+
+bool AnnotatedFile::readOrTell(IffSource& io_source, const std::string& in_strFilename)
+{
+    *this = AnnotatedFile();
+    std::string strError;
+    if (read(io_source, in_strFilename, strError))
+        return true;
+    *this = AnnotatedFile();
+    QC_ERROR("Cannot read annotations" << (in_strFilename.empty() ? "" : " of ") << in_strFilename << ": "
+                                       << strError);
+    return false;
+}
+
+bool AnnotatedFile::read(IffSource& io_source, const std::string& in_strFilename, std::string& out_strError)
+{
     WavStructure structure;
     CueSheetReader cueReader;
-    if (!source.open())
-    {
-        out_strError = "the file cannot be read";
-        return false;
-    }
-    if (!structure.read(source))
+    if (!structure.read(io_source))
     {
         out_strError = structure.getError();
         return false;
     }
-    if (!cueReader.read(source, structure))
+    m_vChunkOrder = describeChunks(io_source, structure);
+    if (!cueReader.read(io_source, structure))
     {
         out_strError = cueReader.getError();
         return false;
     }
+    const std::string strPrefix =
+        "Annotated recording" + (in_strFilename.empty() ? ": " : ' ' + in_strFilename + ": ");
     if (structure.isCut())
-        QC_WARN("Annotated recording: the file is shorter than its header says, annotations may be lost");
+        QC_WARN(strPrefix << "the file is shorter than its header says, annotations may be lost");
     for (const std::string& strWarning : cueReader.getWarnings())
-        QC_WARN("Annotated recording: " << strWarning);
+        QC_WARN(strPrefix << strWarning);
     m_format = structure.getFormat();
     m_strContainer = structure.getRiff().getContainer();
     m_uiFrames = structure.getFrameCount();
-    m_vChunkOrder = describeChunks(source, structure);
     m_sheet = std::move(cueReader.getSheet());
     buildAnnotations();
     return true;

@@ -12,6 +12,9 @@
 namespace Vexalor
 {
 
+class IffSource;
+class InputFile;
+
 /// The annotations of a recording, as audio editors keep them in WAV files: cue points with a length are
 /// annotations, those without one are markers and kept apart. Layout of the chunks and the rules of reading:
 /// doc/formats.md.
@@ -23,6 +26,8 @@ public:
     /// level and leaves the object empty when it is no such file, or when its annotations are damaged and
     /// cannot be trusted. A recording without annotations is no failure. Returns io_stream.
     std::istream& readFromWAV(std::istream& io_stream);
+    /// The same from an open regular file, which messages then name. False on failure.
+    bool readFromWAV(InputFile& io_file);
 
     /// In the order of the cue points. Where one comes from: the length from its "ltxt" record, else from the
     /// loop of the same id and start; the label from "labl", else the text of "ltxt", else "note", else
@@ -53,7 +58,8 @@ public:
     const CueSheet& getCueSheet() const { return m_sheet; }
 
 private:
-    bool read(std::istream& io_stream, std::string& out_strError);
+    bool readOrTell(IffSource& io_source, const std::string& in_strFilename);
+    bool read(IffSource& io_source, const std::string& in_strFilename, std::string& out_strError);
     void buildAnnotations();
 
     std::vector<Annotation> m_vAnnotations;

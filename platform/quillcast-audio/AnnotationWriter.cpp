@@ -4,11 +4,11 @@
 #include "quillcast-audio/CueSheetReader.h"
 #include "quillcast-audio/WavStructure.h"
 #include "quillcast-core/FileReplacer.h"
+#include "quillcast-core/InputFile.h"
 #include "quillcast-core/Logger.h"
 #include "quillcast-fileformat-iff/LittleEndian.h"
 
 #include <algorithm>
-#include <fstream>
 #include <limits>
 #include <set>
 
@@ -27,8 +27,8 @@ constexpr std::uint64_t MAX_RIFF_SIZE = std::numeric_limits<std::uint32_t>::max(
 class WavRewriter
 {
 public:
-    WavRewriter(std::istream& io_stream, FileReplacer& io_target)
-        : m_source(io_stream)
+    WavRewriter(InputFile& io_file, FileReplacer& io_target)
+        : m_source(io_file)
         , m_target(io_target)
     {
     }
@@ -57,7 +57,7 @@ private:
     bool write(const std::string& in_strBytes);
     bool copy(std::uint64_t in_uiBegin, std::uint64_t in_uiEnd);
 
-    IffSource m_source;
+    IffFileSource m_source;
     FileReplacer& m_target;
     WavStructure m_structure;
     std::set<std::uint32_t> m_loopIds;
@@ -71,8 +71,6 @@ private:
 bool WavRewriter::readSource()
 {
     CueSheetReader cueReader;
-    if (!m_source.open())
-        return fail("the file cannot be read");
     if (!m_structure.read(m_source))
         return fail(m_structure.getError());
     if (!cueReader.read(m_source, m_structure))
@@ -201,7 +199,12 @@ bool WavRewriter::copy(std::uint64_t in_uiBegin, std::uint64_t in_uiEnd)
 bool AnnotatedFile::writeToWAV(const char* in_filename) const
 {
     QC_TRACE("AnnotatedFile::writeToWAV");
-    std::ifstream file(in_filename, std::ios::binary);
+    InputFile file;
+    if (!file.openRegular(in_filename))
+    {
+        QC_ERROR("Cannot write annotations into " << file.getFilename() << ": " << file.getReason());
+        return false;
+    }
     FileReplacer target(in_filename);
     WavRewriter rewriter(file, target);
     if (rewriter.run(m_vAnnotations, m_vMarkers))

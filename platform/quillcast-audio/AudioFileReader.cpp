@@ -1,11 +1,10 @@
 #include "quillcast-audio/AudioFileReader.h"
 
-#include "quillcast-audio/BufferedFile.h"
 #include "quillcast-audio/WavStructure.h"
 #include "quillcast-core/Assertion.h"
+#include "quillcast-core/InputFile.h"
 
 #include <algorithm>
-#include <fstream>
 #include <iterator>
 #include <sndfile.h>
 #include <vector>
@@ -31,58 +30,67 @@ bool isSupportedCoding(std::uint16_t in_uiTag)
 
 /// Why a file is no recording; empty if it is one. The decoder's own words are about itself more often than
 /// about the file, and its decoders for music write to the terminal.
-std::string explainRefusal(const char* in_filename)
+std::string explainRefusal(InputFile& io_file)
 {
-    std::ifstream file(in_filename, std::ios::binary);
-    IffSource source(file);
+    IffFileSource source(io_file);
     WavStructure structure;
-    if (!source.open())
-        return "the file cannot be read";
     if (!structure.read(source))
         return structure.getError();
     const std::uint16_t uiTag = structure.getFormat().m_uiTag;
     return isSupportedCoding(uiTag) ? "" : "its samples have an unsupported coding, " + std::to_string(uiTag);
 }
 
-BufferedFile& toFile(void* in_pFile)
+/// A file with a position of its own.
+struct PositionedFile
 {
-    return *static_cast<BufferedFile*>(in_pFile);
+    InputFile m_file;
+    std::uint64_t m_uiPosition = 0;
+};
+
+PositionedFile& toFile(void* in_pFile)
+{
+    return *static_cast<PositionedFile*>(in_pFile);
 }
 
 sf_count_t seekFile(sf_count_t in_offset, int in_iWhence, void* io_pFile)
 {
-    BufferedFile& file = toFile(io_pFile);
-    const std::uint64_t uiFrom = in_iWhence == SEEK_CUR   ? file.getPosition()
-                                 : in_iWhence == SEEK_END ? file.getSize()
+    PositionedFile& file = toFile(io_pFile);
+    const std::uint64_t uiFrom = in_iWhence == SEEK_CUR   ? file.m_uiPosition
+                                 : in_iWhence == SEEK_END ? file.m_file.getSize()
                                                           : 0;
     const sf_count_t position = static_cast<sf_count_t>(uiFrom) + in_offset;
     if (position < 0)
         return -1;
-    file.seek(static_cast<std::uint64_t>(position));
+    file.m_uiPosition = static_cast<std::uint64_t>(position);
     return position;
 }
 
-/// How the decoder reads a BufferedFile.
+sf_count_t readFile(void* out_pBytes, sf_count_t in_count, void* io_pFile)
+{
+    PositionedFile& file = toFile(io_pFile);
+    const std::size_t uiRead = file.m_file.readAt(file.m_uiPosition, static_cast<char*>(out_pBytes),
+                                                  static_cast<std::size_t>(in_count));
+    file.m_uiPosition += uiRead;
+    return static_cast<sf_count_t>(uiRead);
+}
+
+/// How the decoder reads a PositionedFile.
 SF_VIRTUAL_IO makeAccess()
 {
     SF_VIRTUAL_IO access{};
     access.get_filelen = [](void* in_pFile)
     {
-        return static_cast<sf_count_t>(toFile(in_pFile).getSize());
+        return static_cast<sf_count_t>(toFile(in_pFile).m_file.getSize());
     };
     access.seek = seekFile;
-    access.read = [](void* out_pBytes, sf_count_t in_count, void* io_pFile)
-    {
-        return static_cast<sf_count_t>(
-            toFile(io_pFile).read(static_cast<char*>(out_pBytes), static_cast<std::size_t>(in_count)));
-    };
+    access.read = readFile;
     access.write = [](const void*, sf_count_t, void*)
     {
         return sf_count_t(0);
     };
     access.tell = [](void* in_pFile)
     {
-        return static_cast<sf_count_t>(toFile(in_pFile).getPosition());
+        return static_cast<sf_count_t>(toFile(in_pFile).m_uiPosition);
     };
     return access;
 }
@@ -97,8 +105,7 @@ bool isWav(int in_iFormat)
 
 struct AudioFileReader::State
 {
-    std::string m_strFilename;
-    BufferedFile m_source;
+    PositionedFile m_source;
     SNDFILE* m_pFile = nullptr;
     SF_INFO m_info{};
     int m_iChannel = 0;
@@ -107,6 +114,7 @@ struct AudioFileReader::State
     std::vector<double> m_vInterleaved;
 
     ~State() { sf_close(m_pFile); }
+    const std::string& filename() const { return m_source.m_file.getFilename(); }
     std::size_t channels() const { return static_cast<std::size_t>(m_info.channels); }
     std::uint64_t frames() const { return static_cast<std::uint64_t>(m_info.frames); }
     void pickChannel(double* out_samples, std::size_t in_uiFrames) const;
@@ -141,7 +149,7 @@ AudioFileReader& AudioFileReader::operator=(AudioFileReader&&) noexcept = defaul
 
 bool AudioFileReader::fail(const std::string& in_strReason)
 {
-    QC_ERROR("Cannot read recording " << m_pState->m_strFilename << ": " << in_strReason);
+    QC_ERROR("Cannot read recording " << m_pState->filename() << ": " << in_strReason);
     m_pState = std::make_unique<State>();
     return false;
 }
@@ -150,11 +158,21 @@ bool AudioFileReader::open(const char* in_filename, int in_iChannel)
 {
     QC_TRACE("AudioFileReader::open");
     m_pState = std::make_unique<State>();
-    m_pState->m_strFilename = in_filename;
-    std::string strReason;
-    if (!m_pState->m_source.open(in_filename, strReason))
-        return fail(strReason);
-    strReason = explainRefusal(in_filename);
+    InputFile& file = m_pState->m_source.m_file;
+    return file.openRegular(in_filename) ? openFile(in_iChannel) : fail(file.getReason());
+}
+
+bool AudioFileReader::open(InputFile in_file, int in_iChannel)
+{
+    QC_TRACE("AudioFileReader::open");
+    m_pState = std::make_unique<State>();
+    m_pState->m_source.m_file = std::move(in_file);
+    return openFile(in_iChannel);
+}
+
+bool AudioFileReader::openFile(int in_iChannel)
+{
+    const std::string strReason = explainRefusal(m_pState->m_source.m_file);
     if (!strReason.empty())
         return fail(strReason);
     SF_VIRTUAL_IO access = makeAccess();
@@ -239,7 +257,7 @@ std::size_t AudioFileReader::read(double* out_samples, std::size_t in_uiCount)
     if (uiRead < uiWanted && !m_pState->m_bInputError)
     {
         m_pState->m_bInputError = true;
-        QC_ERROR("Recording " << m_pState->m_strFilename << " cannot be read beyond sample "
+        QC_ERROR("Recording " << m_pState->filename() << " cannot be read beyond sample "
                               << m_pState->m_uiPosition << " of " << getFrameCount());
     }
     return uiRead;
@@ -254,7 +272,7 @@ bool AudioFileReader::seek(std::uint64_t in_uiFrame)
     if (sf_seek(m_pState->m_pFile, wanted, SEEK_SET) != wanted)
     {
         m_pState->m_bInputError = true;
-        QC_ERROR("Cannot go to sample " << in_uiFrame << " of recording " << m_pState->m_strFilename << ": "
+        QC_ERROR("Cannot go to sample " << in_uiFrame << " of recording " << m_pState->filename() << ": "
                                         << sf_strerror(m_pState->m_pFile));
         return false;
     }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "quillcast-core/InputFile.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -28,6 +30,8 @@ public:
     /// negative one stands for the mean of all channels. False, with none open, for what is no regular file,
     /// no readable recording or has no such channel.
     bool open(const char* in_filename, int in_iChannel);
+    /// The same with a regular file that is open already.
+    bool open(InputFile in_file, int in_iChannel);
     bool isOpen() const;
     /// True for the first bytes of a RIFF, RF64 or BW64 file, four at least.
     static bool isRecording(std::string_view in_beginning);
@@ -51,6 +55,7 @@ public:
 
 private:
     struct State;
+    bool openFile(int in_iChannel);
     bool fail(const std::string& in_strReason);
     std::size_t readFrames(double* out_samples, std::size_t in_uiCount);
 

@@ -37,25 +37,25 @@ bool CueSheetReader::read(IffSource& io_source, const WavStructure& in_structure
 {
     *this = CueSheetReader();
     for (const IffChunk& chunk : in_structure.getRiff().getChunks())
-    {
-        if (WavStructure::isList(chunk) && WavStructure::getListType(io_source, chunk) == "adtl")
-        {
-            if (!readList(io_source, chunk))
-                return false;
-            continue;
-        }
-        const bool bCues = chunk.m_strId == "cue ";
-        if (!bCues && chunk.m_strId != "smpl")
-            continue;
-        std::string strData;
-        if (chunk.m_uiSize > MAX_CHUNK_SIZE ||
-            !io_source.readAt(chunk.getDataPosition(), strData, chunk.m_uiSize))
-            return fail("its \"" + chunk.m_strId + "\" chunk is too long or cannot be read");
-        if (!(bCues ? readCues(strData) : readLoops(strData)))
+        if (!readChunk(io_source, chunk))
             return false;
-    }
     attachTexts();
-    return true;
+    return !io_source.hasFailed() || fail("the file cannot be read");
+}
+
+/// Of another kind than annotations: nothing.
+bool CueSheetReader::readChunk(IffSource& io_source, const IffChunk& in_chunk)
+{
+    if (WavStructure::isList(in_chunk) && WavStructure::getListType(io_source, in_chunk) == "adtl")
+        return readList(io_source, in_chunk);
+    const bool bCues = in_chunk.m_strId == "cue ";
+    if (!bCues && in_chunk.m_strId != "smpl")
+        return true;
+    std::string strData;
+    if (in_chunk.m_uiSize > MAX_CHUNK_SIZE ||
+        !io_source.readAt(in_chunk.getDataPosition(), strData, in_chunk.m_uiSize))
+        return fail("its \"" + in_chunk.m_strId + "\" chunk is too long or cannot be read");
+    return bCues ? readCues(strData) : readLoops(strData);
 }
 
 bool CueSheetReader::readCues(const std::string& in_strData)

@@ -19,7 +19,8 @@ public:
     /// Longest label or note in bytes; a longer one is damage.
     static constexpr std::uint64_t MAX_LABEL_SIZE = std::uint64_t(1) << 20;
 
-    /// False, with getError set, for a damaged chunk. in_structure is that of the source.
+    /// False, with getError set, for a damaged chunk and a source that fails. in_structure is that of the
+    /// source.
     bool read(IffSource& io_source, const WavStructure& in_structure);
 
     CueSheet& getSheet() { return m_sheet; }
@@ -34,6 +35,7 @@ private:
         std::string m_strText;
     };
 
+    bool readChunk(IffSource& io_source, const IffChunk& in_chunk);
     bool readCues(const std::string& in_strData);
     bool readLoops(const std::string& in_strData);
     bool readList(IffSource& io_source, const IffChunk& in_chunk);

@@ -53,6 +53,13 @@ std::string WavStructure::getListType(IffSource& io_source, const IffChunk& in_c
 bool WavStructure::read(IffSource& io_source)
 {
     *this = WavStructure();
+    const bool bRead = readChunks(io_source);
+    // What could not be read looks as if it were not there.
+    return io_source.hasFailed() ? fail("the file cannot be read") : bRead;
+}
+
+bool WavStructure::readChunks(IffSource& io_source)
+{
     if (!m_riff.read(io_source, "data"))
         return fail(m_riff.getError());
     if (m_riff.getFormType() != "WAVE")

@@ -15,7 +15,8 @@ class WavStructure
 {
 public:
     /// Reads the headers. False, with getError set, for what is no WAV file: no "fmt " before the samples or
-    /// a damaged one, no "data" or several, a chunk of annotations that runs past the end.
+    /// a damaged one, no "data" or several, a chunk of annotations that runs past the end, and for a source
+    /// that fails.
     bool read(IffSource& io_source);
 
     const RiffFile& getRiff() const { return m_riff; }
@@ -35,6 +36,7 @@ public:
     const std::string& getError() const { return m_strError; }
 
 private:
+    bool readChunks(IffSource& io_source);
     bool readChunk(IffSource& io_source, const IffChunk& in_chunk);
     bool readFormat(IffSource& io_source, const IffChunk& in_chunk);
     void countFrames();

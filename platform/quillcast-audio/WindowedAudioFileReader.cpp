@@ -62,9 +62,22 @@ bool WindowedAudioFileReader::setSourceFile(const char* in_filename)
 {
     QC_TRACE("WindowedAudioFileReader::setSourceFile");
     AudioFileReader reader;
-    if (!reader.open(in_filename, LinearAudioWindower::Config::MEAN_OF_CHANNELS))
-        return false;
-    Source source = describe(in_filename, reader);
+    return reader.open(in_filename, LinearAudioWindower::Config::MEAN_OF_CHANNELS) &&
+           takeSource(reader, in_filename);
+}
+
+bool WindowedAudioFileReader::setSourceFile(InputFile in_file)
+{
+    QC_TRACE("WindowedAudioFileReader::setSourceFile");
+    AudioFileReader reader;
+    const std::string strFilename = in_file.getFilename();
+    return reader.open(std::move(in_file), LinearAudioWindower::Config::MEAN_OF_CHANNELS) &&
+           takeSource(reader, strFilename.c_str());
+}
+
+bool WindowedAudioFileReader::takeSource(const AudioFileReader& in_reader, const char* in_filename)
+{
+    Source source = describe(in_filename, in_reader);
     WindowSize size;
     std::string strReason;
     if (!isSuitable(source, m_config, size, strReason))

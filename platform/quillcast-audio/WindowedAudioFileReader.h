@@ -3,6 +3,7 @@
 #include "quillcast-audio/AudioFileReader.h"
 #include "quillcast-audio/LinearAudioWindower.h"
 #include "quillcast-audio/TimeSource.h"
+#include "quillcast-core/InputFile.h"
 
 #include <cstdint>
 #include <string>
@@ -29,6 +30,8 @@ public:
     /// untouched, if it cannot be read, has no such channel, or has another sampling rate than the configured
     /// one, which is then refused with both rates in the message.
     bool setSourceFile(const char* in_filename);
+    /// The same with a regular file that is open already, and is closed again.
+    bool setSourceFile(InputFile in_file);
 
     /// The next window is the first one. False if no recording is set or it cannot be opened again.
     bool gotoStart();
@@ -76,6 +79,7 @@ private:
         friend bool operator==(const Source&, const Source&) = default;
     };
 
+    bool takeSource(const AudioFileReader& in_reader, const char* in_filename);
     static Source describe(const char* in_filename, const AudioFileReader& in_reader);
     static bool isSuitable(const Source& in_source, const LinearAudioWindower::Config& in_config,
                            WindowSize& out_size, std::string& out_strReason);

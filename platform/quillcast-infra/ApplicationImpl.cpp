@@ -1,5 +1,6 @@
 #include "quillcast-infra/ApplicationImpl.h"
 
+#include "quillcast-core/AsciiCase.h"
 #include "quillcast-core/ExceptionWithMsg.h"
 #include "quillcast-core/FileReplacer.h"
 #include "quillcast-infra/DiskFileSystem.h"
@@ -9,7 +10,6 @@
 #include <algorithm>
 #include <array>
 #include <boost/program_options/parsers.hpp>
-#include <cctype>
 #include <charconv>
 #include <csignal>
 #include <iostream>
@@ -43,13 +43,11 @@ constexpr std::array<LevelName, 6> LEVELS{{{"TRACE", LogLevel::TRACE},
                                            {"ERROR", LogLevel::ERROR},
                                            {"OFF", LogLevel::OFF}}};
 
-const LevelName* findLevel(std::string in_strName)
+const LevelName* findLevel(const std::string& in_strName)
 {
-    for (char& c : in_strName)
-        c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
-    const auto* itLevel =
-        std::find_if(LEVELS.begin(), LEVELS.end(),
-                     [&](const LevelName& in_level) { return in_strName == in_level.m_name; });
+    const auto* itLevel = std::find_if(LEVELS.begin(), LEVELS.end(),
+                                       [&](const LevelName& in_level)
+                                       { return equalIgnoringCase(in_strName, in_level.m_name); });
     return itLevel == LEVELS.end() ? nullptr : itLevel;
 }
 

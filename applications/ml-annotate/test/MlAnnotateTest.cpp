@@ -297,13 +297,13 @@ TEST_F(MlAnnotateTest, BadInputIsReported)
     m_folder.write("labels.txt", "0\t0.5\tx\n");
     ASSERT_EQ(mkfifo(m_folder.path("pipe").c_str(), 0600), 0);
     fail({"list", "missing.wav"}, "Cannot read missing.wav: No such file or directory");
-    fail({"list", "."}, "Cannot read .: is a directory");
+    fail({"list", "."}, "Cannot read .: Is a directory");
     fail({"list", "pipe"}, "Cannot read pipe: is no regular file");
-    fail({"list", "text.wav"}, "Cannot read the annotations of text.wav");
+    fail({"list", "text.wav"}, "Cannot read annotations of text.wav: no RIFF file");
     fail({"check", "empty.wav"}, "Cannot read recording empty.wav: it has no samples");
     fail({"list", "--decode", "empty.wav"}, "it has no samples");
     fail({"import", "a.wav", "missing.txt"}, "Cannot read missing.txt: No such file or directory");
-    fail({"import", "a.wav", "."}, "Cannot read .: is a directory");
+    fail({"import", "a.wav", "."}, "Cannot read .: Is a directory");
     fail({"import", "a.wav"}, "Command import does not take 1 files");
     fail({"export", "a.wav", "missing/labels.txt"},
          "Cannot write missing/labels.txt: No such file or directory");

@@ -1,9 +1,12 @@
 #include "quillcast-audio/AnnotatedFile.h"
+#include "quillcast-core/InputFile.h"
+#include "test-support/FileFaults.h"
 #include "test-support/LogCapture.h"
 #include "test-support/TempDir.h"
 #include "test-support/WavBuilder.h"
 
 #include <cmath>
+#include <fstream>
 #include <gtest/gtest.h>
 #include <sstream>
 
@@ -18,11 +21,11 @@ const std::string DATA = Wav::data({0, 1, 2, 3, 4, 5, 6, 7});
 const std::string CUE_1_2 = Wav::cue({{1, 2}, {2, 5}});
 
 /// "label@start-stop" in samples for every annotation, "label@point" for every marker, or "refused".
-std::string read(const std::string& in_strBytes)
+template <class Source>
+std::string readFrom(Source& io_source)
 {
-    std::istringstream stream(in_strBytes);
     AnnotatedFile file;
-    if (!file.readFromWAV(stream))
+    if (!file.readFromWAV(io_source))
         return file.getAnnotations().empty() && file.getMarkers().empty() ? "refused"
                                                                           : "refused but not empty";
     std::string strResult;
@@ -35,6 +38,12 @@ std::string read(const std::string& in_strBytes)
         strResult +=
             marker.getLabel() + '@' + std::to_string(std::llround(marker.getStartTime() * dRate)) + ' ';
     return strResult;
+}
+
+std::string read(const std::string& in_strBytes)
+{
+    std::istringstream stream(in_strBytes);
+    return readFrom(stream);
 }
 
 } // namespace
@@ -193,6 +202,47 @@ TEST(AnnotatedFileTest, CutOrDamagedAnywhereNothingFalseAppears)
             EXPECT_TRUE(strResult == "refused" || strResult.find('@') != std::string::npos ||
                         strResult.empty());
         }
+}
+
+TEST(AnnotatedFileTest, WhatTheSystemDoesNotReadIsNotTakenForMissing)
+{
+    // The headers of all chunks but the last two lie in blocks of their own.
+    const std::string strSamples = Wav::data(std::vector<int>(10000));
+    const TempDir folder;
+    const std::string strPath = folder.write(
+        "a.wav", Wav::riff(FMT + strSamples + CUE_1_2 + Wav::chunk("junk", std::string(9000, 'x')) +
+                           Wav::adtl(Wav::ltxt(1, 3) + Wav::labl(1, "one"))));
+    for (const bool bStream : {false, true})
+    {
+        unsigned int uiRefused = 0;
+        bool bReachedEnd = false;
+        for (unsigned int uiFailing = 1; !bReachedEnd; ++uiFailing)
+        {
+            const LogCapture log("quillcast");
+            const FileFaults faults(folder.path(), FileFaults::READ, uiFailing);
+            InputFile file;
+            std::ifstream stream(strPath, std::ios::binary);
+            ASSERT_TRUE(file.openRegular(strPath.c_str()));
+            const std::string strResult = bStream ? readFrom(stream) : readFrom(file);
+            bReachedEnd = FileFaults::getCalls(FileFaults::READ) < uiFailing;
+            EXPECT_EQ(strResult, log.count("ERROR Cannot read annotations") == 1 ? "refused" : "one@2-5 @5 ");
+            uiRefused += strResult == "refused" ? 1 : 0;
+        }
+        EXPECT_GE(uiRefused, 3u) << "once a block of chunk headers";
+    }
+}
+
+TEST(AnnotatedFileTest, MessagesNameTheFile)
+{
+    const TempDir folder;
+    const std::string strWhole = Wav::riff(FMT + DATA + CUE_1_2);
+    const std::string strPath = folder.write("a.wav", strWhole.substr(0, strWhole.size() - 60));
+    const LogCapture log("quillcast.audio");
+    InputFile file;
+    ASSERT_TRUE(file.openRegular(strPath.c_str()));
+    EXPECT_EQ(readFrom(file), "");
+    EXPECT_EQ(log.text(), "WARN Annotated recording " + strPath +
+                              ": the file is shorter than its header says, annotations may be lost\n");
 }
 
 TEST(AnnotatedFileTest, DescribesTheFile)

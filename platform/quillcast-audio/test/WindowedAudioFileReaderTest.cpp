@@ -287,7 +287,7 @@ TEST(AudioFileReaderTest, RefusesWhatIsNoRecording)
     const std::string strOneFrame = Wav::data({1});
     const std::pair<std::string, std::string> cases[] = {
         {folder.path("missing.wav"), "No such file or directory"},
-        {folder.path(), "is a directory"},
+        {folder.path(), "Is a directory"},
         {folder.path("pipe"), "is no regular file"},
         {folder.write("empty.wav", ""), "too short for a RIFF file"},
         {folder.write("text.wav", "this is no recording at all"), "no RIFF file"},

@@ -1,4 +1,6 @@
 #include "quillcast-fileformat-iff/RiffFile.h"
+#include "quillcast-core/InputFile.h"
+#include "test-support/TempDir.h"
 #include "test-support/WavBuilder.h"
 
 #include <gtest/gtest.h>
@@ -17,9 +19,9 @@ const std::string FMT = Wav::fmt(8000);
 std::string walk(const std::string& in_strBytes)
 {
     std::istringstream stream(in_strBytes);
-    IffSource source(stream);
+    IffStreamSource source(stream);
     RiffFile riff;
-    if (!source.open() || !riff.read(source, "data"))
+    if (!riff.read(source, "data"))
         return "refused: " + riff.getError();
     std::string strResult;
     for (const IffChunk& chunk : riff.getChunks())
@@ -92,16 +94,26 @@ TEST(RiffFileTest, AFloodOfChunksIsRefused)
 
 TEST(IffSourceTest, ReadsNothingBeyondTheEnd)
 {
+    const TempDir folder;
+    InputFile file;
+    ASSERT_TRUE(file.openRegular(folder.write("digits", "0123456789").c_str()));
+    IffFileSource fileSource(file);
     std::istringstream stream("0123456789");
-    IffSource source(stream);
-    ASSERT_TRUE(source.open());
-    std::string strBytes;
-    EXPECT_TRUE(source.readAt(7, strBytes, 3));
-    EXPECT_EQ(strBytes, "789");
-    EXPECT_TRUE(source.readAt(0, strBytes, 2));
-    EXPECT_EQ(strBytes, "01");
-    EXPECT_FALSE(source.readAt(8, strBytes, 3));
-    EXPECT_FALSE(source.readAt(~0ULL - 1, strBytes, 4));
-    EXPECT_FALSE(source.readAt(0, strBytes, ~0ULL));
-    EXPECT_EQ(strBytes, "01");
+    IffStreamSource streamSource(stream);
+    for (IffSource* pSource : {static_cast<IffSource*>(&fileSource), static_cast<IffSource*>(&streamSource)})
+    {
+        std::string strBytes;
+        EXPECT_TRUE(pSource->readAt(7, strBytes, 3));
+        EXPECT_EQ(strBytes, "789");
+        EXPECT_TRUE(pSource->readAt(0, strBytes, 2));
+        EXPECT_EQ(strBytes, "01");
+        EXPECT_FALSE(pSource->readAt(8, strBytes, 3));
+        EXPECT_FALSE(pSource->readAt(~0ULL - 1, strBytes, 4));
+        EXPECT_FALSE(pSource->readAt(0, strBytes, ~0ULL));
+        EXPECT_EQ(strBytes, "01");
+        EXPECT_FALSE(pSource->hasFailed());
+    }
+    std::istringstream closed;
+    closed.setstate(std::ios::failbit);
+    EXPECT_TRUE(IffStreamSource(closed).hasFailed());
 }

@@ -1,0 +1,79 @@
+#include "MLPatternFileWriter.h"
+
+#include "quillcast-core/Assertion.h"
+
+#include <utility>
+
+namespace Vexalor::MachineLearning
+{
+
+PatternFileWriter::PatternFileWriter(Logger& in_logger)
+    : m_logger(in_logger)
+{
+    // m_strBytes is the buffer.
+    m_file.rdbuf()->pubsetbuf(nullptr, 0);
+}
+
+bool PatternFileWriter::open(const char* in_filename)
+{
+    Logger& s_logger = m_logger;
+    QC_TRACE("MachineLearning::PatternFileWriter::open");
+    if (!QC_CHECK(in_filename != nullptr))
+        return false;
+    closeOrTell();
+    m_strFilename = in_filename;
+    m_file.open(m_strFilename, std::ios::binary | std::ios::trunc);
+    if (!m_file)
+    {
+        QC_ERROR("Could not open file " << m_strFilename << " for output.");
+        return false;
+    }
+    m_strBytes.clear();
+    m_uiNbInput = 0;
+    m_uiNbTarget = 0;
+    m_uiNbPattern = 0;
+    begin_i();
+    return true;
+}
+
+void PatternFileWriter::setCurrentFilename(const char* in_filename)
+{
+    Logger& s_logger = m_logger;
+    if (QC_CHECK(in_filename != nullptr))
+        m_strFilename = in_filename;
+}
+
+void PatternFileWriter::writeOut(std::string_view in_bytes)
+{
+    m_file.write(in_bytes.data(), static_cast<std::streamsize>(in_bytes.size()));
+    m_bLost = m_bLost || !m_file;
+}
+
+void PatternFileWriter::flush()
+{
+    writeOut(m_strBytes);
+    m_strBytes.clear();
+}
+
+bool PatternFileWriter::close()
+{
+    Logger& s_logger = m_logger;
+    QC_TRACE("MachineLearning::PatternFileWriter::close");
+    if (m_file.is_open())
+    {
+        end_i();
+        flush();
+        m_file.close();
+        m_bLost = m_bLost || !m_file;
+    }
+    return !std::exchange(m_bLost, false);
+}
+
+void PatternFileWriter::closeOrTell()
+{
+    Logger& s_logger = m_logger;
+    if (!close())
+        QC_ERROR("Could not write all patterns to " << m_strFilename);
+}
+
+} // namespace Vexalor::MachineLearning

@@ -1,0 +1,54 @@
+#pragma once
+
+#include "MLDataGenerator.h"
+#include "quillcast-core/Logger.h"
+
+#include <cstdint>
+#include <fstream>
+#include <string>
+#include <string_view>
+
+namespace Vexalor::MachineLearning
+{
+
+/// What the writers of pattern files share: the file and its name, the sizes that the first patterns fix, and
+/// whether anything was lost on the way to the disk.
+class PatternFileWriter : public virtual FileDataWriter
+{
+public:
+    bool open(const char* in_filename) override;
+    const char* getCurrentFilename() const override { return m_strFilename.c_str(); }
+    bool close() override;
+    bool hasLost() const override { return m_bLost; }
+    void setCurrentFilename(const char* in_filename) override;
+
+protected:
+    /// Messages go to the logger of the format.
+    explicit PatternFileWriter(Logger& in_logger);
+    ~PatternFileWriter() override = default;
+
+    /// Called by open and close: for what a format keeps between them.
+    virtual void begin_i() {}
+    virtual void end_i() {}
+
+    /// For destructors, which cannot tell otherwise: closes, and logs that patterns are lost.
+    void closeOrTell();
+    bool isOpen() const { return m_file.is_open(); }
+    /// Brings bytes to the file; m_bLost when the system refuses them or none is open.
+    void writeOut(std::string_view in_bytes);
+    /// Brings m_strBytes there and empties it.
+    void flush();
+
+    std::string m_strFilename;
+    std::string m_strBytes;         ///< of the format, not in the file yet
+    std::uint64_t m_uiNbInput = 0;  ///< 0: not fixed yet
+    std::uint64_t m_uiNbTarget = 0; ///< the same
+    std::uint64_t m_uiNbPattern = 0;
+    bool m_bLost = false; ///< a pattern did not reach the file, or not its place
+
+private:
+    Logger& m_logger;
+    std::ofstream m_file;
+};
+
+} // namespace Vexalor::MachineLearning
