@@ -1,6 +1,7 @@
 #include "common/Progress.h"
 
 #include "quillcast-core/Logger.h"
+#include "quillcast-infra/TerminalText.h"
 
 #include <sys/ioctl.h>
 #include <unistd.h>
@@ -55,7 +56,7 @@ void Progress::show(const std::string& in_strText)
 {
     if (!isDue())
         return;
-    write(RESTART + in_strText.substr(0, getWidth()));
+    write(RESTART + escapeControls(in_strText).substr(0, getWidth()));
     m_bShown = true;
     m_next = std::chrono::steady_clock::now() + INTERVAL;
 }

@@ -26,8 +26,8 @@ const char* const DESCRIPTION =
     "  check FILE...        print what is wrong with them; fails if there is anything\n"
     "  export FILE [LABELS] write those lines into a file, or print them\n"
     "  import FILE LABELS   replace them by those lines (also label tracks and \"start_s stop_s label\" "
-    "tables);\n"
-    "                       markers stay unless the lines bring some: a marker's times are equal\n"
+    "tables); "
+    "markers stay unless the lines bring some: a marker's times are equal\n"
     "Their order is kept unless --sort is given.";
 
 std::string describeKinds()
@@ -103,19 +103,19 @@ bool AnnotateApplication::takeIgnored(const variables_map& in_map)
     return true;
 }
 
-bool AnnotateApplication::checkCommand() const
+bool AnnotateApplication::checkCommand()
 {
     const AnnotateCommand* pCommand = findCommand();
     if (pCommand == nullptr)
     {
         QC_ERROR("A command is needed: list, check, export or import, see --help");
-        return false;
+        return refuseCommand();
     }
     if (m_request.m_vFiles.size() >= pCommand->m_uiFewest && m_request.m_vFiles.size() <= pCommand->m_uiMost)
         return true;
     QC_ERROR("Command " << m_strCommand << " does not take " << m_request.m_vFiles.size()
                         << " files, see --help");
-    return false;
+    return refuseCommand();
 }
 
 const AnnotateCommand* AnnotateApplication::findCommand() const

@@ -31,7 +31,7 @@ protected:
 
 private:
     bool takeIgnored(const variables_map& in_map);
-    bool checkCommand() const;
+    bool checkCommand();
     const AnnotateCommand* findCommand() const;
 
     std::string m_strCommand;

@@ -31,7 +31,7 @@ public:
     /// Each of in_vMaps is "A=B": what is labelled A becomes B, all at once, so that labels can be exchanged.
     /// False, with out_strError set, for anything else and for two mappings of one label.
     bool setMaps(const StringVector& in_vMaps, std::string& out_strError);
-    /// Gaps get this label and stand behind the others.
+    /// Gaps get this label and come after the others.
     void setFill(const std::string& in_strLabel);
     /// By start, then stop; equal ones keep their order.
     void setSort(bool in_bSort) { m_bSort = in_bSort; }

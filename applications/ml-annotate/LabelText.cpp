@@ -59,7 +59,7 @@ std::string parseLine(std::string_view in_line, bool in_bTable, std::vector<Anno
 
 std::string formatNumber(double in_dValue)
 {
-    // The longest plain form of a double has 309 digits before the point or 1074 behind it.
+    // The longest plain form of a double has 309 digits before the point or 1074 after it.
     char digits[1100];
     const auto [pEnd, error] =
         std::to_chars(digits, digits + sizeof digits, in_dValue, std::chars_format::fixed);

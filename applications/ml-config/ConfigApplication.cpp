@@ -80,7 +80,7 @@ bool ConfigApplication::processCmdlineVarsMap(const variables_map& in_map)
     {
         QC_ERROR(
             "A command and a file are needed: write FILE, learn-scaling FILE or explain FILE, see --help");
-        return false;
+        return refuseCommand();
     }
     m_strFile = vArguments.back();
     m_guard.takeOption(in_map);

@@ -154,7 +154,7 @@ CountedObjPtr<DataGenerator> DataConvertApplication::loadGenerator(const std::st
     if (!stream)
     {
         QC_ERROR("Cannot open data generator config file " << in_strConfigFile << " for input.");
-        QC_INFO(in_strConfigFile << ": " << stream.getReason());
+        QC_ERROR(in_strConfigFile << ": " << stream.getReason());
         return {};
     }
     const CountedObjPtr<DataGenerator> pGenerator(loadDataGeneratorFromStream(stream));
@@ -216,7 +216,7 @@ bool DataConvertApplication::pump()
         QC_WARN("The input has no pattern: " << m_strOutputFile << " stays empty");
     if (m_pInputDataGen->endedCleanly())
         return true;
-    QC_ERROR("The input stopped before its end, behind " << myDataConverter.getNbConverted() << " patterns");
+    QC_ERROR("The input stopped before its end, after " << myDataConverter.getNbConverted() << " patterns");
     return false;
 }
 

@@ -38,6 +38,7 @@ MLDataGenTesterApplicationImpl::MLDataGenTesterApplicationImpl(Logger& in_logger
     : MLDataGenApplicationImpl(in_logger, in_name)
 {
     QC_TRACE("MLDataGenTesterApplicationImpl ctor");
+    hideOnConsole("Computed output: "); // which the tester says of every pattern
     auto addOption = getOptions().add_options();
     addOption(CONFIG_OPTION, value<std::string>(), "data generator configuration file. MANDATORY");
     addOption(INPUT_OPTION, value<std::string>(), "data generator input file");

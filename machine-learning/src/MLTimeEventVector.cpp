@@ -67,6 +67,7 @@ bool TimeEventVector::addEvent_i(const Annotation& in_annotation, double* const&
     if (in_bOverlap)
     {
         QC_ERROR("Annotations for " << m_strEventName << " overlap");
+        reportOverlap(in_annotation, static_cast<std::size_t>(in_insertionPosition - m_vEventTimes.data()));
         m_vEventTimes.clear();
         return false;
     }
@@ -76,6 +77,16 @@ bool TimeEventVector::addEvent_i(const Annotation& in_annotation, double* const&
     const auto itPosition = m_vEventTimes.begin() + (in_insertionPosition - m_vEventTimes.data());
     m_vEventTimes.insert(itPosition, {dStart, dStop});
     return true;
+}
+
+/// With the interval at that position, or around it.
+void TimeEventVector::reportOverlap(const Annotation& in_annotation, std::size_t in_uiPosition) const
+{
+    const std::size_t uiStart = in_uiPosition - in_uiPosition % 2;
+    if (uiStart + 1 < m_vEventTimes.size())
+        QC_ERROR("The one from " << in_annotation.getStartTime() << " to " << in_annotation.getStopTime()
+                               << " s overlaps or touches the one from " << m_vEventTimes[uiStart] << " to "
+                               << m_vEventTimes[uiStart + 1] << " s");
 }
 
 bool TimeEventVector::getTarget(double in_dTime)

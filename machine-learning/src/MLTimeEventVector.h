@@ -72,6 +72,7 @@ protected:
 
 private:
     std::size_t findFirstNotBelow(double in_dTime) const;
+    void reportOverlap(const Annotation& in_annotation, std::size_t in_uiPosition) const;
 
     std::string m_strEventName;
     std::size_t m_uiCurrentEvent = 0; ///< the next event time not yet reached

@@ -148,7 +148,7 @@ TEST_F(ConvertApplicationTest, WhatIsNotStoredWholeIsAFailureThatLeavesTheEarlie
         {VECTOR, m_folder.write("mixed", "[1] [1]\n[1 2] [1]\n"), "vector", strOut,
          "ERROR Could not write pattern 1"},
         {BINARY, m_folder.path("cut"), "vector", strOut,
-         "ERROR The input stopped before its end, behind 1 patterns"},
+         "ERROR The input stopped before its end, after 1 patterns"},
         {VECTOR, "none", "vector", strOut, "ERROR Could not go to the start of input data gen"},
         {BINARY, m_strPatterns, "vector", strOut, "ERROR Could not go to the start of input data gen"},
         {VECTOR, m_strPatterns, "vector", m_folder.path("none/out"),

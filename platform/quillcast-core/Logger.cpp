@@ -121,7 +121,8 @@ protected:
 };
 
 /// A console appender that takes the levels from in_iMin to in_iMax.
-SharedAppenderPtr newConsoleAppender(bool in_bStdErr, int in_iMin, int in_iMax, const char* in_pattern)
+SharedAppenderPtr newConsoleAppender(bool in_bStdErr, int in_iMin, int in_iMax, const char* in_pattern,
+                                     const StringVector& in_vHidden)
 {
     SharedAppenderPtr pAppender(new HookedConsoleAppender(in_bStdErr, true));
     pAppender->setLayout(std::make_unique<PatternLayout>(in_pattern));
@@ -130,23 +131,26 @@ SharedAppenderPtr newConsoleAppender(bool in_bStdErr, int in_iMin, int in_iMax, 
     range.setProperty("LogLevelMax", getLogLevelManager().toString(in_iMax));
     range.setProperty("AcceptOnMatch", "false");
     spi::FilterPtr pRange(new spi::LogLevelRangeFilter(range));
-    helpers::Properties perPattern;
-    perPattern.setProperty("StringToMatch", "Computed output: ");
-    perPattern.setProperty("AcceptOnMatch", "false");
-    pRange->appendFilter(spi::FilterPtr(new spi::StringMatchFilter(perPattern)));
+    for (const std::string& strHidden : in_vHidden)
+    {
+        helpers::Properties hidden;
+        hidden.setProperty("StringToMatch", strHidden);
+        hidden.setProperty("AcceptOnMatch", "false");
+        pRange->appendFilter(spi::FilterPtr(new spi::StringMatchFilter(hidden)));
+    }
     pAppender->setFilter(pRange);
     return pAppender;
 }
 
 } // namespace
 
-void Logger::configureForConsole(LogLevel in_level)
+void Logger::configureForConsole(LogLevel in_level, const StringVector& in_vHidden)
 {
     log4cplus::Logger root = log4cplus::Logger::getRoot();
     root.removeAllAppenders();
-    root.addAppender(newConsoleAppender(false, INFO_LOG_LEVEL, INFO_LOG_LEVEL, "%m%n"));
-    root.addAppender(newConsoleAppender(true, WARN_LOG_LEVEL, FATAL_LOG_LEVEL, "%p: %m%n"));
-    root.addAppender(newConsoleAppender(true, TRACE_LOG_LEVEL, DEBUG_LOG_LEVEL, "%p %c: %m%n"));
+    root.addAppender(newConsoleAppender(false, INFO_LOG_LEVEL, INFO_LOG_LEVEL, "%m%n", in_vHidden));
+    root.addAppender(newConsoleAppender(true, WARN_LOG_LEVEL, FATAL_LOG_LEVEL, "%p: %m%n", in_vHidden));
+    root.addAppender(newConsoleAppender(true, TRACE_LOG_LEVEL, DEBUG_LOG_LEVEL, "%p %c: %m%n", in_vHidden));
     setLevel("", in_level);
 }
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "quillcast-core/StringVector.h"
+
 #include <atomic>
 #include <memory>
 #include <ostream>
@@ -55,8 +57,8 @@ public:
     /// cannot be read.
     static bool configure(const char* in_file);
     /// Messages of in_level and above to standard error, one line each: the set-up of a program without a
-    /// configuration file. Per-pattern messages of the tester ("Computed output: ") are filtered out.
-    static void configureForConsole(LogLevel in_level);
+    /// configuration file. Messages with one of the texts in_vHidden in them are left out.
+    static void configureForConsole(LogLevel in_level, const StringVector& in_vHidden = {});
     /// Called before each message that configureForConsole brings to the screen, so that a program can take a
     /// line of its own away; null for none.
     static void setConsoleHook(void (*in_hook)());

@@ -6,6 +6,7 @@
 #include "quillcast-infra/DiskFileSystem.h"
 #include "quillcast-infra/DynLibsLoader.h"
 #include "quillcast-infra/ParameterTrie.h"
+#include "quillcast-infra/TerminalText.h"
 
 #include <algorithm>
 #include <array>
@@ -15,7 +16,9 @@
 #include <iostream>
 #include <locale>
 #include <new>
+#include <poll.h>
 #include <sstream>
+#include <unistd.h>
 
 namespace Vexalor
 {
@@ -51,6 +54,13 @@ const LevelName* findLevel(const std::string& in_strName)
     return itLevel == LEVELS.end() ? nullptr : itLevel;
 }
 
+/// A pipe whose other end was closed, as "head" does when it has seen enough.
+bool hasReaderGone(int in_iDescriptor)
+{
+    pollfd state{in_iDescriptor, POLLOUT, 0};
+    return poll(&state, 1, 0) > 0 && (state.revents & POLLERR) != 0;
+}
+
 template <class Number>
 Number parseNumber(const char* in_option, const std::string& in_strText, Number in_min, Number in_max)
 {
@@ -71,8 +81,8 @@ Number parseNumber(const char* in_option, const std::string& in_strText, Number 
 ApplicationImpl::ApplicationImpl(Logger& in_logger, const char* in_name)
     : m_pLogger(&in_logger)
     , m_name(in_name)
-    , m_options("Options")
-    , m_generalOptions("General options")
+    , m_options("Options", static_cast<unsigned int>(getHelpWidth()))
+    , m_generalOptions("General options", static_cast<unsigned int>(getHelpWidth()))
 {
     auto addOption = m_generalOptions.add_options();
     addOption("help", bool_switch(), "print this text and exit");
@@ -101,9 +111,12 @@ int ApplicationImpl::run(int in_iCount, const char* const* in_arguments)
     std::signal(SIGPIPE, SIG_IGN);
     std::signal(SIGXFSZ, SIG_IGN);
     FileReplacer::removeOnSignals();
-    Logger::configureForConsole(LogLevel::INFO);
+    const TerminalGuard output(std::cout, STDOUT_FILENO);
+    const TerminalGuard errors(std::cerr, STDERR_FILENO);
+    Logger::configureForConsole(LogLevel::INFO, m_vHidden);
     m_vPending.clear();
     m_bStopped = false;
+    m_bRefused = false;
     variables_map map;
     const auto parseInto = [&]
     {
@@ -115,10 +128,19 @@ int ApplicationImpl::run(int in_iCount, const char* const* in_arguments)
     bool bDone = runGuarded([&] { return process(map); });
     if (!std::cout.flush())
     {
-        reportError("cannot write to standard output");
+        if (!hasReaderGone(STDOUT_FILENO))
+            reportError("cannot write to standard output");
         bDone = false;
     }
+    if (m_bRefused)
+        return STATUS_BAD_COMMAND_LINE;
     return bDone ? 0 : STATUS_FAILED;
+}
+
+bool ApplicationImpl::refuseCommand()
+{
+    m_bRefused = true;
+    return false;
 }
 
 /// Names are never guessed from their first letters: a new option would change the meaning of a script.
@@ -205,7 +227,7 @@ bool ApplicationImpl::answerPending() const
     {
         if (strRequest == "help")
             std::cout << "Usage : " << m_name << " [options]" << m_strUsage << '\n'
-                      << m_strDescription << '\n'
+                      << wrapLines(m_strDescription, getHelpWidth()) << '\n'
                       << m_options << '\n'
                       << m_generalOptions;
         else

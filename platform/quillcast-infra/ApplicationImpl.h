@@ -16,14 +16,15 @@ namespace Vexalor
 /// A command-line program. A derived class adds its options in its constructor, checks their values in
 /// processCmdlineVarsMap and works in run_i; run calls the two in this order.
 ///
-/// Exit status: 0 when everything succeeded, 2 when the command line cannot be parsed, 1 for every other
-/// failure. A failure has been logged at error level; an exception is logged as one message and is a failure.
-/// What was written to standard output must have arrived, or the run has failed.
+/// Exit status: 0 when everything succeeded, 2 when options or a command are unknown or incomplete, 1 for
+/// every other failure. A failure has been logged at error level; an exception is logged as one message and
+/// is a failure. What was written to standard output must have arrived, or the run has failed; when its
+/// reader went away, without a message.
 ///
 /// Every program has the options --help, --version, --log-config, --log-level, --global-config,
-/// --plugin-folder and
-/// --no-plugins. Without --log-config, messages of info level go to standard output and the others to
-/// standard error.
+/// --plugin-folder and --no-plugins. Without --log-config, messages of info level go to standard output and
+/// the others to standard error. Help is as wide as the terminal; on a terminal control characters are
+/// escaped.
 ///
 /// Copyable: options that store their values into members of the original would not be, so read the values
 /// from the map.
@@ -53,6 +54,14 @@ protected:
     /// returns true at once if isStopped, before it asks for mandatory options. False is a failed run; the
     /// reason has been logged.
     virtual bool processCmdlineVarsMap(const variables_map& in_map);
+
+    /// For processCmdlineVarsMap to return, after the reason was logged, when a command is wrong: false, with
+    /// the exit status of an unknown option.
+    bool refuseCommand();
+
+    /// From the constructor: messages with this text in them do not come to the console, unless --log-config
+    /// says so. The text must outlive the application.
+    void hideOnConsole(const char* in_text) { m_vHidden.emplace_back(in_text); }
 
     /// The work. Not called when the application is stopped.
     virtual bool run_i() = 0;
@@ -102,7 +111,9 @@ private:
     std::string m_strUsage;
     std::string m_strDescription;
     StringVector m_vPending;
+    StringVector m_vHidden;
     bool m_bStopped = false;
+    bool m_bRefused = false;
     TSHandle<ROConfiguration> m_hConfiguration;
 };
 

@@ -304,12 +304,12 @@ TEST_F(MlAnnotateTest, BadInputIsReported)
     fail({"list", "--decode", "empty.wav"}, "it has no samples");
     fail({"import", "a.wav", "missing.txt"}, "Cannot read missing.txt: No such file or directory");
     fail({"import", "a.wav", "."}, "Cannot read .: Is a directory");
-    fail({"import", "a.wav"}, "Command import does not take 1 files");
+    fail({"import", "a.wav"}, "Command import does not take 1 files", 2);
     fail({"export", "a.wav", "missing/labels.txt"},
          "Cannot write missing/labels.txt: No such file or directory");
     fail({"export", "a.wav", "/dev/full", "--fill", "x"}, "Cannot write /dev/full: No space left on device");
-    fail({}, "A command is needed");
-    fail({"lsit", "a.wav"}, "A command is needed");
+    fail({}, "A command is needed", 2);
+    fail({"lsit", "a.wav"}, "A command is needed", 2);
     fail({"list", "a.wav", "--map", "x"}, "Option --map: \"x\" is no mapping of the form A=B");
     fail({"list", "a.wav", "--map", "x=y", "--map", "x=z"}, "Option --map: label \"x\" is mapped twice");
     fail({"list", "a.wav", "--no-such-option"}, "no-such-option", 2);

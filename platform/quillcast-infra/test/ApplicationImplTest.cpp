@@ -1,7 +1,10 @@
+#include "quillcast-infra/TerminalText.h"
 #include "test-support/Command.h"
 #include "test-support/TempDir.h"
 
+#include <algorithm>
 #include <gmock/gmock.h>
+#include <sstream>
 
 using namespace Vexalor;
 using Testing::CommandResult;
@@ -38,6 +41,7 @@ TEST(ApplicationImplTest, ExitStatusMirrorsTheResult)
         {"arguments", {"one", "two"}, 0, "running\none\ntwo\n", ""},
         {"failed run", {"--action", "fail"}, 1, "running\n", ""},
         {"refused values", {"--action", "refuse"}, 1, "", ""},
+        {"refused command", {"--action", "refuse-command"}, 2, "", ""},
         {"stopped", {"--action", "stop"}, 0, "", ""},
         {"exception while processing", {"--action", "throw-early"}, 1, "", "thrown early\n"},
         {"exception in the run", {"--action", "throw"}, 1, "running\n", "thrown late\n"},
@@ -87,6 +91,53 @@ TEST(ApplicationImplTest, RequestsAreAnsweredInPlaceOfTheRun)
     EXPECT_THAT(version.m_strOut, testing::MatchesRegex("infra-test-application [0-9]+\\.[0-9]+\\.[0-9]+\n"));
 }
 
+TEST(ApplicationImplTest, HelpFitsTheTerminal)
+{
+    const auto measure = [](const std::string& in_strCommand)
+    {
+        std::istringstream help(Testing::runCommand({"/bin/sh", "-c", in_strCommand}).m_strOut);
+        std::size_t uiLongest = 0;
+        for (std::string strLine; std::getline(help, strLine);)
+            uiLongest = std::max(uiLongest, strLine.size() - (strLine.ends_with('\r') ? 1 : 0));
+        return uiLongest;
+    };
+    const std::string strProgram = QC_BINARY_DIR "/bin/infra-test-application --help";
+    for (const std::size_t uiWidth : {50, 60, 80, 100})
+    {
+        const std::string strWidth = std::to_string(uiWidth);
+        const std::string strTerminal =
+            "script -qc 'stty columns " + strWidth + "; " + strProgram + "' /dev/null < /dev/null";
+        for (const std::string& strCommand : {"COLUMNS=" + strWidth + " " + strProgram, strTerminal})
+        {
+            EXPECT_LE(measure(strCommand), uiWidth) << strCommand;
+            EXPECT_GT(measure(strCommand), uiWidth - 20) << strCommand;
+        }
+    }
+}
+
+TEST(ApplicationImplTest, ATerminalObeysNothingThatIsPrinted)
+{
+    const std::string strCommand = QC_BINARY_DIR "/bin/infra-test-application '\x1b]0;x\x07' --action '\x1b'";
+    const std::string strShown =
+        Testing::runCommand({"/bin/sh", "-c", "script -qc \"" + strCommand + "\" /dev/null < /dev/null"})
+            .m_strOut;
+    EXPECT_EQ(strShown, "running\r\n\\x1b]0;x\\x07\r\n");
+    EXPECT_EQ(run({"\x1b"}).m_strOut, "running\n\x1b\n") << "no terminal";
+    EXPECT_EQ(escapeControls("\xC2\x9B\xC2\xA0\x7F\t\n\r"), "\\xc2\\x9b\xC2\xA0\\x7f\t\n\\x0d");
+}
+
+TEST(ApplicationImplTest, LinesAreWrappedBelowTheirText)
+{
+    const std::tuple<const char*, std::size_t, const char*> CASES[] = {
+        {"one two three", 7, "one two\nthree"},
+        {"  a  one two three\n\nend", 13, "  a  one two\n     three\n\nend"},
+        {"  indented text", 12, "  indented\n  text"},
+        {"unbreakable word", 5, "unbreakable\nword"},
+    };
+    for (const auto& [text, uiWidth, wrapped] : CASES)
+        EXPECT_EQ(wrapLines(text, uiWidth), wrapped);
+}
+
 TEST(ApplicationImplTest, LostOutputIsAFailure)
 {
     const std::string strProgram = QC_BINARY_DIR "/bin/infra-test-application";
@@ -100,7 +151,7 @@ TEST(ApplicationImplTest, LostOutputIsAFailure)
     // The reader of the pipe is gone before anything is written to it.
     const CommandResult broken = Testing::runCommand(
         {"/bin/sh", "-c", "{ sleep 0.2; " + strProgram + "; echo status $? >&2; } | true"});
-    EXPECT_EQ(broken.m_strErr, NAME + "cannot write to standard output\nstatus 1\n");
+    EXPECT_EQ(broken.m_strErr, "status 1\n");
 }
 
 TEST(ApplicationImplTest, LoggingOptions)
@@ -127,7 +178,8 @@ TEST(ApplicationImplTest, LoggingOptions)
     const CommandResult configured = run({"--log-config", strConfig});
     EXPECT_EQ(configured.m_iExit, 0);
     EXPECT_EQ(configured.m_strOut, "");
-    EXPECT_EQ(Testing::readFile(strLog), "quillcast.test.Application|running\n");
+    EXPECT_EQ(Testing::readFile(strLog),
+              "quillcast.test.Application|running\nquillcast.test.Application|secret\n");
     EXPECT_EQ(run({"--log-config", folder.path("none")}).m_iExit, 1);
 }
 

@@ -18,10 +18,14 @@ public:
     TestApplication()
         : ApplicationImpl(s_logger, "infra-test-application")
     {
+        hideOnConsole("secret");
         getOptions().add_options()("action", value<std::string>(), "what to do");
         getOptions().add_options()("count", value<std::string>()->default_value("1"), "a count");
         getOptions().add_options()("real", value<std::string>()->default_value("0"), "a number");
-        setArguments("words", 2, "[word...]", "Does what it is told.");
+        setArguments(
+            "words", 2, "[word...]",
+            "Does what it is told.\n"
+            "  more  is printed, a piece a line, which is quite a long description of a simple thing");
     }
 
 protected:
@@ -34,6 +38,8 @@ protected:
         m_strAction = getString(in_map, "action");
         if (m_strAction == "throw-early")
             throw std::runtime_error("thrown early");
+        if (m_strAction == "refuse-command")
+            return refuseCommand();
         if (m_strAction == "stop")
             stop();
         if (in_map.count("words") != 0)
@@ -47,6 +53,7 @@ protected:
     bool run_i() override
     {
         QC_INFO("running");
+        QC_INFO("secret");
         if (m_strAction == "throw")
             throw std::runtime_error("thrown late");
         if (m_strAction == "throw-int")
