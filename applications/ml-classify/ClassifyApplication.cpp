@@ -1,6 +1,7 @@
 #include "ml-classify/ClassifyApplication.h"
 
 #include "XprAudioClassifier.h"
+#include "ml-classify/RecordingStream.h"
 #include "ml-classify/ResultWriter.h"
 #include "quillcast-audio/AudioFileReader.h"
 
@@ -76,7 +77,7 @@ ClassifyApplication::ClassifyApplication()
     setArguments(
         "input", 1, "FILE",
         "Classifies a WAV recording by expression scripts, window by window, and prints the results.\n"
-        "FILE - stands for raw samples of one channel, little-endian, from standard input.");
+        "FILE - stands for standard input: a WAV recording, or raw samples of one channel, little-endian.");
 }
 
 bool ClassifyApplication::processCmdlineVarsMap(const variables_map& in_map)
@@ -101,16 +102,11 @@ bool ClassifyApplication::processCmdlineVarsMap(const variables_map& in_map)
 
 bool ClassifyApplication::takeRawOptions(const variables_map& in_map)
 {
+    for (const char* option : {RATE_OPTION, ENCODING_OPTION})
+        if (in_map.count(option) != 0)
+            m_strRawOption = option;
     if (m_strInput != STANDARD_INPUT)
-    {
-        for (const char* option : {RATE_OPTION, ENCODING_OPTION})
-            if (in_map.count(option) != 0)
-            {
-                QC_ERROR("Option --" << option << " is for raw samples: a recording tells by itself");
-                return false;
-            }
-        return true;
-    }
+        return acceptRecording();
     if (in_map.count(RATE_OPTION) != 0)
         m_uiRate = static_cast<std::uint32_t>(
             getCount(in_map, RATE_OPTION, 1, std::numeric_limits<std::uint32_t>::max()));
@@ -121,6 +117,14 @@ bool ClassifyApplication::takeRawOptions(const variables_map& in_map)
         QC_ERROR("Option --encoding: there is no \"" << strEncoding << "\", only "
                                                      << SampleEncoding::listNames());
     return m_pEncoding != nullptr;
+}
+
+/// False, with the reason logged, when an option says what the header of a recording tells.
+bool ClassifyApplication::acceptRecording() const
+{
+    if (!m_strRawOption.empty())
+        QC_ERROR("Option --" << m_strRawOption << " is for raw samples: a recording tells by itself");
+    return m_strRawOption.empty();
 }
 
 /// Adds first and configures then: so a script that does not load is a failure.
@@ -145,7 +149,7 @@ bool ClassifyApplication::addClassifiers(AudioClassifierSet& io_set)
 bool ClassifyApplication::run_i()
 {
     QC_TRACE("ClassifyApplication::run_i");
-    return m_helper.setupClassifierSet() && (m_pEncoding == nullptr ? runRecording() : runRaw());
+    return m_helper.setupClassifierSet() && (m_pEncoding == nullptr ? runRecording() : runStream());
 }
 
 bool ClassifyApplication::runRecording()
@@ -162,7 +166,39 @@ bool ClassifyApplication::runRecording()
                     }});
 }
 
-bool ClassifyApplication::runRaw()
+bool ClassifyApplication::runStream()
+{
+    ByteStream stream(STDIN_FILENO);
+    constexpr std::size_t ID_SIZE = 4;
+    const bool bRecording =
+        stream.await(ID_SIZE) &&
+        AudioFileReader::isRecording({reinterpret_cast<const char*>(stream.getBytes()), ID_SIZE});
+    SampleLayout layout;
+    if (!(bRecording ? takeRecordingLayout(stream, layout) : takeRawLayout(layout)))
+        return false;
+    RawSampleReader reader(stream, layout);
+    return runFrom({layout.m_uiRate, true,
+                    [&reader](double* out_samples, std::size_t in_uiCount)
+                    { return reader.read(out_samples, in_uiCount); },
+                    [&reader]
+                    {
+                        return reader.hasInputError();
+                    }});
+}
+
+bool ClassifyApplication::takeRecordingLayout(ByteStream& io_stream, SampleLayout& out_layout)
+{
+    out_layout.m_iChannel = m_helper.getSet().getConfig().m_iChannel;
+    if (!acceptRecording() || !readRecordingHeader(io_stream, out_layout))
+        return false;
+    if (out_layout.m_iChannel < out_layout.m_uiChannels)
+        return true;
+    QC_ERROR("Cannot read the recording on standard input: channel "
+             << out_layout.m_iChannel << " is configured, it has " << out_layout.m_uiChannels);
+    return false;
+}
+
+bool ClassifyApplication::takeRawLayout(SampleLayout& out_layout)
 {
     const LinearAudioWindower::Config& config = m_helper.getSet().getConfig();
     if (config.m_iChannel > 0)
@@ -176,14 +212,9 @@ bool ClassifyApplication::runRaw()
         QC_ERROR("The windower is configured for any sampling rate: option --rate is needed");
         return false;
     }
-    RawSampleReader reader(STDIN_FILENO, *m_pEncoding);
-    return runFrom({m_uiRate != 0 ? m_uiRate : config.m_uiSamplingRate, true,
-                    [&reader](double* out_samples, std::size_t in_uiCount)
-                    { return reader.read(out_samples, in_uiCount); },
-                    [&reader]
-                    {
-                        return reader.hasInputError();
-                    }});
+    out_layout.m_pEncoding = m_pEncoding;
+    out_layout.m_uiRate = m_uiRate != 0 ? m_uiRate : config.m_uiSamplingRate;
+    return true;
 }
 
 bool ClassifyApplication::runFrom(const Source& in_source)

@@ -10,7 +10,7 @@
 namespace Vexalor::MachineLearning
 {
 
-/// Classifies a recording, or raw samples from standard input, by scripts, and prints the results of every
+/// Classifies a recording, or what comes from standard input, by scripts, and prints the results of every
 /// window.
 class ClassifyApplication
     : public ApplicationImpl
@@ -38,8 +38,11 @@ private:
 
     bool addClassifiers(AudioClassifierSet& io_set) override;
     bool takeRawOptions(const variables_map& in_map);
+    bool acceptRecording() const;
     bool runRecording();
-    bool runRaw();
+    bool runStream();
+    bool takeRawLayout(SampleLayout& out_layout);
+    bool takeRecordingLayout(ByteStream& io_stream, SampleLayout& out_layout);
     bool runFrom(const Source& in_source);
     bool start(std::uint32_t in_uiRate);
     bool classify(const Source& in_source);
@@ -48,8 +51,9 @@ private:
     std::string m_strInput;
     StringVector m_vScripts;
     StringVector m_vFurtherScripts;
-    const SampleEncoding* m_pEncoding = nullptr; ///< of raw samples; null for a recording
+    const SampleEncoding* m_pEncoding = nullptr; ///< of raw samples; null for the name of a recording
     std::uint32_t m_uiRate = 0;                  ///< of raw samples, in Hz; 0: the configured one
+    std::string m_strRawOption;                  ///< one that was given for raw samples
     bool m_bJson = false;
 };
 

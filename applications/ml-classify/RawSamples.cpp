@@ -4,10 +4,8 @@
 
 #include <algorithm>
 #include <bit>
-#include <cerrno>
-#include <cstring>
 #include <iterator>
-#include <unistd.h>
+#include <utility>
 
 namespace Vexalor
 {
@@ -17,20 +15,11 @@ namespace
 
 constinit Logger s_logger("quillcast.app.RawSamples");
 
-template <class Unsigned>
-Unsigned compose(const unsigned char* in_pBytes, std::size_t in_uiCount)
-{
-    Unsigned uiValue = 0;
-    for (std::size_t i = 0; i < in_uiCount; ++i)
-        uiValue |= static_cast<Unsigned>(in_pBytes[i]) << (8 * i);
-    return uiValue;
-}
-
 /// A whole number of BYTES bytes, its sign bit first in its last byte.
 template <int BYTES>
 double decodeInteger(const unsigned char* in_pBytes)
 {
-    const auto uiValue = compose<std::uint32_t>(in_pBytes, BYTES) << (32 - 8 * BYTES);
+    const auto uiValue = readLittleEndian<std::uint32_t>(in_pBytes, BYTES) << (32 - 8 * BYTES);
     return std::bit_cast<std::int32_t>(uiValue) / 2147483648.0;
 }
 
@@ -42,7 +31,7 @@ double decodeUnsigned8(const unsigned char* in_pBytes)
 template <class Real, class Unsigned>
 double decodeReal(const unsigned char* in_pBytes)
 {
-    return std::bit_cast<Real>(compose<Unsigned>(in_pBytes, sizeof(Real)));
+    return std::bit_cast<Real>(readLittleEndian<Unsigned>(in_pBytes));
 }
 
 /// ITU-T G.711, mu-law: sign, three bits of exponent and four of mantissa, all inverted.
@@ -93,47 +82,60 @@ std::string SampleEncoding::listNames()
     return strNames;
 }
 
-RawSampleReader::RawSampleReader(int in_iDescriptor, const SampleEncoding& in_encoding)
-    : m_iDescriptor(in_iDescriptor)
-    , m_encoding(in_encoding)
-    , m_vBuffer(BUFFER_SIZE)
+RawSampleReader::RawSampleReader(ByteStream& io_stream, const SampleLayout& in_layout)
+    : m_stream(io_stream)
+    , m_layout(in_layout)
+    , m_uiFrameBytes(in_layout.m_uiChannels * in_layout.m_pEncoding->m_uiBytes)
+    , m_uiLeft(in_layout.m_uiBytes)
 {
+    if (m_layout.m_uiChannels == 1)
+        m_layout.m_iChannel = 0;
 }
 
 std::size_t RawSampleReader::read(double* out_samples, std::size_t in_uiCount)
 {
-    while (m_uiEnd - m_uiBegin < m_encoding.m_uiBytes)
-        if (!fill())
-            return 0;
-    const std::size_t uiCount = std::min(in_uiCount, (m_uiEnd - m_uiBegin) / m_encoding.m_uiBytes);
-    for (std::size_t i = 0; i < uiCount; ++i, m_uiBegin += m_encoding.m_uiBytes)
-        out_samples[i] = m_encoding.m_decode(m_vBuffer.data() + m_uiBegin);
-    return uiCount;
+    if (m_bFinished || m_uiLeft < m_uiFrameBytes || !m_stream.await(m_uiFrameBytes))
+    {
+        if (!std::exchange(m_bFinished, true))
+            finish();
+        return 0;
+    }
+    const auto uiFrames = static_cast<std::size_t>(std::min<std::uint64_t>(
+        {in_uiCount, m_stream.getCount() / m_uiFrameBytes, m_uiLeft / m_uiFrameBytes}));
+    const unsigned char* pFrame = m_stream.getBytes();
+    for (std::size_t i = 0; i < uiFrames; ++i, pFrame += m_uiFrameBytes)
+        out_samples[i] = decodeFrame(pFrame);
+    m_stream.consume(uiFrames * m_uiFrameBytes);
+    if (m_uiLeft != SampleLayout::OPEN_END)
+        m_uiLeft -= uiFrames * m_uiFrameBytes;
+    return uiFrames;
 }
 
-/// Takes what there is, and waits only while there is nothing. False at the end.
-bool RawSampleReader::fill()
+/// One channel, or the mean, added up in the order of the channels, as recordings are read.
+double RawSampleReader::decodeFrame(const unsigned char* in_pFrame) const
 {
-    const std::size_t uiWaiting = m_uiEnd - m_uiBegin;
-    std::memmove(m_vBuffer.data(), m_vBuffer.data() + m_uiBegin, uiWaiting);
-    m_uiBegin = 0;
-    m_uiEnd = uiWaiting;
-    ssize_t iRead = -1;
-    do
-        iRead = ::read(m_iDescriptor, m_vBuffer.data() + m_uiEnd, m_vBuffer.size() - m_uiEnd);
-    while (iRead < 0 && errno == EINTR);
-    if (iRead > 0)
-    {
-        m_uiEnd += static_cast<std::size_t>(iRead);
-        return true;
-    }
-    m_bInputError = iRead < 0 || uiWaiting > 0;
-    if (iRead < 0)
-        QC_ERROR("Cannot read samples: " << std::strerror(errno));
-    else if (uiWaiting > 0)
-        QC_ERROR("The samples end within a sample: " << uiWaiting << " of " << m_encoding.m_uiBytes
-                                                     << " bytes");
-    return false;
+    const SampleEncoding& encoding = *m_layout.m_pEncoding;
+    if (m_layout.m_iChannel >= 0)
+        return encoding.m_decode(in_pFrame +
+                                 static_cast<std::size_t>(m_layout.m_iChannel) * encoding.m_uiBytes);
+    double dSum = 0.0;
+    for (std::size_t i = 0; i < m_layout.m_uiChannels; ++i)
+        dSum += encoding.m_decode(in_pFrame + i * encoding.m_uiBytes);
+    return dSum / m_layout.m_uiChannels;
+}
+
+void RawSampleReader::finish()
+{
+    const std::size_t uiRest = m_stream.getCount();
+    if (m_uiLeft < m_uiFrameBytes)
+        m_stream.skip(SampleLayout::OPEN_END);
+    else if (m_stream.getError().empty() && m_layout.m_bRecording && m_uiLeft != SampleLayout::OPEN_END)
+        QC_WARN("The recording on standard input is shorter than its header says");
+    m_bInputError = !m_stream.getError().empty() || (!m_layout.m_bRecording && uiRest > 0);
+    if (!m_stream.getError().empty())
+        QC_ERROR("Cannot read samples: " << m_stream.getError());
+    else if (m_bInputError)
+        QC_ERROR("The samples end within a sample: " << uiRest << " of " << m_uiFrameBytes << " bytes");
 }
 
 } // namespace Vexalor

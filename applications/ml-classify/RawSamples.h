@@ -1,9 +1,11 @@
 #pragma once
 
+#include "ml-classify/ByteStream.h"
+
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <string>
-#include <vector>
 
 namespace Vexalor
 {
@@ -22,29 +24,42 @@ struct SampleEncoding
     static std::string listNames();
 };
 
-/// Reads samples from an open file descriptor, such as a pipe: read* until it returns 0.
+/// How the samples of a stream lie, and which are taken.
+struct SampleLayout
+{
+    static constexpr std::uint64_t OPEN_END = std::numeric_limits<std::uint64_t>::max();
+
+    const SampleEncoding* m_pEncoding = nullptr;
+    std::uint32_t m_uiRate = 0; ///< Hz
+    std::uint16_t m_uiChannels = 1;
+    int m_iChannel = -1;                ///< that is read, counted from 0; -1: the mean of all
+    std::uint64_t m_uiBytes = OPEN_END; ///< of samples; further bytes are none
+    bool m_bRecording = false; ///< they belong to a recording, whose header may be wrong about its end
+};
+
+/// Reads the samples of a stream: read* until it returns 0.
 class RawSampleReader
 {
 public:
-    /// The descriptor stays open.
-    RawSampleReader(int in_iDescriptor, const SampleEncoding& in_encoding);
+    /// The stream stands at the first sample and outlives the reader.
+    RawSampleReader(ByteStream& io_stream, const SampleLayout& in_layout);
 
     /// Waits for samples and takes up to in_uiCount of those that came. 0 at the end of the stream, or, with
-    /// the reason logged, when it failed or ended within a sample.
+    /// the reason logged, when it failed or, but for a recording, ended within a sample. What follows the
+    /// samples is read then, too, so that who writes it is not disturbed.
     std::size_t read(double* out_samples, std::size_t in_uiCount);
     /// True when read returned 0 for another reason than a clean end.
     bool hasInputError() const { return m_bInputError; }
 
 private:
-    static constexpr std::size_t BUFFER_SIZE = 65536;
+    double decodeFrame(const unsigned char* in_pFrame) const;
+    void finish();
 
-    bool fill();
-
-    int m_iDescriptor;
-    const SampleEncoding& m_encoding;
-    std::vector<unsigned char> m_vBuffer;
-    std::size_t m_uiBegin = 0; ///< of the bytes that wait
-    std::size_t m_uiEnd = 0;
+    ByteStream& m_stream;
+    SampleLayout m_layout;
+    std::size_t m_uiFrameBytes;
+    std::uint64_t m_uiLeft; ///< bytes
+    bool m_bFinished = false;
     bool m_bInputError = false;
 };
 

@@ -19,7 +19,7 @@ public:
     /// A line for each started classifier. The time is that of the end of the window, in seconds. False when
     /// it could not be written.
     bool write(double in_dTime, const XprClassifierSet& in_set);
-    /// What the audio came to; samples that are left over stand behind the end of the last window.
+    /// What the audio came to; samples that are left over follow the end of the last window.
     bool writeEnd(double in_dTime, std::uint64_t in_uiWindows, std::uint64_t in_uiLeftOver);
 
 private:

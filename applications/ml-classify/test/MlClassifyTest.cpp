@@ -98,6 +98,57 @@ TEST_F(MlClassifyTest, PrintsEveryWindowOfARecordingAndOfAPipe)
               "# end at 0 s, windows: 0, samples left over: 0\n");
 }
 
+TEST_F(MlClassifyTest, ARecordingInAPipeIsReadAsOne)
+{
+    using namespace Testing;
+    const std::string strData = Wav::data({0, 1, 2, 3, 4, 5, 6, 7, 8});
+    const std::string strList = Wav::adtl(Wav::labl(1, "odd"));
+    const std::string strSamples = strData.substr(8);
+    const std::string strUnknown = "data" + Wav::u32(0xFFFFFFFF) + strSamples;
+    const std::string strLong = Wav::chunk("ds64", Wav::u64(0) + Wav::u64(18) + Wav::u64(9) + Wav::u32(0));
+    const std::string strStereo = Wav::data({9, 0, 9, 1, 9, 2, 9, 3, 9, 4, 9, 5, 9, 6, 9, 7, 9, 8});
+    const std::string strExtended =
+        Wav::chunk("fmt ", Wav::u16(0xFFFE) + Wav::fmt(1000).substr(10, 14) + Wav::u16(22) + Wav::u16(16) +
+                               Wav::u32(4) + Wav::u16(1) + std::string(14, '\0'));
+    const std::pair<const char*, std::string> RECORDINGS[] = {
+        {"chunks on both sides", Wav::riff(strList + Wav::fmt(1000) + strList + strData + strList)},
+        {"extended format", Wav::riff(strExtended + strData)},
+        {"size unknown", Wav::riff(Wav::fmt(1000) + strUnknown)},
+        {"size 0", Wav::riff(Wav::fmt(1000) + "data" + Wav::u32(0) + strSamples)},
+        {"64 bits", "RF64" + Wav::riff(strLong + Wav::fmt(1000) + strUnknown + strList).substr(4)},
+        {"broadcast", "BW64" + Wav::riff(strLong + Wav::fmt(1000) + strUnknown + strList).substr(4)}};
+    for (const auto& [name, strRecording] : RECORDINGS)
+    {
+        m_folder.write("b.wav", strRecording);
+        const CommandResult piped = shell("cat b.wav | P --script sums -");
+        EXPECT_EQ(piped.m_iExit, 0) << name << piped.m_strErr;
+        EXPECT_EQ(piped.m_strOut, SUMS) << name;
+        EXPECT_EQ(piped.m_strErr, "") << name;
+    }
+    m_folder.write("two.wav", Wav::riff(Wav::fmt(1000, 2) + strStereo));
+    EXPECT_EQ(shell("cat two.wav | P --script sums -").m_strOut,
+              run({"--script", "sums", "two.wav"}).m_strOut);
+    const CommandResult cut = shell("head -c 61 a.wav | P --script sums -");
+    EXPECT_EQ(cut.m_iExit, 0);
+    EXPECT_EQ(cut.m_strOut,
+              std::string(SUMS).substr(0, 89) + "# end at 0.008 s, windows: 3, samples left over: 0\n");
+    EXPECT_EQ(cut.m_strErr, "WARN: The recording on standard input is shorter than its header says\n");
+
+    m_folder.write("adpcm.wav", Wav::riff(Wav::fmt(1000, 1, 4, 0x11) + strData));
+    const std::pair<const char*, const char*> REFUSED[] = {
+        {"head -c 30 a.wav | P --script sums -", "standard input: its \"fmt \" chunk is cut"},
+        {"head -c 40 a.wav | P --script sums -", "standard input: it ends before its samples"},
+        {"cat adpcm.wav | P --script sums -", "samples of coding 17 with 4 bits are read from a file only"},
+        {"printf 'RIFFxxxxAVI ' | P --script sums -", "it is no WAV recording"},
+        {"cat a.wav | P --script sums - --rate 1000", "Option --rate is for raw samples"}};
+    for (const auto& [line, message] : REFUSED)
+    {
+        const CommandResult result = shell(line);
+        EXPECT_EQ(result.m_iExit, 1) << line;
+        EXPECT_THAT(result.m_strErr, HasSubstr(message)) << line;
+    }
+}
+
 TEST_F(MlClassifyTest, AWindowLeavesAsSoonAsItIsComplete)
 {
     // Four samples have come and the pipe stays open.

@@ -22,7 +22,10 @@ std::vector<double> readRaw(const std::string& in_strPath, const char* in_encodi
                             bool& out_bError)
 {
     const int iFile = ::open(in_strPath.c_str(), O_RDONLY);
-    RawSampleReader reader(iFile, *SampleEncoding::find(in_encoding));
+    ByteStream stream(iFile);
+    SampleLayout layout;
+    layout.m_pEncoding = SampleEncoding::find(in_encoding);
+    RawSampleReader reader(stream, layout);
     std::vector<double> vAll;
     std::vector<double> vPiece(in_uiAtOnce);
     for (std::size_t uiRead = reader.read(vPiece.data(), in_uiAtOnce); uiRead > 0;
