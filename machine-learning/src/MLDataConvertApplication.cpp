@@ -154,7 +154,7 @@ CountedObjPtr<DataGenerator> DataConvertApplication::loadGenerator(const std::st
     if (!stream)
     {
         QC_ERROR("Cannot open data generator config file " << in_strConfigFile << " for input.");
-        QC_ERROR(in_strConfigFile << ": " << stream.getReason());
+        QC_WARN(in_strConfigFile << ": " << stream.getReason());
         return {};
     }
     const CountedObjPtr<DataGenerator> pGenerator(loadDataGeneratorFromStream(stream));

@@ -163,7 +163,7 @@ CountedObjPtr<DataGenerator> loadFile(const char* in_what, const char* in_config
     if (!stream)
     {
         QC_ERROR("failed to open " << in_what << " config file " << in_configFile << " for reading");
-        QC_ERROR(in_configFile << ": " << stream.getReason());
+        QC_WARN(in_configFile << ": " << stream.getReason());
         return {};
     }
     return CountedObjPtr<DataGenerator>(loadDataGeneratorFromStream(stream));

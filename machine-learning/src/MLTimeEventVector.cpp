@@ -84,9 +84,9 @@ void TimeEventVector::reportOverlap(const Annotation& in_annotation, std::size_t
 {
     const std::size_t uiStart = in_uiPosition - in_uiPosition % 2;
     if (uiStart + 1 < m_vEventTimes.size())
-        QC_ERROR("The one from " << in_annotation.getStartTime() << " to " << in_annotation.getStopTime()
-                               << " s overlaps or touches the one from " << m_vEventTimes[uiStart] << " to "
-                               << m_vEventTimes[uiStart + 1] << " s");
+        QC_WARN("The one from " << in_annotation.getStartTime() << " to " << in_annotation.getStopTime()
+                                << " s overlaps or touches the one from " << m_vEventTimes[uiStart] << " to "
+                                << m_vEventTimes[uiStart + 1] << " s");
 }
 
 bool TimeEventVector::getTarget(double in_dTime)
