@@ -16,8 +16,8 @@
 #include <iostream>
 #include <locale>
 #include <new>
-#include <poll.h>
 #include <sstream>
+#include <sys/poll.h>
 #include <unistd.h>
 
 namespace Vexalor

@@ -372,12 +372,8 @@ TEST_F(MlConfigTest, RefusesWhatCannotWork)
         EXPECT_THAT(result.m_strErr, HasSubstr(test.m_reason));
         EXPECT_THAT(list(), IsEmpty());
     }
-    for (const std::vector<std::string>& vArguments :
-         std::vector<std::vector<std::string>>{{},
-                                               {"write"},
-                                               {"explain"},
-                                               {"change", "out.xml"},
-                                               {"write", "a", "b"}})
+    for (const std::vector<std::string>& vArguments : std::vector<std::vector<std::string>>{
+             {}, {"write"}, {"explain"}, {"change", "out.xml"}, {"write", "a", "b"}})
         EXPECT_EQ(run(vArguments).m_iExit, 2) << testing::PrintToString(vArguments);
     EXPECT_EQ(run({"explain", "a", "--rate", "8"}).m_iExit, 1);
 }
