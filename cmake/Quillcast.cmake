@@ -1,4 +1,4 @@
-# The three kinds of target. A build file is a list of sources and dependencies, nothing else.
+# The four kinds of target. A build file is a list of sources and dependencies, nothing else.
 
 include(GoogleTest)
 
@@ -10,6 +10,8 @@ function(qc_library NAME)
     cmake_parse_arguments(ARG "" "" "SOURCES;HEADERS;PUBLIC;PRIVATE" ${ARGN})
     add_library(${NAME} SHARED ${ARG_SOURCES} ${ARG_HEADERS})
     target_link_libraries(${NAME} PUBLIC ${ARG_PUBLIC} PRIVATE ${ARG_PRIVATE})
+    target_compile_features(${NAME} PUBLIC cxx_std_20)
+    qc_precompiled(${NAME} products)
     get_filename_component(FOLDER ${CMAKE_CURRENT_SOURCE_DIR} NAME)
     if(FOLDER STREQUAL "src")
         set(INCLUDE_ROOT ${CMAKE_CURRENT_SOURCE_DIR})
@@ -21,9 +23,21 @@ function(qc_library NAME)
         set(HEADER_FOLDER ${INSTALL_ROOT}/${FOLDER})
     endif()
     target_include_directories(${NAME} PUBLIC $<BUILD_INTERFACE:${INCLUDE_ROOT}> $<INSTALL_INTERFACE:${INSTALL_ROOT}>)
-    set_target_properties(${NAME} PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR})
+    # Before 1.0 every minor version may break its users.
+    set_target_properties(${NAME} PROPERTIES
+        VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR})
     install(TARGETS ${NAME} EXPORT ${PROJECT_NAME} LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
     install(FILES ${ARG_HEADERS} DESTINATION ${HEADER_FOLDER})
+endfunction()
+
+# qc_parts(NAME SOURCES file... DEPENDS target... [PRIVATE target...])
+#   What programs share, linked into each of them and not installed. Its headers are included as "folder/Header.h".
+function(qc_parts NAME)
+    cmake_parse_arguments(ARG "" "" "SOURCES;DEPENDS;PRIVATE" ${ARGN})
+    add_library(${NAME} STATIC ${ARG_SOURCES})
+    target_link_libraries(${NAME} PUBLIC ${ARG_DEPENDS} PRIVATE ${ARG_PRIVATE})
+    target_include_directories(${NAME} PUBLIC ${CMAKE_CURRENT_SOURCE_DIR}/..)
+    qc_precompiled(${NAME} products)
 endfunction()
 
 # qc_test(NAME SOURCES file... DEPENDS target...)
@@ -33,6 +47,7 @@ function(qc_test NAME)
     add_executable(${NAME} ${ARG_SOURCES})
     target_link_libraries(${NAME} PRIVATE ${ARG_DEPENDS} GTest::gmock GTest::gtest_main)
     target_compile_options(${NAME} PRIVATE ${QC_TEST_OPTIONS})
+    qc_precompiled(${NAME} tests)
     target_compile_definitions(${NAME} PRIVATE
         QC_TEST_DATA="${CMAKE_CURRENT_SOURCE_DIR}/test/data" QC_BINARY_DIR="${CMAKE_BINARY_DIR}")
     gtest_discover_tests(${NAME} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 300)
@@ -44,5 +59,6 @@ function(qc_app NAME)
     cmake_parse_arguments(ARG "" "" "SOURCES;DEPENDS" ${ARGN})
     add_executable(${NAME} ${ARG_SOURCES})
     target_link_libraries(${NAME} PRIVATE ${ARG_DEPENDS})
+    qc_precompiled(${NAME} products)
     install(TARGETS ${NAME} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 endfunction()
