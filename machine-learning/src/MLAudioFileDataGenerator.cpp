@@ -404,7 +404,7 @@ std::ostream& AudioFileDataGenerator::dumpStatus(std::ostream& out_stream)
     m_statistics.countError();
     out_stream << "Pattern " << m_statistics.getNbPatterns() << ", Audio time: " << getCurrentAudioTime()
                << "s";
-    if (s_logger.isEnabledFor(LogLevel::DEBUG))
+    if (s_logger.isEnabledFor(LogLevel::DEBUGGING))
         out_stream << "\nInput: " << m_vGeneratedInput << "\nTarget: " << m_vTarget;
     return out_stream;
 }

@@ -32,7 +32,7 @@ void AudioPassStatistics::count(const DoubleVector& in_vTarget)
         return;
     for (std::size_t i = 0; i < in_vTarget.size(); ++i)
         m_vClassPatterns[i] += in_vTarget[i] == 1.0 ? 1 : 0;
-    if (s_logger.isEnabledFor(LogLevel::DEBUG))
+    if (s_logger.isEnabledFor(LogLevel::DEBUGGING))
         countIntervals(in_vTarget);
 }
 

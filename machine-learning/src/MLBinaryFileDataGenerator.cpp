@@ -295,7 +295,7 @@ std::ostream& BinaryFileDataGenerator::dumpStatus(std::ostream& out_stream)
 {
     QC_TRACE("MachineLearning::BinaryFileDataGenerator::dumpStatus");
     out_stream << "Pattern " << m_uiPattern;
-    if (!s_logger.isEnabledFor(LogLevel::DEBUG))
+    if (!s_logger.isEnabledFor(LogLevel::DEBUGGING))
         return out_stream;
     DoubleVector vInput;
     DoubleVector vTarget;

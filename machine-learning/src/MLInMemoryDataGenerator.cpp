@@ -354,7 +354,7 @@ std::ostream& InMemoryDataGenerator::dumpStatus(std::ostream& out_stream)
     if (!m_pDataGenerator.isNull())
         return m_pDataGenerator->dumpStatus(out_stream);
     out_stream << "Pattern " << std::int64_t(m_iCurrentIndex) + 1;
-    if (currentIndexValid() && s_logger.isEnabledFor(LogLevel::DEBUG))
+    if (currentIndexValid() && s_logger.isEnabledFor(LogLevel::DEBUGGING))
     {
         const InputTarget& entry = currentEntry();
         DoubleVector vVector;

@@ -153,7 +153,7 @@ std::ostream& VectorFileDataGenerator::dumpStatus(std::ostream& out_stream)
 {
     QC_TRACE("MachineLearning::VectorFileDataGenerator::dumpStatus");
     out_stream << "Pattern " << m_uiLine;
-    if (s_logger.isEnabledFor(LogLevel::DEBUG))
+    if (s_logger.isEnabledFor(LogLevel::DEBUGGING))
         out_stream << "\nInput: " << m_vInput << "\nTarget: " << m_vTarget;
     return out_stream;
 }

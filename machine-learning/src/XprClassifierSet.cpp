@@ -20,7 +20,7 @@ class ProfilingScope
 {
 public:
     explicit ProfilingScope(const char* in_name)
-        : m_name(s_profilingLogger.isEnabledFor(LogLevel::DEBUG) ? in_name : nullptr)
+        : m_name(s_profilingLogger.isEnabledFor(LogLevel::DEBUGGING) ? in_name : nullptr)
     {
         if (m_name != nullptr)
             m_start = Clock::now();
@@ -32,7 +32,7 @@ public:
         if (m_name == nullptr)
             return;
         const std::chrono::duration<double, std::micro> elapsed = Clock::now() - m_start;
-        LogMessage(s_profilingLogger, LogLevel::DEBUG, __FILE__, __LINE__).stream()
+        LogMessage(s_profilingLogger, LogLevel::DEBUGGING, __FILE__, __LINE__).stream()
             << m_name << " : " << elapsed.count() << " us";
     }
 

@@ -172,7 +172,7 @@ protected:
 
     ScriptFolder m_folder;
     AudioClassifierSet m_set;
-    LogCapture m_log{"quillcast.ml.AudioClassifierSet", LogLevel::DEBUG};
+    LogCapture m_log{"quillcast.ml.AudioClassifierSet", LogLevel::DEBUGGING};
 };
 
 constexpr const char* TWO_WINDOWS = "ERROR Call to pushLinearAudio() has cause multiple calls  to "

@@ -290,7 +290,7 @@ TEST_F(AudioGeneratorTest, IntervalsAreToldForDebugging)
 {
     // [408, 424) samples lie between the times of windows 2 (sample 360) and 3 (440).
     const std::string strFile = set({"A", "B", "OTHER"}, {{0, 240, "A"}, {408, 424, "A"}, {480, 800, "A"}});
-    const Testing::LogCapture log(LOGGER, LogLevel::DEBUG);
+    const Testing::LogCapture log(LOGGER, LogLevel::DEBUGGING);
     for (std::size_t uiPass = 1; uiPass <= 2; ++uiPass)
     {
         readTargets(m_generator);

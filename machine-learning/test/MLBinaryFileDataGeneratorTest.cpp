@@ -332,7 +332,7 @@ TEST_F(BinaryFileTest, FilesThatAreNotBinary)
     for (const std::string& strContent : {strAlmost, strZero, std::string("VEXALOR"), std::string()})
     {
         const std::string strPath = m_folder.write("other", strContent);
-        const Testing::LogCapture log(LOGGER, LogLevel::DEBUG);
+        const Testing::LogCapture log(LOGGER, LogLevel::DEBUGGING);
         EXPECT_FALSE(BinaryFileDataGenerator::isFileBinary(strPath.c_str()));
         BinaryFileDataGenerator generator;
         EXPECT_FALSE(start(generator, strPath));
@@ -345,7 +345,7 @@ TEST_F(BinaryFileTest, FilesThatAreNotBinary)
         EXPECT_EQ(readPass(generator, *m_hEntity),
                   strContent.size() == BY_HAND.size() ? "![1.5 -2];[-2 1.5]->[1];" : "");
     }
-    const Testing::LogCapture log(LOGGER, LogLevel::DEBUG);
+    const Testing::LogCapture log(LOGGER, LogLevel::DEBUGGING);
     EXPECT_TRUE(BinaryFileDataGenerator::isFileBinary(m_folder.write("binary", BY_HAND).c_str()));
     EXPECT_TRUE(log.has("DEBUG File type is binary"));
 }
@@ -421,7 +421,7 @@ TEST_F(BinaryFileTest, StatusAndMessagesAtDebugLevel)
     EXPECT_FALSE(m_generator.atEnd()) << "there is no look-ahead";
     m_generator.dumpStatus(status);
     EXPECT_EQ(status.str(), "Pattern 2");
-    const Testing::LogCapture log(LOGGER, LogLevel::DEBUG);
+    const Testing::LogCapture log(LOGGER, LogLevel::DEBUGGING);
     m_generator.dumpStatus(status);
     EXPECT_EQ(status.str(), "Pattern 2Pattern 2\nInput: [-2 1.5]\nTarget: [1]");
     ASSERT_TRUE(m_generator.gotoStart() && m_generator.generateNext());

@@ -83,7 +83,7 @@ TEST(ClassifierResultTest, LinesAreEntriesOrEndTheResult)
     };
     for (const auto& test : cases)
     {
-        Testing::LogCapture log("quillcast.ml.Classifier", LogLevel::DEBUG);
+        Testing::LogCapture log("quillcast.ml.Classifier", LogLevel::DEBUGGING);
         std::istringstream stream(test.m_text);
         Classifier::Result result;
         EXPECT_EQ(result.read(stream).fail(), test.m_bFails) << test.m_name;

@@ -62,7 +62,7 @@ protected:
 TEST_F(FactoryTest, FileGeneratorGetsItsFileAndEntity)
 {
     const CountedObjPtr<CountingResettable> pEntity(new CountingResettable);
-    LogCapture log(APPLICATION, LogLevel::DEBUG);
+    LogCapture log(APPLICATION, LogLevel::DEBUGGING);
     const auto pGenerator = create(GOLDENS + "VectorFileDataGenerator.xml", "patterns.txt", pEntity);
     ASSERT_FALSE(pGenerator.isNull());
     EXPECT_TRUE(log.has("DEBUG Current neural net is resetable")) << log.text();

@@ -71,7 +71,7 @@ TEST(DataGeneratorForAMToneDetectorTest, RejectionsAreTold)
 {
     OpenGenerator generator;
     ASSERT_TRUE(generator.configure(config(0, 0)));
-    const Testing::LogCapture log(LOGGER, LogLevel::DEBUG);
+    const Testing::LogCapture log(LOGGER, LogLevel::DEBUGGING);
     EXPECT_FALSE(generator.isAnnotationUsable_i("AM:1000:20", "AM.*"));
     EXPECT_FALSE(generator.isAnnotationUsable_i("speech", "AM:1000:20"));
     EXPECT_FALSE(generator.isAnnotationUsable_i("AM:1000:50", "AM:1000:20"));

@@ -82,7 +82,7 @@ TEST(WidebandTimelineTest, OverlapsAreCombined)
     };
     for (const auto& row : TABLE)
     {
-        const Testing::LogCapture log(LOGGER, LogLevel::DEBUG);
+        const Testing::LogCapture log(LOGGER, LogLevel::DEBUGGING);
         bool bRefused = true;
         EXPECT_EQ(combine(row.m_vPairs, bRefused), row.m_vTimes) << row.m_case;
         EXPECT_FALSE(bRefused) << row.m_case;
@@ -106,7 +106,7 @@ TEST(WidebandTimelineTest, StepsAreTold)
 {
     Timeline timeline;
     ASSERT_TRUE(add(timeline, 1, 3));
-    const Testing::LogCapture log(LOGGER, LogLevel::DEBUG);
+    const Testing::LogCapture log(LOGGER, LogLevel::DEBUGGING);
     ASSERT_TRUE(add(timeline, 2, 4));
     EXPECT_THAT(
         log.lines(),

@@ -270,7 +270,7 @@ TYPED_TEST(FileSetStrategyTest, StatusNamesTheRecording)
     std::ostringstream status;
     set.dumpStatus(status);
     EXPECT_EQ(status.str(), "File " + this->file("last.wav") + " : Pattern 1, Audio time: 0.025s");
-    const Testing::LogCapture log(LOGGER, LogLevel::DEBUG);
+    const Testing::LogCapture log(LOGGER, LogLevel::DEBUGGING);
     while (set.generateNext())
         ;
     set.dumpStatus(status << '/');

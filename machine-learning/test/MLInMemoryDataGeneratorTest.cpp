@@ -57,7 +57,7 @@ protected:
 
 TEST_F(InMemoryTest, TheFirstPassStreamsAndTheOthersReplay)
 {
-    const Testing::LogCapture log(LOGGER, LogLevel::DEBUG);
+    const Testing::LogCapture log(LOGGER, LogLevel::DEBUGGING);
     EXPECT_EQ(readInputs(m_cache), (Inputs{1, 2, 3, 4}));
     EXPECT_TRUE(log.has("DEBUG New m_vInputTarget size is: 4"));
     EXPECT_EQ(log.count("DEBUG All data is in memory now"), 1U);
@@ -77,7 +77,7 @@ TEST_F(InMemoryTest, TheFirstPassStreamsAndTheOthersReplay)
 TEST_F(InMemoryTest, ResetsAreReplayedBeforeTheirPatterns)
 {
     ASSERT_TRUE(m_cache.setEntityToReset(m_pEntity));
-    Testing::LogCapture log(LOGGER, LogLevel::DEBUG);
+    Testing::LogCapture log(LOGGER, LogLevel::DEBUGGING);
     std::vector<int> vResets;
     EXPECT_EQ(readInputs(m_cache, m_pEntity.get(), &vResets), (Inputs{1, 2, 3, 4}));
     EXPECT_THAT(vResets, ElementsAre(2, 2, 3, 3)) << "start, mark of the first, mark of the third";
@@ -106,7 +106,7 @@ TEST_F(InMemoryTest, ResetsAreReplayedBeforeTheirPatterns)
 
 TEST_F(InMemoryTest, EntityIsSetWhereItCanBeReset)
 {
-    const Testing::LogCapture log(LOGGER, LogLevel::DEBUG);
+    const Testing::LogCapture log(LOGGER, LogLevel::DEBUGGING);
     ASSERT_TRUE(m_cache.setEntityToReset(m_pEntity));
     ASSERT_TRUE(m_cache.setEntityToReset({}));
     EXPECT_TRUE(log.has("DEBUG Entity is not resetable"));

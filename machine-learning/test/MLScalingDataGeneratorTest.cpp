@@ -64,7 +64,7 @@ TEST(ScalingDataGeneratorTest, LearnsOnceInTheFirstStart)
     ScalingDataGenerator generator;
     generator.setDataGenerator(newSource());
     ASSERT_TRUE(generator.configure(makeLearning()));
-    const Testing::LogCapture log(LOGGER, LogLevel::DEBUG);
+    const Testing::LogCapture log(LOGGER, LogLevel::DEBUGGING);
     EXPECT_EQ(generator.getScalingParameters(), VectorScaler::Config());
     // (1 - 3) / 2, (3 - 3) / 2, (5 - 3) / 2, (9 - 3) / 2
     EXPECT_THAT(readInputs(generator), ElementsAre(-1, 0, 1, 3));

@@ -44,7 +44,7 @@ TEST(VadAudioFileDataGeneratorTest, RemovalsAreTold)
     VadAudioFileDataGenerator generator;
     ASSERT_TRUE(generator.configure(Testing::audioConfig({"VOICE", "OTHER"})));
     ASSERT_TRUE(generator.setCurrentFilename(strFile.c_str()));
-    const Testing::LogCapture log(LOGGER, LogLevel::DEBUG);
+    const Testing::LogCapture log(LOGGER, LogLevel::DEBUGGING);
     EXPECT_EQ(Testing::readTargets(generator), "01 01");
     // The second window, at 0.035 s, is no voice anyway.
     EXPECT_THAT(log.lines(), ElementsAre("DEBUG Current SUMSQUAREDAMPLITUDE is: 0",

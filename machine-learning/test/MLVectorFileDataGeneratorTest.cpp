@@ -125,7 +125,7 @@ TEST_F(VectorFileTest, PassesAreEqualAndAGivenNameIsUsedByTheFirst)
 
 TEST_F(VectorFileTest, StatusAtDebugLevelShowsThePattern)
 {
-    const Testing::LogCapture log("quillcast.ml.generator.VectorFileDataGenerator", LogLevel::DEBUG);
+    const Testing::LogCapture log("quillcast.ml.generator.VectorFileDataGenerator", LogLevel::DEBUGGING);
     VectorFileDataGenerator generator;
     generator.setCurrentFilename(m_folder.write("patterns", "[1 2] [3]\n").c_str());
     ASSERT_TRUE(generator.gotoStart() && generator.generateNext());

@@ -79,7 +79,7 @@ TEST(VectorScalerTest, ConfigHasATextAndIsComparedExactly)
     const std::string strText = "VectorScaler config: \nm_vInputSlope = [2 -0.5]m_vInputYIntercept = [1 0.25]"
                                 "m_vTargetSlope = [10]m_vTargetYIntercept = [-3]";
     EXPECT_EQ(text.str(), strText);
-    const Testing::LogCapture log("quillcast.ml.VectorScaler", LogLevel::DEBUG);
+    const Testing::LogCapture log("quillcast.ml.VectorScaler", LogLevel::DEBUGGING);
     VectorScaler().configure(makeConfig());
     EXPECT_TRUE(log.has("DEBUG VectorScaler config: " + strText)) << log.text();
 

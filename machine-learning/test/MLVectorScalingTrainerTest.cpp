@@ -114,7 +114,7 @@ TEST_F(ScalingTrainerTest, LearnsOneSlopeAndInterceptAComponent)
 
 TEST_F(ScalingTrainerTest, MessagesGiveWhatWasLearnt)
 {
-    const Testing::LogCapture log(LOGGER, LogLevel::DEBUG);
+    const Testing::LogCapture log(LOGGER, LogLevel::DEBUGGING);
     ASSERT_TRUE(train(makePatterns(), {standardize(), minMax(-1, 1), minMax(0, 1)}));
     EXPECT_THAT(log.lines(),
                 ElementsAre("DEBUG Dslope  0 = 1", "DEBUG Input 1 max value = 30",
@@ -248,7 +248,7 @@ TEST_F(ScalingTrainerTest, PatternsOfOtherSizesAreTakenAsFarAsTheyGo)
 {
     // The one with another input counts for the means all the same: (1 + 2 + 6) / 3 and (10 + 20) / 3.
     const Patterns vUneven{{{1, 10}, {1, 5}}, {{2}, {3}}, {{6, 20}, {2, 7, 9}}};
-    const Testing::LogCapture log(LOGGER, LogLevel::DEBUG);
+    const Testing::LogCapture log(LOGGER, LogLevel::DEBUGGING);
     EXPECT_TRUE(train(vUneven, {minMax(0, 1), TrainingParam(), TrainingParam(), minMax(0, 1)}));
     EXPECT_THAT(m_assertions.conditions(), ElementsAre("m_vInput.size() == m_vInputMax.size()"));
     EXPECT_TRUE(log.has("DEBUG Input avg = [3 10]")) << log.text();

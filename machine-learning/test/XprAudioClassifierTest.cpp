@@ -45,7 +45,7 @@ protected:
     Testing::ScriptFolder m_folder;
     XprClassifierSet m_set;
     AssertionCapture m_assertions;
-    LogCapture m_log{"quillcast.ml.XprAudioClassifier", LogLevel::DEBUG};
+    LogCapture m_log{"quillcast.ml.XprAudioClassifier", LogLevel::DEBUGGING};
 };
 
 constexpr const char* DUMP_FILE = "XprAudioClassifierEvaluator.dot";

@@ -121,7 +121,7 @@ TEST_F(XprClassifierSetTest, OrderOfCallsIsEnforced)
 
 TEST_F(XprClassifierSetTest, AddingTakesOwnershipInEveryCase)
 {
-    const Testing::LogCapture log("quillcast.ml.XprClassifierSet", LogLevel::DEBUG);
+    const Testing::LogCapture log("quillcast.ml.XprClassifierSet", LogLevel::DEBUGGING);
     ASSERT_TRUE(add("a"));
     EXPECT_FALSE(m_set.addClassifier("b", nullptr));
     EXPECT_FALSE(m_set.addClassifier(nullptr, new NotingClassifier(m_calls, "n")));
@@ -226,13 +226,13 @@ TEST_F(XprClassifierSetTest, CloneIsFrozenAndStartedAsTheOriginal)
 TEST_F(XprClassifierSetTest, TellsWhatItTookAndWhatItHeld)
 {
     freeze();
-    const Testing::LogCapture profiling("quillcast.profiling.ml.XprClassifierSet", LogLevel::DEBUG);
+    const Testing::LogCapture profiling("quillcast.profiling.ml.XprClassifierSet", LogLevel::DEBUGGING);
     EXPECT_TRUE(m_set.classify(INPUT));
     ASSERT_EQ(profiling.lines().size(), 1u);
     EXPECT_THAT(profiling.lines()[0],
                 testing::MatchesRegex("DEBUG XprClassifierSet::classify : [0-9.e+-]+ us"));
 
-    const Testing::LogCapture log("quillcast.ml.XprClassifierSet", LogLevel::DEBUG);
+    const Testing::LogCapture log("quillcast.ml.XprClassifierSet", LogLevel::DEBUGGING);
     {
         XprClassifierSet set;
         ASSERT_TRUE(set.addClassifier("x", new NotingClassifier(m_calls, "x")));

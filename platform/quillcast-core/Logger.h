@@ -10,11 +10,11 @@
 namespace Vexalor
 {
 
-/// Levels of the logging back end, in its own numbers.
+/// Levels of the logging back end, in its own numbers. DEBUGGING, since projects define DEBUG as a macro.
 enum class LogLevel : int
 {
     TRACE = 0,
-    DEBUG = 10000,
+    DEBUGGING = 10000,
     INFO = 20000,
     WARN = 30000,
     ERROR = 40000,
@@ -153,7 +153,7 @@ private:
 
 /// Log what is streamed: QC_WARN("failed to parse line " << uiLine);
 #define QC_LOG_TRACE(expression) QC_LOG(TRACE, expression)
-#define QC_DEBUG(expression) QC_LOG(DEBUG, expression)
+#define QC_DEBUG(expression) QC_LOG(DEBUGGING, expression)
 #define QC_INFO(expression) QC_LOG(INFO, expression)
 #define QC_WARN(expression) QC_LOG(WARN, expression)
 #define QC_ERROR(expression) QC_LOG(ERROR, expression)

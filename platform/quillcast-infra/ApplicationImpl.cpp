@@ -40,7 +40,7 @@ struct LevelName
 };
 
 constexpr std::array<LevelName, 6> LEVELS{{{"TRACE", LogLevel::TRACE},
-                                           {"DEBUG", LogLevel::DEBUG},
+                                           {"DEBUG", LogLevel::DEBUGGING},
                                            {"INFO", LogLevel::INFO},
                                            {"WARN", LogLevel::WARN},
                                            {"ERROR", LogLevel::ERROR},

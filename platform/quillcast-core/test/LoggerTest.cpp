@@ -47,9 +47,9 @@ TEST(LoggerTest, LevelDecidesAndDisabledStatementsEvaluateNothing)
 TEST(LoggerTest, LevelOfAParentReachesCachedLevels)
 {
     const Testing::LogCapture log("quillcast.test", LogLevel::INFO);
-    EXPECT_FALSE(s_logger.isEnabledFor(LogLevel::DEBUG));
-    Logger::setLevel("quillcast.test", LogLevel::DEBUG);
-    EXPECT_TRUE(s_logger.isEnabledFor(LogLevel::DEBUG));
+    EXPECT_FALSE(s_logger.isEnabledFor(LogLevel::DEBUGGING));
+    Logger::setLevel("quillcast.test", LogLevel::DEBUGGING);
+    EXPECT_TRUE(s_logger.isEnabledFor(LogLevel::DEBUGGING));
     Logger::setLevel("quillcast.test", LogLevel::OFF);
     EXPECT_FALSE(s_logger.isEnabledFor(LogLevel::ERROR));
 }
