@@ -40,17 +40,22 @@ function(qc_parts NAME)
     qc_precompiled(${NAME} products)
 endfunction()
 
-# qc_test(NAME SOURCES file... DEPENDS target...)
-#   A GoogleTest executable, each of its tests known to ctest. QC_TEST_DATA names its folder of goldens.
+# qc_test(NAME SOURCES file... DEPENDS target... [WITHOUT_SANITIZERS pattern])
+#   A GoogleTest executable, each of its tests known to ctest. QC_TEST_DATA names its folder of goldens. Builds with
+#   sanitizers leave out the tests of the pattern, which take long and tell them nothing that others do not.
 function(qc_test NAME)
-    cmake_parse_arguments(ARG "" "" "SOURCES;DEPENDS" ${ARGN})
+    cmake_parse_arguments(ARG "" "WITHOUT_SANITIZERS" "SOURCES;DEPENDS" ${ARGN})
     add_executable(${NAME} ${ARG_SOURCES})
     target_link_libraries(${NAME} PRIVATE ${ARG_DEPENDS} GTest::gmock GTest::gtest_main)
     target_compile_options(${NAME} PRIVATE ${QC_TEST_OPTIONS})
     qc_precompiled(${NAME} tests)
     target_compile_definitions(${NAME} PRIVATE
         QC_TEST_DATA="${CMAKE_CURRENT_SOURCE_DIR}/test/data" QC_BINARY_DIR="${CMAKE_BINARY_DIR}")
-    gtest_discover_tests(${NAME} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 300)
+    set(FILTER)
+    if(QC_SANITIZE AND ARG_WITHOUT_SANITIZERS)
+        set(FILTER TEST_FILTER -${ARG_WITHOUT_SANITIZERS})
+    endif()
+    gtest_discover_tests(${NAME} ${FILTER} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 300)
 endfunction()
 
 # qc_app(NAME SOURCES file... DEPENDS target...)

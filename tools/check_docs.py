@@ -43,10 +43,7 @@ def missing_paths(tree, document):
 def main(arguments):
     tree = arguments[1] if len(arguments) > 1 else os.path.join(os.path.dirname(os.path.abspath(__file__)), "..")
     documents = sorted(name for name in os.listdir(tree) if name.endswith(".md"))
-    for folder in ("doc", "sample-data"):
-        if os.path.isdir(os.path.join(tree, folder)):
-            documents += sorted(folder + "/" + name for name in os.listdir(os.path.join(tree, folder))
-                                if name.endswith(".md"))
+    documents += sorted("doc/" + name for name in os.listdir(os.path.join(tree, "doc")) if name.endswith(".md"))
     lacking = [line for document in documents for line in missing_paths(tree, document)]
     for line in lacking:
         print(line)
