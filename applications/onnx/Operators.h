@@ -29,6 +29,47 @@ struct Call
 /// attributes that it does not have, and for what it cannot do.
 void build(Call& io_call);
 
+/// A list of integers: since some opset an input, before that an attribute.
+std::vector<std::int64_t> getList(Call& io_call, std::size_t in_uiInput, const char* in_attribute);
+/// Axes of a tensor of in_uiRank dimensions, each marked once.
+std::vector<bool> markAxes(const std::vector<std::int64_t>& in_vAxes, std::size_t in_uiRank);
+
+/// Shapes.
+void buildExpand(Call& io_call);
+void buildFlatten(Call& io_call);
+void buildIdentity(Call& io_call);
+void buildReshape(Call& io_call);
+void buildShape(Call& io_call);
+void buildSqueeze(Call& io_call);
+void buildTranspose(Call& io_call);
+void buildUnsqueeze(Call& io_call);
+
+/// Parts.
+void buildConcat(Call& io_call);
+void buildGather(Call& io_call);
+void buildSlice(Call& io_call);
+void buildSplit(Call& io_call);
+
+/// Constants.
+void buildCast(Call& io_call);
+void buildConstant(Call& io_call);
+void buildConstantOfShape(Call& io_call);
+
+/// Elements and axes.
+void buildBatchNormalization(Call& io_call);
+void buildBinary(Call& io_call);
+void buildClip(Call& io_call);
+void buildGlobalAveragePool(Call& io_call);
+void buildReduce(Call& io_call);
+void buildSoftmax(Call& io_call);
+void buildUnary(Call& io_call);
+
+/// Products.
+void buildConv(Call& io_call);
+void buildGemm(Call& io_call);
+void buildMatMul(Call& io_call);
+void buildPad(Call& io_call);
+
 /// GRU, LSTM and RNN.
 void buildGru(Call& io_call);
 void buildLstm(Call& io_call);
