@@ -1,8 +1,8 @@
 #include "quillcast-audio/AnnotatedFile.h"
 
-#include "quillcast-audio/AnnotationChunks.h"
-#include "quillcast-audio/CueSheetReader.h"
-#include "quillcast-audio/WavStructure.h"
+#include "AnnotationChunks.h"
+#include "CueSheetReader.h"
+#include "WavStructure.h"
 #include "quillcast-core/FileReplacer.h"
 #include "quillcast-core/InputFile.h"
 #include "quillcast-core/Logger.h"

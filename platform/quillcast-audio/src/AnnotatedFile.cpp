@@ -1,7 +1,7 @@
 #include "quillcast-audio/AnnotatedFile.h"
 
-#include "quillcast-audio/CueSheetReader.h"
-#include "quillcast-audio/FirstOfId.h"
+#include "CueSheetReader.h"
+#include "FirstOfId.h"
 #include "quillcast-core/InputFile.h"
 #include "quillcast-core/Logger.h"
 
@@ -28,7 +28,7 @@ public:
     {
     }
 
-    /// The frame behind the stretch; the cue point's own frame when it has no length.
+    /// The frame after the stretch; the cue point's own frame when it has no length.
     std::uint64_t getStop(const CuePoint& in_cue) const
     {
         const std::size_t uiLength = m_lengths.find(in_cue.m_uiId);

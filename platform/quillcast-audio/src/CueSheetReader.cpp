@@ -1,6 +1,6 @@
-#include "quillcast-audio/CueSheetReader.h"
+#include "CueSheetReader.h"
 
-#include "quillcast-audio/FirstOfId.h"
+#include "FirstOfId.h"
 #include "quillcast-fileformat-iff/LittleEndian.h"
 
 #include <utility>

@@ -1,4 +1,4 @@
-#include "quillcast-audio/WavStructure.h"
+#include "WavStructure.h"
 
 #include "quillcast-fileformat-iff/LittleEndian.h"
 

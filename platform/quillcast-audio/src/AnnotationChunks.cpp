@@ -1,6 +1,6 @@
-#include "quillcast-audio/AnnotationChunks.h"
+#include "AnnotationChunks.h"
 
-#include "quillcast-audio/CueSheetReader.h"
+#include "CueSheetReader.h"
 #include "quillcast-fileformat-iff/LittleEndian.h"
 
 #include <cmath>

@@ -1,6 +1,6 @@
 #include "quillcast-audio/AudioFileReader.h"
 
-#include "quillcast-audio/WavStructure.h"
+#include "WavStructure.h"
 #include "quillcast-core/Assertion.h"
 #include "quillcast-core/InputFile.h"
 

@@ -1,7 +1,7 @@
 #pragma once
 
+#include "WavStructure.h"
 #include "quillcast-audio/CueSheet.h"
-#include "quillcast-audio/WavStructure.h"
 
 #include <cstdint>
 #include <string>
