@@ -1,8 +1,5 @@
 #include "MLBinaryFileDataGenerator.h"
-#include "MLVectorFileDataGenerator.h"
-#include "test-support/CountingResettable.h"
-#include "test-support/FileFaults.h"
-#include "test-support/FileSizeLimit.h"
+#include "PatternPasses.h"
 #include "test-support/LogCapture.h"
 #include "test-support/TempDir.h"
 #include "test-support/WavBuilder.h"
@@ -19,6 +16,7 @@
 using namespace Vexalor;
 using namespace Vexalor::MachineLearning;
 using testing::ElementsAre;
+using Testing::readPass;
 
 namespace
 {
@@ -50,52 +48,6 @@ std::string bytes(const DoubleVector& in_vVector)
     for (const double dValue : in_vVector)
         strBytes += Testing::Wav::u64(std::bit_cast<std::uint64_t>(dValue));
     return strBytes;
-}
-
-/// A pattern a line, "!" for a reset of the entity before it.
-std::string readPass(DataGenerator& io_generator, Testing::CountingResettable& io_entity)
-{
-    std::ostringstream text;
-    io_entity.m_iResets = 0;
-    DoubleVector vInput;
-    DoubleVector vTarget;
-    EXPECT_FALSE(io_generator.getInput(vInput));
-    while (io_generator.generateNext())
-    {
-        text << std::string(static_cast<std::size_t>(io_entity.m_iResets), '!');
-        io_entity.m_iResets = 0;
-        EXPECT_TRUE(io_generator.getInput(vInput));
-        text << vInput;
-        if (io_generator.getTarget(vTarget))
-            text << "->" << vTarget;
-        text << ';';
-    }
-    EXPECT_TRUE(io_generator.atEnd());
-    EXPECT_FALSE(io_generator.generateNext()) << "the end stays the end";
-    return text.str();
-}
-
-/// Copies a pass over a generator to a file.
-template <class Generator, class Writer>
-void copyPatterns(const std::string& in_strFrom, const std::string& in_strTo)
-{
-    Generator generator;
-    Writer writer;
-    const CountedObjPtr<Testing::CountingResettable> hEntity(new Testing::CountingResettable);
-    generator.setEntityToReset(hEntity);
-    generator.setCurrentFilename(in_strFrom.c_str());
-    ASSERT_TRUE(generator.gotoStart() && writer.open(in_strTo.c_str()));
-    hEntity->m_iResets = 0;
-    DoubleVector vInput;
-    while (generator.generateNext())
-    {
-        DoubleVector vTarget;
-        ASSERT_TRUE(generator.getInput(vInput));
-        generator.getTarget(vTarget);
-        ASSERT_TRUE(writer.write(std::exchange(hEntity->m_iResets, 0) != 0, vInput, vTarget));
-    }
-    EXPECT_TRUE(generator.endedCleanly());
-    EXPECT_TRUE(writer.close());
 }
 
 /// A file that cannot be rewound and whose size nobody knows.
@@ -348,58 +300,11 @@ TEST_F(BinaryFileTest, FilesThatAreNotBinary)
     const Testing::LogCapture log(LOGGER, LogLevel::DEBUGGING);
     EXPECT_TRUE(BinaryFileDataGenerator::isFileBinary(m_folder.write("binary", BY_HAND).c_str()));
     EXPECT_TRUE(log.has("DEBUG File type is binary"));
-}
-
-TEST_F(BinaryFileTest, SourcesThatCannotBeOpened)
-{
-    const std::string strStart = "ERROR MachineLearning::BinaryFileDataGenerator::";
-    EXPECT_FALSE(m_generator.generateNext()) << "never opened";
-    for (const std::string& strName : {std::string("/does/not/exist"), m_folder.path()})
-    {
-        const Testing::LogCapture log(LOGGER);
-        EXPECT_FALSE(BinaryFileDataGenerator::isFileBinary(strName.c_str()));
-        EXPECT_FALSE(start(m_generator, strName));
-        EXPECT_THAT(log.lines(),
-                    ElementsAre(strStart + "isFileBinary : failed to open file " + strName + " for reading",
-                                strStart + "gotoStart : failed to open file " + strName + " for reading"));
-        EXPECT_FALSE(m_generator.generateNext());
-    }
-    EXPECT_TRUE(start(m_generator, m_folder.write("patterns", BY_HAND))) << "tried again";
-    EXPECT_EQ(readPass(m_generator, *m_hEntity), "![1.5 -2];[-2 1.5]->[1];");
-    EXPECT_TRUE(m_generator.endedCleanly());
+    EXPECT_FALSE(BinaryFileDataGenerator::isFileBinary("/does/not/exist"));
+    EXPECT_EQ(log.lines().back(), "ERROR MachineLearning::BinaryFileDataGenerator::isFileBinary : failed to "
+                                  "open file /does/not/exist for reading");
     const Testing::AssertionCapture assertions;
-    EXPECT_FALSE(m_generator.setCurrentFilename(nullptr));
     EXPECT_FALSE(BinaryFileDataGenerator::isFileBinary(nullptr));
-    EXPECT_EQ(assertions.conditions().size(), 2u);
-    EXPECT_STREQ(m_generator.getCurrentFilename(), m_folder.path("patterns").c_str());
-}
-
-TEST_F(BinaryFileTest, AnErrorOfTheSystemEndsThePassAndIsTold)
-{
-    // Patterns of 80 002 bytes, of which a block of 256 KB holds three.
-    const DoubleVector vInput(10000, 1.0);
-    ASSERT_TRUE(m_writer.open(m_folder.path("patterns").c_str()));
-    for (int i = 0; i < 20; ++i)
-        ASSERT_TRUE(m_writer.write(false, vInput, {1}));
-    ASSERT_TRUE(m_writer.close());
-    std::size_t uiEarlier = 0;
-    bool bReachedEnd = false;
-    for (unsigned int uiFailing = 1; !bReachedEnd; ++uiFailing)
-    {
-        const Testing::LogCapture log("quillcast");
-        BinaryFileDataGenerator generator;
-        const Testing::FileFaults faults(m_folder.path(), Testing::FileFaults::READ, uiFailing);
-        std::size_t uiPatterns = 0;
-        if (start(generator, m_folder.path("patterns")))
-            while (generator.generateNext())
-                ++uiPatterns;
-        bReachedEnd = Testing::FileFaults::getCalls(Testing::FileFaults::READ) < uiFailing;
-        EXPECT_GE(uiPatterns, uiEarlier);
-        EXPECT_EQ(generator.endedCleanly(), bReachedEnd) << uiFailing;
-        EXPECT_EQ(log.count("ERROR Cannot read " + m_folder.path("patterns")), bReachedEnd ? 0u : 1u);
-        uiEarlier = uiPatterns;
-    }
-    EXPECT_EQ(uiEarlier, 20u);
 }
 
 TEST_F(BinaryFileTest, PassesFollowTheFileAsItStands)
@@ -411,41 +316,6 @@ TEST_F(BinaryFileTest, PassesFollowTheFileAsItStands)
     m_folder.write("patterns", header(1, 2) + std::string(1, '\0') + ONE + "\1" + ONE + MINUS_TWO);
     ASSERT_TRUE(m_generator.gotoStart()) << "the open file, whatever the name says now";
     EXPECT_EQ(readPass(m_generator, *m_hEntity), "[1]->[1 -2];");
-}
-
-TEST_F(BinaryFileTest, StatusAndMessagesAtDebugLevel)
-{
-    ASSERT_TRUE(start(m_generator, m_folder.write("patterns", BY_HAND)));
-    std::ostringstream status;
-    ASSERT_TRUE(m_generator.generateNext() && m_generator.generateNext());
-    EXPECT_FALSE(m_generator.atEnd()) << "there is no look-ahead";
-    m_generator.dumpStatus(status);
-    EXPECT_EQ(status.str(), "Pattern 2");
-    const Testing::LogCapture log(LOGGER, LogLevel::DEBUGGING);
-    m_generator.dumpStatus(status);
-    EXPECT_EQ(status.str(), "Pattern 2Pattern 2\nInput: [-2 1.5]\nTarget: [1]");
-    ASSERT_TRUE(m_generator.gotoStart() && m_generator.generateNext());
-    EXPECT_TRUE(log.has("DEBUG Number of inputs: 2, number of targets: 1")) << log.text();
-}
-
-TEST_F(BinaryFileTest, FailingResetStopsTheStartButNotTheStream)
-{
-    struct Reader : public BinaryFileDataGenerator
-    {
-        using BinaryFileDataGenerator::readLine;
-    };
-    Reader reader;
-    ASSERT_TRUE(start(reader, m_folder.write("patterns", BY_HAND)));
-    m_hEntity->m_bResult = false;
-    EXPECT_FALSE(reader.readLine()) << "the entity could not be reset";
-    DoubleVector vInput;
-    EXPECT_TRUE(reader.getInput(vInput)) << "and yet there is a pattern";
-    EXPECT_TRUE(reader.generateNext()) << "the second pattern asks for no reset";
-    EXPECT_FALSE(reader.generateNext());
-    const Testing::AssertionCapture assertions;
-    EXPECT_FALSE(reader.gotoStart());
-    EXPECT_THAT(assertions.conditions(),
-                ElementsAre("m_pEntityToReset.isNull() || m_pEntityToReset->reset()"));
 }
 
 TEST_F(BinaryFileTest, HeaderTakesItsSizesFromTheFirstTarget)
@@ -499,96 +369,4 @@ TEST_F(BinaryFileTest, DroppedAndMisplacedPatternsAreTold)
                 ElementsAre("in_vInput.size() == m_uiNbInput", "in_vTarget.size() == m_uiNbTarget"));
     EXPECT_EQ(Testing::readFile(strPath),
               header(1, 1) + strNone + ONE + "\1" + ONE + "\1" + "\1" + ONE + "\1");
-}
-
-TEST_F(BinaryFileTest, FilesThatCannotBeWritten)
-{
-    EXPECT_FALSE(m_writer.open("/does/not/exist"));
-    EXPECT_STREQ(m_writer.getCurrentFilename(), "/does/not/exist");
-    EXPECT_EQ(m_log.text(), "ERROR Could not open file /does/not/exist for output.\n");
-    EXPECT_TRUE(m_writer.close()) << "nothing was written";
-    EXPECT_TRUE(m_writer.write(false, {1}, {}));
-    EXPECT_TRUE(m_writer.write(false, {1}, {1}));
-    EXPECT_TRUE(m_writer.hasLost());
-    {
-        const Testing::AssertionCapture assertions;
-        EXPECT_FALSE(m_writer.write(false, {1, 2}, {1}));
-        EXPECT_FALSE(m_writer.write(false, {1}, {1, 2}));
-        EXPECT_FALSE(m_writer.open(nullptr));
-        EXPECT_THAT(assertions.conditions(),
-                    ElementsAre("in_vInput.size() == m_uiNbInput", "in_vTarget.size() == m_uiNbTarget",
-                                "in_filename != nullptr"));
-    }
-    EXPECT_FALSE(m_writer.close());
-    {
-        BinaryFileWriter writer;
-        ASSERT_TRUE(writer.open("/dev/full"));
-        EXPECT_TRUE(writer.write(false, {1}, {1}));
-    }
-    EXPECT_TRUE(m_log.has("ERROR Could not write all patterns to /dev/full")) << m_log.text();
-    ASSERT_TRUE(m_writer.open(m_folder.path("out").c_str())) << "works again afterwards";
-    EXPECT_TRUE(m_writer.write(false, {1}, {1}));
-    EXPECT_TRUE(m_writer.close());
-}
-
-TEST_F(BinaryFileTest, DiskThatIsFullAtAnyPlace)
-{
-    // 300 patterns of 2 418 bytes are 725 430 bytes with the header, about three blocks.
-    const DoubleVector vInput(300, 1.0);
-    const DoubleVector vTarget{1, 2};
-    constexpr std::uint64_t SIZE = 30 + 300 * (2 + 8 * 302);
-    std::vector<std::uint64_t> vLimits;
-    for (std::uint64_t uiLimit = 0; uiLimit < 60; ++uiLimit)
-        vLimits.push_back(uiLimit);
-    for (std::uint64_t uiLimit = 100; uiLimit < SIZE; uiLimit += 50000)
-        vLimits.push_back(uiLimit);
-    vLimits.insert(vLimits.end(), {SIZE - 1, SIZE});
-    for (const std::uint64_t uiLimit : vLimits)
-    {
-        const Testing::FileSizeLimit full(uiLimit);
-        ASSERT_TRUE(m_writer.open(m_folder.path("out").c_str()));
-        for (int iPattern = 0; iPattern < 300; ++iPattern)
-            ASSERT_TRUE(m_writer.write(false, vInput, vTarget));
-        ASSERT_EQ(m_writer.close(), uiLimit == SIZE) << uiLimit;
-        ASSERT_EQ(Testing::readFile(m_folder.path("out")).size(), uiLimit);
-    }
-}
-
-TEST_F(BinaryFileTest, TextAndBackToTheBit)
-{
-    const double VALUES[] = {0.1,
-                             -0.0,
-                             Limits::denorm_min(),
-                             -Limits::min() / 3,
-                             Limits::max(),
-                             Limits::quiet_NaN(),
-                             -Limits::quiet_NaN(),
-                             Limits::infinity(),
-                             -Limits::infinity(),
-                             1.0 / 3};
-    for (const std::size_t uiInputs : {std::size_t(1), std::size_t(40), std::size_t(10000)})
-    {
-        VectorFileWriter writer;
-        ASSERT_TRUE(writer.open(m_folder.path("text").c_str()));
-        DoubleVector vInput(uiInputs);
-        for (std::size_t uiPattern = 0; uiPattern < 50; ++uiPattern)
-        {
-            for (std::size_t i = 0; i < uiInputs; ++i)
-                vInput[i] = VALUES[(i + uiPattern) % std::size(VALUES)];
-            // The first patterns and every third one have no target, every fifth begins a sequence.
-            const bool bTarget = uiPattern > 2 && uiPattern % 3 != 0;
-            ASSERT_TRUE(writer.write(uiPattern % 5 == 0, vInput,
-                                     bTarget ? DoubleVector{vInput[0], 1.0} : DoubleVector{}));
-        }
-        ASSERT_TRUE(writer.close());
-        copyPatterns<VectorFileDataGenerator, BinaryFileWriter>(m_folder.path("text"),
-                                                                m_folder.path("binary"));
-        copyPatterns<BinaryFileDataGenerator, VectorFileWriter>(m_folder.path("binary"),
-                                                                m_folder.path("again"));
-        copyPatterns<VectorFileDataGenerator, BinaryFileWriter>(m_folder.path("again"),
-                                                                m_folder.path("last"));
-        EXPECT_TRUE(Testing::readFile(m_folder.path("again")) == Testing::readFile(m_folder.path("text")));
-        EXPECT_TRUE(Testing::readFile(m_folder.path("last")) == Testing::readFile(m_folder.path("binary")));
-        EXPECT_GT(Testing::readFile(m_folder.path("binary")).size(), 50 * 8 * uiInputs);
-    }
 }

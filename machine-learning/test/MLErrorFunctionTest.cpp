@@ -68,8 +68,7 @@ TEST(ErrorFunctionTest, KeywordsDoNotDependOnTheLocale)
 {
     // Where the small letter of I is another one than i.
     const Testing::TempDir folder;
-    Testing::runCommand({"/usr/bin/localedef", "-i", "tr_TR", "-f", "ISO-8859-9", folder.path("tr_TR")},
-                        "/");
+    Testing::runCommand({"/usr/bin/localedef", "-i", "tr_TR", "-f", "ISO-8859-9", folder.path("tr_TR")}, "/");
     setenv("LOCPATH", folder.path().c_str(), 1);
     if (setlocale(LC_CTYPE, "tr_TR") == nullptr)
         GTEST_SKIP() << "the sources of the locales are not installed";
