@@ -8,6 +8,7 @@
 #include "MLBinaryFileDataGenerator.h"
 #include "MLDataGeneratorFactory.h"
 #include "MLDataGeneratorForVad.h"
+#include "MLScalingDataGenerator.h"
 #include "MLVectorFileDataGenWithFeatureComputer.h"
 #include "quillcast-core/SerializationArchives.h"
 #include "quillcast-math/FeatureComputerSequence.h"
@@ -18,6 +19,7 @@
 
 #include <functional>
 #include <gtest/gtest.h>
+#include <limits>
 #include <sstream>
 
 using namespace Vexalor;
@@ -125,6 +127,32 @@ Generator newToneSet()
     return configured<AudioSetDataGeneratorForToneDetector>(config);
 }
 
+Generator newScaling()
+{
+    ScalingDataGenerator::Config config;
+    config.m_scalerConfig.m_vInputSlope = {0.5, 1};
+    config.m_scalerConfig.m_vInputYIntercept = {-1.25, 0};
+    config.m_scalerConfig.m_vTargetSlope = {2};
+    config.m_scalerConfig.m_vTargetYIntercept = {-1};
+    config.m_scalingTrainerConfig.m_vTrainingParam.resize(3);
+    config.m_scalingTrainerConfig.m_vTrainingParam[0].m_bStandardize = true;
+    config.m_scalingTrainerConfig.m_vTrainingParam[2].m_bMinMax = true;
+    config.m_scalingTrainerConfig.m_vTrainingParam[2].m_dScaledMinValue = -1;
+    config.m_bLearnScalingParameters = true;
+    return configured<ScalingDataGenerator>(config);
+}
+
+Generator newScalingThatIsNotFinite()
+{
+    constexpr double INFINITE = std::numeric_limits<double>::infinity();
+    ScalingDataGenerator::Config config;
+    config.m_scalerConfig.m_vInputSlope = {INFINITE, -INFINITE};
+    config.m_scalerConfig.m_vInputYIntercept = {std::numeric_limits<double>::quiet_NaN(), 5e-324};
+    config.m_scalerConfig.m_vTargetSlope = {-0.0};
+    config.m_scalerConfig.m_vTargetYIntercept = {1e300};
+    return configured<ScalingDataGenerator>(config);
+}
+
 using WidebandSet = LowMemoryAudioSetDataGeneratorForWidebandToneDetector;
 const StringVector VOICE{"VOICE", "OTHER"};
 const StringVector WIDEBAND{"WB_SF_TONE", "OTHER"};
@@ -153,6 +181,8 @@ const struct Golden
     {"LowMemoryVadAudioSetDataGenerator", set<LowMemoryVadAudioSetDataGenerator>(VOICE)},
     {"AudioSetDataGeneratorForVad", newVadSet},
     {"AudioSetDataGeneratorForToneDetector", newToneSet},
+    {"ScalingDataGenerator", newScaling},
+    {"ScalingDataGeneratorNotFinite", newScalingThatIsNotFinite},
 };
 
 void PrintTo(const Golden& in_golden, std::ostream* out_stream)
@@ -184,6 +214,8 @@ TEST_P(GoldensTest, IsWrittenAndReadAsItStands)
     EXPECT_EQ(save(*pLoaded), strGolden);
     EXPECT_EQ(typeid(*pLoaded), typeid(*pCreated));
 
+    if (strGolden.find("<item>inf<") != std::string::npos)
+        return; // no number for the library's own archive
     std::unique_ptr<DataGenerator> pStock;
     Testing::readStockXml(strGolden,
                           [&](boost::archive::polymorphic_iarchive& io_archive)

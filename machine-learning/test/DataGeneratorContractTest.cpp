@@ -41,6 +41,7 @@ struct GeneratorRow
     int m_iResets;           ///< of the entity in a pass, the one of gotoStart included
     bool m_bHasLibrary = false;
     bool m_bFirstIsMarked = false; ///< resets before its first pattern as well as in gotoStart
+    bool m_bNeedsResets = false;   ///< passes over a sequence before which the reset fails
 
     /// Patterns that begin one.
     int getNbSequences() const { return m_iResets - (m_bFirstIsMarked ? 1 : 0); }
@@ -172,6 +173,11 @@ Generator newScriptedGenerator(const Testing::TempDir&)
     return Generator(new ScriptedGenerator(Patterns{{{1}, {1}, true}, {{2}, {}}, {{3}, {0}, true}}));
 }
 
+Generator newEmptyGenerator(const Testing::TempDir&)
+{
+    return Generator(new ScriptedGenerator({}));
+}
+
 const GeneratorRow GENERATORS[] = {
     {"VectorFile", newVectorFileGenerator, 4, 3, 3},
     {"FeatureFile", newFeatureFileGenerator, 3, 2, 3},
@@ -179,12 +185,13 @@ const GeneratorRow GENERATORS[] = {
     {"AudioFile", newAudioGenerator, 98, 98, 1},
     {"Plugin", newPluginGenerator, 3, 3, 1, true},
     // 16 patterns of two recordings; of one recording for each of two tones
-    {"AudioSet", newAudioSet<AudioSetDataGenerator>, 16, 16, 2},
-    {"LowMemoryAudioSet", newAudioSet<LowMemoryAudioSetDataGenerator>, 16, 16, 2},
-    {"LowMemoryVadSet", newAudioSet<LowMemoryVadAudioSetDataGenerator>, 16, 16, 2},
-    {"VadSet", newVadSet, 16, 16, 2},
-    {"ToneSet", newToneSet, 16, 16, 2},
+    {"AudioSet", newAudioSet<AudioSetDataGenerator>, 16, 16, 2, false, false, true},
+    {"LowMemoryAudioSet", newAudioSet<LowMemoryAudioSetDataGenerator>, 16, 16, 2, false, false, true},
+    {"LowMemoryVadSet", newAudioSet<LowMemoryVadAudioSetDataGenerator>, 16, 16, 2, false, false, true},
+    {"VadSet", newVadSet, 16, 16, 2, false, false, true},
+    {"ToneSet", newToneSet, 16, 16, 2, false, false, true},
     {"Scripted", newScriptedGenerator, 3, 2, 3, true, true},
+    {"Empty", newEmptyGenerator, 0, 0, 1, true, true}, // no pattern, no reset in a replay
 };
 
 Generator bare(const Generator& in_generator, const PatternSizes&)
@@ -353,8 +360,14 @@ TEST_P(DataGeneratorContract, EntityIsResetAtTheStartOfEverySequence)
         EXPECT_EQ(pEntity->m_iResets, iExpected) << "pass " << iPass;
         iExpected += stack().m_bReplays ? row().getNbSequences() : row().m_iResets;
     }
-    const Testing::AssertionCapture assertions;
+    ASSERT_TRUE(m_pGenerator->gotoStart());
     pEntity->m_bResult = false;
+    {
+        const Testing::LogCapture quiet("quillcast", LogLevel::OFF);
+        EXPECT_EQ(readPatterns(*m_pGenerator).size() == row().m_uiPatterns,
+                  stack().m_bReplays || !row().m_bNeedsResets);
+    }
+    const Testing::AssertionCapture assertions;
     EXPECT_EQ(m_pGenerator->gotoStart(), stack().m_bReplays);
     EXPECT_EQ(pSequences->setEntityToReset({}), !stack().m_bReplays) << "too late when all is in memory";
     EXPECT_EQ(pEntity.getCount(), stack().m_bReplays ? 2u : 1u) << "an earlier entity is let go";
@@ -388,7 +401,8 @@ TEST_P(DataGeneratorContract, StatusAndOrigin)
     for (int iPass = 1; iPass <= 2; ++iPass)
     {
         std::ostringstream status;
-        ASSERT_TRUE(m_pGenerator->gotoStart() && m_pGenerator->generateNext());
+        ASSERT_TRUE(m_pGenerator->gotoStart());
+        EXPECT_EQ(m_pGenerator->generateNext(), row().m_uiPatterns > 0);
         EXPECT_EQ(&m_pGenerator->dumpStatus(status), &status);
         EXPECT_FALSE(status.str().empty());
         EXPECT_EQ(m_pGenerator->getLibName().isValid(), row().m_bHasLibrary);

@@ -1,7 +1,6 @@
 #include "MLAudioFileDataGenerator.h"
 #include "AudioPasses.h"
 #include "quillcast-audio/Annotation.h"
-#include "test-support/CountingResettable.h"
 #include "test-support/LogCapture.h"
 #include "test-support/TempDir.h"
 
@@ -303,18 +302,6 @@ TEST_F(AudioGeneratorTest, IntervalsAreToldForDebugging)
             log.count("DEBUG Class B of file " + strFile + ": 0 interval(s) annotated, 0 delivered, 0 "),
             uiPass);
     }
-}
-
-TEST_F(AudioGeneratorTest, AResetThatFailsFailsTheStart)
-{
-    set({"OTHER"}, {});
-    const CountedObjPtr<Testing::CountingResettable> hEntity(new Testing::CountingResettable);
-    ASSERT_TRUE(m_generator.setEntityToReset(hEntity));
-    hEntity->m_bResult = false;
-    Testing::AssertionCapture assertions;
-    EXPECT_FALSE(m_generator.gotoStart());
-    EXPECT_THAT(assertions.conditions(),
-                ElementsAre("m_pEntityToReset.isNull() || m_pEntityToReset->reset()"));
 }
 
 TEST_F(AudioGeneratorTest, TransitionWindowsAndJumps)

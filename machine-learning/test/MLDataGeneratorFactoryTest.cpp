@@ -14,7 +14,6 @@
 #include <cmath>
 #include <filesystem>
 #include <gmock/gmock.h>
-#include <limits>
 #include <sstream>
 
 using namespace Vexalor;
@@ -291,35 +290,6 @@ TEST_F(FactoryTest, CacheAndScalingAreWrappedAroundInThisOrder)
         ASSERT_TRUE(pGenerator->gotoStart());
         EXPECT_EQ(pEntity->m_iResets, (bScaling ? 6 : 2) + (bInMemory ? 0 : 1));
     }
-}
-
-TEST_F(FactoryTest, ScalingIsSavedAsItsGoldensAndSurvivesWhatIsNotFinite)
-{
-    ScalingDataGenerator generator;
-    ScalingDataGenerator::Config config;
-    config.m_scalerConfig.m_vInputSlope = {0.5, 1};
-    config.m_scalerConfig.m_vInputYIntercept = {-1.25, 0};
-    config.m_scalerConfig.m_vTargetSlope = {2};
-    config.m_scalerConfig.m_vTargetYIntercept = {-1};
-    config.m_scalingTrainerConfig.m_vTrainingParam.resize(3);
-    config.m_scalingTrainerConfig.m_vTrainingParam[0].m_bStandardize = true;
-    config.m_scalingTrainerConfig.m_vTrainingParam[2].m_bMinMax = true;
-    config.m_scalingTrainerConfig.m_vTrainingParam[2].m_dScaledMinValue = -1;
-    config.m_bLearnScalingParameters = true;
-    ASSERT_TRUE(generator.configure(config));
-    EXPECT_EQ(saved({}, generator), readFile(GOLDENS + "ScalingDataGenerator.xml"));
-
-    const std::string strFile = GOLDENS + "ScalingDataGeneratorNotFinite.xml";
-    const auto pGenerator = CountedObjPtr<DataGenerator>(loadDataGenerator(strFile.c_str()));
-    const auto pScaling = pGenerator.dynamicCast<ScalingDataGenerator>();
-    ASSERT_FALSE(pScaling.isNull());
-    EXPECT_EQ(saved({}, *pGenerator), readFile(strFile));
-    pScaling->setDataGenerator(
-        create(GOLDENS + "VectorFileDataGenerator.xml", m_folder.write("patterns", "[1 1] [1]\n").c_str()));
-    ASSERT_TRUE(pScaling->gotoStart());
-    constexpr double INFINITE = std::numeric_limits<double>::infinity();
-    EXPECT_EQ(pScaling->getScalingParameters().m_vInputSlope, (DoubleVector{INFINITE, -INFINITE}));
-    EXPECT_EQ(pScaling->getScalingParameters().m_vInputYIntercept, (DoubleVector{std::nan(""), 5e-324}));
 }
 
 TEST(ClassKeyTest, RegistryHoldsTheDocumentedTable)

@@ -2,7 +2,6 @@
 #include "AudioPasses.h"
 #include "MLAudioSetDataGenerators.h"
 #include "MLDataGeneratorForVad.h"
-#include "test-support/CountingResettable.h"
 #include "test-support/FileFaults.h"
 #include "test-support/LogCapture.h"
 #include "test-support/TempDir.h"
@@ -305,18 +304,6 @@ TYPED_TEST(FileSetStrategyTest, WatcherIsToldOfEachRecording)
     // What was skipped while the set was made counts from the start.
     const std::string strFirst = IS_LOW_MEMORY<TypeParam> ? "first.wav 1/4" : "first.wav 2/4";
     EXPECT_THAT(vTold, ElementsAre(strFirst, "short.wav 3/4", "last.wav 4/4"));
-}
-
-TYPED_TEST(FileSetStrategyTest, RecordingsAreSequences)
-{
-    this->recordUsable();
-    TypeParam set;
-    configure(set, {"A", "OTHER"});
-    const CountedObjPtr<Testing::CountingResettable> pEntity(new Testing::CountingResettable);
-    ASSERT_TRUE(set.setEntityToReset(pEntity)) << "before there are generators";
-    ASSERT_TRUE(set.setCurrentFilename(this->list("first.wav\nlast.wav\nplain.wav\n").c_str()));
-    readPatterns(set);
-    EXPECT_EQ(pEntity->m_iResets, 3);
 }
 
 TYPED_TEST(FileSetStrategyTest, ListsAndConfigurationsReplaceEarlierOnes)

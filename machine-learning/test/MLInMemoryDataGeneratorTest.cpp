@@ -183,22 +183,6 @@ TEST_F(InMemoryTest, APatternWithoutInputIsNotKept)
     EXPECT_FALSE(m_cache.endedCleanly()) << "one is missing";
 }
 
-TEST_F(InMemoryTest, AnEmptyStreamLeavesNoEntries)
-{
-    InMemoryDataGenerator cache;
-    cache.setDataGenerator(CountedObjPtr<DataGenerator>(new ScriptedGenerator({})));
-    ASSERT_TRUE(cache.setEntityToReset(m_pEntity));
-    for (int iPass = 0; iPass < 3; ++iPass)
-    {
-        ASSERT_TRUE(cache.gotoStart());
-        EXPECT_FALSE(cache.generateNext());
-        EXPECT_FALSE(cache.generateNext());
-        EXPECT_TRUE(cache.atEnd());
-    }
-    EXPECT_EQ(m_pEntity->m_iResets, 1) << "no pattern, no reset in a replay";
-    EXPECT_THAT(m_assertions.conditions(), ElementsAre());
-}
-
 TEST_F(InMemoryTest, CopiesHaveMiddlemenOfTheirOwn)
 {
     ASSERT_TRUE(m_cache.setEntityToReset(m_pEntity));
