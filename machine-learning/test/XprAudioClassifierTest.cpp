@@ -1,6 +1,5 @@
 #include "XprAudioClassifier.h"
 #include "ScriptFolder.h"
-#include "test-support/AllocationCounter.h"
 #include "test-support/LogCapture.h"
 
 #include <filesystem>
@@ -239,19 +238,4 @@ TEST_F(XprAudioClassifierTest, MemoryIsAccountedUnderTheName)
         EXPECT_GE(account.getBytes(), iBytes + std::int64_t(4 * sizeof(XprAudioClassifier)));
     }
     EXPECT_EQ(account.getBytes(), iBytes);
-}
-
-TEST_F(XprAudioClassifierTest, NothingAllocatesPerWindowOnceWarm)
-{
-    m_folder.writeScript("a", "a_name_that_is_longer_than_most = [audio[1:12] * 2, prev(count, 0)]\n"
-                              "count = prev(count, 0) + 1\n");
-    ASSERT_TRUE(add("a", "a_name_that_is_longer_than_most") && start());
-    const LogCapture quiet("quillcast", LogLevel::INFO);
-    Logger::setLevel("quillcast.ml.XprAudioClassifier", LogLevel::INFO);
-    DoubleVector vWindow(200, 0.5);
-    ASSERT_TRUE(m_set.classify(vWindow) && m_set.classify(vWindow));
-    const Testing::AllocationCounter allocations;
-    for (int i = 0; i < 100; ++i)
-        ASSERT_TRUE(m_set.classify(vWindow));
-    EXPECT_EQ(allocations.getCount(), 0u);
 }
