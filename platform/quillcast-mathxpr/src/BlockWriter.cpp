@@ -27,11 +27,11 @@ BlockWriter::BlockWriter(const Program& in_program, Plan& io_plan, std::uint32_t
 void BlockWriter::write()
 {
     const Plan::Block& block = *m_plan.m_vBlocks[m_uiBlock];
-    const Shape& shape = m_plan.getShape(m_program, block.m_uiSymbol);
+    const Shape& shape = m_plan.getShape(block.m_uiSymbol);
     if (shape.isFailed())
         emitFailure(m_plan.m_failures.at(shape.m_uiFailed));
     else if (!block.m_bHasRoom)
-        emitFailure(addFailure(TOO_MANY_VALUES));
+        emitFailure(keep(TOO_MANY_VALUES));
     else if (!m_program.isExpression(block.m_uiSymbol))
         m_plan.m_vImage[block.m_slot.m_uiAt] = m_program.getSymbol(block.m_uiSymbol).m_dValue;
     else
@@ -40,7 +40,10 @@ void BlockWriter::write()
         const Structure::Place& place = m_program.getStructure().m_vPlaces[block.m_uiSymbol];
         if (place.m_bBlock && !shape.m_bKnown)
             writeScope(place.m_uiScope);
-        writeDefinition(block.m_uiSymbol, &block.m_slot);
+        m_uiRoot = m_program.getDefinition(block.m_uiSymbol).m_uiRoot;
+        const Slot slot = writeDefinition(block.m_uiSymbol);
+        if (slot != block.m_slot)
+            move(slot, block.m_slot);
     }
     Instruction end(Code::RETURN);
     end.m_uiTarget = m_uiBlock;
@@ -53,119 +56,104 @@ void BlockWriter::writeScope(std::uint32_t in_uiScope)
         m_program.getStructure().m_vScopes[in_uiScope].m_vDefinitions;
     for (auto itSymbol = vDefinitions.rbegin(); itSymbol != vDefinitions.rend(); ++itSymbol)
     {
-        const Shape& shape = m_plan.getShape(m_program, *itSymbol);
+        const Shape& shape = m_plan.getShape(*itSymbol);
         if (shape.m_bKnown || shape.isFailed())
             continue;
-        m_slots[*itSymbol] = writeDefinition(*itSymbol, nullptr);
+        m_slots[*itSymbol] = writeDefinition(*itSymbol);
         m_vComputed.push_back(*itSymbol);
     }
 }
 
 /// Returns where its value is.
-Slot BlockWriter::writeDefinition(std::uint32_t in_uiSymbol, const Slot* in_pResult)
+Slot BlockWriter::writeDefinition(std::uint32_t in_uiSymbol)
 {
     const Definition& definition = m_program.getDefinition(in_uiSymbol);
-    const std::size_t uiNbNodes = definition.m_uiRoot - definition.m_uiFirstNode + 1;
-    Writing writing{in_uiSymbol, &m_program.getScriptOf(in_uiSymbol), &definition,
-                    in_pResult,  std::vector<bool>(uiNbNodes),        std::vector<Slot>(uiNbNodes)};
-    markNeeded(writing);
-    writeNodes(writing, definition.m_uiFirstNode, definition.m_uiRoot + 1);
-    const Slot slot = slotOf(writing, definition.m_uiRoot);
-    if (in_pResult == nullptr || slot == *in_pResult)
-        return slot;
-    move(slot, *in_pResult);
-    return *in_pResult;
+    markNeeded(definition);
+    writeNodes(definition.m_uiFirstNode, definition.m_uiRoot + 1);
+    return slotOf(definition.m_uiRoot);
 }
 
 /// What a known value is made of, and the arm that a known condition does not take, are not computed.
-void BlockWriter::markNeeded(Writing& io_writing) const
+void BlockWriter::markNeeded(const Definition& in_definition)
 {
-    const std::uint32_t uiFirst = io_writing.m_pDefinition->m_uiFirstNode;
-    io_writing.m_vNeeded.back() = true;
-    for (std::uint32_t i = io_writing.m_pDefinition->m_uiRoot + 1; i-- > uiFirst;)
+    std::vector<bool>& vNeeded = m_plan.m_vNeeded;
+    std::fill(vNeeded.begin() + in_definition.m_uiFirstNode, vNeeded.begin() + in_definition.m_uiRoot, false);
+    vNeeded[in_definition.m_uiRoot] = true;
+    for (std::uint32_t i = in_definition.m_uiRoot + 1; i-- > in_definition.m_uiFirstNode;)
     {
-        const Shape& shape = shapeOf(io_writing, i);
-        if (!io_writing.m_vNeeded[i - uiFirst] || shape.m_bKnown || shape.isFailed())
+        if (!vNeeded[i] || shapeOf(i).m_bKnown || shapeOf(i).isFailed())
             continue;
-        const Node& node = nodeOf(io_writing, i);
-        const std::uint32_t uiUntaken = untakenArm(io_writing, i);
-        for (std::uint32_t j = 0; j < node.m_uiNbArguments; ++j)
+        const std::uint32_t uiUntaken = untakenArm(i);
+        for (std::uint32_t j = 0; j < m_program.getNode(i).m_uiNbArguments; ++j)
             if (j != uiUntaken)
-                io_writing.m_vNeeded[argument(io_writing, i, j) - uiFirst] = true;
+                vNeeded[argument(i, j)] = true;
     }
 }
 
 /// The argument of a choice that a known condition does not take; NONE for others.
-std::uint32_t BlockWriter::untakenArm(const Writing& in_writing, std::uint32_t in_uiNode) const
+std::uint32_t BlockWriter::untakenArm(std::uint32_t in_uiNode) const
 {
-    if (nodeOf(in_writing, in_uiNode).m_op != Op::SELECT)
+    if (m_program.getNode(in_uiNode).m_op != Op::SELECT)
         return NONE;
-    const std::uint32_t uiCondition = argument(in_writing, in_uiNode, 0);
-    if (!shapeOf(in_writing, uiCondition).m_bKnown)
+    const std::uint32_t uiCondition = argument(in_uiNode, 0);
+    if (!shapeOf(uiCondition).m_bKnown)
         return NONE;
     // Its value was needed for the shape.
-    return isTrue(m_plan.m_constants.at(in_writing.m_pScript->m_uiFirstNode + uiCondition).front()) ? 2 : 1;
+    return isTrue(m_plan.m_constants.at(uiCondition).front()) ? 2 : 1;
 }
 
-void BlockWriter::writeNodes(Writing& io_writing, std::uint32_t in_uiFirst, std::uint32_t in_uiEnd)
+void BlockWriter::writeNodes(std::uint32_t in_uiFirst, std::uint32_t in_uiEnd)
 {
-    const std::uint32_t uiFirst = io_writing.m_pDefinition->m_uiFirstNode;
+    const auto isWritten = [&](std::uint32_t in_uiNode)
+    {
+        return m_plan.m_vNeeded[in_uiNode] && !shapeOf(in_uiNode).m_bKnown;
+    };
     for (std::uint32_t i = in_uiFirst; i < in_uiEnd; ++i)
     {
-        if (io_writing.m_vNeeded[i - uiFirst] && !shapeOf(io_writing, i).m_bKnown)
-            writeNode(io_writing, i);
+        if (isWritten(i))
+            m_plan.m_vSlots[i] = writeNode(i);
         // The end of a condition, and of a choice that is the condition of another one.
-        for (std::uint32_t uiSelect = nodeOf(io_writing, i).m_uiSelect; uiSelect != 0;
-             uiSelect = nodeOf(io_writing, i).m_uiSelect)
+        for (std::uint32_t uiSelect = m_program.getNode(i).m_uiSelect; uiSelect != 0 && isWritten(uiSelect);
+             uiSelect = m_program.getNode(i).m_uiSelect)
         {
-            if (!io_writing.m_vNeeded[uiSelect - uiFirst] || shapeOf(io_writing, uiSelect).m_bKnown)
-                break;
-            const std::uint32_t uiUntaken = untakenArm(io_writing, uiSelect);
-            if (uiUntaken == NONE)
-                writeSelect(io_writing, uiSelect);
-            else
-                writeKnownSelect(io_writing, uiSelect, 3 - uiUntaken);
+            const std::uint32_t uiUntaken = untakenArm(uiSelect);
+            m_plan.m_vSlots[uiSelect] =
+                uiUntaken == NONE ? writeSelect(uiSelect) : writeKnownSelect(uiSelect, 3 - uiUntaken);
             i = uiSelect;
         }
     }
 }
 
-void BlockWriter::writeNode(Writing& io_writing, std::uint32_t in_uiNode)
+Slot BlockWriter::writeNode(std::uint32_t in_uiNode)
 {
-    const Node& node = nodeOf(io_writing, in_uiNode);
-    Slot& slot = slotAt(io_writing, in_uiNode);
-    const std::uint32_t uiLength = shapeOf(io_writing, in_uiNode).m_uiLength;
+    const Node& node = m_program.getNode(in_uiNode);
     switch (node.m_op)
     {
     case Op::NAME:
-        slot = writeName(io_writing.m_pScript->m_vSymbols[node.m_uiReference]);
-        return;
+        return writeName(node.m_uiSymbol);
     case Op::PREVIOUS:
-        slot = writePrevious(io_writing, in_uiNode);
-        return;
+        return writePrevious(in_uiNode);
     case Op::VECTOR:
-        slot = writeVector(io_writing, in_uiNode);
-        return;
+        return writeVector(in_uiNode);
     case Op::INDEX:
     case Op::SLICE:
-        if (const std::vector<double>* pFirst = known(io_writing, argument(io_writing, in_uiNode, 1)))
-        {
-            slot = slotOf(io_writing, argument(io_writing, in_uiNode, 0));
-            slot = {slot.m_uiAt + static_cast<std::uint32_t>(pFirst->front()), uiLength};
-            return;
-        }
-        break;
+    {
+        const std::uint32_t uiFirst = argument(in_uiNode, 1);
+        if (!shapeOf(uiFirst).m_bKnown)
+            break;
+        // Its value was needed for the shape.
+        const double dFirst = m_plan.m_constants.at(uiFirst).front();
+        return {slotOf(argument(in_uiNode, 0)).m_uiAt + static_cast<std::uint32_t>(dFirst),
+                shapeOf(in_uiNode).m_uiLength};
+    }
     case Op::CALL:
         if (node.m_pFunction->isKernel())
-        {
-            slot = writeKernel(io_writing, in_uiNode);
-            return;
-        }
+            return writeKernel(in_uiNode);
         break;
     default:
         break;
     }
-    slot = writeInstruction(io_writing, in_uiNode);
+    return writeInstruction(in_uiNode);
 }
 
 Slot BlockWriter::writeName(std::uint32_t in_uiSymbol)
@@ -177,231 +165,189 @@ Slot BlockWriter::writeName(std::uint32_t in_uiSymbol)
     if (symbol.m_kind == Symbol::Kind::INPUT)
         return itSlot->second = m_plan.getInput(symbol.m_uiInput);
     Instruction call(Code::CALL);
-    call.m_uiTarget = m_plan.getBlock(m_program, in_uiSymbol);
+    call.m_uiTarget = m_plan.getBlock(in_uiSymbol);
     emit(call);
     m_vComputed.push_back(in_uiSymbol);
     return itSlot->second = m_plan.m_vBlocks[call.m_uiTarget]->m_slot;
 }
 
 /// The state if it has a value, else the initial value.
-Slot BlockWriter::writePrevious(Writing& io_writing, std::uint32_t in_uiNode)
+Slot BlockWriter::writePrevious(std::uint32_t in_uiNode)
 {
-    const std::uint32_t uiLength = shapeOf(io_writing, in_uiNode).m_uiLength;
-    const Slot initial = constant(io_writing, argument(io_writing, in_uiNode, 0), uiLength);
-    const Slot state = m_plan.getState(
-        m_program, io_writing.m_pScript->m_vSymbols[nodeOf(io_writing, in_uiNode).m_uiReference]);
+    const std::uint32_t uiLength = shapeOf(in_uiNode).m_uiLength;
+    const Slot initial = constant(argument(in_uiNode, 0), uiLength);
+    const Slot state = m_plan.getState(m_program.getNode(in_uiNode).m_uiSymbol);
     if (state.m_uiSize != uiLength + 1)
         return initial;
-    const Slot out = place(io_writing, in_uiNode);
+    const Slot out = place(in_uiNode);
     emitChoice(state, {state.m_uiAt + 1, uiLength}, initial, out);
     return out;
 }
 
-Slot BlockWriter::writeVector(Writing& io_writing, std::uint32_t in_uiNode)
+Slot BlockWriter::writeVector(std::uint32_t in_uiNode)
 {
-    const Slot out = place(io_writing, in_uiNode);
+    const Slot out = place(in_uiNode);
     std::uint32_t uiAt = out.m_uiAt;
-    for (std::uint32_t i = 0; i < nodeOf(io_writing, in_uiNode).m_uiNbArguments; ++i)
+    for (std::uint32_t i = 0; i < m_program.getNode(in_uiNode).m_uiNbArguments; ++i)
     {
-        const Slot from = slotOf(io_writing, argument(io_writing, in_uiNode, i));
+        const Slot from = slotOf(argument(in_uiNode, i));
         move(from, {uiAt, from.m_uiSize});
         uiAt += from.m_uiSize;
     }
     return out;
 }
 
-Slot BlockWriter::writeKernel(Writing& io_writing, std::uint32_t in_uiNode)
+Slot BlockWriter::writeKernel(std::uint32_t in_uiNode)
 {
-    const Slot window = slotOf(io_writing, argument(io_writing, in_uiNode, 0));
-    std::vector<const std::vector<double>*> vSettings;
-    for (std::uint32_t i = 1; i < nodeOf(io_writing, in_uiNode).m_uiNbArguments; ++i)
-    {
-        vSettings.push_back(known(io_writing, argument(io_writing, in_uiNode, i)));
-        if (vSettings.back() == nullptr)
-        {
-            emitFailure(addFailure(m_constants.takeFailure()));
-            return {0, shapeOf(io_writing, in_uiNode).m_uiLength};
-        }
-    }
-    std::string strReason;
-    Instruction instruction(Code::KERNEL);
-    instruction.m_uiA = window.m_uiAt;
-    instruction.m_pKernel =
-        m_plan.getKernel(*nodeOf(io_writing, in_uiNode).m_pFunction, window.m_uiSize, vSettings, strReason);
+    const Slot window = slotOf(argument(in_uiNode, 0));
+    const Slot out = place(in_uiNode);
+    Instruction instruction(Code::KERNEL, 1, window.m_uiAt);
+    instruction.m_pKernel = m_constants.findKernel(in_uiNode);
     if (instruction.m_pKernel == nullptr)
-        emitFailure(makeFailure(io_writing, in_uiNode, strReason));
-    else
-        instruction.m_uiB = allocate(io_writing, in_uiNode,
-                                     static_cast<std::uint32_t>(instruction.m_pKernel->getScratchSize()))
-                                .m_uiAt;
-    const Slot out = place(io_writing, in_uiNode);
+    {
+        emitFailure(keep(m_constants.takeFailure()));
+        return out;
+    }
+    const auto uiScratch = static_cast<std::uint32_t>(instruction.m_pKernel->getScratchSize());
+    instruction.m_uiB = allocate(in_uiNode, uiScratch).m_uiAt;
     instruction.m_uiOut = out.m_uiAt;
-    if (instruction.m_pKernel != nullptr)
-        emit(instruction);
+    emit(instruction);
     return out;
 }
 
-Slot BlockWriter::writeInstruction(Writing& io_writing, std::uint32_t in_uiNode)
+Slot BlockWriter::writeInstruction(std::uint32_t in_uiNode)
 {
-    const Node& node = nodeOf(io_writing, in_uiNode);
-    const Slot a = slotOf(io_writing, argument(io_writing, in_uiNode, 0));
-    const Slot b = slotOf(io_writing, argument(io_writing, in_uiNode, node.m_uiNbArguments - 1));
+    const Node& node = m_program.getNode(in_uiNode);
+    const Slot a = slotOf(argument(in_uiNode, 0));
+    const Slot b = slotOf(argument(in_uiNode, node.m_uiNbArguments - 1));
+    const Slot out = place(in_uiNode);
     Instruction instruction = makeInstruction(node, a.m_uiSize, b.m_uiSize);
-    const Slot out = place(io_writing, in_uiNode);
     instruction.m_uiA = a.m_uiAt;
     instruction.m_uiB = b.m_uiAt;
     instruction.m_uiOut = out.m_uiAt;
     if (instruction.m_code == Code::ELEMENT)
-        instruction.m_pFailure = &makeFailure(io_writing, in_uiNode,
-                                              "index out of range or not whole: there are " +
-                                                  std::to_string(a.m_uiSize) + " values");
+        instruction.m_pFailure =
+            &keep(m_program.where(in_uiNode) + "index out of range or not whole: there are " +
+                  std::to_string(a.m_uiSize) + " values");
     emit(instruction);
     return out;
 }
 
 /// A choice whose condition has been written.
-void BlockWriter::writeSelect(Writing& io_writing, std::uint32_t in_uiNode)
+Slot BlockWriter::writeSelect(std::uint32_t in_uiNode)
 {
-    const Slot condition = slotOf(io_writing, argument(io_writing, in_uiNode, 0));
-    const Slot out = place(io_writing, in_uiNode);
-    slotAt(io_writing, in_uiNode) = out;
-    const std::uint32_t uiYes = argument(io_writing, in_uiNode, 1);
-    const std::uint32_t uiNo = argument(io_writing, in_uiNode, 2);
-    if (isThere(io_writing, uiYes, out.m_uiSize) && isThere(io_writing, uiNo, out.m_uiSize))
+    const Slot condition = slotOf(argument(in_uiNode, 0));
+    const Slot out = place(in_uiNode);
+    const std::uint32_t uiYes = argument(in_uiNode, 1);
+    const std::uint32_t uiNo = argument(in_uiNode, 2);
+    if (isThere(uiYes, out.m_uiSize) && isThere(uiNo, out.m_uiSize))
     {
-        writeNodes(io_writing, uiYes, uiYes + 1);
-        writeNodes(io_writing, uiNo, uiNo + 1);
-        emitChoice(condition, slotOf(io_writing, uiYes), slotOf(io_writing, uiNo), out);
-        return;
+        writeNodes(uiYes, uiYes + 1);
+        writeNodes(uiNo, uiNo + 1);
+        emitChoice(condition, slotOf(uiYes), slotOf(uiNo), out);
+        return out;
     }
     const std::size_t uiBranch = emit(Instruction(Code::BRANCH, 1, condition.m_uiAt));
-    writeArm(io_writing, in_uiNode, 1, out);
+    writeArm(in_uiNode, 1, out);
     const std::size_t uiJump = emit(Instruction(Code::JUMP));
     m_vCode[uiBranch].m_uiTarget = static_cast<std::uint32_t>(uiJump - uiBranch);
-    writeArm(io_writing, in_uiNode, 2, out);
+    writeArm(in_uiNode, 2, out);
     m_vCode[uiJump].m_uiTarget = static_cast<std::uint32_t>(m_vCode.size() - 1 - uiJump);
+    return out;
 }
 
 /// A choice by a known condition: one of its arguments.
-void BlockWriter::writeKnownSelect(Writing& io_writing, std::uint32_t in_uiNode, std::uint32_t in_uiArm)
+Slot BlockWriter::writeKnownSelect(std::uint32_t in_uiNode, std::uint32_t in_uiArm)
 {
-    writeTaken(io_writing, in_uiNode, in_uiArm);
-    const Slot taken = slotOf(io_writing, argument(io_writing, in_uiNode, in_uiArm));
-    Slot& slot = slotAt(io_writing, in_uiNode);
-    slot = taken;
-    if (taken.m_uiSize == shapeOf(io_writing, in_uiNode).m_uiLength)
-        return;
-    slot = place(io_writing, in_uiNode);
-    move(taken, slot);
+    writeTaken(in_uiNode, in_uiArm);
+    const Slot taken = slotOf(argument(in_uiNode, in_uiArm));
+    if (taken.m_uiSize == shapeOf(in_uiNode).m_uiLength)
+        return taken;
+    const Slot out = place(in_uiNode);
+    move(taken, out);
+    return out;
 }
 
 /// True when an arm has that many values, which are computed in any case.
-bool BlockWriter::isThere(const Writing& in_writing, std::uint32_t in_uiNode, std::uint32_t in_uiLength)
+bool BlockWriter::isThere(std::uint32_t in_uiNode, std::uint32_t in_uiLength)
 {
-    const Shape& shape = shapeOf(in_writing, in_uiNode);
-    const Node& node = nodeOf(in_writing, in_uiNode);
+    const Shape& shape = shapeOf(in_uiNode);
+    const Node& node = m_program.getNode(in_uiNode);
     if (shape.isFailed() || shape.m_uiLength != in_uiLength)
         return false;
     if (shape.m_bKnown)
-        return known(in_writing, in_uiNode) != nullptr;
+        return m_constants.find(in_uiNode) != nullptr;
     if (node.m_op != Op::NAME)
         return false;
-    const std::uint32_t uiSymbol = in_writing.m_pScript->m_vSymbols[node.m_uiReference];
-    return !m_program.isExpression(uiSymbol) || m_slots.count(uiSymbol) != 0;
+    return !m_program.isExpression(node.m_uiSymbol) || m_slots.count(node.m_uiSymbol) != 0;
 }
 
 /// What one arm computes holds for it only.
-void BlockWriter::writeArm(Writing& io_writing, std::uint32_t in_uiSelect, std::uint32_t in_uiArm,
-                           const Slot& in_result)
+void BlockWriter::writeArm(std::uint32_t in_uiSelect, std::uint32_t in_uiArm, const Slot& in_result)
 {
-    const std::uint32_t uiNode = argument(io_writing, in_uiSelect, in_uiArm);
-    const Shape& shape = shapeOf(io_writing, uiNode);
+    const std::uint32_t uiNode = argument(in_uiSelect, in_uiArm);
+    const Shape& shape = shapeOf(uiNode);
     if (shape.isFailed())
     {
         emitFailure(m_plan.m_failures.at(shape.m_uiFailed));
         return;
     }
     const std::size_t uiNbComputed = m_vComputed.size();
-    writeTaken(io_writing, in_uiSelect, in_uiArm);
-    move(slotOf(io_writing, uiNode), in_result);
+    writeTaken(in_uiSelect, in_uiArm);
+    move(slotOf(uiNode), in_result);
     for (; m_vComputed.size() > uiNbComputed; m_vComputed.pop_back())
         m_slots.erase(m_vComputed.back());
 }
 
-void BlockWriter::writeTaken(Writing& io_writing, std::uint32_t in_uiSelect, std::uint32_t in_uiArm)
+void BlockWriter::writeTaken(std::uint32_t in_uiSelect, std::uint32_t in_uiArm)
 {
-    const std::uint32_t uiNode = argument(io_writing, in_uiSelect, in_uiArm);
-    if (shapeOf(io_writing, uiNode).m_bKnown)
+    const std::uint32_t uiNode = argument(in_uiSelect, in_uiArm);
+    if (shapeOf(uiNode).m_bKnown)
         return;
-    writeScope(m_program.getStructure().scopeOf(io_writing.m_uiSymbol,
-                                                nodeOf(io_writing, in_uiSelect).m_uiArm + in_uiArm - 1));
-    writeNodes(io_writing, argument(io_writing, in_uiSelect, in_uiArm - 1) + 1, uiNode + 1);
+    const Node& select = m_program.getNode(in_uiSelect);
+    writeScope(m_program.getStructure().scopeOf(select.m_uiOwner, select.m_uiArm + in_uiArm - 1));
+    writeNodes(argument(in_uiSelect, in_uiArm - 1) + 1, uiNode + 1);
 }
 
-const Node& BlockWriter::nodeOf(const Writing& in_writing, std::uint32_t in_uiNode)
+std::uint32_t BlockWriter::argument(std::uint32_t in_uiNode, std::uint32_t in_uiIndex) const
 {
-    return in_writing.m_pScript->m_pScript->m_vNodes[in_uiNode];
+    return m_program.getArgument(in_uiNode, in_uiIndex);
 }
 
-std::uint32_t BlockWriter::argument(const Writing& in_writing, std::uint32_t in_uiNode,
-                                    std::uint32_t in_uiIndex)
+Slot BlockWriter::slotOf(std::uint32_t in_uiNode)
 {
-    return in_writing.m_pScript->m_pScript
-        ->m_vArguments[nodeOf(in_writing, in_uiNode).m_uiFirstArgument + in_uiIndex];
-}
-
-const Shape& BlockWriter::shapeOf(const Writing& in_writing, std::uint32_t in_uiNode) const
-{
-    return m_plan.m_vShapes[in_writing.m_pScript->m_uiFirstNode + in_uiNode];
-}
-
-Slot& BlockWriter::slotAt(Writing& io_writing, std::uint32_t in_uiNode)
-{
-    return io_writing.m_vSlots[in_uiNode - io_writing.m_pDefinition->m_uiFirstNode];
-}
-
-/// Null for what depends on inputs or states, or cannot be computed.
-const std::vector<double>* BlockWriter::known(const Writing& in_writing, std::uint32_t in_uiNode)
-{
-    return shapeOf(in_writing, in_uiNode).m_bKnown ? m_constants.find(*in_writing.m_pScript, in_uiNode)
-                                                   : nullptr;
-}
-
-Slot BlockWriter::slotOf(Writing& io_writing, std::uint32_t in_uiNode)
-{
-    const Shape& shape = shapeOf(io_writing, in_uiNode);
-    return shape.m_bKnown ? constant(io_writing, in_uiNode, shape.m_uiLength) : slotAt(io_writing, in_uiNode);
+    const Shape& shape = shapeOf(in_uiNode);
+    return shape.m_bKnown ? constant(in_uiNode, shape.m_uiLength) : m_plan.m_vSlots[in_uiNode];
 }
 
 /// A known value, repeated to that length.
-Slot BlockWriter::constant(const Writing& in_writing, std::uint32_t in_uiNode, std::uint32_t in_uiLength)
+Slot BlockWriter::constant(std::uint32_t in_uiNode, std::uint32_t in_uiLength)
 {
-    const std::vector<double>* pValues = known(in_writing, in_uiNode);
+    const std::vector<double>* pValues = m_constants.find(in_uiNode);
     if (pValues == nullptr)
     {
-        emitFailure(addFailure(m_constants.takeFailure()));
+        emitFailure(keep(m_constants.takeFailure()));
         return {0, in_uiLength};
     }
-    const Slot slot = allocate(in_writing, in_uiNode, in_uiLength);
+    const Slot slot = allocate(in_uiNode, in_uiLength);
     for (std::uint32_t i = 0; i < in_uiLength && slot.m_uiAt != 0; ++i)
         m_plan.m_vImage[slot.m_uiAt + i] = (*pValues)[pValues->size() == 1 ? 0 : i];
     return slot;
 }
 
 /// Where the value of a node is left.
-Slot BlockWriter::place(const Writing& in_writing, std::uint32_t in_uiNode)
+Slot BlockWriter::place(std::uint32_t in_uiNode)
 {
-    return in_writing.m_pResult != nullptr && in_uiNode == in_writing.m_pDefinition->m_uiRoot
-               ? *in_writing.m_pResult
-               : allocate(in_writing, in_uiNode, shapeOf(in_writing, in_uiNode).m_uiLength);
+    return in_uiNode == m_uiRoot ? m_plan.m_vBlocks[m_uiBlock]->m_slot
+                                 : allocate(in_uiNode, shapeOf(in_uiNode).m_uiLength);
 }
 
 /// What is written after a failure is never reached, and may lie anywhere.
-Slot BlockWriter::allocate(const Writing& in_writing, std::uint32_t in_uiNode, std::uint32_t in_uiSize)
+Slot BlockWriter::allocate(std::uint32_t in_uiNode, std::uint32_t in_uiSize)
 {
     Slot slot{0, in_uiSize};
     if (!m_plan.allocate(in_uiSize, slot))
-        emitFailure(makeFailure(in_writing, in_uiNode, TOO_MANY_VALUES));
+        emitFailure(keep(m_program.where(in_uiNode) + TOO_MANY_VALUES));
     return slot;
 }
 
@@ -425,14 +371,7 @@ void BlockWriter::emitChoice(const Slot& in_condition, const Slot& in_yes, const
     emit(instruction);
 }
 
-const std::string& BlockWriter::makeFailure(const Writing& in_writing, std::uint32_t in_uiNode,
-                                            const std::string& in_strReason)
-{
-    return addFailure(in_writing.m_pScript->m_pScript->where(nodeOf(in_writing, in_uiNode).m_uiLine) +
-                      in_strReason);
-}
-
-const std::string& BlockWriter::addFailure(std::string in_strFailure)
+const std::string& BlockWriter::keep(std::string in_strFailure)
 {
     return m_plan.m_vLateFailures.emplace_back(std::move(in_strFailure));
 }

@@ -15,30 +15,31 @@ Constants::Constants(const Program& in_program, Plan& io_plan)
 {
 }
 
-const std::vector<double>* Constants::find(const LoadedScript& in_script, std::uint32_t in_uiNode)
+const std::vector<double>* Constants::find(std::uint32_t in_uiNode)
 {
-    const Open wanted{&in_script, in_uiNode};
-    m_vOpen.assign(1, wanted);
-    while (!m_vOpen.empty())
+    std::vector<std::uint32_t> vOpen; // the last one is computed first
+    if (get(in_uiNode) == nullptr)
+        vOpen.push_back(in_uiNode);
+    while (!vOpen.empty())
     {
-        const Open now = m_vOpen.back();
-        const std::size_t uiNbOpen = m_vOpen.size();
-        if (get(now) == nullptr)
+        const std::uint32_t uiNow = vOpen.back();
+        const std::size_t uiNbOpen = vOpen.size();
+        if (get(uiNow) == nullptr)
         {
-            pushMissing(now);
-            if (m_vOpen.size() > uiNbOpen)
+            pushMissing(uiNow, vOpen);
+            if (vOpen.size() > uiNbOpen)
                 continue;
-            if (!compute(now))
+            if (!compute(uiNow))
                 return nullptr;
         }
-        m_vOpen.pop_back();
+        vOpen.pop_back();
     }
-    return get(wanted);
+    return get(in_uiNode);
 }
 
-void Constants::forget(const LoadedScript& in_script, std::uint32_t in_uiNode)
+void Constants::forget(std::uint32_t in_uiNode)
 {
-    const auto itValues = m_plan.m_constants.find(in_script.m_uiFirstNode + in_uiNode);
+    const auto itValues = m_plan.m_constants.find(in_uiNode);
     if (itValues == m_plan.m_constants.end())
         return;
     m_plan.m_uiNbConstants -= itValues->second.size();
@@ -50,160 +51,151 @@ std::string Constants::takeFailure()
     return std::exchange(m_strFailure, {});
 }
 
-const std::vector<double>* Constants::get(const Open& in_node) const
+const std::vector<double>* Constants::get(std::uint32_t in_uiNode) const
 {
-    const auto itValues = m_plan.m_constants.find(in_node.m_pScript->m_uiFirstNode + in_node.m_uiNode);
+    const auto itValues = m_plan.m_constants.find(in_uiNode);
     return itValues == m_plan.m_constants.end() ? nullptr : &itValues->second;
 }
 
-const Node& Constants::nodeOf(const Open& in_node)
-{
-    return in_node.m_pScript->m_pScript->m_vNodes[in_node.m_uiNode];
-}
-
-Constants::Open Constants::argument(const Open& in_node, std::uint32_t in_uiIndex)
-{
-    return {in_node.m_pScript,
-            in_node.m_pScript->m_pScript->m_vArguments[nodeOf(in_node).m_uiFirstArgument + in_uiIndex]};
-}
-
 /// Of a choice whose condition is there.
-Constants::Open Constants::chosen(const Open& in_node) const
+std::uint32_t Constants::chosen(std::uint32_t in_uiSelect) const
 {
-    return argument(in_node, isTrue(get(argument(in_node, 0))->front()) ? 1 : 2);
+    const double dCondition = get(m_program.getArgument(in_uiSelect, 0))->front();
+    return m_program.getArgument(in_uiSelect, isTrue(dCondition) ? 1 : 2);
 }
 
-std::uint32_t Constants::symbolOf(const Open& in_node)
+void Constants::pushMissing(std::uint32_t in_uiNode, std::vector<std::uint32_t>& io_vOpen) const
 {
-    return in_node.m_pScript->m_vSymbols[nodeOf(in_node).m_uiReference];
-}
-
-std::uint32_t Constants::lengthOf(const Open& in_node) const
-{
-    return m_plan.m_vShapes[in_node.m_pScript->m_uiFirstNode + in_node.m_uiNode].m_uiLength;
-}
-
-void Constants::pushMissing(const Open& in_node)
-{
-    const auto push = [&](const Open& in_needed)
+    const auto push = [&](std::uint32_t in_uiNeeded)
     {
-        if (get(in_needed) == nullptr)
-            m_vOpen.push_back(in_needed);
+        if (get(in_uiNeeded) == nullptr)
+            io_vOpen.push_back(in_uiNeeded);
     };
-    const Node& node = nodeOf(in_node);
-    if (node.m_op == Op::NAME)
-    {
-        const std::uint32_t uiSymbol = symbolOf(in_node);
-        if (m_program.isExpression(uiSymbol))
-            push({&m_program.getScriptOf(uiSymbol), m_program.getDefinition(uiSymbol).m_uiRoot});
-    }
+    const Node& node = m_program.getNode(in_uiNode);
+    if (node.m_op == Op::NAME && m_program.isExpression(node.m_uiSymbol))
+        push(m_program.getDefinition(node.m_uiSymbol).m_uiRoot);
     else if (node.m_op == Op::SELECT)
-        push(get(argument(in_node, 0)) == nullptr ? argument(in_node, 0) : chosen(in_node));
+    {
+        const std::uint32_t uiCondition = m_program.getArgument(in_uiNode, 0);
+        push(get(uiCondition) == nullptr ? uiCondition : chosen(in_uiNode));
+    }
     else if (node.m_op != Op::CALL || node.m_pFunction->m_kind != Function::Kind::SIZE)
         for (std::uint32_t i = 0; i < node.m_uiNbArguments; ++i)
-            push(argument(in_node, i));
+            push(m_program.getArgument(in_uiNode, i));
 }
 
 /// All that it needs is there.
-bool Constants::compute(const Open& in_node)
+bool Constants::compute(std::uint32_t in_uiNode)
 {
-    std::vector<double> vValues;
-    if (m_plan.m_vImage.size() + m_plan.m_uiNbConstants + lengthOf(in_node) > Limits::MAX_VALUES)
-        return fail(in_node, "the scripts need more than " + std::to_string(Limits::MAX_VALUES) + " values");
-    const Node& node = nodeOf(in_node);
+    const std::uint32_t uiLength = lengthOf(in_uiNode);
+    if (m_plan.m_vImage.size() + m_plan.m_uiNbConstants + uiLength > Limits::MAX_VALUES)
+    {
+        m_strFailure = m_program.where(in_uiNode) + "the scripts need more than " +
+                       std::to_string(Limits::MAX_VALUES) + " values";
+        return false;
+    }
+    const auto valuesOf = [&](std::uint32_t in_uiArgument) -> const std::vector<double>&
+    {
+        return *get(m_program.getArgument(in_uiNode, in_uiArgument));
+    };
+    std::vector<double> vValues(uiLength);
+    const Node& node = m_program.getNode(in_uiNode);
     switch (node.m_op)
     {
     case Op::NUMBER:
-        vValues = {node.m_dNumber};
+        vValues.front() = node.m_dNumber;
         break;
     case Op::NAME:
-    {
-        const std::uint32_t uiSymbol = symbolOf(in_node);
-        if (m_program.isExpression(uiSymbol))
-            vValues = *get({&m_program.getScriptOf(uiSymbol), m_program.getDefinition(uiSymbol).m_uiRoot});
+        if (m_program.isExpression(node.m_uiSymbol))
+            vValues = *get(m_program.getDefinition(node.m_uiSymbol).m_uiRoot);
         else
-            vValues = {m_program.getSymbol(uiSymbol).m_dValue};
+            vValues.front() = m_program.getSymbol(node.m_uiSymbol).m_dValue;
         break;
-    }
     case Op::SELECT:
-        vValues = *get(chosen(in_node));
+        vValues = *get(chosen(in_uiNode));
         if (vValues.size() == 1)
-            vValues.resize(lengthOf(in_node), vValues.front());
+            vValues.resize(uiLength, vValues.front());
         break;
     case Op::VECTOR:
+        vValues.clear();
         for (std::uint32_t i = 0; i < node.m_uiNbArguments; ++i)
-            vValues.insert(vValues.end(), get(argument(in_node, i))->begin(),
-                           get(argument(in_node, i))->end());
+            vValues.insert(vValues.end(), valuesOf(i).begin(), valuesOf(i).end());
         break;
     case Op::INDEX:
     case Op::SLICE:
-    {
-        const auto itFirst = get(argument(in_node, 0))->begin() +
-                             static_cast<std::ptrdiff_t>(get(argument(in_node, 1))->front());
-        vValues.assign(itFirst, itFirst + lengthOf(in_node));
+        std::copy_n(valuesOf(0).begin() + static_cast<std::ptrdiff_t>(valuesOf(1).front()), uiLength,
+                    vValues.begin());
         break;
-    }
-    default:
-        if (!computeOther(in_node, vValues))
+    case Op::CALL:
+        if (!computeCall(in_uiNode, vValues))
             return false;
+        break;
+    default:
+        computeInstruction(in_uiNode, vValues);
     }
     m_plan.m_uiNbConstants += vValues.size();
-    m_plan.m_constants.emplace(in_node.m_pScript->m_uiFirstNode + in_node.m_uiNode, std::move(vValues));
+    m_plan.m_constants.emplace(in_uiNode, std::move(vValues));
     return true;
 }
 
-/// What an instruction computes, but for lengths and ranges.
-bool Constants::computeOther(const Open& in_node, std::vector<double>& out_vValues)
+bool Constants::computeCall(std::uint32_t in_uiNode, std::vector<double>& out_vValues)
 {
-    const Node& node = nodeOf(in_node);
-    const Function* pFunction = node.m_op == Op::CALL ? node.m_pFunction : nullptr;
-    out_vValues.resize(lengthOf(in_node));
-    if (pFunction != nullptr && pFunction->m_kind == Function::Kind::SIZE)
-        out_vValues.front() = lengthOf(argument(in_node, 0));
-    else if (pFunction != nullptr && pFunction->m_kind == Function::Kind::RANGE)
+    const Function& function = *m_program.getNode(in_uiNode).m_pFunction;
+    const std::uint32_t uiFirst = m_program.getArgument(in_uiNode, 0);
+    if (function.m_kind == Function::Kind::SIZE)
+        out_vValues.front() = lengthOf(uiFirst);
+    else if (function.m_kind == Function::Kind::RANGE)
         std::iota(out_vValues.begin(), out_vValues.end(), 0.0);
-    else if (pFunction != nullptr && pFunction->isKernel())
-        return computeKernel(in_node, out_vValues);
+    else if (!function.isKernel())
+        computeInstruction(in_uiNode, out_vValues);
     else
     {
-        // One argument after the other, then the result; each has a place, even if it is empty.
-        const std::uint32_t uiLengthA = lengthOf(argument(in_node, 0));
-        const std::uint32_t uiLengthB = node.m_uiNbArguments > 1 ? lengthOf(argument(in_node, 1)) : uiLengthA;
-        Instruction instruction = makeInstruction(node, uiLengthA, uiLengthB);
-        m_vScratch = *get(argument(in_node, 0));
-        instruction.m_uiB = node.m_uiNbArguments > 1 ? uiLengthA + 1 : 0;
-        m_vScratch.resize(uiLengthA + 1);
-        if (node.m_uiNbArguments > 1)
-            m_vScratch.insert(m_vScratch.end(), get(argument(in_node, 1))->begin(),
-                              get(argument(in_node, 1))->end());
-        instruction.m_uiOut = uiLengthA + uiLengthB + 2;
-        m_vScratch.resize(instruction.m_uiOut + out_vValues.size() + 1);
-        execute(instruction, m_vScratch.data());
-        std::copy_n(m_vScratch.begin() + instruction.m_uiOut, out_vValues.size(), out_vValues.begin());
+        const Kernel* pKernel = findKernel(in_uiNode);
+        if (pKernel == nullptr)
+            return false;
+        m_vScratch.assign(pKernel->getScratchSize(), 0.0);
+        pKernel->compute(get(uiFirst)->data(), out_vValues.data(), m_vScratch.data());
     }
     return true;
 }
 
-bool Constants::computeKernel(const Open& in_node, std::vector<double>& out_vValues)
+void Constants::computeInstruction(std::uint32_t in_uiNode, std::vector<double>& out_vValues)
 {
-    const std::vector<double>& vWindow = *get(argument(in_node, 0));
-    std::vector<const std::vector<double>*> vSettings;
-    for (std::uint32_t i = 1; i < nodeOf(in_node).m_uiNbArguments; ++i)
-        vSettings.push_back(get(argument(in_node, i)));
-    std::string strReason;
-    const Kernel* pKernel = m_plan.getKernel(
-        *nodeOf(in_node).m_pFunction, static_cast<std::uint32_t>(vWindow.size()), vSettings, strReason);
-    if (pKernel == nullptr)
-        return fail(in_node, strReason);
-    m_vScratch.assign(pKernel->getScratchSize(), 0.0);
-    pKernel->compute(vWindow.data(), out_vValues.data(), m_vScratch.data());
-    return true;
+    m_vScratch.clear();
+    const auto put = [&](const std::vector<double>& in_vValues)
+    {
+        const auto uiAt = static_cast<std::uint32_t>(m_vScratch.size());
+        m_vScratch.insert(m_vScratch.end(), in_vValues.begin(), in_vValues.end());
+        m_vScratch.push_back(0.0); // an empty vector has a place too
+        return uiAt;
+    };
+    const Node& node = m_program.getNode(in_uiNode);
+    const std::uint32_t uiLeft = m_program.getArgument(in_uiNode, 0);
+    const std::uint32_t uiRight = m_program.getArgument(in_uiNode, node.m_uiNbArguments - 1);
+    Instruction instruction = makeInstruction(node, lengthOf(uiLeft), lengthOf(uiRight));
+    instruction.m_uiA = put(*get(uiLeft));
+    instruction.m_uiB = put(*get(uiRight));
+    instruction.m_uiOut = put(out_vValues);
+    execute(instruction, m_vScratch.data());
+    std::copy_n(m_vScratch.begin() + instruction.m_uiOut, out_vValues.size(), out_vValues.begin());
 }
 
-bool Constants::fail(const Open& in_node, const std::string& in_strReason)
+const Kernel* Constants::findKernel(std::uint32_t in_uiNode)
 {
-    m_strFailure = in_node.m_pScript->m_pScript->where(nodeOf(in_node).m_uiLine) + in_strReason;
-    return false;
+    const Node& node = m_program.getNode(in_uiNode);
+    std::vector<const std::vector<double>*> vSettings;
+    for (std::uint32_t i = 1; i < node.m_uiNbArguments; ++i)
+    {
+        vSettings.push_back(find(m_program.getArgument(in_uiNode, i)));
+        if (vSettings.back() == nullptr)
+            return nullptr;
+    }
+    std::string strReason;
+    const Kernel* pKernel = m_plan.getKernel(*node.m_pFunction, lengthOf(m_program.getArgument(in_uiNode, 0)),
+                                             vSettings, strReason);
+    if (pKernel == nullptr)
+        m_strFailure = m_program.where(in_uiNode) + strReason;
+    return pKernel;
 }
 
 } // namespace Vexalor::Math::Xpr

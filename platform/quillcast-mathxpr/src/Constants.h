@@ -15,37 +15,27 @@ class Constants
 public:
     Constants(const Program& in_program, Plan& io_plan);
 
-    /// The values of a node, by its script and its number in it; its shape is known. Null when it cannot be
-    /// computed.
-    const std::vector<double>* find(const LoadedScript& in_script, std::uint32_t in_uiNode);
+    /// The values of a node whose shape is known. Null when it cannot be computed.
+    const std::vector<double>* find(std::uint32_t in_uiNode);
+    /// For a call of a function with tables. Null when its settings make no sense.
+    const Kernel* findKernel(std::uint32_t in_uiNode);
     /// The latest failure, with its place; empty once it is taken.
     std::string takeFailure();
 
     /// After a change of lengths.
-    void forget(const LoadedScript& in_script, std::uint32_t in_uiNode);
+    void forget(std::uint32_t in_uiNode);
 
 private:
-    struct Open
-    {
-        const LoadedScript* m_pScript;
-        std::uint32_t m_uiNode;
-    };
-
-    const std::vector<double>* get(const Open& in_node) const;
-    static const Node& nodeOf(const Open& in_node);
-    static Open argument(const Open& in_node, std::uint32_t in_uiIndex);
-    static std::uint32_t symbolOf(const Open& in_node);
-    Open chosen(const Open& in_node) const;
-    std::uint32_t lengthOf(const Open& in_node) const;
-    void pushMissing(const Open& in_node);
-    bool compute(const Open& in_node);
-    bool computeOther(const Open& in_node, std::vector<double>& out_vValues);
-    bool computeKernel(const Open& in_node, std::vector<double>& out_vValues);
-    bool fail(const Open& in_node, const std::string& in_strReason);
+    const std::vector<double>* get(std::uint32_t in_uiNode) const;
+    std::uint32_t lengthOf(std::uint32_t in_uiNode) const { return m_plan.m_vShapes[in_uiNode].m_uiLength; }
+    std::uint32_t chosen(std::uint32_t in_uiSelect) const;
+    void pushMissing(std::uint32_t in_uiNode, std::vector<std::uint32_t>& io_vOpen) const;
+    bool compute(std::uint32_t in_uiNode);
+    bool computeCall(std::uint32_t in_uiNode, std::vector<double>& out_vValues);
+    void computeInstruction(std::uint32_t in_uiNode, std::vector<double>& out_vValues);
 
     const Program& m_program;
     Plan& m_plan;
-    std::vector<Open> m_vOpen; ///< the last one is computed first
     std::vector<double> m_vScratch;
     std::string m_strFailure;
 };

@@ -22,6 +22,7 @@ Core::Core()
 
 Program& Core::changeProgram()
 {
+    replan();
     if (m_pProgram.use_count() > 1)
         m_pProgram = std::make_shared<Program>(*m_pProgram);
     return *m_pProgram;
@@ -29,17 +30,16 @@ Program& Core::changeProgram()
 
 void Core::addInput()
 {
-    replan();
     m_vInputs.emplace_back().m_vWaiting.resize(1);
     setWaiting(m_vInputs.back(), true);
 }
 
 bool Core::link(bool in_bComplete)
 {
-    replan();
+    Program& program = changeProgram();
     reset();
     m_pPlan = nullptr;
-    const bool bLinked = changeProgram().link(in_bComplete);
+    const bool bLinked = program.link(in_bComplete);
     m_vStates.clear();
     m_vReached.clear();
     m_vKept.clear();
@@ -92,7 +92,7 @@ void Core::reach(std::uint32_t in_uiSymbol)
         if (m_vReached[uiSymbol] || !m_pProgram->isExpression(uiSymbol))
             continue;
         m_vReached[uiSymbol] = true;
-        for (const std::uint32_t uiUsed : m_pProgram->getUsedBefore(uiSymbol))
+        for (const std::uint32_t uiUsed : m_pProgram->getDefinition(uiSymbol).m_vPrevious)
             keep(uiUsed);
         const std::vector<std::uint32_t> vUsed = m_pProgram->getUsed(uiSymbol);
         vOpen.insert(vOpen.end(), vUsed.begin(), vUsed.end());
@@ -203,13 +203,12 @@ void Core::prepare()
 {
     const std::lock_guard<std::mutex> lock(m_pPlan->getMutex());
     for (; m_uiNbPlaced < m_vLookedUp.size(); ++m_uiNbPlaced)
-        m_vLookedUp[m_uiNbPlaced].m_place =
-            m_pPlan->prepare(*m_pProgram, m_vLookedUp[m_uiNbPlaced].m_uiSymbol);
+        m_vLookedUp[m_uiNbPlaced].m_place = m_pPlan->prepare(m_vLookedUp[m_uiNbPlaced].m_uiSymbol);
     for (; m_uiNbStatesPlaced < m_vStates.size(); ++m_uiNbStatesPlaced)
     {
         State& state = m_vStates[m_uiNbStatesPlaced];
-        state.m_next = m_pPlan->prepare(*m_pProgram, state.m_uiSymbol);
-        state.m_slot = m_pPlan->getState(*m_pProgram, state.m_uiSymbol);
+        state.m_next = m_pPlan->prepare(state.m_uiSymbol);
+        state.m_slot = m_pPlan->getState(state.m_uiSymbol);
     }
     const std::vector<double>& vImage = m_pPlan->m_vImage;
     m_vValues.insert(m_vValues.end(), vImage.begin() + static_cast<std::ptrdiff_t>(m_vValues.size()),

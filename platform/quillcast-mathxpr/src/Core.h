@@ -18,12 +18,12 @@ public:
     Core(const Core& in_other) = default;
 
     const Program& getProgram() const { return *m_pProgram; }
-    /// For changes: a copy of its own if clones share it.
+    /// For changes: a copy of its own if clones share it. The next evaluation plans anew.
     Program& changeProgram();
 
     void addInput();
     bool link(bool in_bComplete);
-    /// After a change that makes all plans worthless: the next evaluation plans anew.
+    /// The next evaluation plans anew.
     void replan();
 
     /// From now on the states that the variable reaches advance. Returns what evaluate takes.

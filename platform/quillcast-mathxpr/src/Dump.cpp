@@ -76,8 +76,8 @@ void writeDot(const Program& in_program, std::string& out_strDot)
         std::set<std::string> names;
         std::set<std::string> earlierNames;
         for (const Use& use : in_program.getDefinition(uiSymbol).m_vNames)
-            names.insert(nameOf(in_program.getScriptOf(uiSymbol).m_vSymbols[use.m_uiReference]));
-        for (const std::uint32_t uiUsed : in_program.getUsedBefore(uiSymbol))
+            names.insert(nameOf(use.m_uiSymbol));
+        for (const std::uint32_t uiUsed : in_program.getDefinition(uiSymbol).m_vPrevious)
             earlierNames.insert(nameOf(uiUsed));
         const std::string strHere = " -> " + quote(nameOf(uiSymbol));
         for (const std::string& strName : names)

@@ -153,7 +153,7 @@ bool Evaluator::addScript(const char* in_szName)
     if (!findScript(in_szName, strPath) || !readScript(*m_pFileSystem, strPath, strText))
         return false;
     const std::shared_ptr<const Script> pScript = parseScript(strText, strPath);
-    return pScript != nullptr && m_pCore->changeProgram().addScript(in_szName, pScript);
+    return pScript != nullptr && m_pCore->changeProgram().addScript(in_szName, *pScript);
 }
 
 bool Evaluator::addExpression(const char* in_szName, const char* in_szExpression)
@@ -168,7 +168,7 @@ bool Evaluator::addExpression(const char* in_szName, const char* in_szExpression
     const std::uint32_t uiSymbol = program.find(in_szName);
     if (uiSymbol == Program::NONE || program.getSymbol(uiSymbol).m_kind == Symbol::Kind::UNKNOWN)
     {
-        m_pCore->changeProgram().addExpression(in_szName, pScript);
+        m_pCore->changeProgram().addExpression(*pScript);
         return true;
     }
     const Symbol& symbol = program.getSymbol(uiSymbol);
@@ -224,7 +224,6 @@ bool Evaluator::setConstant(const char* in_szName, double in_dValue)
     if (!bHere && !isFree(in_szName))
         return false;
     m_pCore->changeProgram().setConstant(in_szName, in_dValue);
-    m_pCore->replan();
     return true;
 }
 

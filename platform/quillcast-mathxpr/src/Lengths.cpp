@@ -69,11 +69,11 @@ std::size_t Lengths::open(const std::vector<std::uint32_t>& in_vComponent)
     std::size_t uiNbStates = 0;
     for (std::uint32_t i = 0; i < in_vComponent.size(); ++i)
     {
-        const LoadedScript& script = m_program.getScriptOf(in_vComponent[i]);
-        for (const Use& use : m_program.getDefinition(in_vComponent[i]).m_vNames)
-            if (m_vTrials[script.m_vSymbols[use.m_uiReference]].m_bOpen)
-                m_vTrials[script.m_vSymbols[use.m_uiReference]].m_vUsers.push_back(i);
-        for (const std::uint32_t uiUsed : m_program.getUsedBefore(in_vComponent[i]))
+        const Definition& definition = m_program.getDefinition(in_vComponent[i]);
+        for (const Use& use : definition.m_vNames)
+            if (m_vTrials[use.m_uiSymbol].m_bOpen)
+                m_vTrials[use.m_uiSymbol].m_vUsers.push_back(i);
+        for (const std::uint32_t uiUsed : definition.m_vPrevious)
             if (m_vTrials[uiUsed].m_bOpen)
             {
                 uiNbStates += m_vTrials[uiUsed].m_vLaterUsers.empty() ? 1 : 0;
@@ -87,7 +87,7 @@ std::size_t Lengths::open(const std::vector<std::uint32_t>& in_vComponent)
 bool Lengths::resize(std::uint32_t in_uiSymbol, std::size_t in_uiMost)
 {
     Trial& trial = m_vTrials[in_uiSymbol];
-    const Shape& shape = m_plan.getShape(m_program, in_uiSymbol);
+    const Shape& shape = m_plan.getShape(in_uiSymbol);
     if (trial.m_bRefused || shape.isFailed() || shape.m_uiLength == trial.m_uiLength)
         return false;
     trial.m_uiLength = shape.m_uiLength;
@@ -98,12 +98,10 @@ bool Lengths::resize(std::uint32_t in_uiSymbol, std::size_t in_uiMost)
 void Lengths::measure(std::uint32_t in_uiSymbol)
 {
     const Definition& definition = m_program.getDefinition(in_uiSymbol);
-    m_pScript = &m_program.getScriptOf(in_uiSymbol);
-    for (std::uint32_t i = definition.m_uiFirstNode; i <= definition.m_uiRoot; ++i)
+    for (m_uiNode = definition.m_uiFirstNode; m_uiNode <= definition.m_uiRoot; ++m_uiNode)
     {
-        m_uiNode = m_pScript->m_uiFirstNode + i;
-        m_constants.forget(*m_pScript, i);
-        m_plan.m_vShapes[m_uiNode] = shapeOf(m_pScript->m_pScript->m_vNodes[i]);
+        m_constants.forget(m_uiNode);
+        m_plan.m_vShapes[m_uiNode] = shapeOf(m_program.getNode(m_uiNode));
     }
 }
 
@@ -112,42 +110,40 @@ Shape Lengths::shapeOf(const Node& in_node)
     if (in_node.m_op == Op::NUMBER)
         return {1, true};
     if (in_node.m_op == Op::NAME)
-        return m_plan.getShape(m_program, m_pScript->m_vSymbols[in_node.m_uiReference]);
+        return m_plan.getShape(in_node.m_uiSymbol);
     if (in_node.m_op == Op::SELECT)
-        return shapeOfSelect(in_node);
+        return shapeOfSelect();
     for (std::uint32_t i = 0; i < in_node.m_uiNbArguments; ++i)
-        if (argument(in_node, i).isFailed())
-            return argument(in_node, i);
+        if (argument(i).isFailed())
+            return argument(i);
     switch (in_node.m_op)
     {
     case Op::PREVIOUS:
         return shapeOfPrevious(in_node);
     case Op::VECTOR:
-        return shapeOfVector(in_node);
+        return shapeOfVector();
     case Op::INDEX:
-        return shapeOfIndex(in_node);
+        return shapeOfIndex();
     case Op::SLICE:
-        return shapeOfSlice(in_node);
+        return shapeOfSlice();
     case Op::CALL:
         return shapeOfCall(in_node);
     default:
-        return shapeOfOperator(in_node);
+        return shapeOfOperator();
     }
 }
 
 Shape Lengths::shapeOfPrevious(const Node& in_node)
 {
-    const Shape& initial = argument(in_node, 0);
+    const Shape& initial = argument(0);
     if (!initial.m_bKnown)
         return fail("the initial value of a state must not depend on inputs or states");
-    const std::uint32_t uiSymbol = m_pScript->m_vSymbols[in_node.m_uiReference];
-    const std::string& strName = m_program.getSymbol(uiSymbol).m_strName;
-    const Trial& trial = m_vTrials[uiSymbol];
+    const std::string& strName = m_program.getSymbol(in_node.m_uiSymbol).m_strName;
+    const Shape& named = m_plan.getShape(in_node.m_uiSymbol);
+    const Trial& trial = m_vTrials[in_node.m_uiSymbol];
     if (trial.m_bRefused)
         return fail("the length of '" + strName + "' depends on itself");
-    std::uint32_t uiLength = trial.m_uiLength;
-    if (!trial.m_bOpen && !m_plan.getShape(m_program, uiSymbol).isFailed())
-        uiLength = m_plan.getShape(m_program, uiSymbol).m_uiLength;
+    const std::uint32_t uiLength = trial.m_bOpen || named.isFailed() ? trial.m_uiLength : named.m_uiLength;
     if (uiLength == UNSET)
         return {initial.m_uiLength};
     if (initial.m_uiLength != 1 && initial.m_uiLength != uiLength)
@@ -155,16 +151,16 @@ Shape Lengths::shapeOfPrevious(const Node& in_node)
     return {uiLength};
 }
 
-Shape Lengths::shapeOfSelect(const Node& in_node)
+Shape Lengths::shapeOfSelect()
 {
-    const Shape& condition = argument(in_node, 0);
+    const Shape& condition = argument(0);
     if (condition.isFailed())
         return condition;
     if (condition.m_uiLength != 1)
         return fail("the condition before '?' has " + std::to_string(condition.m_uiLength) +
                     " values instead of 1");
-    const Shape& yes = argument(in_node, 1);
-    const Shape& no = argument(in_node, 2);
+    const Shape& yes = argument(1);
+    const Shape& no = argument(2);
     std::uint32_t uiLength = yes.isFailed() ? no.m_uiLength : yes.m_uiLength;
     if (!yes.isFailed() && !no.isFailed())
     {
@@ -174,75 +170,75 @@ Shape Lengths::shapeOfSelect(const Node& in_node)
     }
     if (!condition.m_bKnown)
         return yes.isFailed() && no.isFailed() ? yes : Shape{uiLength};
-    const std::vector<double>* pCondition = constant(in_node, 0);
+    const std::vector<double>* pCondition = constant(0);
     if (pCondition == nullptr)
         return fail("");
     const Shape& chosen = isTrue(pCondition->front()) ? yes : no;
     return chosen.isFailed() ? chosen : Shape{uiLength, chosen.m_bKnown};
 }
 
-Shape Lengths::shapeOfOperator(const Node& in_node)
+Shape Lengths::shapeOfOperator()
 {
-    const std::uint32_t uiLeft = argument(in_node, 0).m_uiLength;
-    const std::uint32_t uiRight = argument(in_node, in_node.m_uiNbArguments - 1).m_uiLength;
+    const std::uint32_t uiLeft = argument(0).m_uiLength;
+    const std::uint32_t uiRight = argument(m_program.getNode(m_uiNode).m_uiNbArguments - 1).m_uiLength;
     if (uiLeft != uiRight && uiLeft != 1 && uiRight != 1)
         return fail(lengths(uiLeft, uiRight));
-    return {uiLeft == 1 ? uiRight : uiLeft, areKnown(in_node, 0)};
+    return {uiLeft == 1 ? uiRight : uiLeft, areKnown(0)};
 }
 
-Shape Lengths::shapeOfVector(const Node& in_node)
+Shape Lengths::shapeOfVector()
 {
     std::size_t uiLength = 0;
-    for (std::uint32_t i = 0; i < in_node.m_uiNbArguments; ++i)
-        uiLength += argument(in_node, i).m_uiLength;
+    for (std::uint32_t i = 0; i < m_program.getNode(m_uiNode).m_uiNbArguments; ++i)
+        uiLength += argument(i).m_uiLength;
     if (uiLength > Limits::MAX_VECTOR)
         return fail("a vector of " + std::to_string(uiLength) + " values; at most " +
                     std::to_string(Limits::MAX_VECTOR) + " are allowed");
-    return {static_cast<std::uint32_t>(uiLength), areKnown(in_node, 0)};
+    return {static_cast<std::uint32_t>(uiLength), areKnown(0)};
 }
 
-Shape Lengths::shapeOfIndex(const Node& in_node)
+Shape Lengths::shapeOfIndex()
 {
-    const std::uint32_t uiLength = argument(in_node, 0).m_uiLength;
-    const Shape& index = argument(in_node, 1);
+    const std::uint32_t uiLength = argument(0).m_uiLength;
+    const Shape& index = argument(1);
     if (index.m_uiLength != 1)
         return fail("an index of " + std::to_string(index.m_uiLength) + " values");
     std::uint32_t uiIndex = 0;
-    if (index.m_bKnown && (!toWhole(in_node, 1, uiLength, uiIndex) || uiIndex == uiLength))
+    if (index.m_bKnown && (!toWhole(1, uiLength, uiIndex) || uiIndex == uiLength))
         return fail("index out of range or not whole: there are " + std::to_string(uiLength) + " values");
-    return {1, areKnown(in_node, 0)};
+    return {1, areKnown(0)};
 }
 
-Shape Lengths::shapeOfSlice(const Node& in_node)
+Shape Lengths::shapeOfSlice()
 {
-    const std::uint32_t uiLength = argument(in_node, 0).m_uiLength;
-    if (!areKnown(in_node, 1))
+    const std::uint32_t uiLength = argument(0).m_uiLength;
+    if (!areKnown(1))
         return fail("the bounds of a slice must not depend on inputs or states");
     std::uint32_t uiFirst = 0;
     std::uint32_t uiEnd = 0;
-    if (!toWhole(in_node, 1, uiLength, uiFirst) || !toWhole(in_node, 2, uiLength, uiEnd) || uiFirst > uiEnd)
+    if (!toWhole(1, uiLength, uiFirst) || !toWhole(2, uiLength, uiEnd) || uiFirst > uiEnd)
         return fail("bounds of a slice out of range or not whole: there are " + std::to_string(uiLength) +
                     " values");
-    return {uiEnd - uiFirst, areKnown(in_node, 0)};
+    return {uiEnd - uiFirst, areKnown(0)};
 }
 
 Shape Lengths::shapeOfCall(const Node& in_node)
 {
     const Function& function = *in_node.m_pFunction;
-    const std::uint32_t uiLength = argument(in_node, 0).m_uiLength;
+    const std::uint32_t uiLength = argument(0).m_uiLength;
     std::uint32_t uiRange = 0;
     switch (function.m_kind)
     {
     case Function::Kind::MAP:
-        return {uiLength, areKnown(in_node, 0)};
+        return {uiLength, areKnown(0)};
     case Function::Kind::DOT:
-        if (uiLength != argument(in_node, 1).m_uiLength)
-            return fail(lengths(uiLength, argument(in_node, 1).m_uiLength));
-        return {1, areKnown(in_node, 0)};
+        if (uiLength != argument(1).m_uiLength)
+            return fail(lengths(uiLength, argument(1).m_uiLength));
+        return {1, areKnown(0)};
     case Function::Kind::SIZE:
         return {1, true};
     case Function::Kind::RANGE:
-        if (!areKnown(in_node, 0) || !toWhole(in_node, 0, Limits::MAX_VECTOR, uiRange))
+        if (!areKnown(0) || !toWhole(0, Limits::MAX_VECTOR, uiRange))
             return fail("'range' takes a whole number from 0 to " + std::to_string(Limits::MAX_VECTOR) +
                         " that does not depend on inputs or states");
         return {uiRange, true};
@@ -252,7 +248,7 @@ Shape Lengths::shapeOfCall(const Node& in_node)
     default:
         if (uiLength == 0 && !function.m_bTakesEmpty)
             return fail(std::string("'") + function.m_szName + "' of no values");
-        return {1, areKnown(in_node, 0)};
+        return {1, areKnown(0)};
     }
 }
 
@@ -260,16 +256,16 @@ Shape Lengths::shapeOfKernel(const Node& in_node)
 {
     const std::string strName = std::string("'") + in_node.m_pFunction->m_szName + "'";
     const bool bTones = in_node.m_pFunction->m_kind == Function::Kind::TONE_ENERGY;
-    if (!areKnown(in_node, 1))
+    if (!areKnown(1))
         return fail("the settings of " + strName + " must not depend on inputs or states");
     for (std::uint32_t i = bTones ? 2 : 1; i < in_node.m_uiNbArguments; ++i)
-        if (argument(in_node, i).m_uiLength != 1)
+        if (argument(i).m_uiLength != 1)
             return fail("a setting of " + strName + " is no single number");
-    std::uint32_t uiLength = argument(in_node, 1).m_uiLength;
-    if (!bTones && !toWhole(in_node, 1, Limits::MAX_VECTOR, uiLength))
+    std::uint32_t uiLength = argument(1).m_uiLength;
+    if (!bTones && !toWhole(1, Limits::MAX_VECTOR, uiLength))
         return fail(strName + ": the settings do not fit a window of " +
-                    std::to_string(argument(in_node, 0).m_uiLength) + " values");
-    return {uiLength, argument(in_node, 0).m_bKnown};
+                    std::to_string(argument(0).m_uiLength) + " values");
+    return {uiLength, argument(0).m_bKnown};
 }
 
 /// The reason that a constant has, if one could not be computed.
@@ -277,41 +273,36 @@ Shape Lengths::fail(const std::string& in_strReason)
 {
     std::string strFailure = m_constants.takeFailure();
     if (strFailure.empty())
-        strFailure = m_pScript->m_pScript->where(
-                         m_pScript->m_pScript->m_vNodes[m_uiNode - m_pScript->m_uiFirstNode].m_uiLine) +
-                     in_strReason;
+        strFailure = m_program.where(m_uiNode) + in_strReason;
     m_plan.m_failures[m_uiNode] = std::move(strFailure);
     return {0, false, m_uiNode};
 }
 
-const Shape& Lengths::argument(const Node& in_node, std::uint32_t in_uiIndex) const
+const Shape& Lengths::argument(std::uint32_t in_uiIndex) const
 {
-    return m_plan.m_vShapes[m_pScript->m_uiFirstNode +
-                            m_pScript->m_pScript->m_vArguments[in_node.m_uiFirstArgument + in_uiIndex]];
+    return m_plan.m_vShapes[m_program.getArgument(m_uiNode, in_uiIndex)];
 }
 
 /// From that argument on.
-bool Lengths::areKnown(const Node& in_node, std::uint32_t in_uiFirst) const
+bool Lengths::areKnown(std::uint32_t in_uiFirst) const
 {
-    for (std::uint32_t i = in_uiFirst; i < in_node.m_uiNbArguments; ++i)
-        if (!argument(in_node, i).m_bKnown)
+    for (std::uint32_t i = in_uiFirst; i < m_program.getNode(m_uiNode).m_uiNbArguments; ++i)
+        if (!argument(i).m_bKnown)
             return false;
     return true;
 }
 
-const std::vector<double>* Lengths::constant(const Node& in_node, std::uint32_t in_uiIndex)
+const std::vector<double>* Lengths::constant(std::uint32_t in_uiIndex)
 {
-    return m_constants.find(*m_pScript,
-                            m_pScript->m_pScript->m_vArguments[in_node.m_uiFirstArgument + in_uiIndex]);
+    return m_constants.find(m_program.getArgument(m_uiNode, in_uiIndex));
 }
 
 /// A single whole number from 0 to the most, of a known argument.
-bool Lengths::toWhole(const Node& in_node, std::uint32_t in_uiIndex, std::size_t in_uiMost,
-                      std::uint32_t& out_uiNumber)
+bool Lengths::toWhole(std::uint32_t in_uiIndex, std::size_t in_uiMost, std::uint32_t& out_uiNumber)
 {
-    if (argument(in_node, in_uiIndex).m_uiLength != 1)
+    if (argument(in_uiIndex).m_uiLength != 1)
         return false;
-    const std::vector<double>* pValues = constant(in_node, in_uiIndex);
+    const std::vector<double>* pValues = constant(in_uiIndex);
     if (pValues == nullptr)
         return false;
     const double dNumber = pValues->front();

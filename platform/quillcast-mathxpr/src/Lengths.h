@@ -42,27 +42,26 @@ private:
 
     Shape shapeOf(const Node& in_node);
     Shape shapeOfPrevious(const Node& in_node);
-    Shape shapeOfSelect(const Node& in_node);
-    Shape shapeOfOperator(const Node& in_node);
-    Shape shapeOfVector(const Node& in_node);
-    Shape shapeOfIndex(const Node& in_node);
-    Shape shapeOfSlice(const Node& in_node);
+    Shape shapeOfSelect();
+    Shape shapeOfOperator();
+    Shape shapeOfVector();
+    Shape shapeOfIndex();
+    Shape shapeOfSlice();
     Shape shapeOfCall(const Node& in_node);
     Shape shapeOfKernel(const Node& in_node);
     Shape fail(const std::string& in_strReason);
 
-    const Shape& argument(const Node& in_node, std::uint32_t in_uiIndex) const;
-    bool areKnown(const Node& in_node, std::uint32_t in_uiFirst) const;
-    const std::vector<double>* constant(const Node& in_node, std::uint32_t in_uiIndex);
-    bool toWhole(const Node& in_node, std::uint32_t in_uiIndex, std::size_t in_uiMost,
-                 std::uint32_t& out_uiNumber);
+    // Of the node that is measured.
+    const Shape& argument(std::uint32_t in_uiIndex) const;
+    bool areKnown(std::uint32_t in_uiFirst) const;
+    const std::vector<double>* constant(std::uint32_t in_uiIndex);
+    bool toWhole(std::uint32_t in_uiIndex, std::size_t in_uiMost, std::uint32_t& out_uiNumber);
 
     const Program& m_program;
     Plan& m_plan;
     Constants m_constants;
-    std::vector<Trial> m_vTrials;            ///< one a symbol
-    const LoadedScript* m_pScript = nullptr; ///< of the node that is measured
-    std::uint32_t m_uiNode = 0;              ///< its number among those of all scripts
+    std::vector<Trial> m_vTrials; ///< one a symbol
+    std::uint32_t m_uiNode = 0;   ///< that is measured
 };
 
 } // namespace Vexalor::Math::Xpr

@@ -95,7 +95,7 @@ private:
     bool finish()
     {
         if (!m_strReason.empty())
-            QC_ERROR(m_script.where(m_uiReasonLine) << m_strReason);
+            QC_ERROR(place(m_script.m_strSource, m_uiReasonLine) << m_strReason);
         return m_strReason.empty();
     }
 
@@ -355,7 +355,7 @@ private:
         if (isReserved(token.m_strText))
             return unexpected("'(' after '" + std::string(token.m_strText) + "'");
         const std::uint32_t uiNode = addReference(Op::NAME, token, {});
-        m_script.m_vDefinitions.back().m_vNames.push_back({m_script.m_vNodes[uiNode].m_uiReference, m_uiArm});
+        m_script.m_vDefinitions.back().m_vNames.push_back({m_script.m_vNodes[uiNode].m_uiSymbol, m_uiArm});
         return uiNode;
     }
 
@@ -430,7 +430,7 @@ private:
         if (uiInitial == NONE || !require(")"))
             return NONE;
         const std::uint32_t uiNode = addReference(Op::PREVIOUS, name, {uiInitial});
-        m_script.m_vDefinitions.back().m_vPrevious.push_back(m_script.m_vNodes[uiNode].m_uiReference);
+        m_script.m_vDefinitions.back().m_vPrevious.push_back(m_script.m_vNodes[uiNode].m_uiSymbol);
         return uiNode;
     }
 
@@ -449,7 +449,7 @@ private:
         if (bNew)
             m_script.m_vReferences.emplace_back(in_name.m_strText);
         const std::uint32_t uiNode = add(in_op, in_name.m_uiLine, in_vArguments);
-        m_script.m_vNodes[uiNode].m_uiReference = itReference->second;
+        m_script.m_vNodes[uiNode].m_uiSymbol = itReference->second;
         return uiNode;
     }
 
@@ -459,6 +459,7 @@ private:
                   in_uiLine,
                   static_cast<std::uint32_t>(m_script.m_vArguments.size()),
                   static_cast<std::uint32_t>(in_vArguments.size()),
+                  0,
                   0,
                   {0.0}};
         m_script.m_vArguments.insert(m_script.m_vArguments.end(), in_vArguments.begin(), in_vArguments.end());
@@ -508,9 +509,9 @@ bool isReserved(std::string_view in_strName)
            find(NUMBERS, &NamedNumber::m_strName, in_strName) != nullptr;
 }
 
-std::string Script::where(std::uint32_t in_uiLine) const
+std::string place(const std::string& in_strPath, std::uint32_t in_uiLine)
 {
-    return m_strSource + ":" + std::to_string(in_uiLine) + ": ";
+    return in_strPath + ":" + std::to_string(in_uiLine) + ": ";
 }
 
 std::shared_ptr<const Script> parseScript(std::string_view in_strText, const std::string& in_strSource)

@@ -12,6 +12,9 @@ namespace Vexalor::Math::Xpr
 
 Plan::Plan(const Program& in_program, const std::vector<std::uint32_t>& in_vLengths)
     : m_vShapes(in_program.getNbNodes())
+    , m_vNeeded(in_program.getNbNodes())
+    , m_vSlots(in_program.getNbNodes())
+    , m_program(in_program)
 {
     for (const std::uint32_t uiLength : in_vLengths)
     {
@@ -28,28 +31,27 @@ bool Plan::isFor(const std::vector<std::uint32_t>& in_vLengths) const
                       { return in_uiLength == in_slot.m_uiSize; });
 }
 
-const Shape& Plan::getShape(const Program& in_program, std::uint32_t in_uiSymbol) const
+const Shape& Plan::getShape(std::uint32_t in_uiSymbol) const
 {
     static constexpr Shape SINGLE{1, true};
-    const Symbol& symbol = in_program.getSymbol(in_uiSymbol);
+    const Symbol& symbol = m_program.getSymbol(in_uiSymbol);
     if (symbol.m_kind == Symbol::Kind::EXPRESSION)
-        return m_vShapes[in_program.getScriptOf(in_uiSymbol).m_uiFirstNode +
-                         in_program.getDefinition(in_uiSymbol).m_uiRoot];
+        return m_vShapes[m_program.getDefinition(in_uiSymbol).m_uiRoot];
     return symbol.m_kind == Symbol::Kind::INPUT ? m_vInputShapes[symbol.m_uiInput] : SINGLE;
 }
 
-Plan::Place Plan::prepare(const Program& in_program, std::uint32_t in_uiSymbol)
+Plan::Place Plan::prepare(std::uint32_t in_uiSymbol)
 {
-    const Symbol& symbol = in_program.getSymbol(in_uiSymbol);
+    const Symbol& symbol = m_program.getSymbol(in_uiSymbol);
     if (symbol.m_kind == Symbol::Kind::INPUT)
         return {m_vInputs[symbol.m_uiInput]};
-    const std::uint32_t uiBlock = getBlock(in_program, in_uiSymbol);
+    const std::uint32_t uiBlock = getBlock(in_uiSymbol);
     for (; m_uiNbWritten < m_vBlocks.size(); ++m_uiNbWritten)
-        BlockWriter(in_program, *this, m_uiNbWritten).write();
+        BlockWriter(m_program, *this, m_uiNbWritten).write();
     return {m_vBlocks[uiBlock]->m_slot, uiBlock};
 }
 
-std::uint32_t Plan::getBlock(const Program& in_program, std::uint32_t in_uiSymbol)
+std::uint32_t Plan::getBlock(std::uint32_t in_uiSymbol)
 {
     const auto [itBlock, bNew] =
         m_blocks.try_emplace(in_uiSymbol, static_cast<std::uint32_t>(m_vBlocks.size()));
@@ -57,15 +59,15 @@ std::uint32_t Plan::getBlock(const Program& in_program, std::uint32_t in_uiSymbo
     {
         Block& block = *m_vBlocks.emplace_back(std::make_unique<Block>());
         block.m_uiSymbol = in_uiSymbol;
-        block.m_bHasRoom = allocate(getShape(in_program, in_uiSymbol).m_uiLength, block.m_slot);
+        block.m_bHasRoom = allocate(getShape(in_uiSymbol).m_uiLength, block.m_slot);
     }
     return itBlock->second;
 }
 
-Slot Plan::getState(const Program& in_program, std::uint32_t in_uiSymbol)
+Slot Plan::getState(std::uint32_t in_uiSymbol)
 {
     const auto [itState, bNew] = m_states.try_emplace(in_uiSymbol);
-    const Shape& shape = getShape(in_program, in_uiSymbol);
+    const Shape& shape = getShape(in_uiSymbol);
     if (bNew && !shape.isFailed())
         allocate(shape.m_uiLength + 1, itState->second);
     return itState->second;

@@ -39,7 +39,7 @@ struct Shape
 /// How to compute for one set of lengths of the inputs, whatever is looked up. The lengths of all nodes are
 /// found first; a block is written when something that calls it is first asked for. All values have their
 /// places in one array, of which each evaluator has its own. Shared by clones; whoever adds to it, or copies
-/// from it, holds its mutex. What was handed out stays as it is.
+/// from it, holds its mutex. What was handed out stays as it is. Whoever uses it keeps the program.
 class Plan
 {
 public:
@@ -67,21 +67,24 @@ public:
     std::mutex& getMutex() { return m_mutex; }
 
     /// Writes the blocks that the variable needs.
-    Place prepare(const Program& in_program, std::uint32_t in_uiSymbol);
+    Place prepare(std::uint32_t in_uiSymbol);
     /// Where the value of the window before is: behind a value that is true if there is one. Empty for what
     /// cannot be computed or has no room.
-    Slot getState(const Program& in_program, std::uint32_t in_uiSymbol);
+    Slot getState(std::uint32_t in_uiSymbol);
 
     /// Of a variable.
-    const Shape& getShape(const Program& in_program, std::uint32_t in_uiSymbol) const;
-    std::uint32_t getBlock(const Program& in_program, std::uint32_t in_uiSymbol);
+    const Shape& getShape(std::uint32_t in_uiSymbol) const;
+    std::uint32_t getBlock(std::uint32_t in_uiSymbol);
     bool allocate(std::uint32_t in_uiSize, Slot& out_slot);
     /// For a window of that length. Null, with the reason, when the settings make no sense for it.
     const Kernel* getKernel(const Function& in_function, std::uint32_t in_uiWindow,
                             const std::vector<const std::vector<double>*>& in_vSettings,
                             std::string& out_strReason);
 
-    std::vector<Shape> m_vShapes;                                       ///< one a node of the program
+    std::vector<Shape> m_vShapes; ///< one a node of the program
+    // One a node, for the definition that is being written.
+    std::vector<bool> m_vNeeded;
+    std::vector<Slot> m_vSlots;
     std::unordered_map<std::uint32_t, std::string> m_failures;          ///< by the number of the node
     std::deque<std::string> m_vLateFailures;                            ///< met while blocks were written
     std::unordered_map<std::uint32_t, std::vector<double>> m_constants; ///< by the number of the node
@@ -90,6 +93,7 @@ public:
     std::vector<std::unique_ptr<Block>> m_vBlocks;
 
 private:
+    const Program& m_program;
     std::mutex m_mutex;
     std::vector<Slot> m_vInputs;
     std::vector<Shape> m_vInputShapes;

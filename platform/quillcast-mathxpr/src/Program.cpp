@@ -4,6 +4,7 @@
 #include "quillcast-core/Logger.h"
 
 #include <algorithm>
+#include <set>
 
 namespace Vexalor::Math::Xpr
 {
@@ -34,17 +35,6 @@ struct Step
 
 } // namespace
 
-Program::Program(const Program& in_other)
-    : m_vSymbols(in_other.m_vSymbols)
-    , m_names(in_other.m_names)
-    , m_vScripts(in_other.m_vScripts)
-    , m_structure(in_other.m_structure)
-    , m_uiNbInputs(in_other.m_uiNbInputs)
-    , m_uiNbNodes(in_other.m_uiNbNodes)
-    , m_bLinked(in_other.m_bLinked)
-{
-}
-
 std::uint32_t Program::find(const std::string& in_strName) const
 {
     const auto itName = m_names.find(in_strName);
@@ -61,24 +51,23 @@ std::uint32_t Program::intern(const std::string& in_strName)
 
 std::vector<std::uint32_t> Program::getUsed(std::uint32_t in_uiSymbol) const
 {
-    std::vector<std::uint32_t> vUsed = getUsedBefore(in_uiSymbol);
-    for (const Use& use : getDefinition(in_uiSymbol).m_vNames)
-        vUsed.push_back(getScriptOf(in_uiSymbol).m_vSymbols[use.m_uiReference]);
+    const Definition& definition = getDefinition(in_uiSymbol);
+    std::vector<std::uint32_t> vUsed = definition.m_vPrevious;
+    for (const Use& use : definition.m_vNames)
+        vUsed.push_back(use.m_uiSymbol);
     return vUsed;
 }
 
-std::vector<std::uint32_t> Program::getUsedBefore(std::uint32_t in_uiSymbol) const
+std::string Program::where(std::uint32_t in_uiNode) const
 {
-    std::vector<std::uint32_t> vUsed;
-    for (const std::uint32_t uiReference : getDefinition(in_uiSymbol).m_vPrevious)
-        vUsed.push_back(getScriptOf(in_uiSymbol).m_vSymbols[uiReference]);
-    return vUsed;
+    const Node& node = m_vNodes[in_uiNode];
+    return place(m_vScripts[m_vSymbols[node.m_uiOwner].m_uiScript].m_strPath, node.m_uiLine);
 }
 
 bool Program::hasScript(const std::string& in_strName) const
 {
     return std::any_of(m_vScripts.begin(), m_vScripts.end(),
-                       [&](const LoadedScript& in_script) { return in_script.m_strName == in_strName; });
+                       [&](const Source& in_script) { return in_script.m_strName == in_strName; });
 }
 
 bool Program::isDefined(const std::string& in_strName) const
@@ -91,28 +80,13 @@ bool Program::isFree(const std::string& in_strName) const
 {
     return !isDefined(in_strName) &&
            std::none_of(m_vScripts.begin(), m_vScripts.end(),
-                        [&](const LoadedScript& in_script)
+                        [&](const Source& in_script)
                         { return isDefined(in_script.m_strName + "." + in_strName); });
 }
 
-void Program::define(std::uint32_t in_uiScript, std::uint32_t in_uiDefinition, const std::string& in_strName)
+bool Program::addScript(const std::string& in_strName, const Script& in_script)
 {
-    Symbol& symbol = m_vSymbols[intern(in_strName)];
-    symbol.m_kind = Symbol::Kind::EXPRESSION;
-    symbol.m_uiScript = in_uiScript;
-    symbol.m_uiDefinition = in_uiDefinition;
-}
-
-std::uint32_t Program::load(const std::string& in_strName, const std::shared_ptr<const Script>& in_pScript)
-{
-    m_vScripts.push_back({in_strName, in_pScript, {}, m_uiNbNodes});
-    m_uiNbNodes += static_cast<std::uint32_t>(in_pScript->m_vNodes.size());
-    return static_cast<std::uint32_t>(m_vScripts.size() - 1);
-}
-
-bool Program::addScript(const std::string& in_strName, const std::shared_ptr<const Script>& in_pScript)
-{
-    for (const Definition& definition : in_pScript->m_vDefinitions)
+    for (const Definition& definition : in_script.m_vDefinitions)
     {
         const std::uint32_t uiGlobal = find(definition.m_strName);
         if (uiGlobal == NONE)
@@ -120,28 +94,64 @@ bool Program::addScript(const std::string& in_strName, const std::shared_ptr<con
         const Symbol::Kind kind = m_vSymbols[uiGlobal].m_kind;
         if (kind == Symbol::Kind::INPUT || kind == Symbol::Kind::CONSTANT)
         {
-            QC_ERROR(in_pScript->where(definition.m_uiLine)
+            QC_ERROR(place(in_script.m_strSource, definition.m_uiLine)
                      << "'" << definition.m_strName << "' is an input or a constant and cannot be defined");
             return false;
         }
     }
-    const std::uint32_t uiScript = load(in_strName, in_pScript);
-    for (std::uint32_t i = 0; i < in_pScript->m_vDefinitions.size(); ++i)
-        define(uiScript, i, in_strName + "." + in_pScript->m_vDefinitions[i].m_strName);
-    for (const std::string& strReference : in_pScript->m_vReferences)
-    {
-        const std::uint32_t uiOwn = find(in_strName + "." + strReference);
-        const bool bOwn = uiOwn != NONE && m_vSymbols[uiOwn].m_kind == Symbol::Kind::EXPRESSION;
-        m_vScripts.back().m_vSymbols.push_back(bOwn ? uiOwn : intern(strReference));
-    }
+    load(in_strName, in_script);
     return true;
 }
 
-void Program::addExpression(const std::string& in_strName, const std::shared_ptr<const Script>& in_pScript)
+void Program::load(const std::string& in_strName, const Script& in_script)
 {
-    define(load("", in_pScript), 0, in_strName);
-    for (const std::string& strReference : in_pScript->m_vReferences)
-        m_vScripts.back().m_vSymbols.push_back(intern(strReference));
+    const std::string strPrefix = in_strName.empty() ? "" : in_strName + ".";
+    std::vector<std::uint32_t> vDefined;
+    for (const Definition& definition : in_script.m_vDefinitions)
+    {
+        vDefined.push_back(intern(strPrefix + definition.m_strName));
+        Symbol& symbol = m_vSymbols[vDefined.back()];
+        symbol.m_kind = Symbol::Kind::EXPRESSION;
+        symbol.m_uiScript = static_cast<std::uint32_t>(m_vScripts.size());
+        symbol.m_uiDefinition = static_cast<std::uint32_t>(m_vDefinitions.size());
+        m_vDefinitions.push_back(definition);
+    }
+    m_vScripts.push_back({in_strName, in_script.m_strSource});
+    // A name is one of the script itself, if there is such.
+    std::vector<std::uint32_t> vReferences;
+    for (const std::string& strReference : in_script.m_vReferences)
+    {
+        const std::uint32_t uiOwn = find(strPrefix + strReference);
+        vReferences.push_back(uiOwn != NONE && isExpression(uiOwn) ? uiOwn : intern(strReference));
+    }
+    const auto uiFirstNode = static_cast<std::uint32_t>(m_vNodes.size());
+    for (const std::uint32_t uiSymbol : vDefined)
+        loadNodes(in_script, uiSymbol, vReferences);
+    for (const std::uint32_t uiNode : in_script.m_vArguments)
+        m_vArguments.push_back(uiFirstNode + uiNode);
+}
+
+/// Of a definition: those of the ones before it in the script, but no arguments of the script, are there.
+void Program::loadNodes(const Script& in_script, std::uint32_t in_uiSymbol,
+                        const std::vector<std::uint32_t>& in_vReferences)
+{
+    Definition& definition = m_vDefinitions[m_vSymbols[in_uiSymbol].m_uiDefinition];
+    const std::uint32_t uiShift = static_cast<std::uint32_t>(m_vNodes.size()) - definition.m_uiFirstNode;
+    for (std::uint32_t i = definition.m_uiFirstNode; i <= definition.m_uiRoot; ++i)
+    {
+        Node& node = m_vNodes.emplace_back(in_script.m_vNodes[i]);
+        node.m_uiFirstArgument += static_cast<std::uint32_t>(m_vArguments.size());
+        node.m_uiSelect += node.m_uiSelect == 0 ? 0 : uiShift;
+        node.m_uiOwner = in_uiSymbol;
+        if (node.m_op == Op::NAME || node.m_op == Op::PREVIOUS)
+            node.m_uiSymbol = in_vReferences[node.m_uiSymbol];
+    }
+    definition.m_uiFirstNode += uiShift;
+    definition.m_uiRoot += uiShift;
+    for (Use& use : definition.m_vNames)
+        use.m_uiSymbol = in_vReferences[use.m_uiSymbol];
+    for (std::uint32_t& uiSymbol : definition.m_vPrevious)
+        uiSymbol = in_vReferences[uiSymbol];
 }
 
 std::uint32_t Program::addInput(const std::string& in_strName)
@@ -157,7 +167,7 @@ void Program::setConstant(const std::string& in_strName, double in_dValue)
     Symbol& symbol = m_vSymbols[intern(in_strName)];
     symbol.m_kind = Symbol::Kind::CONSTANT;
     symbol.m_dValue = in_dValue;
-    m_vPlans.clear();
+    m_plans.m_vLatest.clear();
 }
 
 bool Program::isAvailable(std::uint32_t in_uiSymbol) const
@@ -178,7 +188,7 @@ bool Program::link(bool in_bComplete)
 {
     QC_TRACE("Math::Xpr::Program::link");
     m_bLinked = false;
-    m_vPlans.clear();
+    m_plans.m_vLatest.clear();
     m_structure = {};
     std::vector<std::uint32_t>& vOrder = m_structure.m_vOrder;
     if (!sort(vOrder))
@@ -234,8 +244,7 @@ bool Program::sort(std::vector<std::uint32_t>& out_vOrder)
                 vPath.pop_back();
                 continue;
             }
-            const std::uint32_t uiUsed =
-                getScriptOf(step.m_uiSymbol).m_vSymbols[vNames[step.m_uiNext++].m_uiReference];
+            const std::uint32_t uiUsed = vNames[step.m_uiNext++].m_uiSymbol;
             if (!isExpression(uiUsed) || vVisits[uiUsed] == Visit::DONE)
                 continue;
             if (vVisits[uiUsed] == Visit::OPEN)
@@ -263,58 +272,42 @@ bool Program::reportCycle(const std::vector<std::uint32_t>& in_vPath, std::uint3
             strCycle += m_vSymbols[*itStep].m_strName + " -> ";
     if (uiShown > MOST_SHOWN)
         strCycle += "... -> ";
-    QC_ERROR(getScriptOf(in_uiSymbol).m_pScript->where(getDefinition(in_uiSymbol).m_uiLine)
-             << "cycle: " << strCycle << m_vSymbols[in_uiSymbol].m_strName
-             << "; only prev(name, initial) may refer back");
+    const Symbol& symbol = m_vSymbols[in_uiSymbol];
+    QC_ERROR(place(m_vScripts[symbol.m_uiScript].m_strPath, getDefinition(in_uiSymbol).m_uiLine)
+             << "cycle: " << strCycle << symbol.m_strName << "; only prev(name, initial) may refer back");
     return false;
-}
-
-/// The line of an expression where a reference stands.
-std::uint32_t Program::getLineOf(std::uint32_t in_uiSymbol, std::uint32_t in_uiReference) const
-{
-    const Definition& definition = getDefinition(in_uiSymbol);
-    const std::vector<Node>& vNodes = getScriptOf(in_uiSymbol).m_pScript->m_vNodes;
-    for (std::uint32_t i = definition.m_uiFirstNode; i <= definition.m_uiRoot; ++i)
-        if ((vNodes[i].m_op == Op::NAME || vNodes[i].m_op == Op::PREVIOUS) &&
-            vNodes[i].m_uiReference == in_uiReference)
-            return vNodes[i].m_uiLine;
-    return definition.m_uiLine;
 }
 
 void Program::reportUnknown(std::uint32_t in_uiSymbol, unsigned int& io_uiReported) const
 {
     const Definition& definition = getDefinition(in_uiSymbol);
-    const LoadedScript& script = getScriptOf(in_uiSymbol);
-    std::vector<std::uint32_t> vReferences = definition.m_vPrevious;
-    for (const Use& use : definition.m_vNames)
-        vReferences.push_back(use.m_uiReference);
-    std::sort(vReferences.begin(), vReferences.end());
-    vReferences.erase(std::unique(vReferences.begin(), vReferences.end()), vReferences.end());
-    for (const std::uint32_t uiReference : vReferences)
+    std::set<std::uint32_t> met;
+    for (std::uint32_t i = definition.m_uiFirstNode; i <= definition.m_uiRoot; ++i)
     {
-        const std::string& strName = m_vSymbols[script.m_vSymbols[uiReference]].m_strName;
-        if (isAvailable(script.m_vSymbols[uiReference]) || ++io_uiReported > MOST_REPORTED)
+        const Node& node = m_vNodes[i];
+        if ((node.m_op != Op::NAME && node.m_op != Op::PREVIOUS) || isAvailable(node.m_uiSymbol) ||
+            !met.insert(node.m_uiSymbol).second || ++io_uiReported > MOST_REPORTED)
             continue;
+        const std::string& strName = m_vSymbols[node.m_uiSymbol].m_strName;
         const std::size_t uiDot = strName.find('.');
         const bool bNoScript = uiDot != std::string::npos && !hasScript(strName.substr(0, uiDot));
         const char* hint = strName == "rate" ? ": the sampling rate was not set"
                            : bNoScript       ? ": that script was not added"
                                              : "";
-        QC_ERROR(script.m_pScript->where(getLineOf(in_uiSymbol, uiReference))
-                 << "unknown name '" << strName << "'" << hint);
+        QC_ERROR(where(i) << "unknown name '" << strName << "'" << hint);
     }
 }
 
 std::shared_ptr<Plan> Program::getPlan(const std::vector<std::uint32_t>& in_vLengths) const
 {
-    const std::lock_guard<std::mutex> lock(m_planMutex);
-    for (const auto& pPlan : m_vPlans)
+    const std::lock_guard<std::mutex> lock(m_plans.m_mutex);
+    for (const auto& pPlan : m_plans.m_vLatest)
         if (pPlan->isFor(in_vLengths))
             return pPlan;
     auto pPlan = std::make_shared<Plan>(*this, in_vLengths);
-    if (m_vPlans.size() == MOST_PLANS)
-        m_vPlans.erase(m_vPlans.begin());
-    m_vPlans.push_back(pPlan);
+    if (m_plans.m_vLatest.size() == MOST_PLANS)
+        m_plans.m_vLatest.erase(m_plans.m_vLatest.begin());
+    m_plans.m_vLatest.push_back(pPlan);
     return pPlan;
 }
 

@@ -30,19 +30,10 @@ struct Symbol
     std::string m_strName; ///< with its script
     Kind m_kind = Kind::UNKNOWN;
     std::uint32_t m_uiScript = 0;     ///< of an expression
-    std::uint32_t m_uiDefinition = 0; ///< of an expression, in its script
+    std::uint32_t m_uiDefinition = 0; ///< of an expression
     std::uint32_t m_uiInput = 0;      ///< number of an input
     double m_dValue = 0.0;            ///< of a constant
     bool m_bLinked = false;           ///< of an expression
-};
-
-/// A script and what its references mean in the program.
-struct LoadedScript
-{
-    std::string m_strName; ///< empty for a single expression
-    std::shared_ptr<const Script> m_pScript;
-    std::vector<std::uint32_t> m_vSymbols; ///< one a reference
-    std::uint32_t m_uiFirstNode = 0;       ///< number of its first node among those of all scripts
 };
 
 /// Everything that an evaluator knows before it computes: names, scripts, the order of their evaluation.
@@ -52,10 +43,6 @@ class Program
 public:
     static constexpr std::uint32_t NONE = ~std::uint32_t(0);
 
-    Program() = default;
-    Program(const Program& in_other);
-    Program& operator=(const Program&) = delete;
-
     std::uint32_t find(const std::string& in_strName) const;
     const Symbol& getSymbol(std::uint32_t in_uiSymbol) const { return m_vSymbols[in_uiSymbol]; }
     const std::vector<Symbol>& getSymbols() const { return m_vSymbols; }
@@ -63,27 +50,31 @@ public:
     {
         return m_vSymbols[in_uiSymbol].m_kind == Symbol::Kind::EXPRESSION;
     }
-    // Of an expression.
-    const LoadedScript& getScriptOf(std::uint32_t in_uiSymbol) const
-    {
-        return m_vScripts[m_vSymbols[in_uiSymbol].m_uiScript];
-    }
+    /// Of an expression.
     const Definition& getDefinition(std::uint32_t in_uiSymbol) const
     {
-        return getScriptOf(in_uiSymbol).m_pScript->m_vDefinitions[m_vSymbols[in_uiSymbol].m_uiDefinition];
+        return m_vDefinitions[m_vSymbols[in_uiSymbol].m_uiDefinition];
     }
-    /// The symbols that it refers to, in this window or the one before; those of the one before.
+    /// The symbols that an expression refers to, in this window or the one before.
     std::vector<std::uint32_t> getUsed(std::uint32_t in_uiSymbol) const;
-    std::vector<std::uint32_t> getUsedBefore(std::uint32_t in_uiSymbol) const;
-    std::uint32_t getNbNodes() const { return m_uiNbNodes; }
+
+    std::size_t getNbNodes() const { return m_vNodes.size(); }
+    const Node& getNode(std::uint32_t in_uiNode) const { return m_vNodes[in_uiNode]; }
+    /// The number of the node that is an argument of that node.
+    std::uint32_t getArgument(std::uint32_t in_uiNode, std::uint32_t in_uiIndex) const
+    {
+        return m_vArguments[m_vNodes[in_uiNode].m_uiFirstArgument + in_uiIndex];
+    }
+    /// For messages: file and line of a node.
+    std::string where(std::uint32_t in_uiNode) const;
     bool hasScript(const std::string& in_strName) const;
 
     /// True when the name stands for nothing yet, among all scripts.
     bool isFree(const std::string& in_strName) const;
 
     /// False, reported, when the script defines what is an input or constant.
-    bool addScript(const std::string& in_strName, const std::shared_ptr<const Script>& in_pScript);
-    void addExpression(const std::string& in_strName, const std::shared_ptr<const Script>& in_pScript);
+    bool addScript(const std::string& in_strName, const Script& in_script);
+    void addExpression(const Script& in_script) { load("", in_script); }
     std::uint32_t addInput(const std::string& in_strName);
     void setConstant(const std::string& in_strName, double in_dValue);
 
@@ -95,27 +86,45 @@ public:
     std::shared_ptr<Plan> getPlan(const std::vector<std::uint32_t>& in_vLengths) const;
 
 private:
+    /// A script without a name is a single expression.
+    struct Source
+    {
+        std::string m_strName;
+        std::string m_strPath; ///< for messages
+    };
+
+    /// Made for this program: a copy begins without.
+    struct Plans
+    {
+        Plans() = default;
+        Plans(const Plans&) {}
+        Plans& operator=(const Plans&) = delete;
+
+        std::mutex m_mutex;
+        std::vector<std::shared_ptr<Plan>> m_vLatest;
+    };
+
     bool isDefined(const std::string& in_strName) const;
     std::uint32_t intern(const std::string& in_strName);
-    std::uint32_t load(const std::string& in_strName, const std::shared_ptr<const Script>& in_pScript);
-    void define(std::uint32_t in_uiScript, std::uint32_t in_uiDefinition, const std::string& in_strName);
+    void load(const std::string& in_strName, const Script& in_script);
+    void loadNodes(const Script& in_script, std::uint32_t in_uiSymbol,
+                   const std::vector<std::uint32_t>& in_vReferences);
     bool sort(std::vector<std::uint32_t>& out_vOrder);
     bool reportCycle(const std::vector<std::uint32_t>& in_vPath, std::uint32_t in_uiSymbol) const;
     void reportUnknown(std::uint32_t in_uiSymbol, unsigned int& io_uiReported) const;
     bool isAvailable(std::uint32_t in_uiSymbol) const;
     bool hasAll(std::uint32_t in_uiSymbol) const;
-    std::uint32_t getLineOf(std::uint32_t in_uiSymbol, std::uint32_t in_uiReference) const;
 
     std::vector<Symbol> m_vSymbols;
     std::unordered_map<std::string, std::uint32_t> m_names;
-    std::vector<LoadedScript> m_vScripts;
+    std::vector<Source> m_vScripts;
+    std::vector<Definition> m_vDefinitions;
+    std::vector<Node> m_vNodes;
+    std::vector<std::uint32_t> m_vArguments;
     Structure m_structure;
     std::uint32_t m_uiNbInputs = 0;
-    std::uint32_t m_uiNbNodes = 0;
     bool m_bLinked = false;
-
-    mutable std::mutex m_planMutex;
-    mutable std::vector<std::shared_ptr<Plan>> m_vPlans; ///< the latest ones
+    mutable Plans m_plans;
 };
 
 /// Writes the graph of a program for Graphviz.

@@ -36,8 +36,8 @@ enum class Op : std::uint8_t
     NOT,
     // Others.
     NUMBER,   ///< m_dNumber
-    NAME,     ///< reference m_uiReference
-    PREVIOUS, ///< reference m_uiReference; argument: initial value
+    NAME,     ///< m_uiSymbol
+    PREVIOUS, ///< m_uiSymbol; argument: initial value
     SELECT,   ///< condition, value if true, value if not; arms m_uiArm and the next one
     VECTOR,   ///< arguments joined
     INDEX,    ///< vector, index
@@ -48,18 +48,21 @@ enum class Op : std::uint8_t
 constexpr std::size_t NB_BINARY = static_cast<std::size_t>(Op::MAXIMUM) + 1;
 constexpr std::size_t NB_ELEMENTWISE = static_cast<std::size_t>(Op::NOT) + 1;
 
+/// Nodes, arguments and names have numbers of their own in a script; a program that takes it over gives them
+/// its numbers, and symbols for the names.
 struct Node
 {
     Op m_op;
     std::uint32_t m_uiLine;
-    std::uint32_t m_uiFirstArgument; ///< into Script::m_vArguments
+    std::uint32_t m_uiFirstArgument; ///< into m_vArguments
     std::uint32_t m_uiNbArguments;
     std::uint32_t m_uiSelect; ///< the SELECT that this node is the condition of; 0: none
+    std::uint32_t m_uiOwner;  ///< in a program: the symbol whose definition this is a part of
     union
     {
         double m_dNumber;
-        std::uint32_t m_uiReference; ///< into Script::m_vReferences
-        std::uint32_t m_uiArm;       ///< into Definition::m_vArms
+        std::uint32_t m_uiSymbol; ///< in a script: into m_vReferences
+        std::uint32_t m_uiArm;    ///< into Definition::m_vArms
         const Function* m_pFunction;
     };
 };
@@ -69,8 +72,8 @@ struct Use
 {
     static constexpr std::uint32_t LENGTH_ONLY = ~std::uint32_t(0);
 
-    std::uint32_t m_uiReference; ///< into Script::m_vReferences
-    std::uint32_t m_uiArm;       ///< into Definition::m_vArms; LENGTH_ONLY inside of size()
+    std::uint32_t m_uiSymbol;
+    std::uint32_t m_uiArm; ///< into Definition::m_vArms; LENGTH_ONLY inside of size()
 };
 
 /// name = expression. The expression is the nodes from the first to the root. The nodes of an argument are in
@@ -83,7 +86,7 @@ struct Definition
     std::uint32_t m_uiFirstNode;
     std::uint32_t m_uiRoot;
     std::vector<Use> m_vNames;
-    std::vector<std::uint32_t> m_vPrevious; ///< references to values of the window before
+    std::vector<std::uint32_t> m_vPrevious; ///< symbols: references to values of the window before
     /// What is computed under one condition: the whole expression, then two arms for each SELECT. Of each,
     /// the arm that it is in.
     std::vector<std::uint32_t> m_vArms{0};
@@ -98,9 +101,10 @@ struct Script
     std::vector<Node> m_vNodes;
     std::vector<std::uint32_t> m_vArguments;
     std::vector<std::string> m_vReferences; ///< distinct names, as written
-
-    std::string where(std::uint32_t in_uiLine) const;
 };
+
+/// For messages: "path:line: ".
+std::string place(const std::string& in_strPath, std::uint32_t in_uiLine);
 
 bool isName(std::string_view in_strText);
 /// Words of the language, functions and named numbers: nothing else can have these names.

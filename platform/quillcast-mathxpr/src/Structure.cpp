@@ -122,7 +122,7 @@ public:
     void place()
     {
         for (const std::uint32_t uiSymbol : m_structure.m_vOrder)
-            for (const std::uint32_t uiPrevious : m_program.getUsedBefore(uiSymbol))
+            for (const std::uint32_t uiPrevious : m_program.getDefinition(uiSymbol).m_vPrevious)
                 m_vDemands[uiPrevious].m_bSeveral = true;
         // Users first: at its turn everything that needs a definition is known.
         for (std::size_t i = m_structure.m_vOrder.size(); i-- > 0;)
@@ -150,10 +150,9 @@ private:
         place.m_uiFirstArm = static_cast<std::uint32_t>(m_structure.m_vScopes.size());
         for (std::size_t i = 1; i < definition.m_vArms.size(); ++i)
             addScope(m_structure.scopeOf(in_uiSymbol, definition.m_vArms[i]));
-        const std::vector<std::uint32_t>& vSymbols = m_program.getScriptOf(in_uiSymbol).m_vSymbols;
         for (const Use& use : definition.m_vNames)
             if (use.m_uiArm != Use::LENGTH_ONLY)
-                need(vSymbols[use.m_uiReference], m_structure.scopeOf(in_uiSymbol, use.m_uiArm));
+                need(use.m_uiSymbol, m_structure.scopeOf(in_uiSymbol, use.m_uiArm));
     }
 
     std::uint32_t addScope(std::uint32_t in_uiAround)
