@@ -9,7 +9,7 @@
 namespace Vexalor
 {
 
-/// Several feature computers side by side: their features one behind the other, in the order of addition.
+/// Several feature computers side by side: their features one after the other, in the order of addition.
 /// Inputs are handed on to each of them that takes inputs; a name that one of those does not know is refused.
 class FeatureComputerSequence final : public virtual FeatureComputerWithInputs
 {
@@ -21,7 +21,6 @@ public:
 
     /// Takes ownership. Null is refused: reported, false.
     bool add(FeatureComputer* in_pComputer);
-    std::size_t getNbComputers() const { return m_vComputers.size(); }
 
     /// Resets all, also after one has failed.
     bool reset() override;

@@ -17,12 +17,6 @@ double sumOfSquares(const double* in_pValues, std::size_t in_uiSize);
 /// How many pairs of neighbours differ in sign, where zero (of either sign) is positive and nan negative.
 std::size_t countZeroCrossings(const double* in_pValues, std::size_t in_uiSize);
 
-/// |sum over n of x[n] exp(-2 pi i f n)|^2 for one frequency f in cycles per sample, by Goertzel's recurrence
-/// (G. Goertzel, "An algorithm for the evaluation of finite trigonometric series", American Mathematical
-/// Monthly 65, 1958). Loses digits for frequencies close to 0 and to half a cycle; for fixed frequencies
-/// multiply by a table instead.
-double tonePower(const double* in_pValues, std::size_t in_uiSize, double in_dFrequency);
-
 /// out[n] = (x[n] - c x[n-1]) w[n], where x[-1] is taken as x[0]. out may not overlap the others.
 void emphasiseAndTaper(const double* in_pValues, const double* in_pTaper, std::size_t in_uiSize,
                        double in_dCoefficient, double* out_pValues);

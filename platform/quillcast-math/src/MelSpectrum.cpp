@@ -88,21 +88,23 @@ const char* findFault(const MelSpectrum::Config& in_config, std::size_t in_uiWin
     const std::size_t uiFftSize = fftSize(in_config, in_uiWindowSize);
     if (!std::has_single_bit(uiFftSize) || uiFftSize < std::max<std::size_t>(in_uiWindowSize, 2) ||
         uiFftSize > RealFft::MAX_SIZE)
-        return "m_uiFftSize must be 0 or a power of two from the size of the window to 1048576";
+        return "the size of the FFT (m_uiFftSize) must be 0 or a power of two from the size of the window to "
+               "1048576";
     if (!(in_config.m_dSamplingRate > 0.0) || !std::isfinite(in_config.m_dSamplingRate))
-        return "m_dSamplingRate must be positive";
+        return "the sampling rate (m_dSamplingRate) must be positive";
     if (in_config.m_uiNbBands == 0 || in_config.m_uiNbBands > uiFftSize / 2 + 1)
-        return "m_uiNbBands must be from 1 to the number of bins of the spectrum";
+        return "the number of bands (m_uiNbBands) must be from 1 to the number of bins of the spectrum";
     const double dHigh = highFrequency(in_config);
     if (!(in_config.m_dLowFrequency >= 0.0 && in_config.m_dLowFrequency < dHigh &&
           dHigh <= in_config.m_dSamplingRate / 2))
-        return "0 <= m_dLowFrequency < m_dHighFrequency <= m_dSamplingRate / 2 must hold";
+        return "the lowest frequency (m_dLowFrequency) must be 0 or above, the highest (m_dHighFrequency) "
+               "above it and at most half the sampling rate";
     if (!(in_config.m_dPreEmphasis >= 0.0 && in_config.m_dPreEmphasis <= 1.0))
-        return "m_dPreEmphasis must be from 0 to 1";
+        return "the pre-emphasis (m_dPreEmphasis) must be from 0 to 1";
     if (findTaper(in_config.m_strTaper) == nullptr)
-        return "m_strTaper must be \"hamming\", \"hann\" or \"none\"";
+        return "the taper (m_strTaper) must be \"hamming\", \"hann\" or \"none\"";
     if (!(in_config.m_dFloor >= std::numeric_limits<double>::min()) || !std::isfinite(in_config.m_dFloor))
-        return "m_dFloor must be positive";
+        return "the floor (m_dFloor) must be positive";
     return nullptr;
 }
 

@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
-#include <numbers>
 
 namespace Vexalor::SignalKernels
 {
@@ -253,21 +252,6 @@ std::size_t countZeroCrossings(const double* in_pValues, std::size_t in_uiSize)
 {
     return Lanes::isWide() ? countZeroCrossingsWide(in_pValues, in_uiSize)
                            : countZeroCrossings_i<Two>(in_pValues, in_uiSize);
-}
-
-double tonePower(const double* in_pValues, std::size_t in_uiSize, double in_dFrequency)
-{
-    const long double dAngle = 2 * std::numbers::pi_v<long double> * in_dFrequency;
-    const double dTwiceCosine = static_cast<double>(2 * std::cos(dAngle));
-    double dLast = 0.0;
-    double dLastButOne = 0.0;
-    for (std::size_t i = 0; i < in_uiSize; ++i)
-    {
-        const double dNew = in_pValues[i] + dTwiceCosine * dLast - dLastButOne;
-        dLastButOne = dLast;
-        dLast = dNew;
-    }
-    return dLast * dLast + dLastButOne * dLastButOne - dTwiceCosine * dLast * dLastButOne;
 }
 
 void emphasiseAndTaper(const double* in_pValues, const double* in_pTaper, std::size_t in_uiSize,

@@ -13,13 +13,13 @@ const char* ToneEnergies::findFault(double in_dRate, const double* in_pFrequenci
                                     std::size_t in_uiNbFrequencies, std::size_t in_uiWindowSize)
 {
     if (!(in_dRate > 0.0) || !std::isfinite(in_dRate))
-        return "m_dSamplingRate must be positive";
+        return "the sampling rate (m_dSamplingRate) must be positive";
     if (in_uiNbFrequencies == 0)
-        return "m_vFrequencies is empty";
+        return "there are no frequencies (m_vFrequencies)";
     if (!std::all_of(in_pFrequencies, in_pFrequencies + in_uiNbFrequencies,
                      [&](double in_dFrequency)
                      { return in_dFrequency > 0.0 && in_dFrequency < in_dRate / 2; }))
-        return "m_vFrequencies must be above 0 and below half the sampling rate";
+        return "the frequencies (m_vFrequencies) must be above 0 and below half the sampling rate";
     if (in_uiWindowSize > MAX_TABLE / SignalKernels::paddedColumns(2 * in_uiNbFrequencies))
         return "too many frequencies for so large a window";
     return nullptr;

@@ -79,7 +79,7 @@ TEST(DoubleVectorTest, ParseAndReadShareOneGrammar)
         std::string m_strText;
         bool m_bValid;
         DoubleVector m_vValues;
-        std::size_t m_uiRest; // characters left behind the form
+        std::size_t m_uiRest; // characters left after the form
     };
     const std::string strZeros(3000, '0');
     const Case cases[] = {

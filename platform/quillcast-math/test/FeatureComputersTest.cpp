@@ -12,6 +12,7 @@
 #include "test-support/TempDir.h"
 
 #include <cmath>
+#include <complex>
 #include <functional>
 #include <gtest/gtest.h>
 #include <limits>
@@ -383,13 +384,15 @@ TEST(MelFeaturesTest, RefuseSettingsThatMakeNoSense)
         std::function<void(Config&)> m_change;
         std::string m_strReason;
     };
-    const std::string strBands = "m_uiNbBands must be from 1 to the number of bins of the spectrum";
-    const std::string strEdges = "0 <= m_dLowFrequency < m_dHighFrequency <= m_dSamplingRate / 2 must hold";
-    const std::string strFft =
-        "m_uiFftSize must be 0 or a power of two from the size of the window to 1048576";
-    const std::string strRate = "m_dSamplingRate must be positive";
-    const std::string strEmphasis = "m_dPreEmphasis must be from 0 to 1";
-    const std::string strFloor = "m_dFloor must be positive";
+    const std::string strBands =
+        "the number of bands (m_uiNbBands) must be from 1 to the number of bins of the spectrum";
+    const std::string strEdges = "the lowest frequency (m_dLowFrequency) must be 0 or above, the highest "
+                                 "(m_dHighFrequency) above it and at most half the sampling rate";
+    const std::string strFft = "the size of the FFT (m_uiFftSize) must be 0 or a power of two from the size "
+                               "of the window to 1048576";
+    const std::string strRate = "the sampling rate (m_dSamplingRate) must be positive";
+    const std::string strEmphasis = "the pre-emphasis (m_dPreEmphasis) must be from 0 to 1";
+    const std::string strFloor = "the floor (m_dFloor) must be positive";
     const Case cases[] = {
         {[](Config& io_config) { io_config.m_uiNbBands = 0; }, strBands},
         {[](Config& io_config) { io_config.m_uiNbBands = 130; }, strBands},
@@ -409,7 +412,7 @@ TEST(MelFeaturesTest, RefuseSettingsThatMakeNoSense)
         {[](Config& io_config) { io_config.m_dFloor = 0; }, strFloor},
         {[](Config& io_config) { io_config.m_dFloor = INFINITE; }, strFloor},
         {[](Config& io_config) { io_config.m_strTaper = "Hamming"; },
-         "m_strTaper must be \"hamming\", \"hann\" or \"none\""},
+         "the taper (m_strTaper) must be \"hamming\", \"hann\" or \"none\""},
     };
     const DoubleVector vWindow = noise(200);
     DoubleVector vFeatures;
@@ -486,9 +489,13 @@ TEST(ToneEnergyTest, IsTheEnergyThatTheToneMakesUp)
     const DoubleVector vNoise = noise(201);
     const DoubleVector vMany = features(many, vNoise);
     for (std::size_t uiTone = 0; uiTone < vFrequencies.size(); ++uiTone)
-        EXPECT_NEAR(vMany[uiTone],
-                    2.0 / 201 * SignalKernels::tonePower(vNoise.begin(), 201, vFrequencies[uiTone] / 8000),
-                    1e-10);
+    {
+        std::complex<double> sum;
+        for (std::size_t n = 0; n < vNoise.size(); ++n)
+            sum += vNoise[n] * std::polar(1.0, -2 * std::numbers::pi * vFrequencies[uiTone] / 8000 *
+                                                   static_cast<double>(n));
+        EXPECT_NEAR(vMany[uiTone], 2.0 / 201 * std::norm(sum), 1e-10);
+    }
 }
 
 TEST(ToneEnergyTest, RefusesSettingsThatMakeNoSense)
@@ -499,14 +506,15 @@ TEST(ToneEnergyTest, RefusesSettingsThatMakeNoSense)
         DoubleVector m_vFrequencies;
         std::string m_strReason;
     };
-    const std::string strRange = "m_vFrequencies must be above 0 and below half the sampling rate";
+    const std::string strRange =
+        "the frequencies (m_vFrequencies) must be above 0 and below half the sampling rate";
     const Case cases[] = {
-        {8000, {}, "m_vFrequencies is empty"},
+        {8000, {}, "there are no frequencies (m_vFrequencies)"},
         {8000, {0}, strRange},
         {8000, {1000, 4000}, strRange},
         {8000, {NOT_A_NUMBER}, strRange},
-        {-8000, {1000}, "m_dSamplingRate must be positive"},
-        {NOT_A_NUMBER, {1000}, "m_dSamplingRate must be positive"},
+        {-8000, {1000}, "the sampling rate (m_dSamplingRate) must be positive"},
+        {NOT_A_NUMBER, {1000}, "the sampling rate (m_dSamplingRate) must be positive"},
         {8000, DoubleVector(100000, 1000), "too many frequencies for so large a window"},
     };
     const DoubleVector vWindow = noise(200);
@@ -588,7 +596,7 @@ TEST(FeatureComputerSequenceTest, RefusesEmptyNullAndFailingOnes)
     const Testing::LogCapture log("quillcast.math");
     EXPECT_TRUE(sequence.setInput("audio", vWindow));
     EXPECT_FALSE(sequence.computeFeatures(vFeatures));
-    EXPECT_EQ(log.count("m_vFrequencies is empty"), 1u);
+    EXPECT_EQ(log.count("there are no frequencies (m_vFrequencies)"), 1u);
 }
 
 TEST(FeatureArchiveTest, AllClassesAsInTheGolden)
@@ -648,7 +656,7 @@ TEST(FeatureArchiveTest, DamagedCopiesAreRefusedOrUsable)
             continue;
         strCopy = strGolden;
         strCopy.erase(uiByte, strGolden.find('\n', uiByte + 1) - uiByte);
-        ASSERT_TRUE(isHandled(strCopy, vWindow)) << "line behind byte " << uiByte << " deleted";
+        ASSERT_TRUE(isHandled(strCopy, vWindow)) << "line after byte " << uiByte << " deleted";
     }
 }
 

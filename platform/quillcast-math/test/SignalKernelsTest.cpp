@@ -1,5 +1,4 @@
 #include "quillcast-math/SignalKernels.h"
-#include "quillcast-math/RealFft.h"
 #include "quillcast-math/src/VectorLanes.h"
 
 #include <algorithm>
@@ -135,16 +134,4 @@ TEST(SignalKernelsTest, LogarithmsAreAccurateOverTheWholeRange)
     SignalKernels::naturalLogarithms(special, 2);
     EXPECT_EQ(special[0], std::numeric_limits<double>::infinity());
     EXPECT_TRUE(std::isnan(special[1]));
-}
-
-TEST(SignalKernelsTest, TonePowerIsABinOfTheTransform)
-{
-    const std::vector<double> vValues = randomValues(128, 4);
-    RealFft fft;
-    ASSERT_TRUE(fft.setSize(128));
-    std::vector<double> vPower(65);
-    fft.powerSpectrum(vValues.data(), vPower.data());
-    for (const std::size_t uiBin : {3, 17, 40, 61})
-        EXPECT_NEAR(SignalKernels::tonePower(vValues.data(), 128, static_cast<double>(uiBin) / 128),
-                    vPower[uiBin], 1e-10);
 }
