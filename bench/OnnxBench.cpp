@@ -1,5 +1,5 @@
 // ONNX networks beside plain loops over the same weights: 40-64-2 with Relu and Softmax, and a GRU of 64
-// behind 40 inputs with two outputs; what a clone takes.
+// after 40 inputs, with two outputs; what a clone takes.
 
 #include "bench/Bench.h"
 #include "onnx/OnnxNetwork.h"

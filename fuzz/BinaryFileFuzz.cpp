@@ -35,7 +35,7 @@ std::string convert(const std::string& in_strContent)
     return copy.getContent();
 }
 
-/// As many records of zeros, without mark and target, behind the header as make the block end in the rest.
+/// As many records of zeros, without mark and target, after the header as make the block end in the rest.
 std::string pad(const std::string& in_strContent)
 {
     const auto uiInputs = static_cast<unsigned char>(in_strContent[NB_INPUT]);

@@ -15,7 +15,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* in_data, std::size_t i
     const std::string strText = Fuzz::toText(in_data, in_uiSize);
     const std::string strFirst = readFile(strText);
     Fuzz::require(readFile(strFirst) == strFirst, "what was delivered reads as the same");
-    // The end of the reader's block (256 KiB) falls into the text, inside a long line or behind another one.
+    // The end of the reader's block (256 KiB) falls into the text, inside a long line or after another one.
     // That is slow, and so done for some inputs only.
     std::string strPadding((std::size_t(1) << 18) - in_uiSize / 2, ' ');
     if (in_uiSize % 16 == 0 && !strText.starts_with("reset"))

@@ -19,7 +19,7 @@ constexpr std::size_t MAX_CUTS = 512;
 
 void run(const std::vector<char>& in_vContent, std::size_t in_uiSize)
 {
-    // A copy of its own, so that the sanitizer sees a read behind the end.
+    // A copy of its own, so that the sanitizer sees a read past the end.
     const std::vector<std::uint8_t> vInput(in_vContent.begin(),
                                            in_vContent.begin() + static_cast<std::ptrdiff_t>(in_uiSize));
     LLVMFuzzerTestOneInput(vInput.data(), vInput.size());

@@ -81,8 +81,8 @@ def first_interval(intervals):
         if start > stop:
             raise Refused
         place = next((i for i, time in enumerate(times) if time >= start), len(times))
-        behind = next((i for i, time in enumerate(times) if time >= stop), len(times))
-        if place == behind and place % 2 == 0:
+        after = next((i for i, time in enumerate(times) if time >= stop), len(times))
+        if place == after and place % 2 == 0:
             times[place:place] = [start, stop]
             continue
         place -= place % 2
@@ -99,7 +99,7 @@ def first_interval(intervals):
 
 def is_in(times, instants):
     """For each instant, whether an interval is in progress. Each time is waited for in its turn, also out of order; it is
-    reached when it is exceeded, and those behind it at once when they are not later than the instant."""
+    reached when it is exceeded, and those after it at once when they are not later than the instant."""
     reached, result = 0, []
     for instant in instants:
         if reached < len(times) and instant - times[reached] > REACHED:

@@ -181,7 +181,7 @@ class Call:
         self.places.append((start, len(self.samples), name, self.noise))
 
     def add_call(self, other):
-        """Another call behind this one."""
+        """Another call after this one."""
         start = len(self.samples)
         self.samples.extend(other.samples)
         self.intervals.extend((start + a, start + b, label) for a, b, label in other.intervals)

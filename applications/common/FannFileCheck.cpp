@@ -199,7 +199,7 @@ private:
         return endField();
     }
 
-    /// Layers hold a bias neuron at their end, except those behind the first of a shortcut network.
+    /// Layers hold a bias neuron at their end, except those after the first of a shortcut network.
     bool checkLayers()
     {
         if (!startField("layer_sizes"))

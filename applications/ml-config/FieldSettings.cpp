@@ -119,7 +119,7 @@ std::string applySettings(const std::vector<FieldSetting>& in_vSettings, Archive
             edits[pField->m_uiBegin] = {pField->m_uiEnd, makeContent(*pField, setting.m_vParts, earlier)};
         }
     }
-    // From behind, so that places stay.
+    // From the last to the first, so that earlier places stay.
     for (auto itEdit = edits.rbegin(); itEdit != edits.rend(); ++itEdit)
         strText.replace(itEdit->first, itEdit->second.m_uiEnd - itEdit->first, itEdit->second.m_strContent);
     return {};

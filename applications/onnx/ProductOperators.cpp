@@ -15,7 +15,7 @@ void buildMatMul(Call& io_call)
     if (left.m_shape.empty() || right.m_shape.empty())
         throw Refusal("a product of tensors of shapes " + toText(left.m_shape) + " and " +
                       toText(right.m_shape));
-    // A vector is a row on the left and a column on the right, and leaves no dimension behind.
+    // A vector is a row on the left and a column on the right, and adds no dimension to the product.
     const bool bRow = left.m_shape.size() == 1;
     const bool bColumn = right.m_shape.size() == 1;
     const Value rows = bRow ? builder.reshape(left, {1, left.m_shape[0]}) : left;

@@ -38,8 +38,8 @@ struct CellValues
 using CellKernel = void (*)(const Cell& in_cell, const CellValues& in_values);
 
 /// Gates z and r, then the candidate n: h = (1 - z) n + z h, where r applies to h before its product with the
-/// weights, or behind it (as torch has it).
-template <bool RESET_BEHIND>
+/// weights, or after it (as torch has it).
+template <bool RESET_AFTER>
 void runGru(const Cell& in_cell, const CellValues& in_values)
 {
     const std::size_t H = in_cell.m_uiHidden;
@@ -53,7 +53,7 @@ void runGru(const Cell& in_cell, const CellValues& in_values)
     for (std::size_t i = 0; i < 2 * H; ++i)
         pGates[i] += pProducts[i];
     computeSigmoid(pGates, 2 * H, pGates);
-    if constexpr (RESET_BEHIND)
+    if constexpr (RESET_AFTER)
         for (std::size_t i = 0; i < H; ++i)
             pCandidate[i] += pGates[H + i] * pProducts[2 * H + i];
     else
@@ -299,8 +299,8 @@ void buildGru(Call& io_call)
     Recurrence recurrence(io_call, 3, false);
     if (!recurrence.hasActivations({"Sigmoid", "Tanh"}))
         throw newActivationRefusal();
-    const bool bBehind = io_call.m_node.getInteger("linear_before_reset", 0) != 0;
-    recurrence.build(bBehind ? runGru<true> : runGru<false>, !bBehind, false);
+    const bool bAfter = io_call.m_node.getInteger("linear_before_reset", 0) != 0;
+    recurrence.build(bAfter ? runGru<true> : runGru<false>, !bAfter, false);
 }
 
 void buildLstm(Call& io_call)

@@ -28,7 +28,7 @@ std::string toShare(const Json& in_ratio)
     return ReportText::toPercent(in_ratio) + " (" + ReportText::toCounts(in_ratio) + ')';
 }
 
-/// A ratio's value with digits behind the point, and what it is made of.
+/// A ratio's value with digits after the point, and what it is made of.
 std::string toScore(const Json& in_ratio)
 {
     if (in_ratio["value"].is_null())
@@ -155,9 +155,9 @@ std::string makeEvents(const Json& in_report)
                    " has no events";
     strText += ". A decided event is a hit when it has the class of a reference event, begins at most " +
                ReportText::toFixed(events["onset_collar_s"].get<double>(), 1) +
-               " s before or behind it and ends at most " +
+               " s before or after it and ends at most " +
                ReportText::toFixed(events["offset_collar_s"].get<double>(), 1) +
-               " s, or half its length where that is more, before or behind it. Each event counts once; of "
+               " s, or half its length where that is more, before or after it. Each event counts once; of "
                "all ways to "
                "pair them one with the most hits and, among those, the least total lag is taken.</p>\n";
     std::string strKinds =

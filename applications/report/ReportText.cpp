@@ -10,7 +10,7 @@ namespace Vexalor::MachineLearning::ReportText
 namespace
 {
 
-/// Of any double with a few digits behind the point.
+/// Of any double with a few digits after the point.
 constexpr std::size_t MAX_DIGITS = 400;
 
 } // namespace

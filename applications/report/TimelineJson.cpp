@@ -150,7 +150,7 @@ struct LabelLane
     }
 };
 
-/// The lane of a label: its own, or one for all labels behind the first ones.
+/// The lane of a label: its own, or one for all labels after the first ones.
 LabelLane& findLane(std::vector<LabelLane>& io_vLanes, const std::string& in_strLabel)
 {
     for (LabelLane& lane : io_vLanes)

@@ -204,7 +204,7 @@ TEST(FannNetworkTest, DamagedFilesAreRefusedOrUsable)
     {
         std::string strReason;
         ASSERT_TRUE(checkFannText(strText, strReason)) << strReason;
-        // Behind the last connection stand a blank and a line end.
+        // After the last connection stand a blank and a line end.
         for (std::size_t uiSize = 0; uiSize + 2 < strText.size(); ++uiSize)
             EXPECT_FALSE(checkFannText(std::string_view(strText).substr(0, uiSize), strReason)) << uiSize;
 

@@ -113,8 +113,7 @@ bool AudioClassifierSet::pushLinearAudio(const double* in_begin, const double* i
         bResult = classify(m_vWindow) && bResult;
     if (uiWindows == 0)
         QC_DEBUG("AudioClassifierSet::pushLinearAudio : Not enough audio to generate a new window");
-    // Wording fixed.
-    if (uiWindows > 1)
+    if (uiWindows > 1) // text kept
         QC_ERROR("Call to pushLinearAudio() has cause multiple calls  to classify(). Check this is really "
                  "what you want.");
     return bResult;

@@ -45,7 +45,7 @@ bool ClassifierSetApplicationHelper::addOptions(options_description& io_options,
     const char* const pathHelp = "path to the file system containing classifier set configuration file";
     auto addOption = io_options.add_options();
     addOption(FILE_SYSTEM_OPTION, value(&m_strFileSystemPath)->default_value("test-input/xpr"), pathHelp);
-    // The same text as above: wording fixed.
+    // The same help as above: text kept.
     addOption(WINDOWER_OPTION,
               value(&m_strWindowerConfigFile)->default_value("dsp/LinearAudioWindowerConfig.xml"), pathHelp);
     addOption(VARIABLE_OPTION, value(&m_strOutVariableName)->default_value("result"),

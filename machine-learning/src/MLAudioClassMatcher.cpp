@@ -94,7 +94,7 @@ bool AudioClassMatcher::matches(const std::string& in_strLabel, const std::strin
     }
     catch (const std::runtime_error&)
     {
-        // Names the public operation that is being served: wording fixed.
+        // Names the public operation that is being served: text kept.
         QC_ERROR("Unexpected std::runtime exception caught in AudioFileDataGenerator::setCurrentFilename "
                  "with regex: \""
                  << expression.m_strExpression << "\" for annotation '" << in_strLabel << '\'');

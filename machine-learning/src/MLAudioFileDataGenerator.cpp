@@ -139,7 +139,7 @@ void AudioFileDataGenerator::logTimeEvents() const
     {
         if (pEvents->empty())
             QC_DEBUG("No event of type " << pEvents->getEventName() << " in this file");
-        else // two blanks: wording fixed
+        else // two blanks: text kept
             QC_DEBUG("Resulting event vector for event type  " << pEvents->getEventName() << *pEvents);
     }
 }

@@ -117,7 +117,7 @@ bool AudioSetDataGeneratorForVad::getTarget(DoubleVector& out_vTarget)
     QC_TRACE("AudioSetDataGeneratorForVad::getTarget");
     if (!FileSetDataGeneratorNoT::getTarget(m_vTarget))
         return false;
-    // The checks only report; wording fixed.
+    // The checks only report; text kept.
     QC_CHECK(m_vTarget.size() == 2);
     QC_CHECK_TEXT(
         "(m_vTarget[0] == 0.0 && m_vTarget[1] == 1.0 ) || (m_vTarget[0] == 1.0 && m_vTarget[1] == 0.0 )",

@@ -19,7 +19,7 @@ namespace
 
 constinit Logger s_logger("quillcast.ml.Classifier");
 
-/// An order of all doubles: nan alone would be neither before nor behind anything else.
+/// An order of all doubles: nan alone would be neither before nor after anything else.
 bool isLess(const Classifier::SingleOutputResult& in_left, const Classifier::SingleOutputResult& in_right)
 {
     return in_left.m_dValue < in_right.m_dValue ||

@@ -169,7 +169,7 @@ bool DataComparer::watch()
 {
     if (!m_watch || m_watch(m_uiPattern))
         return true;
-    QC_ERROR("Comparison stopped behind " << m_uiPattern << " patterns");
+    QC_ERROR("Comparison stopped after " << m_uiPattern << " patterns");
     return false;
 }
 

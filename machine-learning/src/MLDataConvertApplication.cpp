@@ -49,7 +49,7 @@ bool checkInputFile(const DataGenerator& in_generator, const std::string& in_str
     const bool bReadsFile = dynamic_cast<const FileDataGenerator*>(&in_generator) != nullptr;
     if (bReadsFile && in_strInputFile.empty())
     {
-        // two blanks: wording fixed
+        // two blanks: text kept
         QC_ERROR("This data generator needs an input file so you need  to specify an argument for --"
                  << INPUT_OPTION);
         return false;
@@ -203,7 +203,7 @@ bool DataConvertApplication::openOutput(FileReplacer& io_output)
 bool DataConvertApplication::pump()
 {
     DataConverter myDataConverter;
-    // blank before the dot: wording fixed
+    // blank before the dot: text kept
     if (!QC_CHECK_TEXT("myDataConverter .setInputDataGenerator(*m_pInputDataGen)",
                        myDataConverter.setInputDataGenerator(*m_pInputDataGen)) ||
         !QC_CHECK(myDataConverter.setDataWriter(*m_pOutputDataWriter)))

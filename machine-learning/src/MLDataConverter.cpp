@@ -79,7 +79,7 @@ bool DataConverter::convertPatterns(const Watch& in_watch)
             return false;
         if (in_watch && !in_watch(m_uiNbConverted))
         {
-            QC_ERROR("Conversion stopped behind " << m_uiNbConverted << " patterns");
+            QC_ERROR("Conversion stopped after " << m_uiNbConverted << " patterns");
             return false;
         }
     }

@@ -102,7 +102,7 @@ bool MLDataGenTesterApplicationImpl::run_i()
         QC_ERROR("MLDataGenTesterApplicationImpl::run_i : failed to get a valid data generator");
         return false;
     }
-    if (!QC_CHECK_TEXT("! m_pStats.isNull()", !m_pStats.isNull())) // wording fixed
+    if (!QC_CHECK_TEXT("! m_pStats.isNull()", !m_pStats.isNull())) // text kept
         return false;
     return test(*pEntity, *pGenerator);
 }

@@ -79,7 +79,7 @@ bool loadLibrary(const std::string& in_strLibName, const StringVector& in_vKeys)
     std::string strFile;
     if (!DynLibsLoader::loadDynLib(in_strLibName.c_str(), strFile))
     {
-        // wording fixed
+        // "is should": text kept
         QC_ERROR("Failed to load dynamic library '"
                  << in_strLibName << "' in which the data generator class is should be located ");
         return false;

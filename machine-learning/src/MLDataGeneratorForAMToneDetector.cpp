@@ -69,7 +69,7 @@ bool DataGeneratorForAMToneDetector::isAnnotationUsable_i(const std::string& in_
     AmplitudeModulatedAnnotationImpl labelTone;
     if (!classTone.setLabel(in_strClass))
     {
-        // two blanks: wording fixed
+        // two blanks: text kept
         QC_DEBUG("Rejecting annotation '" << in_strLabel
                                           << "'  since it does not fit class : " << in_strClass);
         return false;

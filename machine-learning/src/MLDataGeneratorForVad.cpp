@@ -89,7 +89,7 @@ void DataGeneratorForVad::smooth(DoubleVector& out_vTarget)
 {
     if (!QC_CHECK(out_vTarget.size() == 2))
         return;
-    // Reported only; wording fixed.
+    // Reported only; text kept.
     QC_CHECK_TEXT("(out_vTarget[0] == 0.0 && out_vTarget[1] == 1.0 ) || (out_vTarget[0] == 1.0 && "
                   "out_vTarget[1] == 0.0 )",
                   VadTargets::isOneHot(out_vTarget));

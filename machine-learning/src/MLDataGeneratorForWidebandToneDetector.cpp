@@ -67,7 +67,7 @@ bool DataGeneratorForWidebandToneDetector::WBTimeEventVector::combine(const Inte
     // The cases overwrite the times and move them.
     const Interval existing{*itExistingStart, *itExistingStop};
     QC_DEBUG("Existing: (" << existing.m_dStart << " - " << existing.m_dStop << ")  New: " << in_new.m_dStart
-                           << " - " << in_new.m_dStop << ")"); // wording fixed
+                           << " - " << in_new.m_dStop << ")"); // two blanks: text kept
     if (isEqual(in_new.m_dStart, existing.m_dStart))
         return combineSameStart(itExistingStart, existing, in_new);
     if (isGreater(in_new.m_dStart, existing.m_dStart))
@@ -116,21 +116,21 @@ bool DataGeneratorForWidebandToneDetector::WBTimeEventVector::combineLaterStart(
     {
         QC_DEBUG("Case 2.2");
         io_existingStart[1] = in_new.m_dStart;
-        insertBehind(io_existingStart, {in_new.m_dStop, in_existing.m_dStop});
+        insertAfter(io_existingStart, {in_new.m_dStop, in_existing.m_dStop});
         return true;
     }
     if (isGreater(in_new.m_dStop, in_existing.m_dStop))
     {
         QC_DEBUG("Case 2.3");
         io_existingStart[1] = in_new.m_dStart;
-        insertBehind(io_existingStart, {in_existing.m_dStop, in_new.m_dStop});
+        insertAfter(io_existingStart, {in_existing.m_dStop, in_new.m_dStop});
         return true;
     }
     return QC_CHECK_TEXT("false", false);
 }
 
-void DataGeneratorForWidebandToneDetector::WBTimeEventVector::insertBehind(double* in_existingStart,
-                                                                           const Interval& in_piece)
+void DataGeneratorForWidebandToneDetector::WBTimeEventVector::insertAfter(double* in_existingStart,
+                                                                          const Interval& in_piece)
 {
     const auto itNext = m_vEventTimes.begin() + (in_existingStart - begin()) + 2;
     m_vEventTimes.insert(itNext, {in_piece.m_dStart, in_piece.m_dStop});

@@ -50,7 +50,7 @@ private:
     bool combine(const Interval& in_new, double* in_insertionPosition);
     bool combineSameStart(double* io_existingStart, const Interval& in_existing, const Interval& in_new);
     bool combineLaterStart(double* io_existingStart, const Interval& in_existing, const Interval& in_new);
-    void insertBehind(double* in_existingStart, const Interval& in_piece);
+    void insertAfter(double* in_existingStart, const Interval& in_piece);
 };
 
 } // namespace Vexalor::MachineLearning

@@ -397,7 +397,7 @@ bool LowMemoryFileSetDataGeneratorNoT::setFile(const std::string& in_strFilename
     }
     if (m_pGenerator->setCurrentFilename(in_strFilename.c_str()))
         return true;
-    // The parenthesis is not opened: wording fixed.
+    // The parenthesis is not opened: text kept.
     QC_ERROR("File " << in_strFilename << ") exists but setCurrentFilename() failed. Skipping file...");
     return false;
 }

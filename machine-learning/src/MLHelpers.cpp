@@ -237,7 +237,7 @@ bool SplitFileReader::readDescriptor()
     if (!parseCount(text.substr(COUNT_KEYWORD.size()), m_uiNbSplitFiles))
     {
         QC_ERROR("Error reading XXX in NumberOfSplitFiles=XXX. XXX has  to be a valid integer. "
-                 "Current file is " // wording fixed
+                 "Current file is " // text kept
                  << m_strBaseName);
         return false;
     }
@@ -306,7 +306,7 @@ bool ByChunkFileReader::readAcross(char* out_bytes, std::uint64_t in_uiSize)
     const std::uint64_t uiMissing = in_uiSize - m_uiCount;
     if (uiMissing > m_uiValid)
     {
-        QC_ERROR("We do not support yet reading block bigger than  chunk size. " // wording fixed
+        QC_ERROR("We do not support yet reading block bigger than  chunk size. " // text kept
                  "Current read operation is "
                  << in_uiSize << " bytes. Size of chunk is: " << m_uiValid);
         m_stream.setstate(std::ios::failbit);

@@ -96,7 +96,7 @@ void InMemoryDataGenerator::setDataGenerator(const CountedObjPtr<DataGenerator>&
 bool InMemoryDataGenerator::configure(const DataGeneratorWithConfig::Config& in_config)
 {
     QC_TRACE("InMemoryDataGenerator::configure");
-    // blank behind the exclamation mark: wording fixed
+    // blank after the exclamation mark: text kept
     if (!QC_CHECK_TEXT("! m_pDataGenerator.isNull()", !m_pDataGenerator.isNull()))
         return false;
     auto* pConfigured = dynamic_cast<DataGeneratorWithConfig*>(m_pDataGenerator.get());
@@ -187,7 +187,7 @@ bool InMemoryDataGenerator::doResetIfNeeded()
     return QC_CHECK(!m_hEntityToReset.isNull()) && m_hEntityToReset->reset();
 }
 
-/// In memory is always a beginning of the stream: what cannot be put behind it is dropped again.
+/// In memory is always a beginning of the stream: what cannot be appended to it is dropped again.
 bool InMemoryDataGenerator::streamNext()
 {
     if (!QC_CHECK(!m_pDataGenerator.isNull()))
@@ -223,7 +223,7 @@ bool InMemoryDataGenerator::addEntry()
 
 bool InMemoryDataGenerator::fillEntry()
 {
-    // blank behind the arrow: wording fixed
+    // blank after the arrow: text kept
     if (!QC_CHECK_TEXT("m_pDataGenerator-> getInput(m_vInputTarget.back().m_vInput)",
                        m_pDataGenerator->getInput(m_vInput)))
     {

@@ -59,7 +59,7 @@ VectorScaler::Config ScalingDataGenerator::getScalingParameters() const
 
 bool ScalingDataGenerator::gotoStart()
 {
-    QC_TRACE("VectorFileDataGeneratorScale::gotoStart"); // wording fixed
+    QC_TRACE("VectorFileDataGeneratorScale::gotoStart"); // text kept
     if (!QC_CHECK(!m_pDataGenerator.isNull()))
         return false;
     if (m_config.m_bLearnScalingParameters && !m_bTrained && !learn())

@@ -66,7 +66,7 @@ void MLTester::TesterStats::addErrorFunction(CountedObjPtr<ErrorFunction> in_pEr
     QC_TRACE("MLTester::TesterStats::addErrorFunction");
     if (!QC_CHECK(m_uiNumData == 0))
         return;
-    if (!QC_CHECK_TEXT("! in_pErrorFunc.isNull()", !in_pErrorFunc.isNull())) // wording fixed
+    if (!QC_CHECK_TEXT("! in_pErrorFunc.isNull()", !in_pErrorFunc.isNull())) // text kept
         return;
     m_vErrorFunction.push_back(in_pErrorFunc);
     m_vCumulError.push_back(0.0);
@@ -79,7 +79,7 @@ bool MLTester::TesterStats::update(const DoubleVector& in_vOutput, const DoubleV
         return true;
     for (std::size_t i = 0; i < m_vErrorFunction.size(); ++i)
     {
-        if (!QC_CHECK_TEXT("! errorFuncIter->isNull()", !m_vErrorFunction[i].isNull())) // wording fixed
+        if (!QC_CHECK_TEXT("! errorFuncIter->isNull()", !m_vErrorFunction[i].isNull())) // text kept
             return true;
         m_vCumulError[i] += (*m_vErrorFunction[i])(in_vTarget, in_vOutput);
     }
@@ -110,7 +110,7 @@ std::ostream& MLTester::TesterStats::write(std::ostream& out_stream) const
 {
     QC_TRACE("MLTester::TesterStats::write");
     const FormatSaver saver(out_stream);
-    out_stream << "Number of data pattern(s) processed  : " << m_uiNumData; // two blanks: wording fixed
+    out_stream << "Number of data pattern(s) processed  : " << m_uiNumData; // two blanks: text kept
     if (!QC_CHECK(m_vErrorFunction.size() == m_vCumulError.size()))
         return out_stream;
     for (std::size_t i = 0; i < m_vErrorFunction.size(); ++i)
@@ -179,7 +179,7 @@ void logFailedPattern(DataGenerator& in_dataGen, const DoubleVector& in_vTarget,
 bool MLTester::test(const TestedEntity& in_tested, DataGenerator& in_dataGen, TesterStats& io_stats,
                     bool in_bPrintError, PatternObserver* io_pObserver) const
 {
-    QC_TRACE("NeuralNetwork::MLTester::test"); // wording fixed
+    QC_TRACE("NeuralNetwork::MLTester::test"); // text kept
     if (!in_dataGen.gotoStart())
     {
         QC_ERROR("Cannot go to the start of the data set");

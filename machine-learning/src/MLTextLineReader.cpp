@@ -79,8 +79,8 @@ TextLineReader::Line TextLineReader::findLine()
     return Line::STREAM;
 }
 
-/// Moves what is left to the front of the block and reads behind it. False when the block is full already, or
-/// when there is nothing more to read.
+/// Moves what is left to the front of the block and reads on after it. False when the block is full already,
+/// or when there is nothing more to read.
 bool TextLineReader::fill()
 {
     const std::size_t uiLeft = m_uiEnd - m_uiNext;

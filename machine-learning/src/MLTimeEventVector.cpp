@@ -50,7 +50,7 @@ bool TimeEventVector::addEvent(const Annotation& in_annotation)
     return bAdded;
 }
 
-/// Recordings are mostly annotated in the order of time: what lies behind everything needs no search.
+/// Recordings are mostly annotated in the order of time: what is later than everything needs no search.
 std::size_t TimeEventVector::findFirstNotBelow(double in_dTime) const
 {
     if (in_dTime > m_dLatest)

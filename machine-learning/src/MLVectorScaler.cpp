@@ -26,7 +26,7 @@ void scale(double* __restrict io_pValues, const double* __restrict in_pSlopes,
 
 std::ostream& VectorScaler::Config::write(std::ostream& out_stream) const
 {
-    // No separator between the vectors: wording fixed.
+    // No separator between the vectors: text kept.
     return out_stream << "VectorScaler config: " << '\n'
                       << "m_vInputSlope = " << m_vInputSlope << "m_vInputYIntercept = " << m_vInputYIntercept
                       << "m_vTargetSlope = " << m_vTargetSlope

@@ -214,7 +214,7 @@ void VectorScalingTrainer::computeStdDev()
         for (double& dStdDev : *pStdDev)
             dStdDev = std::sqrt(dStdDev / dDivisor);
     QC_DEBUG("Input std dev = " << m_input.m_vStdDev);
-    QC_DEBUG("Target std avg = " << m_target.m_vStdDev); // wording fixed
+    QC_DEBUG("Target std avg = " << m_target.m_vStdDev); // "avg": text kept
 }
 
 bool VectorScalingTrainer::isForTheseSizes() const
@@ -246,7 +246,7 @@ void VectorScalingTrainer::computeSlope(const char* in_name, Statistics& io_stat
             QC_DEBUG(in_name << i << " min value = " << dMin);
             dSlope = (param.m_dScaledMaxValue - param.m_dScaledMinValue) / (dMax - dMin);
         }
-        QC_DEBUG("Dslope  " << i << " = " << dSlope); // two blanks: wording fixed
+        QC_DEBUG("Dslope  " << i << " = " << dSlope); // two blanks: text kept
         io_statistics.m_vSlope.push_back(dSlope);
     }
 }

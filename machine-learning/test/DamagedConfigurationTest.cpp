@@ -117,7 +117,7 @@ TEST_P(DamagedConfigurationTest, CutOrWithoutALine)
 {
     for (std::size_t uiSize = 0; uiSize < m_strText.size(); ++uiSize)
         ASSERT_TRUE(isHandled(m_strText.substr(0, uiSize))) << "cut to " << uiSize << " bytes";
-    // All that may be missing is the white space and the comments behind the last tag.
+    // All that may be missing is the white space and the comments after the last tag.
     const std::string strEnd = "</boost_serialization>";
     EXPECT_LE(m_uiLoaded, m_strText.size() - m_strText.find(strEnd) - strEnd.size());
     for (std::size_t uiBegin = 0; uiBegin < m_strText.size();)

@@ -61,7 +61,7 @@ struct StackRow
     const char* m_name;
     Generator (*m_wrap)(const Generator&, const PatternSizes&);
     int (*m_getFirstResets)(const GeneratorRow&); ///< in the first pass
-    bool m_bReplays = false;                      ///< the passes behind the first one come from memory
+    bool m_bReplays = false;                      ///< the passes after the first one come from memory
 };
 
 using Case = std::tuple<GeneratorRow, StackRow>;

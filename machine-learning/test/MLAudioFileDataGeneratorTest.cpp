@@ -45,7 +45,7 @@ protected:
         return m_folder.write("recording.wav", Testing::toneRecording(in_vRegions));
     }
 
-    /// The targets of two equal passes; "!" behind a stream that stopped before its end.
+    /// The targets of two equal passes; "!" after a stream that stopped before its end.
     std::string targets(const AudioFileDataGenerator::Config& in_config,
                         const std::vector<WavRegion>& in_vRegions)
     {

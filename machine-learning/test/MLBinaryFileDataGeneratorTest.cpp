@@ -98,7 +98,7 @@ protected:
         return io_generator.gotoStart();
     }
 
-    /// What a file of that content delivers, the same in two passes; "cut" behind it if it did not end
+    /// What a file of that content delivers, the same in two passes; "cut" after it if it did not end
     /// cleanly.
     std::string read(const std::string& in_strContent)
     {
@@ -292,7 +292,7 @@ TEST_F(BinaryFileTest, FilesThatAreNotBinary)
                     ElementsAre("DEBUG Opening file " + strPath, "DEBUG File type is NOT binary",
                                 "DEBUG Opening file " + strPath,
                                 "ERROR File " + strPath + " is not a valid Vexalor binary file"));
-        // Asked again it takes what stands behind, if anything does.
+        // Asked again it takes what follows, if anything does.
         EXPECT_TRUE(generator.gotoStart());
         EXPECT_EQ(readPass(generator, *m_hEntity),
                   strContent.size() == BY_HAND.size() ? "![1.5 -2];[-2 1.5]->[1];" : "");

@@ -155,7 +155,7 @@ TEST_F(ConvertApplicationTest, WhatIsNotStoredWholeIsAFailureThatLeavesTheEarlie
          "ERROR Cannot write output file " + m_folder.path("none/out") + ": No such file or directory"},
         {VECTOR, m_strPatterns, "vector", m_folder.path(),
          "ERROR Cannot write output file " + m_folder.path() + ": Is a directory"},
-        {VECTOR, m_strPatterns, "vector", "/dev/full", "ERROR Conversion stopped behind 1 patterns"},
+        {VECTOR, m_strPatterns, "vector", "/dev/full", "ERROR Conversion stopped after 1 patterns"},
         {VECTOR, m_strPatterns, "binary", "/dev/full", "ERROR Could not write all patterns to /dev/full"},
     };
     const std::ptrdiff_t iEntries = countEntries();

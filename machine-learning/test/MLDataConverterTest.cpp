@@ -103,7 +103,7 @@ TEST_F(DataConverterTest, EachFailureEndsTheConversionWithItsReason)
          {
              io_writer.m_iRefused = 2;
          }},
-        {"ERROR Conversion stopped behind 3 patterns", "[1 2][1] [3 4][] ![5 6][0] ",
+        {"ERROR Conversion stopped after 3 patterns", "[1 2][1] [3 4][] ![5 6][0] ",
          [](auto&, auto&, auto& io_converter)
          {
              io_converter.setWatch([](std::uint64_t in_uiPatterns) { return in_uiPatterns < 3; });

@@ -156,7 +156,7 @@ TEST_F(TesterApplicationTest, FailuresHaveTheirMessages)
     EXPECT_EQ(m_log.lines().back(), "ERROR Failed to create the entity to be tested");
 }
 
-TEST_F(TesterApplicationTest, OutputsThatAreNoNumbersFailBehindTheReport)
+TEST_F(TesterApplicationTest, OutputsThatAreNoNumbersFailAfterTheReport)
 {
     const std::string strPatterns = m_folder.write("nan", "[1 0] [1 0]\n[nan 0] [0 1]\n");
     EXPECT_EQ(run({"--data-gen-config", VECTOR_CONFIG, "--data-gen-filename", strPatterns}), 1);

@@ -162,7 +162,7 @@ TEST_F(FactoryTest, LibraryThatCannotBeLoadedStopsBeforeTheGenerator)
 {
     const std::string strGolden = readFile(GOLDENS + "RampGenerator.xml");
     const std::string strMissing = replaced(strGolden, "libramp-generator.so", "libnone.so");
-    // With an unknown class behind it: that is never reached.
+    // With an unknown class after it: that is never reached.
     const std::string strFile =
         m_folder.write("missing.xml", replaced(strMissing, "RampGenerator", "Unknown"));
     LogCapture log("quillcast.serialization", LogLevel::ERROR);

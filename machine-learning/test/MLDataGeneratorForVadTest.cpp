@@ -53,7 +53,7 @@ TEST(VadTargetSmootherTest, HoldsAndHandsOver)
         {2, 0, "VVSSSS", "VVvSSS"},
         {3, 0, "VVSSSS", "VVvvSS"},
         {5, 0, "VSSSSSSSVSS", "VvvvvSSSVvv"},
-        // Only voice is held, and only behind voice.
+        // Only voice is held, and only after voice.
         {3, 0, "SSVVSSS", "SSVVvvS"},
         {3, 0, "SSSS", "SSSS"},
         // Voice that comes back in time breaks the hangover off; the next one is whole again.

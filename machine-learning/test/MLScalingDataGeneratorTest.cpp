@@ -117,7 +117,7 @@ TEST(ScalingDataGeneratorTest, GivenScalingIsAppliedAndStays)
     EXPECT_EQ(generator.getScalingParameters(), makeScaling(-1, 0));
     EXPECT_THAT(readInputs(generator), ElementsAre(-1, -3, -5, -9)) << "gotoStart keeps it";
 
-    // Learning behind a given scaling has no effect; that is said.
+    // Learning after a given scaling has no effect; that is said.
     Testing::LogCapture log(LOGGER, LogLevel::WARN);
     ScalingDataGenerator::Config learning = makeLearning();
     learning.m_scalerConfig = makeScaling(2, 1);

@@ -106,7 +106,7 @@ TEST(TimeEventVectorTest, WalkGoesForwardAndStartsAgain)
         events.reset();
     }
     EXPECT_FALSE(events.getTarget(0.5));
-    EXPECT_TRUE(events.getTarget(5.0)) << "behind the first step an event time counts when it is reached";
+    EXPECT_TRUE(events.getTarget(5.0)) << "after the first step an event time counts when it is reached";
 }
 
 TEST(TimeEventVectorTest, EventsThatNoStepSees)

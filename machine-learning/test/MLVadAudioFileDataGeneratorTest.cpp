@@ -31,7 +31,7 @@ TEST(VadAudioFileDataGeneratorTest, WeakWindowsAreNoVoice)
     ASSERT_TRUE(generator.setCurrentFilename(strFile.c_str()));
     // Window k begins at 80 k: 0 to 2 hold only the weak level; 3 [240, 440) has 160 weak samples and 40
     // strong ones, 160 * 231^2 + 40 * 232^2 = 10690720 < 0.01 * 32768^2 = 10737418; 4 [320, 520) has 80 and
-    // 120, 10727760, too little as well; from 5 [400, 600) on all are strong. 7 ends at 0.095 s, behind the
+    // 120, 10727760, too little as well; from 5 [400, 600) on all are strong. 7 ends at 0.095 s, after the
     // annotation, which ends at 0.09 s.
     EXPECT_EQ(Testing::readTargets(generator), "01 01 01 01 01 10 10 01");
 }

@@ -267,7 +267,7 @@ TEST_F(ScalingTrainerTest, GeneratorsThatFail)
     EXPECT_TRUE(m_log.has("ERROR Cannot go to the start of the data set on 2nd pass")) << m_log.text();
     EXPECT_EQ(m_scaling, VectorScaler::Config());
 
-    // The second pass ends before its first pattern: sums of nothing, not of what lies behind them.
+    // The second pass ends before its first pattern: sums of nothing, not of what lies past their end.
     struct ShorterGenerator : StartingGenerator
     {
         using StartingGenerator::StartingGenerator;

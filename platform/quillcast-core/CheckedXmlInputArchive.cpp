@@ -147,7 +147,7 @@ public:
         {
             const std::size_t uiEnd = rest.find("-->", 4);
             if (!rest.starts_with("<!--") || uiEnd == std::string_view::npos)
-                fail("text behind the end of the archive");
+                fail("text after the end of the archive");
             rest = trim(rest.substr(uiEnd + 3));
         }
     }

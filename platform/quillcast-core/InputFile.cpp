@@ -157,7 +157,7 @@ std::size_t InputFile::copyFromBuffer(std::uint64_t in_uiPosition, char* out_byt
 
 std::size_t InputFile::readBytesAt(std::uint64_t in_uiPosition, char* out_bytes, std::size_t in_uiSize)
 {
-    // No byte lies behind the largest offset, which a damaged header may name.
+    // No byte lies past the largest offset, which a damaged header may name.
     if (!isOpen() || in_uiPosition > std::uint64_t(std::numeric_limits<off_t>::max()) - in_uiSize)
         return 0;
     std::size_t uiDone = 0;

@@ -58,7 +58,7 @@ OnnxWriter runningSum()
         .output("h_next");
 }
 
-/// One node between the input and the output, behind the constants that it takes.
+/// One node between the input and the output, after the constants that it takes.
 OnnxWriter single(const std::string& in_strType, const OnnxWriter::Sizes& in_vShape,
                   const std::vector<std::string>& in_vAttributes = {},
                   const OnnxWriter::Names& in_vConstants = {}, OnnxWriter in_constants = {})
@@ -176,7 +176,7 @@ TEST(OnnxNetworkTest, OperatorsFollowTheirFormulas)
              .getFile(),
          {1, 2, 3, 4},
          {10.5, 32.5, 4.5}},
-        // As many places as elements: one zero behind them.
+        // As many places as elements: one zero after them.
         {"convolution that keeps its size",
          single("Conv", {1, 1, 3}, {W::text("auto_pad", "SAME_UPPER")}, {"w", "b"}, ramp).getFile(),
          {1, 2, 3},

@@ -89,7 +89,7 @@ REDUCE = {"ReduceMean": np.mean, "ReduceSum": np.sum, "ReduceMax": np.max, "Redu
 
 class Graph:
     """A graph that grows node by node. Values are functions of the inputs: arrays over a first axis of patterns, so that
-    numpy's own rules for shapes hold behind it."""
+    numpy's own rules for shapes hold after it."""
 
     def __init__(self, draw, opset, inputs, shape):
         self.draw, self.opset = draw, opset
@@ -314,7 +314,7 @@ def add_conv(graph, name, value):
     graph.add("Conv", [name, name_w, name_b], result, group=groups, strides=[step], dilations=[spread], pads=pads)
 
 
-def gate_step(kind, x, h, c, w, r, b, behind):
+def gate_step(kind, x, h, c, w, r, b, after):
     """One time of one direction; x is [patterns, batch, inputs]."""
     hidden = h.shape[-1]
     gates = w.shape[0] // hidden
@@ -328,7 +328,7 @@ def gate_step(kind, x, h, c, w, r, b, behind):
         c = f * c + i * np.tanh(part(a + q, 3))
         return o * np.tanh(c), c
     z, s = sigmoid(part(a, 0) + part(q, 0)), sigmoid(part(a, 1) + part(q, 1))
-    last = s * part(q, 2) if behind else (s * h) @ r[2 * hidden:].T + rb[2 * hidden:]
+    last = s * part(q, 2) if after else (s * h) @ r[2 * hidden:].T + rb[2 * hidden:]
     return (1 - z) * np.tanh(part(a, 2) + last) + z * h, c
 
 
@@ -338,7 +338,7 @@ def add_recurrent(graph, name, value):
     kind = graph.draw.choice(["GRU", "LSTM", "RNN"])
     direction = graph.draw.choice(["forward", "reverse", "bidirectional"])
     directions, hidden = (2 if direction == "bidirectional" else 1), graph.draw.choice([1, 3, 12])
-    gates, behind = {"GRU": 3, "LSTM": 4, "RNN": 1}[kind], graph.draw.randrange(2)
+    gates, after = {"GRU": 3, "LSTM": 4, "RNN": 1}[kind], graph.draw.randrange(2)
     _, times, batch, inputs = value.shape
     (w, ws), (r, rs) = weights(graph, directions, gates * hidden, inputs), weights(graph, directions, gates * hidden, hidden)
     (b, bs), (h, hs) = weights(graph, directions, 2 * gates * hidden), weights(graph, directions, batch, hidden)
@@ -348,10 +348,10 @@ def add_recurrent(graph, name, value):
         state, cell = np.broadcast_to(hs[d], (len(value), batch, hidden)), np.zeros((len(value), batch, hidden))
         order = range(times - 1, -1, -1) if direction == "reverse" or d == 1 else range(times)
         for t in order:
-            state, cell = gate_step(kind, value[:, t], state, cell, ws[d], rs[d], bs[d], behind)
+            state, cell = gate_step(kind, value[:, t], state, cell, ws[d], rs[d], bs[d], after)
             result[:, t, d] = state
         last[:, d] = state
-    more = {"linear_before_reset": behind} if kind == "GRU" else {}
+    more = {"linear_before_reset": after} if kind == "GRU" else {}
     graph.add(kind, [name, w, r, b, "", h], [result, last], 2, direction=direction, hidden_size=hidden, **more)
 
 

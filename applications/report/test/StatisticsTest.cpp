@@ -232,11 +232,11 @@ TEST(EventMatchingTest, TheCollarIncludesItsEnds)
     };
     const EventInterval reference{1000, 1600};
     const Row ROWS[] = {{"start at the edge", {1200, 1600}, true},
-                        {"start behind it", {1201, 1600}, false},
+                        {"start after it", {1201, 1600}, false},
                         {"early start", {800, 1600}, true},
                         {"too early", {799, 1600}, false},
                         {"stop at half the length", {1000, 1900}, true},
-                        {"behind that", {1000, 1901}, false}};
+                        {"after that", {1000, 1901}, false}};
     for (const Row& row : ROWS)
         EXPECT_EQ(isEventNear(reference, row.m_decided, 200), row.m_bNear) << row.m_name;
     EXPECT_FALSE(isEventNear({0, 100}, {0, 301}, 200));

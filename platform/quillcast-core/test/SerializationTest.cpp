@@ -287,8 +287,8 @@ TEST(CheckedXmlInputArchiveTest, AMarkMayStandBeforeAndCommentsAfter)
 {
     EXPECT_EQ(refusal("\xEF\xBB\xBF" + std::string(LEAF_TEXT)), "");
     EXPECT_EQ(refusal(std::string(LEAF_TEXT) + "\n<!-- one -->\n<!--\n</boost_serialization>-->\n"), "");
-    EXPECT_EQ(refusal(std::string(LEAF_TEXT) + "<!-- one"), "line 26: text behind the end of the archive");
-    EXPECT_EQ(refusal(std::string(LEAF_TEXT) + "x"), "line 26: text behind the end of the archive");
+    EXPECT_EQ(refusal(std::string(LEAF_TEXT) + "<!-- one"), "line 26: text after the end of the archive");
+    EXPECT_EQ(refusal(std::string(LEAF_TEXT) + "x"), "line 26: text after the end of the archive");
 }
 
 TEST(CheckedXmlInputArchiveTest, RefusesWithPlaceAndReason)

@@ -14,7 +14,7 @@ namespace
 
 const std::string FMT = Wav::fmt(8000);
 
-/// "id:size" of every chunk, "id!" when it is not complete, and "+n" for n bytes behind the last one; or the
+/// "id:size" of every chunk, "id!" when it is not complete, and "+n" for n bytes after the last one; or the
 /// error.
 std::string walk(const std::string& in_strBytes)
 {
@@ -67,8 +67,8 @@ TEST(RiffFileTest, ChunksAndTheirSizes)
          "data:0 what:2 "},
         {"other chunk past the end", Wav::riff(FMT + "xtra" + Wav::u32(0xFFFFFFF0) + "abcd"),
          "fmt :16 xtra!4 "},
-        {"junk behind", Wav::riff(FMT) + std::string(20, '\x01'), "fmt :16 +20"},
-        {"less than a header behind", Wav::riff(FMT) + "abc", "fmt :16 +3"},
+        {"junk after it", Wav::riff(FMT) + std::string(20, '\x01'), "fmt :16 +20"},
+        {"less than a header after it", Wav::riff(FMT) + "abc", "fmt :16 +3"},
         {"64-bit sizes", rf64(strDs64, "long" + Wav::u32(0xFFFFFFFF) + "abcd" + strOpenData),
          "ds64:40 long:4 data:6 "},
         {"its other name", rf64(strDs64, strOpenData, "BW64"), "ds64:40 data:6 "},
