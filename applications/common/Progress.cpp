@@ -69,7 +69,7 @@ std::size_t Progress::getWidth() const
     return bKnown ? size.ws_col - 1u : std::string::npos;
 }
 
-/// A terminal that went away is nobody's loss.
+/// Nothing is lost with a terminal that went away.
 void Progress::write(const std::string& in_strText) const
 {
     if (::write(m_iDescriptor, in_strText.data(), in_strText.size()) < 0)

@@ -129,7 +129,7 @@ TEST(FileReplacerTest, APipeIsOpenedOnce)
     for (const std::function<bool(FileReplacer&)>& write :
          {std::function<bool(FileReplacer&)>(writeByName), std::function<bool(FileReplacer&)>(writeItself)})
     {
-        // The reader leaves at the first end that it sees; after that another opening would wait for good.
+        // The reader leaves at the first end that it sees; after that another opening would wait for ever.
         std::future<std::string> reader = std::async(std::launch::async, [&] { return readFile(strPath); });
         FileReplacer replacer(strPath);
         EXPECT_TRUE(write(replacer));

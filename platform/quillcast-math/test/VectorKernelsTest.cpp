@@ -32,7 +32,7 @@ Values makeValues(unsigned int in_uiSeed)
     return vValues;
 }
 
-/// All nan alike, for their sign and payload are nobody's business.
+/// All nan alike, since their sign and payload mean nothing.
 std::vector<std::uint64_t> bits(const Values& in_vValues)
 {
     std::vector<std::uint64_t> vBits;
