@@ -6,7 +6,7 @@
 namespace Vexalor::Testing
 {
 
-/// What a program that was run left behind.
+/// What a program that was run wrote, and how it ended.
 struct CommandResult
 {
     int m_iExit = -1;     ///< exit status; 128 + signal number when a signal ended it

@@ -19,7 +19,7 @@ public:
     Progress(const Progress&) = delete;
     Progress& operator=(const Progress&) = delete;
 
-    /// True when the next text may be shown, so that none is built in vain.
+    /// True when the next text may be shown, so that none is built for nothing.
     bool isDue() const;
     void show(const std::string& in_strText);
     /// Removes the line until the next show.

@@ -17,7 +17,7 @@ std::string toPrintable(std::string in_strText);
 void printExplanation(std::ostream& out_stream, const ArchiveElement& in_root,
                       const GeneratorOutlook& in_outlook);
 
-/// An XML comment that says what the elements of a configuration mean, for behind its end. Says it once for
+/// An XML comment that says what the elements of a configuration mean, to be appended to it. Says it once for
 /// each class.
 std::string makeComment(const ArchiveElement& in_root);
 

@@ -43,7 +43,7 @@ public:
     void countValue(const Value& in_value);
     /// Adds a step, or does it now where all it needs is constant. Work is in multiplications.
     void addStep(bool in_bNow, std::size_t in_uiWork, Step in_step);
-    /// Copies rows of in_uiCount elements that lie one behind the other to places in_uiStep apart.
+    /// Copies rows of in_uiCount elements that lie one after the other to places in_uiStep apart.
     void addCopies(bool in_bNow, Place in_input, std::size_t in_uiRows, std::size_t in_uiCount,
                    std::size_t in_uiStep, Place in_output);
     /// Where a value lies. Constants of the file are copied there when first asked for.
@@ -89,7 +89,7 @@ public:
     /// Products of matrices, the last two dimensions of tensors; the others are made the same.
     Value multiply(const Value& in_left, const Value& in_right);
 
-    /// A value that comes in as what another left behind in the pattern before. All
+    /// A value that comes in as what another was in the pattern before. All
     /// states are added before the input. It starts at in_pStart, or at 0 when that is null.
     Value addState(const Port& in_port, const Tensor* in_pStart);
     void bindState(const Value& in_state, const Value& in_next);

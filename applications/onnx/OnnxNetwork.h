@@ -19,7 +19,7 @@ struct Program;
 /// A neural network from an ONNX file as the entity under test, computed in single precision. doc/onnx.md has
 /// the operators that it may have.
 ///
-/// An output named like an input with "_next" behind it is what that input is for the next pattern: a state.
+/// An output named like an input followed by "_next" is what that input is for the next pattern: a state.
 /// States start at 0, or at the initializer of the input's name, and go back there with reset. The one other
 /// input takes the pattern, the one other output is the result, both as rows of numbers whatever their shape.
 ///
@@ -34,7 +34,7 @@ public:
     /// True for the first bytes of an ONNX file: the version of its format comes first.
     static bool isOnnx(std::string_view in_content) { return !in_content.empty() && in_content[0] == '\x08'; }
 
-    /// From the bytes of a file, which messages call in_name; they are not needed any longer behind this. The
+    /// From the bytes of a file, which messages call in_name; they are not needed after this. The
     /// caller owns the network. Null, with file, node and reason logged at error level, for a file that is
     /// damaged, and for a network that asks for anything that is not supported. Takes less than 16 MiB
     /// and eight times the size of the file.

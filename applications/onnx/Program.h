@@ -29,7 +29,7 @@ using Step = std::function<void(float*)>;
 /// A network ready to run; clones share it. The memory of a clone begins with its states.
 struct Program
 {
-    /// What a state becomes behind a pattern.
+    /// What a state becomes after a pattern.
     struct StateCopy
     {
         Place m_next;

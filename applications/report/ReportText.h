@@ -18,7 +18,7 @@ std::string toCounts(const nlohmann::ordered_json& in_ratio);
 std::string toNumber(const nlohmann::ordered_json& in_number);
 /// Seconds as "1:02:03.45" or "0:07.00".
 std::string toTime(double in_dSeconds);
-/// The number with that many digits behind the point.
+/// The number with that many digits after the point.
 std::string toFixed(double in_dValue, int in_iDigits);
 
 } // namespace ReportText

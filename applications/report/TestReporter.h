@@ -29,7 +29,8 @@ public:
     bool isWanted() const { return m_bSummary || !m_strFolder.empty() || !m_strLog.empty(); }
     /// A file that the program reads, and that is not written over.
     void addInput(const std::string& in_strFile) { m_guard.addInput(in_strFile); }
-    /// Creates the files, so that a test is not in vain. False, with the reason logged.
+    /// Creates the files before the test, so that none runs whose report cannot be written. False, with the
+    /// reason logged.
     bool begin();
     /// The generator whose patterns are tested, without what wraps it; it outlives the test.
     void watch(DataGenerator& io_generator) { m_source.watch(io_generator); }

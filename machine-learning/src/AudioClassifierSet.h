@@ -56,7 +56,7 @@ public:
     /// when "rate" stands for something else; the windower is then as it was.
     bool setSourceRate(std::uint32_t in_uiRate);
 
-    /// False when the audio was not taken or any of its windows was not classified; windows behind a failed
+    /// False when the audio was not taken or any of its windows was not classified; windows after a failed
     /// one are classified all the same.
     bool pushLinearAudio(const double* in_begin, const double* in_end) override;
 

@@ -10,7 +10,7 @@ namespace Vexalor::MachineLearning
 
 /// A set of recordings, all set up when the list is, whose patterns are those of DataGeneratorForVad: voice
 /// and silence, smoothed. In windows of incertitude the target is as annotated, because real features seldom
-/// have the average 1.0 or 0.0: behind voice come D - 1 windows of hangover, then I windows as annotated.
+/// have the average 1.0 or 0.0: after voice come D - 1 windows of hangover, then I windows as annotated.
 /// D is to be at least 2 when I is above 0.
 class AudioSetDataGeneratorForVad
     : public virtual DataGeneratorWithConfig

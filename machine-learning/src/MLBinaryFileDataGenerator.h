@@ -25,7 +25,7 @@ public:
     static bool isFileBinary(const char* in_filename);
 
     /// False for a file that is no binary pattern file; it stays open, and a further gotoStart takes what
-    /// stands behind the place of the magic.
+    /// stands after the place of the magic.
     bool gotoStart() override;
     bool generateNext() override;
     /// True after an attempt to read beyond the end; the last pattern alone does not tell.
@@ -59,8 +59,8 @@ private:
     InputFile m_file;
     std::vector<char> m_vBlock;    ///< patterns are copied straight out of it
     std::size_t m_uiRecord = 0;    ///< start of the current record in the block
-    std::size_t m_uiNext = 0;      ///< behind the current record
-    std::size_t m_uiEnd = 0;       ///< behind the last byte in the block
+    std::size_t m_uiNext = 0;      ///< after the current record
+    std::size_t m_uiEnd = 0;       ///< after the last byte in the block
     std::uint64_t m_uiPattern = 0; ///< patterns read since gotoStart
     std::uint64_t m_uiNbInput = 0;
     std::uint64_t m_uiNbTarget = 0;

@@ -8,7 +8,7 @@ namespace Vexalor::MachineLearning
 {
 
 /// The rule that smooths the targets of voice and silence over time. Of D debouncing and I incertitude
-/// windows: after voice, the first D - 1 windows of silence are voice still, and the I windows behind them
+/// windows: after voice, the first D - 1 windows of silence are voice still, and the I windows after them
 /// take their target from elsewhere; then the rule starts anew. With D below 2 nothing is held, and the
 /// windows of incertitude have nothing to do with the end of voice: I is to be 0 then.
 ///

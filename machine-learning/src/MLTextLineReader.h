@@ -61,8 +61,8 @@ private:
     std::istream m_stream;
     std::vector<char> m_vBlock;
     std::size_t m_uiNext = 0; ///< first character not handed out yet
-    std::size_t m_uiEnd = 0;  ///< behind the last character in the block
-    bool m_bInLine = false;   ///< the current line goes on behind the block
+    std::size_t m_uiEnd = 0;  ///< after the last character in the block
+    bool m_bInLine = false;   ///< the current line goes on after the block
     bool m_bAtEnd = false;
     Line m_line = Line::NONE;
     InputFile m_file;

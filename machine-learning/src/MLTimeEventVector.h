@@ -44,7 +44,7 @@ public:
     bool empty() const { return m_vEventTimes.empty(); }
     std::size_t getEventCount() const { return m_vEventTimes.size() / 2; }
     /// Events that no call of getTarget since reset has seen in progress: shorter than the steps of time, or
-    /// behind the last one.
+    /// after the last one.
     std::size_t countUnseenEvents() const
     {
         return m_uiUnseen + (m_vEventTimes.size() - m_uiCurrentEvent) / 2;
@@ -78,7 +78,7 @@ private:
     std::size_t m_uiCurrentEvent = 0; ///< the next event time not yet reached
     bool m_bInEvent = false;
     std::size_t m_uiUnseen = 0; ///< events stepped over from start to stop at once
-    double m_dLatest;           ///< no event time lies behind it
+    double m_dLatest;           ///< no event time is later
 };
 
 } // namespace Vexalor::MachineLearning

@@ -51,7 +51,7 @@ private:
     bool parseTarget();
 
     const std::unique_ptr<TextLineReader> m_pReader;
-    const char* m_pTargetText = nullptr; ///< behind the input of a line that is held whole
+    const char* m_pTargetText = nullptr; ///< after the input of a line that is held whole
     std::uint64_t m_uiLine = 0;          ///< pattern lines since gotoStart
     DoubleVector m_vInput;
     DoubleVector m_vTarget;

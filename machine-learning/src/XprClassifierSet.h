@@ -91,8 +91,8 @@ public:
     /// not linked.
     bool addClassifier(const char* in_szClassifierName, XprClassifier* in_pClassifier) override;
 
-    /// Links the evaluator, for good; harmless when that was done already. False, with the set still open,
-    /// when a script is wrong or nothing has the name of the input variable.
+    /// Links the evaluator; no effect when that was done already. False, with the set still open, when a
+    /// script is wrong or nothing has the name of the input variable.
     bool freeze();
 
     /// Starts all classifiers, up to the first that fails. After freeze.
@@ -105,7 +105,7 @@ public:
     /// freeze.
     bool reset() override;
 
-    /// Takes the next input. False at the first started classifier that fails; those behind it keep their
+    /// Takes the next input. False at the first started classifier that fails; those after it keep their
     /// results.
     bool classify(const DoubleVector& in_vInput);
 

@@ -93,7 +93,7 @@ public:
     double getCurrentAudioTime() const override;
     /// Samples pushed since configure or reset.
     std::uint64_t getPushedSamples() const { return m_uiPushed; }
-    /// The sample behind the window that was popped last, counted from 0; 0 before one. Divided by the rate
+    /// The sample after the window that was popped last, counted from 0; 0 before one. Divided by the rate
     /// it is the time that WindowedAudioFileReader gives for that window.
     std::uint64_t getLastWindowEnd() const;
 

@@ -18,7 +18,7 @@ struct IffChunk
     std::uint64_t m_uiPosition = 0; ///< of the id, in bytes from the start of the stream
     std::uint64_t m_uiDeclared = 0; ///< bytes of data that the file declares
     std::uint64_t m_uiSize = 0;     ///< bytes of data that are there
-    std::uint64_t m_uiNext = 0;     ///< where the next chunk begins, behind any pad byte
+    std::uint64_t m_uiNext = 0;     ///< where the next chunk begins, after any pad byte
     /// False when the chunk runs past the end of what holds it; its data cannot be trusted then.
     bool m_bComplete = false;
 

@@ -123,7 +123,7 @@ template <class Vector>
     io_high = __builtin_shufflevector(low, io_high, 1, 3, 5, 7);
 }
 
-/// Four vectors become, read one behind the other, lane 0 of each, then lane 1 of each, and so on.
+/// Four vectors become, read one after the other, lane 0 of each, then lane 1 of each, and so on.
 [[gnu::always_inline]] inline void zip(double&, double&, double&, double&) {}
 
 [[gnu::always_inline]] inline void zip(Two& io_a, Two& io_b, Two& io_c, Two& io_d)

@@ -68,7 +68,7 @@ public:
 
     /// Writes the blocks that the variable needs.
     Place prepare(std::uint32_t in_uiSymbol);
-    /// Where the value of the window before is: behind a value that is true if there is one. Empty for what
+    /// Where the value of the window before is: after a value that is true if there is one. Empty for what
     /// cannot be computed or has no room.
     Slot getState(std::uint32_t in_uiSymbol);
 
