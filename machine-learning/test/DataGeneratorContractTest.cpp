@@ -437,6 +437,18 @@ TYPED_TEST(WrapperContract, WithoutAGeneratorEveryOperationFails)
                  wrapper.getShareRead().isValid());
 }
 
+TYPED_TEST(WrapperContract, AGeneratorWithoutSequencesHasNothingToReset)
+{
+    TypeParam wrapper;
+    wrapper.setDataGenerator(Generator(new Testing::EmptyGenerator));
+    const CountedObjPtr<Testing::CountingResettable> pEntity(new Testing::CountingResettable);
+    const Testing::LogCapture log("quillcast.ml", LogLevel::DEBUGGING);
+    EXPECT_TRUE(wrapper.setEntityToReset(pEntity));
+    EXPECT_EQ(pEntity.getCount(), 1U);
+    EXPECT_EQ(log.has("DEBUG Entity is resetable but data generator does not need to reset it."),
+              (std::is_same_v<TypeParam, InMemoryDataGenerator>));
+}
+
 INSTANTIATE_TEST_SUITE_P(Every, DataGeneratorContract,
                          testing::Combine(testing::ValuesIn(GENERATORS), testing::ValuesIn(STACKS)),
                          [](const auto& in_info) {

@@ -74,10 +74,6 @@ TEST_F(DataConverterTest, PatternsKeepTheirMarksAndMissingTargets)
     ScriptedGenerator marked({{{1}, {}, true}});
     EXPECT_TRUE(convert(marked));
     EXPECT_EQ(m_writer.take(), "![1][] ");
-    ScriptedGenerator empty({});
-    EXPECT_TRUE(convert(empty));
-    EXPECT_EQ(m_writer.take(), "");
-    EXPECT_EQ(m_log.lines().back(), "INFO Number of patterns read/written: 0");
 }
 
 TEST_F(DataConverterTest, EachFailureEndsTheConversionWithItsReason)

@@ -195,7 +195,6 @@ TEST_F(SplitFileTest, DescriptorsOfEachKind)
         {"long comment, text after it", "#" + std::string(300000, '#') + "\nNumberOfSplitFiles=1\nmore\n",
          ""},
         {"empty", "", strHeader},
-        {"comments only", "# text\n", strHeader},
         {"comments only, no newline", "# text\n# NumberOfSplitFiles=XXX", strHeader},
         {"another line first", "\nNumberOfSplitFiles=1\n", strHeader},
         {"long line", std::string(300000, 'N'), strHeader},
@@ -204,11 +203,9 @@ TEST_F(SplitFileTest, DescriptorsOfEachKind)
         {"letters", descriptor("one"), strNumber},
         {"no number", descriptor(""), strNumber},
         {"negative", descriptor("-1"), strNumber},
-        {"sign", descriptor("+1"), strNumber},
         {"blank", descriptor(" 1"), strNumber},
         {"number and more", descriptor("1x"), strNumber},
         {"2^64", descriptor("18446744073709551616"), strNumber},
-        {"very long number", descriptor(std::string(1000, '9')), strNumber},
         {"zero", descriptor("0"), strZero},
     };
     for (const auto& row : TABLE)

@@ -114,12 +114,6 @@ TEST_F(InMemoryTest, EntityIsSetWhereItCanBeReset)
     EXPECT_EQ(m_pEntity->m_iResets, 0);
     EXPECT_EQ(m_pEntity.getCount(), 1U);
 
-    InMemoryDataGenerator cache;
-    cache.setDataGenerator(CountedObjPtr<DataGenerator>(new Testing::EmptyGenerator));
-    EXPECT_TRUE(cache.setEntityToReset(m_pEntity));
-    EXPECT_TRUE(log.has("DEBUG Entity is resetable but data generator does not need to reset it."));
-    EXPECT_EQ(m_pEntity.getCount(), 1U);
-
     // A failing reset fails the start, as it does without the cache between.
     InMemoryDataGenerator other;
     other.setDataGenerator(m_pSource);

@@ -1,6 +1,5 @@
 #include "MLScalingDataGenerator.h"
 #include "test-support/AllocationCounter.h"
-#include "test-support/CountingResettable.h"
 #include "test-support/LogCapture.h"
 #include "test-support/ScriptedGenerator.h"
 
@@ -133,7 +132,7 @@ TEST(ScalingDataGeneratorTest, GivenScalingIsAppliedAndStays)
     EXPECT_THAT(readInputs(generator), ElementsAre(3, 7, 11, 19));
 }
 
-TEST(ScalingDataGeneratorTest, ForwardsTheEndAndTheEntityAndReleasesTheEarlierGenerator)
+TEST(ScalingDataGeneratorTest, ForwardsTheEndAndReleasesTheEarlierGenerator)
 {
     ScalingDataGenerator generator;
     const auto pSource = newSource();
@@ -147,12 +146,6 @@ TEST(ScalingDataGeneratorTest, ForwardsTheEndAndTheEntityAndReleasesTheEarlierGe
     readInputs(generator);
     EXPECT_TRUE(generator.atEnd());
     EXPECT_FALSE(generator.endedCleanly());
-
-    // One that forms no sequences has nothing to reset: no failure.
-    generator.setDataGenerator(CountedObjPtr<DataGenerator>(new Testing::EmptyGenerator));
-    const CountedObjPtr<Testing::CountingResettable> pEntity(new Testing::CountingResettable);
-    EXPECT_TRUE(generator.setEntityToReset(pEntity));
-    EXPECT_EQ(pEntity.getCount(), 1U);
 }
 
 TEST(ScalingDataGeneratorTest, LearningTakesNoMemoryForAPattern)
