@@ -173,6 +173,7 @@ TEST_F(ConvertTest, AFullDiskLeavesNothingAndFails)
             const Testing::FileSizeLimit limit(uiSize);
             const CommandResult result = convert("vector", "text", type, "out");
             EXPECT_EQ(result.m_iExit, 1) << type;
+            EXPECT_THAT(result.m_strErr, HasSubstr("WARN: out: File too large\n"));
             EXPECT_THAT(result.m_strErr, HasSubstr("ERROR: Could not write all patterns to out\n"
                                                    "ERROR: Conversion failed !\n"));
         }

@@ -2,6 +2,8 @@
 
 #include "quillcast-core/Assertion.h"
 
+#include <cerrno>
+#include <cstring>
 #include <utility>
 
 namespace Vexalor::MachineLearning
@@ -45,8 +47,17 @@ void PatternFileWriter::setCurrentFilename(const char* in_filename)
 
 void PatternFileWriter::writeOut(std::string_view in_bytes)
 {
+    const bool bWasGood = m_file.is_open() && m_file.good();
     m_file.write(in_bytes.data(), static_cast<std::streamsize>(in_bytes.size()));
+    noteLoss(bWasGood);
+}
+
+void PatternFileWriter::noteLoss(bool in_bWasGood)
+{
+    Logger& s_logger = m_logger;
     m_bLost = m_bLost || !m_file;
+    if (in_bWasGood && !m_file)
+        QC_WARN(m_strFilename << ": " << std::strerror(errno));
 }
 
 void PatternFileWriter::flush()
@@ -63,8 +74,9 @@ bool PatternFileWriter::close()
     {
         end_i();
         flush();
+        const bool bWasGood = m_file.good();
         m_file.close();
-        m_bLost = m_bLost || !m_file;
+        noteLoss(bWasGood);
     }
     return !std::exchange(m_bLost, false);
 }

@@ -47,6 +47,9 @@ protected:
     bool m_bLost = false; ///< a pattern did not reach the file, or not its place
 
 private:
+    /// Right after the file was used: what it refused is lost; tells the reason, once.
+    void noteLoss(bool in_bWasGood);
+
     Logger& m_logger;
     std::ofstream m_file;
 };
