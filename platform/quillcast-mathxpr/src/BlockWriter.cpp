@@ -31,7 +31,10 @@ void BlockWriter::write()
     if (shape.isFailed())
         emitFailure(m_plan.m_failures.at(shape.m_uiFailed));
     else if (!block.m_bHasRoom)
-        emitFailure(keep(TOO_MANY_VALUES));
+        emitFailure(keep((m_program.isExpression(block.m_uiSymbol)
+                              ? m_program.where(m_program.getDefinition(block.m_uiSymbol).m_uiRoot)
+                              : "") +
+                         TOO_MANY_VALUES));
     else if (!m_program.isExpression(block.m_uiSymbol))
         m_plan.m_vImage[block.m_slot.m_uiAt] = m_program.getSymbol(block.m_uiSymbol).m_dValue;
     else
@@ -176,9 +179,14 @@ Slot BlockWriter::writePrevious(std::uint32_t in_uiNode)
 {
     const std::uint32_t uiLength = shapeOf(in_uiNode).m_uiLength;
     const Slot initial = constant(argument(in_uiNode, 0), uiLength);
-    const Slot state = m_plan.getState(m_program.getNode(in_uiNode).m_uiSymbol);
+    const std::uint32_t uiSymbol = m_program.getNode(in_uiNode).m_uiSymbol;
+    const Slot state = m_plan.getState(uiSymbol);
     if (state.m_uiSize != uiLength + 1)
+    {
+        if (!m_plan.getShape(uiSymbol).isFailed())
+            emitFailure(keep(m_program.where(in_uiNode) + TOO_MANY_VALUES));
         return initial;
+    }
     const Slot out = place(in_uiNode);
     emitChoice(state, {state.m_uiAt + 1, uiLength}, initial, out);
     return out;

@@ -18,7 +18,9 @@ Plan::Plan(const Program& in_program, const std::vector<std::uint32_t>& in_vLeng
 {
     for (const std::uint32_t uiLength : in_vLengths)
     {
-        allocate(uiLength, m_vInputs.emplace_back());
+        // However many there are, each has its place.
+        m_vInputs.push_back({static_cast<std::uint32_t>(m_vImage.size()), uiLength});
+        m_vImage.resize(m_vImage.size() + std::max<std::size_t>(uiLength, 1));
         m_vInputShapes.push_back({uiLength});
     }
     Lengths(in_program, *this).find();

@@ -183,6 +183,32 @@ TEST(BadInputTest, InputsAreBounded)
     EXPECT_EQ(scripts.get("a.x"), "[nan 3]");
 }
 
+TEST(BadInputTest, ValuesWithoutRoomFailWhereTheyStand)
+{
+    Scripts scripts;
+    std::string strText = "double = 2 * audio\n";
+    for (const std::string strNumber : {"0", "1", "2", "3", "4", "5", "6", "7"})
+        strText += "v" + strNumber + " = audio + 1\ns" + strNumber + " = prev(v" + strNumber + ", 0)[0]\n";
+    ASSERT_TRUE(scripts.add("a", strText));
+    ASSERT_TRUE(scripts.link());
+    ASSERT_TRUE(scripts.pAudio->assign(DoubleVector(65536, 1.0)));
+    const LogCapture log("quillcast.math.xpr");
+    for (const char* szName : {"a.double", "a.s0", "a.s1", "a.s2", "a.s3", "a.s4", "a.s5", "a.s6"})
+        EXPECT_NE(scripts.get(szName), "failed") << szName;
+    EXPECT_EQ(scripts.get("a.s7"), "failed") << "not the initial value for ever";
+    EXPECT_EQ(log.text(), "ERROR a.xpr:17: the scripts need more than 2097152 values\n");
+
+    for (int i = 0; i < 32; ++i)
+    {
+        const CountedObjPtr<DomainVariableImpl> pInput(new DomainVariableImpl);
+        ASSERT_TRUE(pInput->setName(("more" + std::to_string(i)).c_str()));
+        ASSERT_TRUE(scripts.evaluator.addVariable(pInput) && pInput->assign(DoubleVector(65536, 2.0)));
+    }
+    EXPECT_EQ(scripts.get("audio").substr(0, 4), "[1 1") << "each input has its own place";
+    EXPECT_EQ(scripts.get("a.double"), "failed");
+    EXPECT_NE(log.text().find("ERROR a.xpr:1: the scripts need more"), std::string::npos);
+}
+
 TEST(BadInputTest, ManyNamesTakeLittleTime)
 {
     Scripts scripts;
