@@ -212,12 +212,15 @@ bool DataConvertApplication::pump()
                              { return (!watch || watch(in_uiPatterns)) && !m_pOutputDataWriter->hasLost(); });
     if (!myDataConverter.convert())
         return false;
+    if (!m_pInputDataGen->endedCleanly())
+    {
+        QC_ERROR("The input stopped before its end, after " << myDataConverter.getNbConverted()
+                                                            << " patterns");
+        return false;
+    }
     if (myDataConverter.getNbConverted() == 0)
         QC_WARN("The input has no pattern: " << m_strOutputFile << " stays empty");
-    if (m_pInputDataGen->endedCleanly())
-        return true;
-    QC_ERROR("The input stopped before its end, after " << myDataConverter.getNbConverted() << " patterns");
-    return false;
+    return true;
 }
 
 bool DataConvertApplication::commit(FileReplacer& io_output) const

@@ -149,6 +149,8 @@ TEST_F(ConvertApplicationTest, WhatIsNotStoredWholeIsAFailureThatLeavesTheEarlie
          "ERROR Could not write pattern 1"},
         {BINARY, m_folder.path("cut"), "vector", strOut,
          "ERROR The input stopped before its end, after 1 patterns"},
+        {BINARY, m_folder.write("magic", "VEXALOR BINARY"), "vector", strOut,
+         "ERROR The input stopped before its end, after 0 patterns"},
         {VECTOR, "none", "vector", strOut, "ERROR Could not go to the start of input data gen"},
         {BINARY, m_strPatterns, "vector", strOut, "ERROR Could not go to the start of input data gen"},
         {VECTOR, m_strPatterns, "vector", m_folder.path("none/out"),
@@ -167,6 +169,7 @@ TEST_F(ConvertApplicationTest, WhatIsNotStoredWholeIsAFailureThatLeavesTheEarlie
         EXPECT_EQ(m_log.count("/.new-"), 0u) << "messages know the final name only: " << m_log.text();
         EXPECT_EQ(readFile(strOut), "earlier");
     }
+    EXPECT_EQ(m_log.count("has no pattern"), 0u) << "said of empty inputs only: " << m_log.text();
     EXPECT_EQ(countEntries(), iEntries);
 }
 
