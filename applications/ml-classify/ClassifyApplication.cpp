@@ -22,6 +22,7 @@ constexpr const char* SCRIPT_OPTION = "script";
 constexpr const char* FURTHER_OPTION = "further-script";
 constexpr const char* RATE_OPTION = "rate";
 constexpr const char* ENCODING_OPTION = "encoding";
+constexpr const char* GRAPH_OPTION = "dump-evaluator-in-file";
 constexpr const char* STANDARD_INPUT = "-";
 
 /// Samples that are pushed at most at a time.
@@ -72,6 +73,7 @@ ClassifyApplication::ClassifyApplication()
     addOption(ENCODING_OPTION, value<std::string>()->value_name("KIND"),
               ("of raw samples: " + SampleEncoding::listNames() + "; s16 unless given").c_str());
     addOption("json", bool_switch(), "print a JSON object a line");
+    OverwriteGuard::addOption(getOptions(), "write the graph over a recording, too");
     options_description hidden;
     m_helper.addOptions(getOptions(), hidden);
     setArguments(
@@ -97,7 +99,14 @@ bool ClassifyApplication::processCmdlineVarsMap(const variables_map& in_map)
         return false;
     }
     m_strInput = vInputs.front();
-    return takeRawOptions(in_map);
+    return mayWriteGraph(in_map) && takeRawOptions(in_map);
+}
+
+bool ClassifyApplication::mayWriteGraph(const variables_map& in_map)
+{
+    m_guard.takeOption(in_map);
+    m_guard.addInput(m_strInput);
+    return in_map.count(GRAPH_OPTION) == 0 || m_guard.allows(in_map[GRAPH_OPTION].as<std::string>());
 }
 
 bool ClassifyApplication::takeRawOptions(const variables_map& in_map)

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "ClassifierSetApplicationHelper.h"
+#include "common/OverwriteGuard.h"
 #include "ml-classify/RawSamples.h"
 #include "quillcast-infra/ApplicationImpl.h"
 
@@ -37,6 +38,7 @@ private:
     };
 
     bool addClassifiers(AudioClassifierSet& io_set) override;
+    bool mayWriteGraph(const variables_map& in_map);
     bool takeRawOptions(const variables_map& in_map);
     bool acceptRecording() const;
     bool runRecording();
@@ -48,6 +50,7 @@ private:
     bool classify(const Source& in_source);
 
     ClassifierSetApplicationHelper m_helper;
+    OverwriteGuard m_guard;
     std::string m_strInput;
     StringVector m_vScripts;
     StringVector m_vFurtherScripts;

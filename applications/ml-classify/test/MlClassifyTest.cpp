@@ -247,4 +247,8 @@ TEST_F(MlClassifyTest, HelpAndTheGraph)
     EXPECT_THAT(run({"--help"}).m_strOut, HasSubstr("--dump-evaluator-in-file"));
     EXPECT_EQ(run({"--script", "sums", "a.wav", "--dump-evaluator-in-file", "graph.dot"}).m_iExit, 0);
     EXPECT_THAT(Testing::readFile(m_folder.path("graph.dot")), HasSubstr("sums"));
+    const std::string strRecording = Testing::readFile(m_folder.path("a.wav"));
+    EXPECT_EQ(run({"--script", "sums", "a.wav", "--dump-evaluator-in-file", "a.wav"}).m_strErr,
+              "ERROR: Not writing over a.wav: it is an input; --force writes all the same\n");
+    EXPECT_EQ(Testing::readFile(m_folder.path("a.wav")), strRecording);
 }
