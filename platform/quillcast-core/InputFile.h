@@ -11,8 +11,8 @@
 namespace Vexalor
 {
 
-/// A file that is read: in order, in blocks of its user's, or by position, where small reads are served from a
-/// buffer.
+/// A file that is read: in order, in blocks of its user's, or by position, where small reads are served from
+/// a buffer.
 ///
 /// Call order: (open (seek? read*)* | openRegular (readAt | seek? read*)*)*. An error of the system while
 /// reading is logged once at error level, with the name of the file and the place; it stays, as the end does,
@@ -40,8 +40,8 @@ public:
 
     /// The next read begins at that byte, counted from the start. False for a source that has no positions.
     bool seek(std::uint64_t in_uiPosition);
-    /// Reads at most in_uiSize bytes, at least one while there are any; 0 at the end, where it then stays, and
-    /// after an error.
+    /// Reads at most in_uiSize bytes, at least one while there are any; 0 at the end, where it then stays,
+    /// and after an error.
     std::size_t read(char* out_bytes, std::size_t in_uiSize);
     /// Reads from any byte; read goes on where it was. Less than asked for at the end, and after an error.
     std::size_t readAt(std::uint64_t in_uiPosition, char* out_bytes, std::size_t in_uiSize);
