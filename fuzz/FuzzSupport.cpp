@@ -13,9 +13,15 @@
 #define WATCHES_MEMORY
 #endif
 #endif
-#if defined(__SANITIZE_ADDRESS__) || defined(WATCHES_MEMORY)
-#include <sanitizer/allocator_interface.h>
+#ifdef __SANITIZE_ADDRESS__
 #define WATCHES_MEMORY
+#endif
+
+#ifdef WATCHES_MEMORY
+// Of the sanitizer's run time; g++ ships no header that declares them.
+extern "C" int __sanitizer_install_malloc_and_free_hooks(void (*)(const volatile void*, std::size_t),
+                                                         void (*)(const volatile void*));
+extern "C" std::size_t __sanitizer_get_allocated_size(const volatile void*);
 #endif
 
 namespace Vexalor::Fuzz
@@ -38,8 +44,7 @@ void onAllocation(const volatile void*, std::size_t in_uiSize)
 void onRelease(const volatile void* in_pMemory)
 {
     if (s_bWatching && in_pMemory != nullptr)
-        s_iInUse -=
-            static_cast<std::ptrdiff_t>(__sanitizer_get_allocated_size(const_cast<const void*>(in_pMemory)));
+        s_iInUse -= static_cast<std::ptrdiff_t>(__sanitizer_get_allocated_size(in_pMemory));
 }
 #endif
 

@@ -49,7 +49,6 @@ THIRD_PARTY = [
     (r"(float|double|fixed)?fann(_\w+)?\.h", ["applications"]),
     (r"nlohmann/", ["applications"]),
     (r"(gtest|gmock)/", ["test-support"]),
-    (r"sanitizer/", ["fuzz"]),
     (r"(benchmark|fast_float|webrtc)/|(fftw3|hdf5)\.h|lua\.hpp", ["bench"]),
 ]
 # The C++ library (no extension), and of the system what any target may use.
