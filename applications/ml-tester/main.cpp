@@ -108,6 +108,10 @@ private:
             m_script.m_vFurtherScripts = in_map["further-script"].as<StringVector>();
         if (in_map.count("rate") != 0)
             m_script.m_dRate = getReal(in_map, "rate", 1.0, 1e9);
+        StringVector vScripts = m_script.m_vFurtherScripts;
+        vScripts.push_back(m_script.m_strScript);
+        for (const std::string& strScript : vScripts)
+            m_reporter.addInput(m_script.m_strFolder + '/' + strScript + ".xpr");
     }
 
     SetWatch m_watch{"ml-tester"};

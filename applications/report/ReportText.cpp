@@ -40,6 +40,8 @@ std::string toNumber(const nlohmann::ordered_json& in_number)
     constexpr int SIGNIFICANT = 4;
     if (in_number.is_null())
         return "-";
+    if (std::isnan(in_number.get<double>()))
+        return "nan"; // whatever its sign
     char digits[MAX_DIGITS];
     return {digits, std::to_chars(digits, digits + MAX_DIGITS, in_number.get<double>(),
                                   std::chars_format::general, SIGNIFICANT)
