@@ -4,7 +4,7 @@
 # qc_precompiled(TARGET products|tests) lets a target use them. Libraries and programs share them, which is why all are
 # compiled with -fPIC.
 
-option(QC_PRECOMPILE "Compile the headers of the standard library, of Boost and of GoogleTest once" OFF)
+option(QC_PRECOMPILE "Compile the headers of the standard library, of Boost and of GoogleTest once" ON)
 
 set(QC_PRODUCT_HEADERS
     <algorithm> <charconv> <cmath> <cstdint> <cstring> <filesystem> <fstream> <functional> <limits> <map> <memory>
@@ -14,7 +14,8 @@ set(QC_PRODUCT_HEADERS
     <boost/program_options/value_semantic.hpp> <boost/program_options/variables_map.hpp>
     <boost/serialization/access.hpp> <boost/serialization/base_object.hpp> <boost/serialization/export.hpp>
     <boost/serialization/level.hpp> <boost/serialization/nvp.hpp> <boost/serialization/split_free.hpp>
-    <boost/serialization/string.hpp> <boost/serialization/tracking.hpp> <boost/serialization/vector.hpp>)
+    <boost/serialization/string.hpp> <boost/serialization/tracking.hpp> <boost/serialization/vector.hpp>
+    <nlohmann/json.hpp>)
 set(QC_TEST_HEADERS <gmock/gmock.h> <gtest/gtest.h>)
 
 if(QC_PRECOMPILE)

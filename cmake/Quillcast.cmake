@@ -30,13 +30,17 @@ function(qc_library NAME)
     install(FILES ${ARG_HEADERS} DESTINATION ${HEADER_FOLDER})
 endfunction()
 
-# qc_parts(NAME SOURCES file... DEPENDS target... [PRIVATE target...])
+# qc_parts(NAME [FAST] SOURCES file... DEPENDS target... [PRIVATE target...])
 #   What programs share, linked into each of them and not installed. Its headers are included as "folder/Header.h".
+#   FAST is for code that works on each pattern or sample; other code of programs takes QC_PROGRAM_OPTIONS.
 function(qc_parts NAME)
-    cmake_parse_arguments(ARG "" "" "SOURCES;DEPENDS;PRIVATE" ${ARGN})
+    cmake_parse_arguments(ARG "FAST" "" "SOURCES;DEPENDS;PRIVATE" ${ARGN})
     add_library(${NAME} STATIC ${ARG_SOURCES})
     target_link_libraries(${NAME} PUBLIC ${ARG_DEPENDS} PRIVATE ${ARG_PRIVATE})
     target_include_directories(${NAME} PUBLIC ${CMAKE_CURRENT_SOURCE_DIR}/..)
+    if(NOT ARG_FAST)
+        target_compile_options(${NAME} PRIVATE ${QC_PROGRAM_OPTIONS})
+    endif()
     qc_precompiled(${NAME} products)
 endfunction()
 
@@ -58,12 +62,15 @@ function(qc_test NAME)
     gtest_discover_tests(${NAME} ${FILTER} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 300)
 endfunction()
 
-# qc_app(NAME SOURCES file... DEPENDS target...)
-#   An installed command-line program.
+# qc_app(NAME [FAST] SOURCES file... DEPENDS target...)
+#   An installed command-line program; FAST as above.
 function(qc_app NAME)
-    cmake_parse_arguments(ARG "" "" "SOURCES;DEPENDS" ${ARGN})
+    cmake_parse_arguments(ARG "FAST" "" "SOURCES;DEPENDS" ${ARGN})
     add_executable(${NAME} ${ARG_SOURCES})
     target_link_libraries(${NAME} PRIVATE ${ARG_DEPENDS})
+    if(NOT ARG_FAST)
+        target_compile_options(${NAME} PRIVATE ${QC_PROGRAM_OPTIONS})
+    endif()
     qc_precompiled(${NAME} products)
     install(TARGETS ${NAME} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 endfunction()

@@ -16,6 +16,8 @@ endif()
 set(CMAKE_CXX_FLAGS_RELEASE "-O3 -DNDEBUG")
 # The sources of tests run once: optimising them takes longer than they do. What they test is optimised.
 set(QC_TEST_OPTIONS -O0)
+# Programs spend their time in the libraries; less optimisation takes a third off the time to compile them.
+set(QC_PROGRAM_OPTIONS -O1)
 
 # Results are compared bit by bit: no contraction of a multiplication and an addition.
 add_compile_options(-fPIC -Wall -Wextra -Wshadow -Werror=return-type -ffp-contract=off)
