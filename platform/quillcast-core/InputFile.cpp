@@ -105,7 +105,8 @@ std::size_t InputFile::fail(std::uint64_t in_uiPosition)
 bool InputFile::seek(std::uint64_t in_uiPosition)
 {
     const auto iPosition = static_cast<off_t>(in_uiPosition);
-    if (lseek(m_iFile, iPosition, SEEK_SET) != iPosition)
+    const off_t iReached = lseek(m_iFile, iPosition, SEEK_SET);
+    if (iReached < 0 || iReached != iPosition)
     {
         m_strReason = std::strerror(errno);
         return false;

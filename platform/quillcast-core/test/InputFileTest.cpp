@@ -46,6 +46,7 @@ TEST(InputFileTest, InOrderAndByPosition)
                 << uiSize << " at " << uiPosition;
     EXPECT_EQ(readAt(file, ~0ULL - 2, 8), "");
     EXPECT_EQ(read(file, 4), "2 3 ") << "goes on where it was";
+    EXPECT_FALSE(file.seek(~0ULL));
     EXPECT_EQ(file.getRest(), strContent.size() - 8);
     ASSERT_TRUE(file.seek(strContent.size() - 2));
     InputFile other = std::move(file);
