@@ -18,17 +18,20 @@ constexpr std::size_t ANY_NUMBER = std::numeric_limits<std::size_t>::max();
 constexpr AnnotateCommand COMMANDS[] = {{"list", 1, ANY_NUMBER, listAnnotations},
                                         {"check", 1, ANY_NUMBER, checkRecordings},
                                         {"export", 1, 2, exportAnnotations},
-                                        {"import", 2, 2, importAnnotations}};
+                                        {"import", 2, 2, importAnnotations},
+                                        {"label-copies", 2, ANY_NUMBER, copyWithLabels}};
 
 const char* const DESCRIPTION =
     "Annotations of recordings: cue points with a length, as audio editors keep them in WAV files.\n"
     "  list FILE...         print them, one line each: start, tab, stop, tab, label; or --json\n"
     "  check FILE...        print what is wrong with them; fails if there is anything\n"
-    "  export FILE [LABELS] write those lines into a file, or print them\n"
-    "  import FILE LABELS   replace them by those lines (also label tracks and \"start_s stop_s label\" "
-    "tables); "
-    "markers stay unless the lines bring some: a marker's times are equal\n"
-    "Their order is kept unless --sort is given.";
+    "  export FILE [LABELS] write them into a file of labels, or print those\n"
+    "  import FILE LABELS   replace them by those of a file of labels, or - for standard input; markers stay "
+    "unless it brings some: a marker's times are equal\n"
+    "  label-copies DIR FILE... copy recordings into a folder, each with the labels that lie beside it: "
+    "x.wav "
+    "with x.txt, x.tsv, x.TextGrid, x.rttm, x.csv or x.json; DIR/list.txt lists them\n"
+    "The extension tells the format of labels, or --format. Their order is kept unless --sort is given.";
 
 std::string describeKinds()
 {
@@ -50,9 +53,13 @@ AnnotateApplication::AnnotateApplication()
     addOption("map", value<StringVector>()->value_name("A=B"), "label B instead of A; may be repeated");
     addOption("fill", value<std::string>()->value_name("LABEL"), "label for what no annotation covers");
     addOption("sort", bool_switch(), "sort by time");
+    addOption("format", value<std::string>()->value_name("FORMAT"),
+              ("of files of labels: " + LabelFormat::listNames()).c_str());
+    addOption("tier", value<StringVector>()->value_name("NAME"),
+              "import, label-copies: take this tier of a TextGrid; may be repeated");
     OverwriteGuard::addOption(getOptions(),
-                              "export: write over a recording, too; import: replace annotations by "
-                              "none, too");
+                              "export, label-copies: write over a recording, too; import: replace "
+                              "annotations by none, too");
     addOption("ignore", value<StringVector>()->value_name("KIND"), describeKinds().c_str());
     setArguments("arguments", -1, "COMMAND FILE...", DESCRIPTION);
 }
@@ -83,7 +90,20 @@ bool AnnotateApplication::processCmdlineVarsMap(const variables_map& in_map)
         QC_ERROR("Option --map: " << strError);
         return false;
     }
-    return takeIgnored(in_map) && checkCommand();
+    if (in_map.count("tier") != 0)
+        m_request.m_vTiers = in_map["tier"].as<StringVector>();
+    return takeFormat(in_map) && takeIgnored(in_map) && checkCommand();
+}
+
+bool AnnotateApplication::takeFormat(const variables_map& in_map)
+{
+    const std::string strFormat = getString(in_map, "format");
+    if (in_map.count("format") == 0)
+        return true;
+    m_request.m_pFormat = LabelFormat::find(strFormat);
+    if (m_request.m_pFormat == nullptr)
+        QC_ERROR("Option --format: there is no \"" << strFormat << "\", only " << LabelFormat::listNames());
+    return m_request.m_pFormat != nullptr;
 }
 
 bool AnnotateApplication::takeIgnored(const variables_map& in_map)
@@ -108,7 +128,7 @@ bool AnnotateApplication::checkCommand()
     const AnnotateCommand* pCommand = findCommand();
     if (pCommand == nullptr)
     {
-        QC_ERROR("A command is needed: list, check, export or import, see --help");
+        QC_ERROR("A command is needed: list, check, export, import or label-copies, see --help");
         return refuseCommand();
     }
     if (m_request.m_vFiles.size() >= pCommand->m_uiFewest && m_request.m_vFiles.size() <= pCommand->m_uiMost)

@@ -30,6 +30,7 @@ protected:
     bool run_i() override;
 
 private:
+    bool takeFormat(const variables_map& in_map);
     bool takeIgnored(const variables_map& in_map);
     bool checkCommand();
     const AnnotateCommand* findCommand() const;

@@ -1,8 +1,8 @@
 #include "ml-annotate/AnnotateCommands.h"
 
+#include "labels/LabelFile.h"
 #include "ml-annotate/AnnotationCheck.h"
 #include "ml-annotate/AnnotationJson.h"
-#include "ml-annotate/LabelText.h"
 #include "ml-annotate/RecordingFile.h"
 #include "quillcast-core/FileReplacer.h"
 #include "quillcast-core/Logger.h"
@@ -19,10 +19,44 @@ namespace
 
 constinit Logger s_logger("quillcast.app.ml-annotate");
 
-constexpr const char* STANDARD_OUTPUT = "-";
+const std::string STANDARD_OUTPUT = "-";
 
-/// Makes the changes that the options ask for.
-bool edit(const AnnotateRequest& in_request, const std::string& in_strFile, AnnotatedFile& io_file)
+/// A comment where a list would be empty though the recording is marked; empty otherwise.
+std::string makeRemark(const AnnotateRequest& in_request, const AnnotatedFile& in_file)
+{
+    const std::size_t uiMarkers = in_file.getMarkers().size();
+    if (in_request.m_bMarkers || uiMarkers == 0 || !in_file.getAnnotations().empty())
+        return {};
+    return "# no annotations; markers: " + std::to_string(uiMarkers) + ", shown with --markers\n";
+}
+
+std::vector<LabelSpan> makeSpans(const AnnotateRequest& in_request, const AnnotatedFile& in_file)
+{
+    std::vector<LabelSpan> vSpans;
+    for (const Annotation& annotation : in_file.getAnnotations())
+        vSpans.push_back(LabelFile::toSpan(annotation));
+    if (in_request.m_bMarkers)
+        for (const Annotation& marker : in_file.getMarkers())
+            vSpans.push_back(LabelFile::toSpan(marker));
+    return vSpans;
+}
+
+/// Lines of text without frequencies.
+std::string makeText(const AnnotateRequest& in_request, const AnnotatedFile& in_file)
+{
+    const std::unique_ptr<LabelWriter> pWriter = LabelFormat::find("text")->m_newWriter({});
+    std::string strText;
+    for (LabelSpan& span : makeSpans(in_request, in_file))
+    {
+        span.m_low = span.m_high = std::nullopt;
+        pWriter->add(span, strText);
+    }
+    return strText;
+}
+
+} // namespace
+
+bool editAnnotations(const AnnotateRequest& in_request, const std::string& in_strFile, AnnotatedFile& io_file)
 {
     std::uint64_t uiFrames = 0;
     if (in_request.m_edits.needsLength() && !getFrameCount(in_strFile, uiFrames))
@@ -35,41 +69,12 @@ bool edit(const AnnotateRequest& in_request, const std::string& in_strFile, Anno
     return true;
 }
 
-/// A comment where a list would be empty though the recording is marked; empty otherwise.
-std::string makeRemark(const AnnotateRequest& in_request, const AnnotatedFile& in_file)
+const LabelFormat& getFormat(const AnnotateRequest& in_request, const std::string& in_strLabels)
 {
-    const std::size_t uiMarkers = in_file.getMarkers().size();
-    if (in_request.m_bMarkers || uiMarkers == 0 || !in_file.getAnnotations().empty())
-        return {};
-    return "# no annotations; markers: " + std::to_string(uiMarkers) + ", shown with --markers\n";
+    const LabelFormat* pFormat =
+        in_request.m_pFormat != nullptr ? in_request.m_pFormat : LabelFormat::findForFile(in_strLabels);
+    return pFormat != nullptr ? *pFormat : *LabelFormat::find("text");
 }
-
-std::string makeText(const AnnotateRequest& in_request, const AnnotatedFile& in_file)
-{
-    std::string strText;
-    for (const Annotation& annotation : in_file.getAnnotations())
-        strText += LabelText::formatLine(annotation);
-    if (in_request.m_bMarkers)
-        for (const Annotation& marker : in_file.getMarkers())
-            strText += LabelText::formatLine(marker);
-    return strText;
-}
-
-/// The annotations and markers of a label text; false with the reason logged.
-bool readLabels(const std::string& in_strFile, std::vector<Annotation>& out_vAnnotations,
-                std::vector<Annotation>& out_vMarkers)
-{
-    std::string strText;
-    std::string strError;
-    if (!readText(in_strFile, strText))
-        return false;
-    if (LabelText::parse(strText, out_vAnnotations, out_vMarkers, strError))
-        return true;
-    QC_ERROR("Cannot import " << in_strFile << ": " << strError);
-    return false;
-}
-
-} // namespace
 
 bool listAnnotations(const AnnotateRequest& in_request)
 {
@@ -79,7 +84,7 @@ bool listAnnotations(const AnnotateRequest& in_request)
     {
         AnnotatedFile file;
         std::uint64_t uiDecoded = 0;
-        if (!readAnnotations(strFile, file) || !edit(in_request, strFile, file) ||
+        if (!readAnnotations(strFile, file) || !editAnnotations(in_request, strFile, file) ||
             (in_request.m_bDecode && !decodeFrames(strFile, uiDecoded)))
         {
             bDone = false;
@@ -100,47 +105,33 @@ bool listAnnotations(const AnnotateRequest& in_request)
 
 bool exportAnnotations(const AnnotateRequest& in_request)
 {
-    AnnotatedFile file;
-    if (!readAnnotations(in_request.m_vFiles[0], file) || !edit(in_request, in_request.m_vFiles[0], file))
-        return false;
-    if (in_request.m_vFiles.size() == 1 || in_request.m_vFiles[1] == STANDARD_OUTPUT)
-    {
-        std::cout << makeText(in_request, file);
-        return true;
-    }
-    if (!in_request.m_guard.allows(in_request.m_vFiles[1]))
-        return false;
-    FileReplacer target(in_request.m_vFiles[1]);
-    if (target.open() && target.write(makeText(in_request, file)) && target.commit())
-        return true;
-    QC_ERROR("Cannot write " << in_request.m_vFiles[1] << ": " << target.getReason());
-    return false;
-}
-
-bool importAnnotations(const AnnotateRequest& in_request)
-{
     const std::string& strRecording = in_request.m_vFiles[0];
-    const std::string& strLabels = in_request.m_vFiles[1];
+    const std::string& strLabels = in_request.m_vFiles.size() == 1 ? STANDARD_OUTPUT : in_request.m_vFiles[1];
     AnnotatedFile file;
-    std::vector<Annotation> vAnnotations;
-    std::vector<Annotation> vMarkers;
-    if (!readAnnotations(strRecording, file) || !readLabels(strLabels, vAnnotations, vMarkers))
+    std::string strText;
+    std::string strError;
+    if (!readAnnotations(strRecording, file) || !editAnnotations(in_request, strRecording, file))
         return false;
-    const std::size_t uiReplaced = file.getAnnotations().size();
-    if (vAnnotations.empty() && uiReplaced > 0 && !in_request.m_guard.isForced())
+    const double dSeconds = static_cast<double>(file.getFrameCount()) / file.getFormat().m_uiRate;
+    if (!getFormat(in_request, strLabels)
+             .write(makeSpans(in_request, file), {LabelFile::getName(strRecording), dSeconds, 0}, strText,
+                    strError))
     {
-        QC_ERROR("Not importing " << strLabels << ": it has no annotations, " << strRecording << " has "
-                                  << uiReplaced << "; --force replaces them all the same");
+        QC_ERROR("Cannot export " << strRecording << ": " << strError);
         return false;
     }
-    file.setAnnotations(std::move(vAnnotations));
-    if (!vMarkers.empty())
-        file.setMarkers(std::move(vMarkers));
-    if (!edit(in_request, strRecording, file) || !file.writeToWAV(strRecording.c_str()))
+    if (strLabels == STANDARD_OUTPUT)
+    {
+        std::cout << strText;
+        return true;
+    }
+    if (!in_request.m_guard.allows(strLabels))
         return false;
-    QC_INFO(strRecording << ": " << uiReplaced << (uiReplaced == 1 ? " annotation" : " annotations")
-                         << " replaced by " << file.getAnnotations().size());
-    return true;
+    FileReplacer target(strLabels);
+    if (target.open() && target.write(strText) && target.commit())
+        return true;
+    QC_ERROR("Cannot write " << strLabels << ": " << target.getReason());
+    return false;
 }
 
 bool checkRecordings(const AnnotateRequest& in_request)
@@ -151,7 +142,7 @@ bool checkRecordings(const AnnotateRequest& in_request)
         AnnotatedFile file;
         std::uint64_t uiFrames = 0;
         if (!readAnnotations(strFile, file) || !getFrameCount(strFile, uiFrames) ||
-            !edit(in_request, strFile, file))
+            !editAnnotations(in_request, strFile, file))
         {
             bFine = false;
             continue;

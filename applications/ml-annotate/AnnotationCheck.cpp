@@ -1,7 +1,7 @@
 #include "ml-annotate/AnnotationCheck.h"
 
+#include "labels/LabelReading.h"
 #include "ml-annotate/AnnotationEdits.h"
-#include "ml-annotate/LabelText.h"
 #include "ml-annotate/Reach.h"
 #include "quillcast-audio/ToneAnnotations.h"
 
@@ -17,8 +17,8 @@ namespace
 
 std::string describe(const Annotation& in_annotation)
 {
-    return "\"" + in_annotation.getLabel() + "\" " + LabelText::formatNumber(in_annotation.getStartTime()) +
-           "-" + LabelText::formatNumber(in_annotation.getStopTime()) + " s";
+    return "\"" + in_annotation.getLabel() + "\" " + formatPlain(in_annotation.getStartTime()) + "-" +
+           formatPlain(in_annotation.getStopTime()) + " s";
 }
 
 class Checker
@@ -62,7 +62,7 @@ void Checker::visit(const Annotation& in_annotation)
     const std::uint64_t uiStop = toSample(in_annotation.getStopTime());
     if (std::max(uiStart, uiStop) > m_uiFrames)
         add("beyond", describe(in_annotation) + ", the recording ends at " +
-                          LabelText::formatNumber(static_cast<double>(m_uiFrames) / m_uiRate) + " s");
+                          formatPlain(static_cast<double>(m_uiFrames) / m_uiRate) + " s");
     if (uiStop < uiStart)
         add("inverted", describe(in_annotation));
     else
@@ -114,8 +114,8 @@ void Checker::addOrder(const Annotation& in_earlier, const Annotation& in_later,
 std::vector<Finding> Checker::takeFindings(const std::vector<Annotation>& in_vAnnotations)
 {
     for (const SampleRange& gap : findGaps(in_vAnnotations, m_uiRate, m_uiFrames))
-        add("uncovered", LabelText::formatNumber(static_cast<double>(gap.m_uiStart) / m_uiRate) + "-" +
-                             LabelText::formatNumber(static_cast<double>(gap.m_uiStop) / m_uiRate) + " s");
+        add("uncovered", formatPlain(static_cast<double>(gap.m_uiStart) / m_uiRate) + "-" +
+                             formatPlain(static_cast<double>(gap.m_uiStop) / m_uiRate) + " s");
     std::vector<Finding> vFindings;
     for (const FindingKind& kind : FINDING_KINDS)
         for (const std::string& strText : m_findings[kind.m_name])

@@ -1,8 +1,9 @@
 #include "ml-annotate/AnnotationJson.h"
 
-#include "ml-annotate/JsonWriter.h"
+#include "labels/TextEncoding.h"
 
 #include <cmath>
+#include <nlohmann/json.hpp>
 
 namespace Vexalor
 {
@@ -10,94 +11,94 @@ namespace Vexalor
 namespace
 {
 
-void writeFormat(JsonWriter& io_json, const WavFormat& in_format)
+using Json = nlohmann::ordered_json;
+
+/// Whole seconds are written without a point.
+Json toJson(double in_dSeconds)
 {
-    io_json.beginObject("fmt");
-    io_json.number("tag", in_format.m_uiTag);
-    io_json.number("channels", in_format.m_uiChannels);
-    io_json.number("rate", in_format.m_uiRate);
-    io_json.number("byte_rate", in_format.m_uiByteRate);
-    io_json.number("block_align", in_format.m_uiBlockAlign);
-    io_json.number("bits", in_format.m_uiBits);
-    io_json.endObject();
+    return in_dSeconds == std::floor(in_dSeconds) ? Json(static_cast<std::int64_t>(in_dSeconds))
+                                                  : Json(in_dSeconds);
 }
 
-void writeCues(JsonWriter& io_json, const std::vector<CuePoint>& in_vCues, double in_dRate)
+Json toJson(const std::string& in_strText)
 {
-    io_json.beginArray("cues");
-    for (const CuePoint& cue : in_vCues)
-    {
-        io_json.beginObject();
-        io_json.number("id", cue.m_uiId);
-        io_json.number("position", cue.m_uiPosition);
-        io_json.text("chunk", cue.m_strChunkId);
-        io_json.number("chunk_start", cue.m_uiChunkStart);
-        io_json.number("block_start", cue.m_uiBlockStart);
-        io_json.number("sample_offset", cue.m_uiSampleOffset);
-        io_json.text("label", cue.m_label);
-        io_json.text("note", cue.m_note);
-        io_json.number("time_s", cue.m_uiSampleOffset / in_dRate);
-        io_json.endObject();
-    }
-    io_json.endArray();
+    return TextEncoding::toUtf8(in_strText);
 }
 
-void writeTexts(JsonWriter& io_json, const std::vector<CueText>& in_vTexts)
+Json toJson(const std::optional<std::string>& in_text)
 {
-    io_json.beginArray("ltxt");
-    for (const CueText& text : in_vTexts)
-    {
-        io_json.beginObject();
-        io_json.number("cue_id", text.m_uiCueId);
-        io_json.number("sample_length", text.m_uiSampleLength);
-        io_json.text("purpose", text.m_strPurpose);
-        io_json.number("country", text.m_uiCountry);
-        io_json.number("language", text.m_uiLanguage);
-        io_json.number("dialect", text.m_uiDialect);
-        io_json.number("codepage", text.m_uiCodePage);
-        io_json.text("text", text.m_strText);
-        io_json.endObject();
-    }
-    io_json.endArray();
+    return in_text ? toJson(*in_text) : Json(nullptr);
 }
 
-void writeLoops(JsonWriter& io_json, const std::vector<SampleLoop>& in_vLoops, double in_dRate)
+/// An array with what a function makes of each.
+template <class Items, class Describe>
+Json describeAll(const Items& in_items, const Describe& in_describe)
 {
-    io_json.beginArray("smpl_loops");
-    for (const SampleLoop& loop : in_vLoops)
-    {
-        io_json.beginObject();
-        io_json.number("cue_id", loop.m_uiCueId);
-        io_json.number("type", loop.m_uiType);
-        io_json.number("start", loop.m_uiStart);
-        io_json.number("end", loop.m_uiEnd);
-        io_json.number("fraction", loop.m_uiFraction);
-        io_json.number("play_count", loop.m_uiPlayCount);
-        io_json.number("start_s", loop.m_uiStart / in_dRate);
-        io_json.number("stop_s", loop.m_uiEnd / in_dRate);
-        io_json.endObject();
-    }
-    io_json.endArray();
+    Json array = Json::array();
+    for (const auto& item : in_items)
+        array.push_back(in_describe(item));
+    return array;
 }
 
-void writeAnnotations(JsonWriter& io_json, const char* in_name,
-                      const std::vector<Annotation>& in_vAnnotations, double in_dRate)
+Json describe(const WavFormat& in_format)
 {
-    io_json.beginArray(in_name);
-    for (const Annotation& annotation : in_vAnnotations)
+    return {{"tag", in_format.m_uiTag},
+            {"channels", in_format.m_uiChannels},
+            {"rate", in_format.m_uiRate},
+            {"byte_rate", in_format.m_uiByteRate},
+            {"block_align", in_format.m_uiBlockAlign},
+            {"bits", in_format.m_uiBits}};
+}
+
+Json describe(const CuePoint& in_cue, double in_dRate)
+{
+    return {{"id", in_cue.m_uiId},
+            {"position", in_cue.m_uiPosition},
+            {"chunk", toJson(in_cue.m_strChunkId)},
+            {"chunk_start", in_cue.m_uiChunkStart},
+            {"block_start", in_cue.m_uiBlockStart},
+            {"sample_offset", in_cue.m_uiSampleOffset},
+            {"label", toJson(in_cue.m_label)},
+            {"note", toJson(in_cue.m_note)},
+            {"time_s", toJson(in_cue.m_uiSampleOffset / in_dRate)}};
+}
+
+Json describe(const CueText& in_text)
+{
+    return {{"cue_id", in_text.m_uiCueId},
+            {"sample_length", in_text.m_uiSampleLength},
+            {"purpose", toJson(in_text.m_strPurpose)},
+            {"country", in_text.m_uiCountry},
+            {"language", in_text.m_uiLanguage},
+            {"dialect", in_text.m_uiDialect},
+            {"codepage", in_text.m_uiCodePage},
+            {"text", toJson(in_text.m_strText)}};
+}
+
+Json describe(const SampleLoop& in_loop, double in_dRate)
+{
+    return {{"cue_id", in_loop.m_uiCueId},
+            {"type", in_loop.m_uiType},
+            {"start", in_loop.m_uiStart},
+            {"end", in_loop.m_uiEnd},
+            {"fraction", in_loop.m_uiFraction},
+            {"play_count", in_loop.m_uiPlayCount},
+            {"start_s", toJson(in_loop.m_uiStart / in_dRate)},
+            {"stop_s", toJson(in_loop.m_uiEnd / in_dRate)}};
+}
+
+Json describe(const Annotation& in_annotation, double in_dRate)
+{
+    const auto toSample = [&](double in_dTime)
     {
-        io_json.beginObject();
-        io_json.number("start_s", annotation.getStartTime());
-        io_json.number("stop_s", annotation.getStopTime());
-        io_json.number("start_sample",
-                       static_cast<std::uint64_t>(std::llround(annotation.getStartTime() * in_dRate)));
-        io_json.number("stop_sample",
-                       static_cast<std::uint64_t>(std::llround(annotation.getStopTime() * in_dRate)));
-        io_json.text("label", annotation.getLabel());
-        io_json.text("note", annotation.getNote());
-        io_json.endObject();
-    }
-    io_json.endArray();
+        return static_cast<std::uint64_t>(std::llround(in_dTime * in_dRate));
+    };
+    return {{"start_s", toJson(in_annotation.getStartTime())},
+            {"stop_s", toJson(in_annotation.getStopTime())},
+            {"start_sample", toSample(in_annotation.getStartTime())},
+            {"stop_sample", toSample(in_annotation.getStopTime())},
+            {"label", toJson(in_annotation.getLabel())},
+            {"note", toJson(in_annotation.getNote())}};
 }
 
 } // namespace
@@ -107,30 +108,30 @@ std::string formatJson(const std::string& in_strFilename, const AnnotatedFile& i
 {
     const CueSheet& sheet = in_file.getCueSheet();
     const double dRate = in_file.getFormat().m_uiRate;
-    JsonWriter json;
-    json.beginObject();
-    json.text("file", in_strFilename);
-    json.text("container", in_file.getContainer());
-    writeFormat(json, in_file.getFormat());
-    json.number("frames", in_file.getFrameCount());
-    json.number("duration_s", static_cast<double>(in_file.getFrameCount()) / dRate);
+    const auto describeTimed = [&](const auto& in_item)
+    {
+        return describe(in_item, dRate);
+    };
+    Json json;
+    json["file"] = toJson(in_strFilename);
+    json["container"] = toJson(in_file.getContainer());
+    json["fmt"] = describe(in_file.getFormat());
+    json["frames"] = in_file.getFrameCount();
+    json["duration_s"] = toJson(static_cast<double>(in_file.getFrameCount()) / dRate);
     if (in_uiDecodedFrames)
-        json.number("decoded_frames", *in_uiDecodedFrames);
-    json.beginArray("chunk_order");
-    for (const std::string& strChunk : in_file.getChunkOrder())
-        json.text(nullptr, strChunk);
-    json.endArray();
-    writeCues(json, sheet.m_vCues, dRate);
-    json.beginObject("labels_without_cue");
+        json["decoded_frames"] = *in_uiDecodedFrames;
+    json["chunk_order"] = describeAll(in_file.getChunkOrder(),
+                                      [](const std::string& in_strChunk) { return toJson(in_strChunk); });
+    json["cues"] = describeAll(sheet.m_vCues, describeTimed);
+    Json::object_t labels;
     for (const auto& [uiId, strLabel] : sheet.m_labelsWithoutCue)
-        json.text(std::to_string(uiId).c_str(), strLabel);
-    json.endObject();
-    writeTexts(json, sheet.m_vTexts);
-    writeLoops(json, sheet.m_vLoops, dRate);
-    writeAnnotations(json, "annotations", in_file.getAnnotations(), dRate);
-    writeAnnotations(json, "markers", in_file.getMarkers(), dRate);
-    json.endObject();
-    return json.getText();
+        labels.emplace_back(std::to_string(uiId), toJson(strLabel));
+    json["labels_without_cue"] = std::move(labels);
+    json["ltxt"] = describeAll(sheet.m_vTexts, [](const CueText& in_text) { return describe(in_text); });
+    json["smpl_loops"] = describeAll(sheet.m_vLoops, describeTimed);
+    json["annotations"] = describeAll(in_file.getAnnotations(), describeTimed);
+    json["markers"] = describeAll(in_file.getMarkers(), describeTimed);
+    return json.dump(1);
 }
 
 } // namespace Vexalor

@@ -16,30 +16,15 @@ constinit Logger s_logger("quillcast.app.ml-annotate");
 
 constexpr std::size_t DECODE_BLOCK = 16384;
 
-bool openOrTell(InputFile& io_file, const std::string& in_strFile)
-{
-    if (io_file.openRegular(in_strFile.c_str()))
-        return true;
-    QC_ERROR("Cannot read " << in_strFile << ": " << io_file.getReason());
-    return false;
-}
-
 } // namespace
-
-bool readText(const std::string& in_strFile, std::string& out_strText)
-{
-    InputFile file;
-    if (!openOrTell(file, in_strFile))
-        return false;
-    out_strText.resize(file.getSize());
-    out_strText.resize(file.readAt(0, out_strText.data(), out_strText.size()));
-    return !file.hasFailed();
-}
 
 bool readAnnotations(const std::string& in_strFile, AnnotatedFile& out_file)
 {
     InputFile file;
-    return openOrTell(file, in_strFile) && out_file.readFromWAV(file);
+    if (file.openRegular(in_strFile.c_str()))
+        return out_file.readFromWAV(file);
+    QC_ERROR("Cannot read " << in_strFile << ": " << file.getReason());
+    return false;
 }
 
 bool getFrameCount(const std::string& in_strFile, std::uint64_t& out_uiFrames)

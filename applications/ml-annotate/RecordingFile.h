@@ -8,9 +8,6 @@
 namespace Vexalor
 {
 
-/// Reads a whole text file. False with the reason logged.
-bool readText(const std::string& in_strFile, std::string& out_strText);
-
 /// Reads the annotations of a recording. False with the reason logged.
 bool readAnnotations(const std::string& in_strFile, AnnotatedFile& out_file);
 

@@ -47,6 +47,8 @@ public:
     /// it was, if it is no intact WAV file, if a time cannot be stored (below 0, stop before start, sample
     /// number of more than 32 bits) or if writing fails. Times are rounded to the nearest sample.
     bool writeToWAV(const char* in_filename) const;
+    /// The same into another file, in place of what that was: a copy of the first with these annotations.
+    bool writeToWAV(const char* in_filename, const char* in_copyname) const;
 
     /// What the file says of its samples; only after readFromWAV, as all that follow.
     const WavFormat& getFormat() const { return m_format; }

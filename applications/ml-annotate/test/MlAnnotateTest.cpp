@@ -92,7 +92,7 @@ TEST_F(MlAnnotateTest, JsonHoldsEverything)
                   Wav::adtl(Wav::labl(7, "\xCE\xA9\t\\") + Wav::note(7, "\xE9t\xE9") + Wav::labl(9, "x"))));
     const std::string strExpected = R"([
 {
- "file": "a\"\u00ff.wav",
+ "file": "a\"ÿ.wav",
  "container": "RIFF",
  "fmt": {
   "tag": 1,
@@ -120,8 +120,8 @@ TEST_F(MlAnnotateTest, JsonHoldsEverything)
    "chunk_start": 0,
    "block_start": 0,
    "sample_offset": 1,
-   "label": "Ω\u0009\\",
-   "note": "\u00e9t\u00e9",
+   "label": "Ω\t\\",
+   "note": "été",
    "time_s": 0.000125
   }
  ],
@@ -147,8 +147,8 @@ TEST_F(MlAnnotateTest, JsonHoldsEverything)
    "stop_s": 0.00025,
    "start_sample": 1,
    "stop_sample": 2,
-   "label": "Ω\u0009\\",
-   "note": "\u00e9t\u00e9"
+   "label": "Ω\t\\",
+   "note": "été"
   }
  ],
  "markers": []
@@ -188,10 +188,89 @@ TEST_F(MlAnnotateTest, ImportReadsWhatOthersWrite)
     // A label track: points are markers, frequency lines are skipped.
     m_folder.write("track.txt",
                    "0.25\t0.25\tpoint\n\\\t100.0\t900.0\n1e-3\t0.5\tx\n\\\t1\t2\n0.5\t0.75\ttab\tin label");
-    EXPECT_EQ(succeed({"import", "a.wav", "track.txt", "--map", "x=y", "--fill", "rest", "--sort"}),
-              "a.wav: 3 annotations replaced by 4\n");
+    const CommandResult track =
+        run({"import", "a.wav", "track.txt", "--map", "x=y", "--fill", "rest", "--sort"});
+    EXPECT_EQ(track.m_strOut, "a.wav: 3 annotations replaced by 4\n");
+    EXPECT_EQ(track.m_strErr, "WARN: track.txt: the frequencies of 2 labels are left out, a recording has no "
+                              "place for them\n");
     EXPECT_EQ(succeed({"list", "--markers", "a.wav"}),
               "0\t0.001\trest\n0.001\t0.5\ty\n0.5\t0.75\ttab\tin label\n0.75\t1\trest\n0.25\t0.25\tpoint\n");
+}
+
+// What was imported comes back from every format, and what is exported then is what was exported before.
+TEST_F(MlAnnotateTest, EveryFormatIsAFixedPoint)
+{
+    const std::string strLabels = "0\t0.25\tVOICE\n0.125\t0.5\tSF:1000\n\\\t1000\t1000\n0.5\t0.75\tVOICE\n"
+                                  "0.75\t0.75\tpoint\n";
+    const std::string strListed = "0\t0.25\tVOICE\n0.125\t0.5\tSF:1000\n0.5\t0.75\tVOICE\n";
+    m_folder.write("labels.txt", strLabels);
+    std::filesystem::create_directory(m_folder.path("other"));
+    for (const std::string strFile : {"b.txt", "b.TextGrid", "b.rttm", "b.csv", "b.json", "b.lab"})
+    {
+        const bool bOneTier = strFile != "b.TextGrid";
+        m_folder.write("a.wav", wav());
+        m_folder.write("other/a.wav", wav());
+        succeed({"import", "a.wav", "labels.txt"});
+        succeed({"export", "a.wav", strFile, "--markers"});
+        const std::string strText = readFile(m_folder.path(strFile));
+        EXPECT_EQ(strText == strLabels, strFile == "b.txt" || strFile == "b.lab") << strText;
+        succeed({"import", "other/a.wav", strFile});
+        EXPECT_EQ(succeed({"list", "other/a.wav", "--sort", "--markers"}), strListed + "0.75\t0.75\tpoint\n")
+            << strFile;
+        EXPECT_EQ(bOneTier, readFile(m_folder.path("other/a.wav")) == readFile(m_folder.path("a.wav")))
+            << strFile;
+        succeed({"export", "other/a.wav", strFile, "--markers"});
+        EXPECT_EQ(readFile(m_folder.path(strFile)), strText);
+    }
+    EXPECT_EQ(succeed({"export", "other/a.wav", "--format", "csv", "--map", "VOICE=A,B"}),
+              "start_s,stop_s,label,low_hz,high_hz\n0,0.25,\"A,B\",,\n0.125,0.5,SF:1000,1000,1000\n"
+              "0.5,0.75,\"A,B\",,\n");
+    const CommandResult piped = runCommand({"/bin/sh", "-c",
+                                            QC_BINARY_DIR "/bin/ml-annotate import other/a.wav - "
+                                                          "--format rttm <b.txt"},
+                                           m_folder.path());
+    EXPECT_EQ(piped.m_strErr, "ERROR: Cannot import -: line 1: \"0\" is no type of line\n");
+    fail({"export", "other/a.wav", "--map", "VOICE=a b", "--format", "rttm"},
+         "Cannot export other/a.wav: label \"a b\" at 0 s cannot be a field of RTTM");
+    fail({"export", "other/a.wav", "--format", "xml"},
+         "Option --format: there is no \"xml\", only text, textgrid");
+    fail({"import", "other/a.wav", "b.txt", "--format", "csv"},
+         "Cannot import b.txt: line 1: no column is named start_s");
+}
+
+TEST_F(MlAnnotateTest, RecordingsAreCopiedWithTheLabelsBesideThem)
+{
+    const std::string strBefore = wav({{0, 10, "old"}});
+    for (const char* name : {"a", "b b", "bare", "both"})
+        m_folder.write(std::string(name) + ".wav", strBefore);
+    m_folder.write("a.TextGrid",
+                   "\"ooTextFile\" \"TextGrid\" 0 1 <exists> 2 \"IntervalTier\" \"word\" 0 1 1 0 0.5 \"x\" "
+                   "\"IntervalTier\" \"phone\" 0 1 1 0 0.25 \"y\"");
+    m_folder.write("b b.rttm", "SPEAKER b_b 1 0.25 0.25 <NA> <NA> A <NA> <NA>\n");
+    m_folder.write("both.csv", "start_s,stop_s,label\n0,1,c\n");
+    m_folder.write("both.txt", "0\t1\tt\n");
+    EXPECT_EQ(succeed({"label-copies", "out/deep", "a.wav", "b b.wav", "--map", "A=VOICE", "--tier", "word"}),
+              "out/deep: 2 recordings with labels, in list.txt\n");
+    EXPECT_EQ(succeed({"list", "out/deep/a.wav", "out/deep/b b.wav"}),
+              "# out/deep/a.wav\n0\t0.5\tx\n# out/deep/b b.wav\n0.25\t0.5\tVOICE\n");
+    EXPECT_EQ(readFile(m_folder.path("out/deep/list.txt")), "a.wav\nb b.wav\n");
+    EXPECT_EQ(readFile(m_folder.path("a.wav")), strBefore);
+    // The others are copied all the same.
+    const CommandResult some = run({"label-copies", "out", "bare.wav", "both.wav", "a.wav", "out/../a.wav"});
+    EXPECT_EQ(some.m_iExit, 1);
+    EXPECT_EQ(some.m_strErr,
+              "ERROR: Not copying bare.wav: no labels lie beside it\n"
+              "ERROR: Not copying both.wav: labels lie beside it in both.txt and in both.csv; --format "
+              "chooses\n"
+              "ERROR: Not copying out/../a.wav: out/a.wav is the copy of another recording of that "
+              "name\n");
+    EXPECT_EQ(readFile(m_folder.path("out/list.txt")), "a.wav\n");
+    succeed({"label-copies", "out", "both.wav", "--format", "csv"});
+    EXPECT_EQ(succeed({"list", "out/both.wav"}), "0\t1\tc\n");
+    fail({"label-copies", "out", "a.wav"}, "Not writing over out/a.wav: it is a recording; --force");
+    fail({"label-copies", ".", "a.wav", "--force"}, "Not copying a.wav onto itself");
+    fail({"label-copies", "a.wav/x", "a.wav"}, "Cannot make the folder a.wav/x: Not a directory");
+    EXPECT_EQ(readFile(m_folder.path("a.wav")), strBefore);
 }
 
 TEST_F(MlAnnotateTest, RecordingsAndAnnotationsAreNotDestroyedByMistake)

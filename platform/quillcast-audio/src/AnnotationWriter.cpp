@@ -198,6 +198,11 @@ bool WavRewriter::copy(std::uint64_t in_uiBegin, std::uint64_t in_uiEnd)
 
 bool AnnotatedFile::writeToWAV(const char* in_filename) const
 {
+    return writeToWAV(in_filename, in_filename);
+}
+
+bool AnnotatedFile::writeToWAV(const char* in_filename, const char* in_copyname) const
+{
     QC_TRACE("AnnotatedFile::writeToWAV");
     InputFile file;
     if (!file.openRegular(in_filename))
@@ -205,11 +210,11 @@ bool AnnotatedFile::writeToWAV(const char* in_filename) const
         QC_ERROR("Cannot write annotations into " << file.getFilename() << ": " << file.getReason());
         return false;
     }
-    FileReplacer target(in_filename);
+    FileReplacer target(in_copyname);
     WavRewriter rewriter(file, target);
     if (rewriter.run(m_vAnnotations, m_vMarkers))
         return true;
-    QC_ERROR("Cannot write annotations into " << in_filename << ": " << rewriter.getError());
+    QC_ERROR("Cannot write annotations into " << in_copyname << ": " << rewriter.getError());
     return false;
 }
 
