@@ -1,16 +1,7 @@
 #include "ClassifierSetApplicationHelper.h"
 #include "ScriptFolder.h"
-#include "XprAudioClassifier.h"
+#include "TestPrelude.h"
 #include "quillcast-infra/ApplicationImpl.h"
-#include "test-support/LogCapture.h"
-
-#include <gmock/gmock.h>
-
-using namespace Vexalor;
-using namespace Vexalor::MachineLearning;
-using Testing::AssertionCapture;
-using testing::ElementsAre;
-using testing::HasSubstr;
 
 namespace
 {
@@ -20,11 +11,7 @@ struct OneScript : ClassifierSetApplicationHelper::Strategy
 {
     bool addClassifiers(AudioClassifierSet& io_set) override
     {
-        if (!m_bWorks)
-            return false;
-        auto* pClassifier = new XprAudioClassifier;
-        return io_set.addClassifier("script", pClassifier) &&
-               pClassifier->configure("script", m_strVariable.c_str(), {});
+        return m_bWorks && addScript(io_set, "script", m_strVariable.c_str());
     }
 
     bool m_bWorks = true;
@@ -57,38 +44,33 @@ private:
     ClassifierSetApplicationHelper& m_helper;
 };
 
+void take(ClassifierSetApplicationHelper& io_options, ClassifierSetApplicationHelper& io_helper,
+          const Texts& in_vArguments)
+{
+    HelperProgram program(io_options, io_helper);
+    EXPECT_EQ(runApplication(program, in_vArguments), 0);
+}
+
 class ClassifierSetApplicationHelperTest : public testing::Test
 {
 protected:
-    static void take(ClassifierSetApplicationHelper& io_options, ClassifierSetApplicationHelper& io_helper,
-                     std::vector<std::string> in_vArguments)
-    {
-        in_vArguments.insert(in_vArguments.begin(), "helper-program");
-        std::vector<const char*> vArguments;
-        for (const std::string& strArgument : in_vArguments)
-            vArguments.push_back(strArgument.c_str());
-        ASSERT_EQ(
-            HelperProgram(io_options, io_helper).run(static_cast<int>(vArguments.size()), vArguments.data()),
-            0);
-    }
-
-    std::vector<std::string> arguments(const std::string& in_strPath, const std::string& in_strWindower,
-                                       const std::string& in_strVariable = "result") const
+    Texts arguments(const std::string& in_strPath, const std::string& in_strWindower,
+                    const std::string& in_strVariable) const
     {
         return {
             "--filesystem-path",      in_strPath,     "--windower-config-file",   in_strWindower,
             "--result-variable-name", in_strVariable, "--dump-evaluator-in-file", m_folder.path("graph.dot")};
     }
 
-    std::vector<std::string> goodArguments(const std::string& in_strVariable = "result") const
+    Texts goodArguments(const std::string& in_strVariable = "result") const
     {
-        return arguments(m_folder.path(), Testing::ScriptFolder::WINDOWER_FILE, in_strVariable);
+        return arguments(m_folder.path(), ScriptFolder::WINDOWER_FILE, in_strVariable);
     }
 
-    Testing::ScriptFolder m_folder;
+    ScriptFolder m_folder;
     OneScript m_strategy;
     ClassifierSetApplicationHelper m_helper{&m_strategy};
-    Testing::LogCapture m_log{"quillcast.ml.ClassifierSetApplicationHelper"};
+    LogCapture m_log{"quillcast.ml.ClassifierSetApplicationHelper"};
     AssertionCapture m_assertions;
 };
 
@@ -105,78 +87,72 @@ TEST_F(ClassifierSetApplicationHelperTest, OptionsHaveTheirDefaultsAndTexts)
           "graphwiz 'dot' format"})
         EXPECT_THAT(strHelp, HasSubstr(part));
 
-    const Testing::TempDir folder;
-    const Testing::WorkingDirectory workingDirectory(folder.path());
+    const TempDir folder;
+    const WorkingDirectory workingDirectory(folder.path());
     take(m_helper, m_helper, {});
     EXPECT_EQ(m_helper.getOutVariableName(), "result");
     EXPECT_FALSE(m_helper.setupClassifierSet());
     EXPECT_THAT(m_log.lines(), ElementsAre("ERROR Failed to set working directory to : test-input/xpr"));
 }
 
-TEST_F(ClassifierSetApplicationHelperTest, SetsUpAStartedSet)
+TEST_F(ClassifierSetApplicationHelperTest, SetsUpAStartedSetAndWritesItsGraph)
 {
     m_folder.writeScript("script", "value = sum(audio)\n");
     m_strategy.m_strVariable = "value";
     take(m_helper, m_helper, goodArguments("value"));
     EXPECT_EQ(m_helper.getOutVariableName(), "value");
     ASSERT_TRUE(m_helper.setupClassifierSet() && m_helper.startSet());
-    EXPECT_THAT(Testing::readFile(m_folder.path("graph.dot")), HasSubstr("digraph"));
+    EXPECT_THAT(readFile(m_folder.path("graph.dot")), HasSubstr("digraph"));
     const std::vector<double> vSamples(200, 0.5);
     EXPECT_TRUE(m_helper.getSet().pushLinearAudio(vSamples.data(), vSamples.data() + 200));
-    EXPECT_EQ(Testing::resultText(m_helper.getSet(), "script"), "0alue=100\n");
+    EXPECT_EQ(resultText(m_helper.getSet(), "script"), "0alue=100\n");
     EXPECT_TRUE(m_helper.stopSet());
     EXPECT_FALSE(m_helper.getSet().isStarted());
-}
 
-TEST_F(ClassifierSetApplicationHelperTest, GraphIsWrittenEvenIfItCannotBeLinked)
-{
-    m_folder.writeScript("script", "result = unknown_name\n");
-    take(m_helper, m_helper, goodArguments());
-    ASSERT_TRUE(m_helper.setupClassifierSet());
-    const Testing::LogCapture evaluatorLog("quillcast.math");
-    EXPECT_FALSE(m_helper.startSet());
-    EXPECT_THAT(Testing::readFile(m_folder.path("graph.dot")), HasSubstr("unknown_name"));
+    m_folder.writeScript("script", "value = unknown_name\n");
+    ClassifierSetApplicationHelper unlinked(&m_strategy);
+    take(unlinked, unlinked, goodArguments());
+    ASSERT_TRUE(unlinked.setupClassifierSet());
+    const LogCapture evaluatorLog("quillcast.math");
+    EXPECT_FALSE(unlinked.startSet());
+    EXPECT_THAT(readFile(m_folder.path("graph.dot")), HasSubstr("unknown_name")) << "all the same";
     EXPECT_THAT(evaluatorLog.text(), HasSubstr("unknown_name"));
 }
 
 TEST_F(ClassifierSetApplicationHelperTest, FailuresHaveTheirTexts)
 {
-    const Testing::LogCapture setLog("quillcast.ml.AudioClassifierSet");
+    const LogCapture setLog("quillcast.ml.AudioClassifierSet");
     const std::string strPath = m_folder.path();
-    const std::string strWindower = Testing::ScriptFolder::WINDOWER_FILE;
-    const struct
-    {
-        std::vector<std::string> m_vArguments;
-        const char* m_assertion; ///< null: none, as with the message
-        const char* m_message;
-    } cases[] = {
-        {goodArguments(""), "!m_strOutVariableName.empty()", nullptr},
-        {arguments("", strWindower), "!m_strFileSystemPath.empty()", nullptr},
-        {arguments(strPath, ""), "!m_strWindowerConfigFile.empty()", nullptr},
-        {arguments("/does/not/exist", strWindower), nullptr,
-         "ERROR Failed to set working directory to : /does/not/exist"},
-        {arguments(strPath, "none.xml"), nullptr, "ERROR Failed to configure audio set"},
+    const std::string strWindower = ScriptFolder::WINDOWER_FILE;
+    const std::tuple<Texts, Texts, Texts> CASES[] = {
+        // arguments, conditions, messages
+        {goodArguments(""), {"!m_strOutVariableName.empty()"}, {}},
+        {arguments("", strWindower, "result"), {"!m_strFileSystemPath.empty()"}, {}},
+        {arguments(strPath, "", "result"), {"!m_strWindowerConfigFile.empty()"}, {}},
+        {arguments("/does/not/exist", strWindower, "result"),
+         {},
+         {"ERROR Failed to set working directory to : /does/not/exist"}},
+        {arguments(strPath, "none.xml", "result"), {}, {"ERROR Failed to configure audio set"}},
     };
-    using Lines = std::vector<std::string>;
-    for (const auto& test : cases)
+    for (const auto& [vArguments, vConditions, vMessages] : CASES)
     {
-        take(m_helper, m_helper, test.m_vArguments);
+        take(m_helper, m_helper, vArguments);
         m_log.clear();
         m_assertions.clear();
         EXPECT_FALSE(m_helper.setupClassifierSet());
-        EXPECT_EQ(m_assertions.conditions(), test.m_assertion == nullptr ? Lines() : Lines{test.m_assertion});
-        EXPECT_EQ(m_log.lines(), test.m_message == nullptr ? Lines() : Lines{test.m_message});
+        EXPECT_EQ(m_assertions.conditions(), vConditions);
+        EXPECT_EQ(m_log.lines(), vMessages);
     }
 
     m_strategy.m_bWorks = false;
     ClassifierSetApplicationHelper withoutStrategy(nullptr);
+    m_log.clear();
     for (ClassifierSetApplicationHelper* pHelper : {&m_helper, &withoutStrategy})
     {
         take(*pHelper, *pHelper, goodArguments());
-        m_log.clear();
         EXPECT_FALSE(pHelper->setupClassifierSet());
-        EXPECT_THAT(m_log.lines(), ElementsAre("ERROR Failed to add classifier in set"));
     }
+    EXPECT_EQ(m_log.lines(), Texts(2, "ERROR Failed to add classifier in set"));
 }
 
 TEST_F(ClassifierSetApplicationHelperTest, ACopyTakesTheOptionsOfTheOriginal)

@@ -4,23 +4,16 @@
 
 #include "MLDataGeneratorFactory.h"
 #include "MLDataGeneratorWithConfig.h"
+#include "TestPrelude.h"
 #include "quillcast-core/CheckedXmlInputArchive.h"
 #include "quillcast-core/ExceptionWithMsg.h"
 #include "quillcast-infra/DynLibsLoader.h"
-#include "test-support/LogCapture.h"
-#include "test-support/TempDir.h"
 #include "test-support/TextFileSystem.h"
 
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
-#include <gtest/gtest.h>
 #include <numeric>
-#include <sstream>
-
-using namespace Vexalor;
-using namespace Vexalor::MachineLearning;
-using namespace Vexalor::Testing;
 
 namespace
 {

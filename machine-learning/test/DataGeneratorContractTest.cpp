@@ -12,20 +12,9 @@
 #include "MLScalingDataGenerator.h"
 #include "MLVectorFileDataGenWithFeatureComputer.h"
 #include "quillcast-infra/DynLibsLoader.h"
-#include "quillcast-math/AudioFeatureComputers.h"
 #include "test-support/AllocationCounter.h"
-#include "test-support/CountingResettable.h"
-#include "test-support/LogCapture.h"
-#include "test-support/ScriptedGenerator.h"
-#include "test-support/TempDir.h"
-#include "test-support/WavBuilder.h"
 
 #include <functional>
-#include <gtest/gtest.h>
-
-using namespace Vexalor;
-using namespace Vexalor::MachineLearning;
-using Testing::ScriptedGenerator;
 
 namespace
 {
@@ -35,7 +24,7 @@ using Generator = CountedObjPtr<DataGenerator>;
 struct GeneratorRow
 {
     const char* m_name;
-    std::function<Generator(const Testing::TempDir&)> m_create;
+    std::function<Generator(const TempDir&)> m_create;
     std::size_t m_uiPatterns;
     std::size_t m_uiTargets; ///< patterns that have a target
     int m_iResets;           ///< of the entity in a pass, the one of gotoStart included
@@ -60,8 +49,9 @@ struct StackRow
 {
     const char* m_name;
     Generator (*m_wrap)(const Generator&, const PatternSizes&);
-    int (*m_getFirstResets)(const GeneratorRow&); ///< in the first pass
-    bool m_bReplays = false;                      ///< the passes after the first one come from memory
+    bool m_bReplays = false; ///< the passes after the first one come from memory
+    int m_iFirstPasses = 1;  ///< passes and
+    int m_iFirstReplays = 0; ///< replays that the first pass takes
 };
 
 using Case = std::tuple<GeneratorRow, StackRow>;
@@ -71,7 +61,7 @@ void PrintTo(const Case& in_case, std::ostream* out_stream)
     *out_stream << std::get<0>(in_case).m_name << std::get<1>(in_case).m_name;
 }
 
-Generator newVectorFileGenerator(const Testing::TempDir& in_folder)
+Generator newVectorFileGenerator(const TempDir& in_folder)
 {
     const CountedObjPtr<VectorFileDataGenerator> pGenerator(new VectorFileDataGenerator);
     const std::string strFile =
@@ -81,7 +71,7 @@ Generator newVectorFileGenerator(const Testing::TempDir& in_folder)
 }
 
 /// The energies of the inputs; a line without a window is skipped.
-Generator newFeatureFileGenerator(const Testing::TempDir& in_folder)
+Generator newFeatureFileGenerator(const TempDir& in_folder)
 {
     VectorFileDataGenWithFeatureComputer::Config config;
     config.m_pFeatureComputer = CloneableObjPtr<FeatureComputer>(new EnergyFeatureComputer);
@@ -94,38 +84,33 @@ Generator newFeatureFileGenerator(const Testing::TempDir& in_folder)
     return pGenerator;
 }
 
-Generator newBinaryFileGenerator(const Testing::TempDir& in_folder)
+Generator newBinaryFileGenerator(const TempDir& in_folder)
 {
     const CountedObjPtr<BinaryFileDataGenerator> pGenerator(new BinaryFileDataGenerator);
+    const std::string strFile = in_folder.path("patterns");
     BinaryFileWriter writer;
-    EXPECT_TRUE(writer.open(in_folder.path("patterns").c_str()));
-    EXPECT_TRUE(writer.write(false, {1, 2}, {}) && writer.write(true, {3, 4}, {1}) &&
-                writer.write(false, {5, 6}, {0}) && writer.write(true, {7, 8}, {}));
-    EXPECT_TRUE(writer.close());
-    pGenerator->setCurrentFilename(in_folder.path("patterns").c_str());
+    EXPECT_TRUE(writePatterns(writer, strFile,
+                              {{{1, 2}, {}}, {{3, 4}, {1}, true}, {{5, 6}, {0}}, {{7, 8}, {}, true}}));
+    pGenerator->setCurrentFilename(strFile.c_str());
     return pGenerator;
 }
 
-Generator newAudioGenerator(const Testing::TempDir& in_folder)
+Generator newAudioGenerator(const TempDir& in_folder)
 {
     const CountedObjPtr<AudioFileDataGenerator> pGenerator(new AudioFileDataGenerator);
-    AudioFileDataGenerator::Config config;
-    config.m_pFeatureComputer = CloneableObjPtr<FeatureComputer>(new IdentityFeatureComputer);
-    config.m_vClasses = {"A", "OTHER"};
-    EXPECT_TRUE(pGenerator->configure(config));
     // 8000 samples: floor((8000 - 200) / 80) + 1 = 98 windows
-    const std::string strWav =
-        Testing::annotatedWav(8000, Testing::toneSamples(8000, 8000, 440, 9000), {{4000, 6000, "A"}});
-    EXPECT_TRUE(pGenerator->setCurrentFilename(in_folder.write("recording.wav", strWav).c_str()));
+    EXPECT_NE(setRecording(*pGenerator, in_folder, audioConfig({"A", "OTHER"}, new IdentityFeatureComputer),
+                           {{4000, 6000, "A"}}, 8000),
+              "");
     return pGenerator;
 }
 
 /// Two recordings of 8 windows, with one that cannot be used between them.
 template <class Set>
-Generator newSet(const Testing::TempDir& in_folder, const typename Set::Config& in_config)
+Generator newSet(const TempDir& in_folder, const typename Set::Config& in_config)
 {
-    in_folder.write("first.wav", Testing::toneRecording({{0, 400, "VOICE"}, {401, 800, "SILENCE"}}));
-    in_folder.write("second.wav", Testing::toneRecording({{0, 399, "SILENCE"}, {400, 800, "VOICE"}}));
+    in_folder.write("first.wav", toneRecording({{0, 400, "VOICE"}, {401, 800, "SILENCE"}}));
+    in_folder.write("second.wav", toneRecording({{0, 399, "SILENCE"}, {400, 800, "VOICE"}}));
     const std::string strList = in_folder.write("set.lst", "first.wav\nnone.wav\nsecond.wav\n");
     const CountedObjPtr<Set> pSet(new Set);
     EXPECT_TRUE(pSet->configure(in_config));
@@ -134,46 +119,45 @@ Generator newSet(const Testing::TempDir& in_folder, const typename Set::Config& 
 }
 
 template <class Set>
-Generator newAudioSet(const Testing::TempDir& in_folder)
+Generator newAudioSet(const TempDir& in_folder)
 {
     typename Set::Config config;
-    config.m_dataGenConfig = Testing::audioConfig({"VOICE", "OTHER"});
+    config.m_dataGenConfig = audioConfig({"VOICE", "OTHER"});
     return newSet<Set>(in_folder, config);
 }
 
-Generator newVadSet(const Testing::TempDir& in_folder)
+Generator newVadSet(const TempDir& in_folder)
 {
     AudioSetDataGeneratorForVad::Config config;
-    config.m_audioGenConfig = Testing::audioConfig({"VOICE", "SILENCE"});
+    config.m_audioGenConfig = audioConfig({"VOICE", "SILENCE"});
     config.m_uiDebouncingWindows = 3;
     config.m_uiIncertitudeWindows = 1;
     return newSet<AudioSetDataGeneratorForVad>(in_folder, config);
 }
 
-Generator newToneSet(const Testing::TempDir& in_folder)
+Generator newToneSet(const TempDir& in_folder)
 {
-    in_folder.write("tones.wav", Testing::toneRecording({{0, 400, "SF:1000"}, {400, 800, "SF:2000"}}));
+    in_folder.write("tones.wav", toneRecording({{0, 400, "SF:1000"}, {400, 800, "SF:2000"}}));
     AudioSetDataGeneratorForToneDetector::Config config;
-    config.m_audioGenConfig = Testing::audioConfig({"SF:1000", "SF:2000"});
+    config.m_audioGenConfig = audioConfig({"SF:1000", "SF:2000"});
     const CountedObjPtr<AudioSetDataGeneratorForToneDetector> pSet(new AudioSetDataGeneratorForToneDetector);
     EXPECT_TRUE(pSet->configure(config));
     EXPECT_TRUE(pSet->setCurrentFilename(in_folder.write("set.lst", "tones.wav\n").c_str()));
     return pSet;
 }
 
-Generator newPluginGenerator(const Testing::TempDir&)
+Generator newPluginGenerator(const TempDir&)
 {
     EXPECT_TRUE(DynLibsLoader::setPluginFolders({QC_BINARY_DIR "/lib"}));
     return loadDataGenerator(QC_TEST_DATA "/RampGenerator.xml");
 }
 
-Generator newScriptedGenerator(const Testing::TempDir&)
+Generator newScriptedGenerator(const TempDir&)
 {
-    using Patterns = std::vector<ScriptedGenerator::Pattern>;
     return Generator(new ScriptedGenerator(Patterns{{{1}, {1}, true}, {{2}, {}}, {{3}, {0}, true}}));
 }
 
-Generator newEmptyGenerator(const Testing::TempDir&)
+Generator newEmptyGenerator(const TempDir&)
 {
     return Generator(new ScriptedGenerator({}));
 }
@@ -241,30 +225,15 @@ Generator stacked(const Generator& in_generator, const PatternSizes& in_sizes)
     return outer(inner(in_generator, in_sizes), in_sizes);
 }
 
-int resetsOfAPass(const GeneratorRow& in_row)
-{
-    return in_row.m_iResets;
-}
-
-int resetsOfThreePasses(const GeneratorRow& in_row)
-{
-    return 3 * in_row.m_iResets;
-}
-
-int resetsOfAPassAndTwoReplays(const GeneratorRow& in_row)
-{
-    return in_row.m_iResets + 2 * in_row.getNbSequences();
-}
-
 const StackRow STACKS[] = {
-    {"", bare, resetsOfAPass},
-    {"Cached", cached, resetsOfAPass, true},
-    {"Scaled", scaled, resetsOfAPass},
-    {"Learning", learning, resetsOfThreePasses},
-    {"CachedScaled", stacked<scaled, cached>, resetsOfAPass, true},
-    {"CachedLearning", stacked<learning, cached>, resetsOfAPassAndTwoReplays, true},
-    {"ScaledCached", stacked<cached, scaled>, resetsOfAPass, true},
-    {"LearningCached", stacked<cached, learning>, resetsOfThreePasses, true},
+    {"", bare},
+    {"Cached", cached, true},
+    {"Scaled", scaled},
+    {"Learning", learning, false, 3},
+    {"CachedScaled", stacked<scaled, cached>, true},
+    {"CachedLearning", stacked<learning, cached>, true, 1, 2},
+    {"ScaledCached", stacked<cached, scaled>, true},
+    {"LearningCached", stacked<cached, learning>, true, 3},
 };
 
 using Pass = std::vector<std::pair<DoubleVector, DoubleVector>>;
@@ -312,8 +281,8 @@ protected:
     const GeneratorRow& row() const { return std::get<0>(GetParam()); }
     const StackRow& stack() const { return std::get<1>(GetParam()); }
 
-    const Testing::LogCapture m_log{"quillcast.ml", LogLevel::ERROR};
-    Testing::TempDir m_folder;
+    const LogCapture m_log{"quillcast.ml", LogLevel::ERROR};
+    TempDir m_folder;
     Generator m_pGenerator = stack().m_wrap(row().m_create(m_folder), measure(row().m_create(m_folder)));
 };
 
@@ -325,10 +294,10 @@ TEST_P(DataGeneratorContract, PassesAreEqualWheneverTheyBegin)
     expectNoPattern(*m_pGenerator);
     const Pass vFirst = readPatterns(*m_pGenerator);
     EXPECT_EQ(vFirst.size(), row().m_uiPatterns);
-    EXPECT_EQ(static_cast<std::size_t>(std::count_if(vFirst.begin(), vFirst.end(),
-                                                     [](const auto& in_pattern)
-                                                     { return !in_pattern.second.empty(); })),
-              row().m_uiTargets);
+    std::size_t uiTargets = 0;
+    for (const auto& [vInput, vTarget] : vFirst)
+        uiTargets += vTarget.empty() ? 0 : 1;
+    EXPECT_EQ(uiTargets, row().m_uiTargets);
     EXPECT_TRUE(m_pGenerator->atEnd());
     EXPECT_TRUE(m_pGenerator->endedCleanly());
     expectNoPattern(*m_pGenerator);
@@ -349,10 +318,11 @@ TEST_P(DataGeneratorContract, EntityIsResetAtTheStartOfEverySequence)
 {
     const auto pSequences = m_pGenerator.dynamicCast<SequenceDataGenerator>();
     ASSERT_FALSE(pSequences.isNull());
-    const CountedObjPtr<Testing::CountingResettable> pEntity(new Testing::CountingResettable);
+    const CountedObjPtr<CountingResettable> pEntity(new CountingResettable);
     ASSERT_TRUE(pSequences->setEntityToReset(pEntity));
     EXPECT_EQ(pEntity->m_iResets, 0);
-    int iExpected = stack().m_getFirstResets(row());
+    int iExpected =
+        stack().m_iFirstPasses * row().m_iResets + stack().m_iFirstReplays * row().getNbSequences();
     for (int iPass = 1; iPass <= 3; ++iPass)
     {
         ASSERT_TRUE(m_pGenerator->gotoStart());
@@ -363,11 +333,11 @@ TEST_P(DataGeneratorContract, EntityIsResetAtTheStartOfEverySequence)
     ASSERT_TRUE(m_pGenerator->gotoStart());
     pEntity->m_bResult = false;
     {
-        const Testing::LogCapture quiet("quillcast", LogLevel::OFF);
+        const LogCapture quiet("quillcast", LogLevel::OFF);
         EXPECT_EQ(readPatterns(*m_pGenerator).size() == row().m_uiPatterns,
                   stack().m_bReplays || !row().m_bNeedsResets);
     }
-    const Testing::AssertionCapture assertions;
+    const AssertionCapture assertions;
     EXPECT_EQ(m_pGenerator->gotoStart(), stack().m_bReplays);
     EXPECT_EQ(pSequences->setEntityToReset({}), !stack().m_bReplays) << "too late when all is in memory";
     EXPECT_EQ(pEntity.getCount(), stack().m_bReplays ? 2u : 1u) << "an earlier entity is let go";
@@ -386,7 +356,7 @@ TEST_P(DataGeneratorContract, OnlyTheStartOfASequenceTakesMemoryOnceWarm)
         bool bPattern = true;
         while (bPattern)
         {
-            const Testing::AllocationCounter allocations;
+            const AllocationCounter allocations;
             bPattern = m_pGenerator->generateNext();
             m_pGenerator->getInput(vInput);
             m_pGenerator->getTarget(vTarget);
@@ -400,11 +370,9 @@ TEST_P(DataGeneratorContract, StatusAndOrigin)
 {
     for (int iPass = 1; iPass <= 2; ++iPass)
     {
-        std::ostringstream status;
         ASSERT_TRUE(m_pGenerator->gotoStart());
         EXPECT_EQ(m_pGenerator->generateNext(), row().m_uiPatterns > 0);
-        EXPECT_EQ(&m_pGenerator->dumpStatus(status), &status);
-        EXPECT_FALSE(status.str().empty());
+        EXPECT_NE(statusOf(*m_pGenerator), "");
         EXPECT_EQ(m_pGenerator->getLibName().isValid(), row().m_bHasLibrary);
         const Fallible<double> share = m_pGenerator->getShareRead();
         readPatterns(*m_pGenerator);
@@ -413,7 +381,7 @@ TEST_P(DataGeneratorContract, StatusAndOrigin)
         EXPECT_TRUE(share.getValue() > 0.0 && share.getValue() <= 1.0) << share.getValue();
         EXPECT_EQ(m_pGenerator->getShareRead().getValue(), 1.0);
     }
-    const Testing::AssertionCapture assertions;
+    const AssertionCapture assertions;
     const auto pFileGenerator = m_pGenerator.dynamicCast<FileDataGenerator>();
     EXPECT_FALSE(!pFileGenerator.isNull() && pFileGenerator->setCurrentFilename(nullptr));
 }
@@ -427,11 +395,11 @@ TYPED_TEST_SUITE(WrapperContract, Wrappers);
 
 TYPED_TEST(WrapperContract, WithoutAGeneratorEveryOperationFails)
 {
-    Testing::AssertionCapture assertions;
+    AssertionCapture assertions;
     TypeParam wrapper;
     EXPECT_FALSE(wrapper.gotoStart() || wrapper.generateNext() || wrapper.atEnd() ||
                  wrapper.setEntityToReset({}));
-    EXPECT_EQ(assertions.conditions(), std::vector<std::string>(4, "!m_pDataGenerator.isNull()"));
+    EXPECT_EQ(assertions.conditions(), Texts(4, "!m_pDataGenerator.isNull()"));
     expectNoPattern(wrapper);
     EXPECT_FALSE(wrapper.endedCleanly() || wrapper.getLibName().isValid() ||
                  wrapper.getShareRead().isValid());
@@ -440,9 +408,9 @@ TYPED_TEST(WrapperContract, WithoutAGeneratorEveryOperationFails)
 TYPED_TEST(WrapperContract, AGeneratorWithoutSequencesHasNothingToReset)
 {
     TypeParam wrapper;
-    wrapper.setDataGenerator(Generator(new Testing::EmptyGenerator));
-    const CountedObjPtr<Testing::CountingResettable> pEntity(new Testing::CountingResettable);
-    const Testing::LogCapture log("quillcast.ml", LogLevel::DEBUGGING);
+    wrapper.setDataGenerator(Generator(new EmptyGenerator));
+    const CountedObjPtr<CountingResettable> pEntity(new CountingResettable);
+    const LogCapture log("quillcast.ml", LogLevel::DEBUGGING);
     EXPECT_TRUE(wrapper.setEntityToReset(pEntity));
     EXPECT_EQ(pEntity.getCount(), 1U);
     EXPECT_EQ(log.has("DEBUG Entity is resetable but data generator does not need to reset it."),

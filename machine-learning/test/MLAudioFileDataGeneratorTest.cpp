@@ -1,18 +1,11 @@
 #include "MLAudioFileDataGenerator.h"
 #include "AudioPasses.h"
+#include "MLDataGeneratorForAMToneDetector.h"
+#include "MLDataGeneratorForVad.h"
+#include "MLScalingDataGenerator.h"
+#include "MLVadAudioFileDataGenerator.h"
+#include "MLVectorFileDataGenWithFeatureComputer.h"
 #include "quillcast-audio/Annotation.h"
-#include "test-support/LogCapture.h"
-#include "test-support/TempDir.h"
-
-#include <gmock/gmock.h>
-#include <sstream>
-
-using namespace Vexalor;
-using namespace Vexalor::MachineLearning;
-using Testing::audioConfig;
-using testing::ElementsAre;
-using Testing::readTargets;
-using Testing::WavRegion;
 
 namespace
 {
@@ -42,28 +35,16 @@ class AudioGeneratorTest : public testing::Test
 protected:
     std::string record(const std::vector<WavRegion>& in_vRegions)
     {
-        return m_folder.write("recording.wav", Testing::toneRecording(in_vRegions));
-    }
-
-    /// The targets of two equal passes; "!" after a stream that stopped before its end.
-    std::string targets(const AudioFileDataGenerator::Config& in_config,
-                        const std::vector<WavRegion>& in_vRegions)
-    {
-        AudioFileDataGenerator generator;
-        if (Testing::setRecording(generator, m_folder, in_config, in_vRegions).empty())
-            return "refused";
-        const std::string strFirst = readTargets(generator);
-        EXPECT_EQ(readTargets(generator), strFirst) << "passes differ";
-        return strFirst + (generator.endedCleanly() ? "" : "!");
+        return m_folder.write("recording.wav", toneRecording(in_vRegions));
     }
 
     /// m_generator over a recording with these annotations; its name.
     std::string set(const StringVector& in_vClasses, const std::vector<WavRegion>& in_vRegions)
     {
-        return Testing::setRecording(m_generator, m_folder, audioConfig(in_vClasses), in_vRegions);
+        return setRecording(m_generator, m_folder, audioConfig(in_vClasses), in_vRegions);
     }
 
-    Testing::TempDir m_folder;
+    TempDir m_folder;
     OpenGenerator m_generator;
 };
 
@@ -71,13 +52,7 @@ protected:
 
 TEST_F(AudioGeneratorTest, TargetsFollowTheAnnotations)
 {
-    const struct
-    {
-        const char* m_name;
-        StringVector m_vClasses;
-        std::vector<WavRegion> m_vRegions;
-        const char* m_targets;
-    } TABLE[] = {
+    const TargetRow TABLE[] = {
         // [400, 560) samples are [0.05, 0.07) s: the times 0.055 and 0.065.
         {"one class and the rest", {"A", "OTHER"}, {{400, 560, "A"}}, "01 01 01 10 10 01 01 01"},
         {"the rest is last wherever it stands", {"OTHER", "A"}, {{400, 560, "A"}}, "01 01 01 10 10 01 01 01"},
@@ -102,22 +77,20 @@ TEST_F(AudioGeneratorTest, TargetsFollowTheAnnotations)
          {{400, 600, "A"}, {0, 400, "A"}},
          "10 10 10 10 10 10 01 01"},
     };
-    Testing::AssertionCapture assertions;
-    for (const auto& row : TABLE)
-        EXPECT_EQ(targets(audioConfig(row.m_vClasses), row.m_vRegions), row.m_targets) << row.m_name;
-}
-
-TEST_F(AudioGeneratorTest, MaximumTimeEndsTheStreamCleanly)
-{
+    const AssertionCapture assertions;
+    for (const TargetRow& row : TABLE)
+        EXPECT_EQ(recordedTargets<AudioFileDataGenerator>(audioConfig(row.m_vClasses), row.m_vRegions),
+                  row.m_targets)
+            << row.m_name;
     AudioFileDataGenerator::Config limited = audioConfig({"OTHER"});
     limited.m_dMaxAudioTime = 0.045; // the time of window 2, which does not exceed it
-    EXPECT_EQ(targets(limited, {}), "1 1 1");
+    EXPECT_EQ(recordedTargets<AudioFileDataGenerator>(limited, {}), "1 1 1") << "a clean end";
 }
 
 TEST_F(AudioGeneratorTest, RecordingShorterThanAWindowIsTold)
 {
-    const std::string strFile = Testing::setRecording(m_generator, m_folder, audioConfig({"OTHER"}), {}, 199);
-    const Testing::LogCapture log(LOGGER, LogLevel::WARN);
+    const std::string strFile = setRecording(m_generator, m_folder, audioConfig({"OTHER"}), {}, 199);
+    const LogCapture log(LOGGER, LogLevel::WARN);
     EXPECT_EQ(readTargets(m_generator), "");
     EXPECT_TRUE(m_generator.endedCleanly());
     EXPECT_EQ(log.text(), "WARN Recording " + strFile + " is shorter than a window: there is no pattern\n");
@@ -131,16 +104,14 @@ TEST_F(AudioGeneratorTest, InputsAreTheFeaturesOfEachWindow)
     EXPECT_EQ(m_generator.getCurrentAudioTime(), 0.0);
     for (int k = 0; k < 8; ++k)
     {
-        ASSERT_TRUE(m_generator.generateNext());
+        ASSERT_TRUE(m_generator.generateNext() && m_generator.getInput(vInput));
         EXPECT_EQ(m_generator.getCurrentAudioTime(), (80 * k + 200) / 8000.0);
-        ASSERT_TRUE(m_generator.getInput(vInput));
         ASSERT_EQ(vInput.size(), 1u);
         // 25 periods of 8 samples at half of full scale: 200 * 0.5^2 / 2 = 25, up to the rounding of samples.
         EXPECT_NEAR(vInput[0], 25.0, 0.01);
     }
     EXPECT_FALSE(m_generator.atEnd());
     EXPECT_FALSE(m_generator.generateNext());
-    EXPECT_TRUE(m_generator.atEnd());
 }
 
 TEST_F(AudioGeneratorTest, FrequencyToleranceIncludesItsEnds)
@@ -173,10 +144,9 @@ TEST_F(AudioGeneratorTest, ClassesAreMatchedWithoutARecording)
 
 TEST_F(AudioGeneratorTest, ExpressionsAreAskedForOnceAClassAndMayFail)
 {
-    ASSERT_TRUE(m_generator.configure(audioConfig({"(", "(a+)+b", "OTHER"})));
-    const Testing::LogCapture log(LOGGER);
+    const LogCapture log(LOGGER);
     const std::string strLong(5000, 'a');
-    ASSERT_TRUE(m_generator.setCurrentFilename(record({{0, 400, "x"}, {400, 800, strLong}}).c_str()));
+    set({"(", "(a+)+b", "OTHER"}, {{0, 400, "x"}, {400, 800, strLong}});
     EXPECT_EQ(m_generator.m_iAsked, 2);
     const std::string strText = "ERROR Unexpected std::runtime exception caught in "
                                 "AudioFileDataGenerator::setCurrentFilename with regex: ";
@@ -190,28 +160,23 @@ TEST_F(AudioGeneratorTest, FilesThatCannotBeUsed)
 {
     ASSERT_TRUE(m_generator.configure(audioConfig({"A"})));
     const std::string strOtherRate =
-        m_folder.write("rate.wav", Testing::annotatedWav(16000, std::vector<int>(1600), {}));
+        m_folder.write("rate.wav", annotatedWav(16000, std::vector<int>(1600), {}));
     const std::string strText = m_folder.write("text.wav", "no recording");
     const std::string strOverlap = record({{0, 400, "A"}, {200, 600, "A"}});
-    const struct
-    {
-        std::string m_strFile;
-        std::string m_strMessage;
-    } TABLE[] = {
+    const std::pair<std::string, std::string> TABLE[] = {
         {"/does/not/exist.wav", "ERROR Could not open /does/not/exist.wav for reading"},
         {m_folder.path(), "ERROR Could not open " + m_folder.path() + " for reading"},
         {strText, "ERROR failed to load annotations from WAV file " + strText},
         {strOtherRate, "ERROR Could not set source file " + strOtherRate + " in AudioFileReader"},
         {strOverlap, "ERROR Could not match datagenerator's classes with input file annotations"},
     };
-    for (const auto& row : TABLE)
+    const LogCapture log(LOGGER);
+    const AssertionCapture assertions;
+    for (const auto& [strFile, strMessage] : TABLE)
     {
-        const Testing::LogCapture log(LOGGER);
-        Testing::AssertionCapture assertions;
-        EXPECT_FALSE(m_generator.setCurrentFilename(row.m_strFile.c_str())) << row.m_strFile;
-        EXPECT_EQ(log.lines().back(), row.m_strMessage);
-        EXPECT_FALSE(m_generator.gotoStart()) << "an earlier recording is not gone on with";
-        EXPECT_FALSE(m_generator.generateNext());
+        EXPECT_FALSE(m_generator.setCurrentFilename(strFile.c_str())) << strFile;
+        EXPECT_EQ(log.lines().back(), strMessage);
+        EXPECT_FALSE(m_generator.gotoStart() || m_generator.generateNext()) << "the earlier one has gone";
     }
     ASSERT_TRUE(m_generator.setCurrentFilename(record({{0, 800, "A"}}).c_str()));
     EXPECT_EQ(readTargets(m_generator), "1 1 1 1 1 1 1 1");
@@ -219,25 +184,18 @@ TEST_F(AudioGeneratorTest, FilesThatCannotBeUsed)
 
 TEST_F(AudioGeneratorTest, ConfigurationsThatCannotBeUsed)
 {
-    const Testing::LogCapture log(LOGGER);
-    Testing::AssertionCapture assertions;
-    EXPECT_FALSE(m_generator.configure(DataGeneratorWithConfig::Config()));
+    const LogCapture log(LOGGER);
     AudioFileDataGenerator::Config senseless = audioConfig({"OTHER"});
     senseless.m_audioConfig.m_uiWindowShift = 0;
     EXPECT_FALSE(m_generator.configure(senseless));
-    EXPECT_THAT(log.lines(),
-                ElementsAre("ERROR Could not configure AudioFileDataGenerator : configuration provided is "
-                            "not a AudioFileDataGenerator::Config",
-                            "ERROR Error configuring AudioFileReader"));
+    EXPECT_THAT(log.lines(), ElementsAre("ERROR Error configuring AudioFileReader"));
 
-    AudioFileDataGenerator::Config withoutFeatures = audioConfig({"OTHER"});
-    withoutFeatures.m_pFeatureComputer = CloneableObjPtr<FeatureComputer>();
-    ASSERT_TRUE(m_generator.configure(withoutFeatures));
+    const AssertionCapture assertions;
+    ASSERT_TRUE(m_generator.configure(audioConfig({"OTHER"}, nullptr)));
     ASSERT_TRUE(m_generator.setCurrentFilename(record({}).c_str()));
     EXPECT_FALSE(m_generator.gotoStart());
     EXPECT_FALSE(m_generator.generateNext());
-    EXPECT_THAT(assertions.conditions(),
-                ElementsAre("!m_pFeatureComputer.isNull()", "!m_pFeatureComputer.isNull()"));
+    EXPECT_EQ(assertions.conditions(), Texts(2, "!m_pFeatureComputer.isNull()"));
 
     // A configuration that the recording does not suit is for the next one.
     AudioFileDataGenerator::Config otherRate = audioConfig({"OTHER"});
@@ -252,12 +210,10 @@ TEST_F(AudioGeneratorTest, ConfigurationsThatCannotBeUsed)
 TEST_F(AudioGeneratorTest, UncoveredPointIsTold)
 {
     const std::string strFile = set({"A"}, {{0, 400, "A"}});
-    const Testing::LogCapture log(LOGGER);
-    Testing::AssertionCapture assertions;
+    const LogCapture log(LOGGER);
+    const AssertionCapture assertions;
     DoubleVector vTarget;
-    ASSERT_TRUE(m_generator.gotoStart());
-    while (m_generator.generateNext())
-        ;
+    EXPECT_EQ(readTargets(m_generator), "1 1 1");
     EXPECT_FALSE(m_generator.getTarget(vTarget));
     EXPECT_THAT(assertions.conditions(), ElementsAre("generateTarget()"));
     EXPECT_THAT(log.lines(), ElementsAre("WARN No class covers the window at 0.055s of file " + strFile +
@@ -269,27 +225,23 @@ TEST_F(AudioGeneratorTest, UncoveredPointIsTold)
 TEST_F(AudioGeneratorTest, ErrorsAreCountedByStatusDumps)
 {
     const std::string strFile = set({"OTHER"}, {});
-    const Testing::LogCapture log(LOGGER);
+    const LogCapture log(LOGGER);
     ASSERT_TRUE(m_generator.gotoStart());
-    std::ostringstream status;
+    std::string strStatus;
     while (m_generator.generateNext())
         if (m_generator.getCurrentAudioTime() > 0.07)
-            m_generator.dumpStatus(status << '/');
-    EXPECT_EQ(status.str(),
-              "/Pattern 6, Audio time: 0.075s/Pattern 7, Audio time: 0.085s/Pattern 8, Audio time: 0.095s");
+            strStatus += statusOf(m_generator) + '/';
+    EXPECT_EQ(strStatus,
+              "Pattern 6, Audio time: 0.075s/Pattern 7, Audio time: 0.085s/Pattern 8, Audio time: 0.095s/");
     // 3 of 8 are 37.5 %, in whole numbers 37 %
     EXPECT_THAT(log.lines(), ElementsAre("INFO Number of errors on file " + strFile + " : 3/8 (37%)"));
-
-    ASSERT_TRUE(m_generator.gotoStart());
-    m_generator.dumpStatus(status);
-    EXPECT_TRUE(m_generator.setCurrentFilename(record({}).c_str()));
 }
 
 TEST_F(AudioGeneratorTest, IntervalsAreToldForDebugging)
 {
     // [408, 424) samples lie between the times of windows 2 (sample 360) and 3 (440).
     const std::string strFile = set({"A", "B", "OTHER"}, {{0, 240, "A"}, {408, 424, "A"}, {480, 800, "A"}});
-    const Testing::LogCapture log(LOGGER, LogLevel::DEBUGGING);
+    const LogCapture log(LOGGER, LogLevel::DEBUGGING);
     for (std::size_t uiPass = 1; uiPass <= 2; ++uiPass)
     {
         readTargets(m_generator);
@@ -313,17 +265,48 @@ TEST_F(AudioGeneratorTest, TransitionWindowsAndJumps)
         strTransitions += m_generator.isTransitionWindowForTarget(0) ? 'T' : '.';
     // Window k covers (0.01 k, 0.025 + 0.01 k): 0.05 lies within k = 3 and 4, 0.07 within k = 5 and 6.
     EXPECT_EQ(strTransitions, "...TTTT.");
-    {
-        Testing::AssertionCapture assertions;
-        EXPECT_FALSE(m_generator.isTransitionWindowForTarget(1));
-        EXPECT_THAT(assertions.conditions(), ElementsAre("in_uiTargetIndex < m_vEventVecPtr.size()"));
-    }
+    const AssertionCapture assertions;
+    EXPECT_FALSE(m_generator.isTransitionWindowForTarget(1));
+    EXPECT_THAT(assertions.conditions(), ElementsAre("in_uiTargetIndex < m_vEventVecPtr.size()"));
+
+    DoubleVector vTarget;
     ASSERT_TRUE(m_generator.gotoStart());
     ASSERT_TRUE(m_generator.gotoAudioTime(0.03)); // sample 240: the window [240, 440) ends at 0.055 s
-    ASSERT_TRUE(m_generator.generateNext());
+    ASSERT_TRUE(m_generator.generateNext() && m_generator.getTarget(vTarget));
     EXPECT_EQ(m_generator.getCurrentAudioTime(), 0.055);
-    DoubleVector vTarget;
-    ASSERT_TRUE(m_generator.getTarget(vTarget));
     EXPECT_EQ(vTarget, (DoubleVector{1, 0}));
     EXPECT_FALSE(m_generator.gotoAudioTime(1.0));
+}
+
+TEST(AudioGeneratorsTest, ConfigurationsOfOtherKindsAndClassesAreRefused)
+{
+    const LogCapture log("quillcast.ml");
+    const AssertionCapture assertions;
+    const DataGeneratorWithConfig::Config none;
+    const DataGeneratorForAMToneDetector::Config am;
+    AudioFileDataGenerator base;
+    DataGeneratorForAMToneDetector amTones;
+    VadAudioFileDataGenerator voice;
+    DataGeneratorForVad smoothed;
+    VectorFileDataGenWithFeatureComputer features;
+    ScalingDataGenerator scaling;
+    EXPECT_FALSE(base.configure(none) || base.configure(am) || amTones.configure(audioConfig({"OTHER"})) ||
+                 voice.configure(none) || features.configure(audioConfig({})) || scaling.configure(none));
+    const auto refusal = [](const std::string& in_strClass)
+    {
+        return "ERROR Could not configure " + in_strClass + " : configuration provided is not a " +
+               in_strClass + "::Config";
+    };
+    EXPECT_THAT(log.lines(),
+                ElementsAre(refusal("AudioFileDataGenerator"), refusal("AudioFileDataGenerator"),
+                            refusal("DataGeneratorForAMToneDetector"), refusal("VadAudioFileDataGenerator"),
+                            refusal("VectorFileDataGenWithFeatureComputer"),
+                            refusal("ScalingDataGenerator")));
+    EXPECT_FALSE(smoothed.configure(none));
+    for (const StringVector& vClasses : {StringVector{"VOICE"}, {"A", "OTHER"}, {"VOICE", "other"}})
+        EXPECT_FALSE(voice.configure(audioConfig(vClasses)) || smoothed.configure(audioConfig(vClasses)));
+    EXPECT_THAT(assertions.conditions(),
+                ElementsAre("myConfig.m_vClasses.size() == 2", "myConfig.m_vClasses.size() == 2",
+                            "myConfig.m_vClasses[0] == \"VOICE\"", "myConfig.m_vClasses[0] == \"VOICE\"",
+                            "myConfig.m_vClasses[1] == \"OTHER\"", "myConfig.m_vClasses[1] == \"SILENCE\""));
 }

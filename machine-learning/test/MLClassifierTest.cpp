@@ -1,13 +1,8 @@
 #include "MLClassifier.h"
-#include "test-support/LogCapture.h"
+#include "TestPrelude.h"
 
 #include <cmath>
-#include <gmock/gmock.h>
 #include <limits>
-#include <sstream>
-
-using namespace Vexalor;
-using MachineLearning::Classifier;
 
 namespace
 {
@@ -21,13 +16,6 @@ Classifier::Result makeResult(const std::vector<double>& in_vValues)
     for (std::size_t i = 0; i < in_vValues.size(); ++i)
         result.addEntry(std::string(1, static_cast<char>('a' + i)).c_str(), in_vValues[i]);
     return result;
-}
-
-std::string toText(const OutputStreamable& in_object)
-{
-    std::ostringstream text;
-    in_object.write(text);
-    return text.str();
 }
 
 } // namespace
@@ -56,13 +44,8 @@ TEST(ClassifierResultTest, TextReadsBackInOrder)
 
 TEST(ClassifierResultTest, LinesAreEntriesOrEndTheResult)
 {
-    const struct
-    {
-        const char* m_name;
-        const char* m_text;
-        const char* m_entries; ///< as they are written
-        bool m_bFails;
-    } cases[] = {
+    // Text, entries as they are written, failure.
+    const std::tuple<const char*, const char*, const char*, bool> CASES[] = {
         {"nothing", "", "", false},
         {"last line without its end", "a=1\nb=2", "a=1\nb=2\n", false},
         {"blanks around", "   a b= 1\n", "a b=1\n", false},
@@ -81,14 +64,14 @@ TEST(ClassifierResultTest, LinesAreEntriesOrEndTheResult)
         {"a sign apart", "a=- 1\n", "", true},
         {"out of range", "a=1e999\n", "", true},
     };
-    for (const auto& test : cases)
+    for (const auto& [name, text, entries, bFails] : CASES)
     {
-        Testing::LogCapture log("quillcast.ml.Classifier", LogLevel::DEBUGGING);
-        std::istringstream stream(test.m_text);
+        const LogCapture log("quillcast.ml.Classifier", LogLevel::DEBUGGING);
+        std::istringstream stream(text);
         Classifier::Result result;
-        EXPECT_EQ(result.read(stream).fail(), test.m_bFails) << test.m_name;
-        EXPECT_EQ(toText(result), test.m_entries) << test.m_name;
-        EXPECT_EQ(log.count("DEBUG Error parsing line "), test.m_bFails ? 1u : 0u) << test.m_name;
+        EXPECT_EQ(result.read(stream).fail(), bFails) << name;
+        EXPECT_EQ(toText(result), entries) << name;
+        EXPECT_EQ(log.count("DEBUG Error parsing line "), bFails ? 1u : 0u) << name;
     }
 }
 

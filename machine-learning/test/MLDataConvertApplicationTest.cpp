@@ -1,17 +1,9 @@
 #include "MLDataConvertApplication.h"
 #include "MLBinaryFileDataGenerator.h"
+#include "TestPrelude.h"
 #include "test-support/FileSizeLimit.h"
-#include "test-support/LogCapture.h"
-#include "test-support/TempDir.h"
 
 #include <filesystem>
-#include <gmock/gmock.h>
-#include <limits>
-
-using namespace Vexalor;
-using namespace Vexalor::MachineLearning;
-using testing::HasSubstr;
-using Testing::readFile;
 
 namespace
 {
@@ -23,15 +15,11 @@ constexpr const char* PATTERNS = "[1 0.1] []\nreset\n[-0 nan] [5e-324]\n[1e+308 
 class ConvertApplicationTest : public testing::Test
 {
 protected:
-    int run(std::vector<std::string> in_vArguments)
+    int run(const Texts& in_vArguments)
     {
-        in_vArguments.insert(in_vArguments.begin(), "convert");
-        std::vector<const char*> vArguments;
-        for (const std::string& strArgument : in_vArguments)
-            vArguments.push_back(strArgument.c_str());
         m_log.clear();
         DataConvertApplication application("convert");
-        return application.run(static_cast<int>(vArguments.size()), vArguments.data());
+        return runApplication(application, in_vArguments);
     }
 
     int convert(const char* in_config, const std::string& in_strInput, const char* in_type,
@@ -41,21 +29,22 @@ protected:
                     "--output-file", in_strOutput});
     }
 
-    /// Tests the second text against the first one.
-    int test(const std::string& in_strReference, const std::string& in_strTested, bool in_bStrict = false)
+    int testFile(const std::string& in_strReference, const char* in_config, const std::string& in_strTested,
+                 bool in_bStrict = false)
     {
-        std::vector<std::string> vArguments{"--test",
-                                            "--datagen-config",
-                                            VECTOR,
-                                            "--input-file",
-                                            m_folder.write("reference", in_strReference),
-                                            "--output-datagen-config",
-                                            VECTOR,
-                                            "--output-file",
-                                            m_folder.write("tested", in_strTested)};
+        Texts vArguments{"--test",       "--datagen-config", VECTOR,
+                         "--input-file", in_strReference,    "--output-datagen-config",
+                         in_config,      "--output-file",    in_strTested};
         if (in_bStrict)
             vArguments.emplace_back("--strict");
         return run(vArguments);
+    }
+
+    /// Tests the second text against the first one.
+    int test(const std::string& in_strReference, const std::string& in_strTested, bool in_bStrict = false)
+    {
+        return testFile(m_folder.write("reference", in_strReference), VECTOR,
+                        m_folder.write("tested", in_strTested), in_bStrict);
     }
 
     std::ptrdiff_t countEntries() const
@@ -64,8 +53,8 @@ protected:
         return std::distance(begin(entries), end(entries));
     }
 
-    Testing::LogCapture m_log{"quillcast.ml"};
-    Testing::TempDir m_folder;
+    LogCapture m_log{"quillcast.ml"};
+    TempDir m_folder;
     std::string m_strPatterns = m_folder.write("patterns", PATTERNS);
 };
 
@@ -90,57 +79,42 @@ TEST_F(ConvertApplicationTest, OneFileMayBeInputAndOutput)
 
 TEST_F(ConvertApplicationTest, OptionsAreCheckedInTheirOrder)
 {
-    const std::string strOut = m_folder.path("out");
-    const struct
-    {
-        std::vector<std::string> m_vArguments;
-        const char* m_message;
-    } CASES[] = {
+    const std::string strVector = std::string("--datagen-config=") + VECTOR;
+    const std::string strTested = std::string("--output-datagen-config=") + VECTOR;
+    const std::string strBinary = "--output-type=binary";
+    const std::pair<Texts, const char*> CASES[] = {
         {{}, "ERROR cannot configure data generator"},
         {{"--datagen-config", ""}, "ERROR cannot configure data generator"},
         {{"--datagen-config", "none.xml"},
          "ERROR Cannot open data generator config file none.xml for input."},
-        {{"--datagen-config", VECTOR},
+        {{strVector},
          "ERROR This data generator needs an input file so you need  to specify an argument for "
          "--input-file"},
-        {{"--datagen-config", VECTOR, "--input-file", "in"},
-         "ERROR need an output data type (\"binary\" or \"vector\")"},
-        {{"--datagen-config", VECTOR, "--input-file", "in", "--output-type", "Binary"},
+        {{strVector, "--input-file=in"}, "ERROR need an output data type (\"binary\" or \"vector\")"},
+        {{strVector, "--input-file=in", "--output-type=Binary"},
          "ERROR output-type has to be either \"binary\" or \"vector\""},
-        {{"--datagen-config", VECTOR, "--input-file", "in", "--output-type", "binary"},
-         "ERROR need an output filename"},
-        {{"--datagen-config", VECTOR, "--input-file", "in", "--output-type", "binary", "--output-file",
-          strOut, "--output-datagen-config", "none.xml"},
+        {{strVector, "--input-file=in", strBinary}, "ERROR need an output filename"},
+        {{strVector, "--input-file=in", strBinary, "--output-file=out", "--output-datagen-config=none.xml"},
          "ERROR Cannot open data generator config file none.xml for input."},
-        {{"--test", "--datagen-config", VECTOR, "--input-file", "in", "--output-file", strOut},
+        {{"--test", strVector, "--input-file=in", "--output-file=out"},
          "ERROR cannot configure output data generator"},
-        {{"--test", "--datagen-config", VECTOR, "--input-file", "in", "--output-datagen-config", VECTOR},
-         "ERROR need an output filename"},
-        {{"--strict", "--datagen-config", VECTOR}, "ERROR --strict has no effect without --test"},
+        {{"--test", strVector, "--input-file=in", strTested}, "ERROR need an output filename"},
+        {{"--strict", strVector}, "ERROR --strict has no effect without --test"},
     };
-    for (const auto& badCase : CASES)
+    for (const auto& [vArguments, message] : CASES)
     {
-        EXPECT_EQ(run(badCase.m_vArguments), 1) << badCase.m_message;
-        EXPECT_TRUE(m_log.has(badCase.m_message)) << badCase.m_message << '\n' << m_log.text();
+        EXPECT_EQ(run(vArguments), 1) << message;
+        EXPECT_TRUE(m_log.has(message)) << message << '\n' << m_log.text();
     }
-    EXPECT_EQ(countEntries(), 1);
 }
 
 TEST_F(ConvertApplicationTest, WhatIsNotStoredWholeIsAFailureThatLeavesTheEarlierFile)
 {
     BinaryFileWriter writer;
-    ASSERT_TRUE(writer.open(m_folder.path("cut").c_str()) && writer.write(false, {1, 2}, {1}) &&
-                writer.write(false, {3, 4}, {1}) && writer.close());
+    ASSERT_TRUE(writePatterns(writer, m_folder.path("cut"), {{{1, 2}, {1}}, {{3, 4}, {1}}}));
     std::filesystem::resize_file(m_folder.path("cut"), 60);
     const std::string strOut = m_folder.write("out", "earlier");
-    const struct
-    {
-        const char* m_config;
-        std::string m_strInput;
-        const char* m_type;
-        std::string m_strOutput;
-        std::string m_strMessage;
-    } CASES[] = {
+    const std::tuple<const char*, std::string, const char*, std::string, std::string> CASES[] = {
         {VECTOR, m_folder.write("unlabelled", "[1] []\n[2] []\n"), "binary", strOut,
          "ERROR Could not write all patterns to " + strOut},
         {VECTOR, m_folder.write("late", "[1] []\n[1 2] [1]\n"), "binary", strOut,
@@ -161,15 +135,15 @@ TEST_F(ConvertApplicationTest, WhatIsNotStoredWholeIsAFailureThatLeavesTheEarlie
         {VECTOR, m_strPatterns, "binary", "/dev/full", "ERROR Could not write all patterns to /dev/full"},
     };
     const std::ptrdiff_t iEntries = countEntries();
-    for (const auto& badCase : CASES)
+    for (const auto& [config, strInput, type, strOutput, strMessage] : CASES)
     {
-        EXPECT_EQ(convert(badCase.m_config, badCase.m_strInput, badCase.m_type, badCase.m_strOutput), 1);
-        EXPECT_TRUE(m_log.has(badCase.m_strMessage)) << badCase.m_strMessage << '\n' << m_log.text();
+        EXPECT_EQ(convert(config, strInput, type, strOutput), 1);
+        EXPECT_TRUE(m_log.has(strMessage)) << strMessage << '\n' << m_log.text();
         EXPECT_EQ(m_log.lines().back(), "ERROR Conversion failed !");
         EXPECT_EQ(m_log.count("/.new-"), 0u) << "messages know the final name only: " << m_log.text();
+        EXPECT_EQ(m_log.count("has no pattern"), 0u) << "said of empty inputs only";
         EXPECT_EQ(readFile(strOut), "earlier");
     }
-    EXPECT_EQ(m_log.count("has no pattern"), 0u) << "said of empty inputs only: " << m_log.text();
     EXPECT_EQ(countEntries(), iEntries);
 }
 
@@ -184,7 +158,7 @@ TEST_F(ConvertApplicationTest, AFullDiskAtAnyPointIsAFailure)
         for (std::size_t uiSize = 0; uiSize <= strWhole.size(); ++uiSize)
         {
             const bool bFits = uiSize == strWhole.size();
-            const Testing::FileSizeLimit limit(uiSize);
+            const FileSizeLimit limit(uiSize);
             ASSERT_EQ(convert(VECTOR, m_strPatterns, type, strOut), bFits ? 0 : 1) << type << ' ' << uiSize;
             ASSERT_EQ(countEntries(), bFits ? 2 : 1);
         }
@@ -195,47 +169,30 @@ TEST_F(ConvertApplicationTest, AFullDiskAtAnyPointIsAFailure)
 
 TEST_F(ConvertApplicationTest, VerdictsOfATest)
 {
-    const std::string strPatterns = PATTERNS;
-    const struct
-    {
-        const char* m_name;
-        std::string m_strReference;
-        std::string m_strTested;
-        const char* m_message;       ///< null: equal
-        const char* m_strictMessage; ///< null: equal
-    } CASES[] = {
-        {"equal", strPatterns, strPatterns, nullptr, nullptr},
-        {"input", "[1] [1]\n[2] [1]\n", "[1] [1]\n[3] [1]\n",
-         "ERROR Files not equal: inputs of pattern 1 are not equal",
-         "ERROR Files not equal: inputs of pattern 1 are not equal"},
-        {"target", "[1] [1]\n", "[1] [2]\n", "ERROR Files not equal: targets of pattern 0 are not equal",
-         "ERROR Files not equal: targets of pattern 0 are not equal"},
-        {"validity", "[1] [1]\n", "[1] []\n",
-         "ERROR Files not equal: target validities of pattern 0 are different. Reference is: 1",
-         "ERROR Files not equal: target validities of pattern 0 are different. Reference is: 1"},
-        {"reset", "[1] []\n[2] []\n", "[1] []\nreset\n[2] []\n",
-         "ERROR Files not equal: resets of pattern 1 are not equal. Reference is: 0",
-         "ERROR Files not equal: resets of pattern 1 are not equal. Reference is: 0"},
-        {"first reset", "reset\n[1] []\n", "[1] []\n", nullptr,
-         "ERROR Files not equal: resets of pattern 0 are not equal. Reference is: 1"},
-        {"zeros", "[0] [1]\n", "[-0] [1]\n", nullptr,
-         "ERROR Files not equal: inputs of pattern 0 are not equal"},
-        {"shorter", "[1] []\n[2] []\n", "[1] []\n", nullptr,
-         "ERROR Files not equal: numbers of patterns are not equal. Reference has: 2, tested has: 1"},
-        {"longer", "[1] []\n", "[1] []\n[2] []\n", nullptr,
-         "ERROR Files not equal: numbers of patterns are not equal. Reference has: 1, tested has: 2"},
+    // Reference, tested, what differs; in the last ones only a strict test fails.
+    const std::tuple<const char*, const char*, const char*, bool> CASES[] = {
+        {"[1] [1]\n[2] [1]\n", "[1] [1]\n[3] [1]\n", "inputs of pattern 1 are not equal", false},
+        {"[1] [1]\n", "[1] [2]\n", "targets of pattern 0 are not equal", false},
+        {"[1] [1]\n", "[1] []\n", "target validities of pattern 0 are different. Reference is: 1", false},
+        {"[1] []\n[2] []\n", "[1] []\nreset\n[2] []\n", "resets of pattern 1 are not equal. Reference is: 0",
+         false},
+        {"reset\n[1] []\n", "[1] []\n", "resets of pattern 0 are not equal. Reference is: 1", true},
+        {"[0] [1]\n", "[-0] [1]\n", "inputs of pattern 0 are not equal", true},
+        {"[1] []\n[2] []\n", "[1] []\n", "numbers of patterns are not equal. Reference has: 2, tested has: 1",
+         true},
+        {"[1] []\n", "[1] []\n[2] []\n", "numbers of patterns are not equal. Reference has: 1, tested has: 2",
+         true},
     };
-    for (const auto& aCase : CASES)
-    {
+    for (const auto& [reference, tested, difference, bStrictOnly] : CASES)
         for (const bool bStrict : {false, true})
         {
-            const char* message = bStrict ? aCase.m_strictMessage : aCase.m_message;
-            EXPECT_EQ(test(aCase.m_strReference, aCase.m_strTested, bStrict), message == nullptr ? 0 : 1)
-                << aCase.m_name;
-            EXPECT_TRUE(m_log.has(message == nullptr ? "INFO Files equal" : message)) << m_log.text();
-            EXPECT_EQ(m_log.has("INFO Files equal"), message == nullptr) << aCase.m_name;
+            const bool bEqual = bStrictOnly && !bStrict;
+            EXPECT_EQ(test(reference, tested, bStrict), bEqual ? 0 : 1) << difference;
+            EXPECT_EQ(m_log.has(std::string("ERROR Files not equal: ") + difference), !bEqual)
+                << m_log.text();
+            EXPECT_EQ(m_log.has("INFO Files equal"), bEqual) << difference;
         }
-    }
+    EXPECT_EQ(test(PATTERNS, PATTERNS, true), 0);
     EXPECT_TRUE(m_log.has("INFO Test of conversion started..."));
     test("[1] [1]\n", "[1] [2]\n");
     EXPECT_THAT(m_log.text(), HasSubstr("ERROR Reference is: [1]\nERROR Tested is: [2]"));
@@ -272,21 +229,16 @@ TEST_F(ConvertApplicationTest, DigestsAreThoseOfTheWholeStreamsAndTellWhatDiffer
 TEST_F(ConvertApplicationTest, ATestReadsTheOutputFileAndWritesNothing)
 {
     const std::string strTested = m_folder.write("tested", PATTERNS);
-    const std::vector<std::string> vArguments{
-        "--test", "--datagen-config",        VECTOR, "--input-file",  m_strPatterns, "--output-type",
-        "binary", "--output-datagen-config", VECTOR, "--output-file", strTested};
-    EXPECT_EQ(run(vArguments), 0) << m_log.text();
+    EXPECT_EQ(testFile(m_strPatterns, VECTOR, strTested), 0) << m_log.text();
     EXPECT_EQ(readFile(strTested), PATTERNS);
 
     // A file that is cut is no longer what it was, whatever could be compared.
-    ASSERT_EQ(convert(VECTOR, m_strPatterns, "binary", m_folder.path("cut")), 0);
-    std::filesystem::resize_file(m_folder.path("cut"), 84);
-    EXPECT_EQ(run({"--test", "--datagen-config", VECTOR, "--input-file", m_strPatterns,
-                   "--output-datagen-config", BINARY, "--output-file", m_folder.path("cut")}),
-              1);
+    const std::string strCut = m_folder.path("cut");
+    ASSERT_EQ(convert(VECTOR, m_strPatterns, "binary", strCut), 0);
+    std::filesystem::resize_file(strCut, 84);
+    EXPECT_EQ(testFile(m_strPatterns, BINARY, strCut), 1);
     EXPECT_TRUE(m_log.has("ERROR The tested stream stopped before its end")) << m_log.text();
-    EXPECT_EQ(test(PATTERNS, PATTERNS), 0);
-    std::filesystem::remove(m_folder.path("tested"));
-    EXPECT_EQ(run(vArguments), 1);
+    std::filesystem::remove(strTested);
+    EXPECT_EQ(testFile(m_strPatterns, VECTOR, strTested), 1);
     EXPECT_TRUE(m_log.has("ERROR Could not go to the start of one file"));
 }

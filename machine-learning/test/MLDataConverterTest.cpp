@@ -1,16 +1,7 @@
 #include "MLDataConverter.h"
 #include "MLInMemoryDataGenerator.h"
 #include "MLScalingDataGenerator.h"
-#include "test-support/LogCapture.h"
-#include "test-support/ScriptedGenerator.h"
-
-#include <gmock/gmock.h>
-#include <sstream>
-
-using namespace Vexalor;
-using namespace Vexalor::MachineLearning;
-using testing::ElementsAre;
-using Testing::ScriptedGenerator;
+#include "TestPrelude.h"
 
 namespace
 {
@@ -39,8 +30,7 @@ struct TextWriter : public virtual FileDataWriter
     int m_iRefused = -1;
 };
 
-const std::vector<ScriptedGenerator::Pattern> PATTERNS{
-    {{1, 2}, {1}}, {{3, 4}, {}}, {{5, 6}, {0}, true}, {{7, 8}, {1}, true}};
+const Patterns PATTERNS{{{1, 2}, {1}}, {{3, 4}, {}}, {{5, 6}, {0}, true}, {{7, 8}, {1}, true}};
 
 class DataConverterTest : public testing::Test
 {
@@ -54,7 +44,7 @@ protected:
 
     DataConverter m_converter;
     TextWriter m_writer;
-    Testing::LogCapture m_log{"quillcast.ml.DataConverter"};
+    LogCapture m_log{"quillcast.ml.DataConverter"};
 };
 
 } // namespace
@@ -78,43 +68,20 @@ TEST_F(DataConverterTest, PatternsKeepTheirMarksAndMissingTargets)
 
 TEST_F(DataConverterTest, EachFailureEndsTheConversionWithItsReason)
 {
-    const struct
-    {
-        const char* m_message;
-        const char* m_written;
-        void (*m_break)(ScriptedGenerator&, TextWriter&, DataConverter&);
-    } CASES[] = {
-        {"ERROR Could not go to the start of input data gen", "",
-         [](auto& io_generator, auto&, auto&)
-         {
-             io_generator.m_bStartWorks = false;
-         }},
-        {"ERROR Could not get input for pattern 0", "",
-         [](auto& io_generator, auto&, auto&)
-         {
-             io_generator.m_bInputWorks = false;
-         }},
-        {"ERROR Could not write pattern 2", "[1 2][1] [3 4][] ",
-         [](auto&, auto& io_writer, auto&)
-         {
-             io_writer.m_iRefused = 2;
-         }},
-        {"ERROR Conversion stopped after 3 patterns", "[1 2][1] [3 4][] ![5 6][0] ",
-         [](auto&, auto&, auto& io_converter)
-         {
-             io_converter.setWatch([](std::uint64_t in_uiPatterns) { return in_uiPatterns < 3; });
-         }},
-    };
-    for (const auto& badCase : CASES)
-    {
-        ScriptedGenerator generator(PATTERNS);
-        m_writer = TextWriter();
-        badCase.m_break(generator, m_writer, m_converter);
-        EXPECT_FALSE(convert(generator)) << badCase.m_message;
-        EXPECT_EQ(m_log.lines().back(), badCase.m_message);
-        EXPECT_EQ(m_writer.take(), badCase.m_written) << badCase.m_message;
-    }
-    Testing::AssertionCapture assertions;
+    ScriptedGenerator generator(PATTERNS);
+    generator.m_bInputWorks = false;
+    EXPECT_FALSE(convert(generator));
+    EXPECT_EQ(m_log.lines().back(), "ERROR Could not get input for pattern 0");
+    generator.m_bInputWorks = true;
+    m_writer.m_iRefused = 2;
+    EXPECT_FALSE(convert(generator));
+    EXPECT_EQ(m_log.lines().back(), "ERROR Could not write pattern 2");
+    EXPECT_EQ(m_writer.take(), "[1 2][1] [3 4][] ");
+    m_converter.setWatch([](std::uint64_t in_uiPatterns) { return in_uiPatterns < 3; });
+    EXPECT_FALSE(convert(generator));
+    EXPECT_EQ(m_log.lines().back(), "ERROR Conversion stopped after 3 patterns");
+    EXPECT_EQ(m_writer.take(), "[1 2][1] [3 4][] ![5 6][0] ");
+    AssertionCapture assertions;
     EXPECT_FALSE(DataConverter().convert());
     EXPECT_THAT(assertions.conditions(),
                 ElementsAre("!m_pInputDataGen.isNull() && !m_pOutputDataWriter.isNull()"));
@@ -137,7 +104,7 @@ TEST_F(DataConverterTest, WrappersLoseNoMarks)
         EXPECT_EQ(m_writer.take(), std::string(bLearn ? "!" : "") + "[1 2][1] [3 4][] ![5 6][0] ![7 8][1] ");
     }
     // A cache may be converted again, from its replays; for somebody else it has other marks or none.
-    Testing::AssertionCapture assertions;
+    AssertionCapture assertions;
     InMemoryDataGenerator cache;
     cache.setDataGenerator(CountedObjPtr<DataGenerator>(new ScriptedGenerator(PATTERNS)));
     EXPECT_TRUE(convert(cache) && convert(cache));

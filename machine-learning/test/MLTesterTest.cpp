@@ -1,21 +1,16 @@
+// The tester and the application around it.
+
 #include "MLTester.h"
-#include "test-support/LogCapture.h"
-#include "test-support/ScriptedGenerator.h"
+#include "MLDataGenTesterApplicationImpl.h"
+#include "TestPrelude.h"
 
 #include <cmath>
-#include <gmock/gmock.h>
 #include <iomanip>
-#include <sstream>
-
-using namespace Vexalor;
-using namespace Vexalor::MachineLearning;
-using testing::ElementsAre;
-using testing::IsEmpty;
-using Testing::ScriptedGenerator;
-using Patterns = std::vector<ScriptedGenerator::Pattern>;
 
 namespace
 {
+
+constinit Logger s_logger("quillcast.ml.test.TesterProgram");
 
 /// Answers with its input; fails for an empty one.
 struct Echo : MLTester::TestedEntity
@@ -25,14 +20,67 @@ struct Echo : MLTester::TestedEntity
         out_vOutput.assign(in_begin, in_end);
         return in_begin != in_end;
     }
+    bool configure(const DataGenerator&) override { return m_bConfigures; }
+
+    bool m_bConfigures = true;
 };
 
-std::string report(const MLTester::TesterStats& in_stats)
+int g_iResets = 0;
+
+struct ResettableEcho
+    : Echo
+    , virtual Resettable
 {
-    std::ostringstream stream;
-    in_stats.write(stream);
-    return stream.str();
-}
+    bool reset() override
+    {
+        ++g_iResets;
+        return true;
+    }
+};
+
+/// The tester around an entity that answers with its input.
+class TesterProgram : public MLDataGenTesterApplicationImpl
+{
+public:
+    TesterProgram()
+        : MLDataGenTesterApplicationImpl(s_logger, "tester-program")
+    {
+    }
+
+    MLTester::TestedEntity* m_pEntity = new ResettableEcho;
+
+protected:
+    MLTester::TestedEntity* newTestedEntity_i() override { return m_pEntity; }
+};
+
+class TesterApplicationTest : public testing::Test
+{
+protected:
+    int runWith(MLTester::TestedEntity* in_pEntity, const Texts& in_vArguments)
+    {
+        TesterProgram program;
+        program.m_pEntity = in_pEntity;
+        g_iResets = 0;
+        m_log.clear();
+        return runApplication(program, in_vArguments);
+    }
+
+    int run(const Texts& in_vArguments) { return runWith(new ResettableEcho, in_vArguments); }
+
+    /// Over these patterns.
+    int test(const std::string& in_strPatterns, const Texts& in_vMore = {})
+    {
+        Texts vArguments{VECTOR, "--data-gen-filename", m_folder.write("patterns", in_strPatterns)};
+        vArguments.insert(vArguments.end(), in_vMore.begin(), in_vMore.end());
+        return run(vArguments);
+    }
+
+    static constexpr const char* VECTOR = "--data-gen-config=" QC_TEST_DATA "/VectorFileDataGenerator.xml";
+    LogCapture m_log{"quillcast.ml"};
+    TempDir m_folder;
+};
+
+constexpr const char* PATTERNS = "[1 0] [1 0]\n[1 0] [0 1]\nreset\n[0.5 0] []\n";
 
 } // namespace
 
@@ -47,7 +95,7 @@ TEST(MLTesterTest, ReportOfAClassifierWithTwoClasses)
     stats.addErrorFunction(ErrorFunction::newErrorFunction(ErrorFunction::SUM_SQUARE));
     ASSERT_TRUE(MLTester().test(Echo(), generator, stats, false));
     // 0.02 + 1.28 + 0.72 + 0.5 = 2.52; percentages of the counts 2 of 3 and 2, 1, 1, 1, 1 of 4
-    EXPECT_EQ(report(stats), "Number of data pattern(s) processed  : 4\n"
+    EXPECT_EQ(toText(stats), "Number of data pattern(s) processed  : 4\n"
                              "sum-square-error = 2.520000e+00 (6.300000e-01 per pattern)\n"
                              "classification-error = 2/3 (66.67%)\n"
                              "Number of patterns of class 0 = 2/4 (50.00%)\n"
@@ -70,7 +118,7 @@ TEST(MLTesterTest, ReportWithoutDataHasUnsignedNan)
     MLTester::ClassifierTesterStats stats;
     stats.addErrorFunction(ErrorFunction::newErrorFunction(ErrorFunction::MEAN_SQUARE));
     ASSERT_TRUE(MLTester().test(Echo(), generator, stats, true));
-    EXPECT_EQ(report(stats), "Number of data pattern(s) processed  : 0\n"
+    EXPECT_EQ(toText(stats), "Number of data pattern(s) processed  : 0\n"
                              "mean-square-error = 0.000000e+00 (nan per pattern)\n"
                              "classification-error = 0/0 (nan%)\n"
                              "Number of patterns not belonging to a specific class = 0/0 (nan%)");
@@ -79,11 +127,11 @@ TEST(MLTesterTest, ReportWithoutDataHasUnsignedNan)
 TEST(MLTesterTest, OutputsThatAreNoNumbersAreCounted)
 {
     ScriptedGenerator generator(Patterns{{{1, -NAN}, {1, 0}}, {{NAN, NAN}, {}}, {{1, 0}, {1, 0}}});
-    const Testing::LogCapture log("quillcast.ml.tester", LogLevel::WARN);
+    const LogCapture log("quillcast.ml.tester", LogLevel::WARN);
     MLTester::TesterStats stats;
     stats.addErrorFunction(ErrorFunction::newErrorFunction(ErrorFunction::SUM_SQUARE));
     ASSERT_TRUE(MLTester().test(Echo(), generator, stats, false));
-    EXPECT_EQ(report(stats), "Number of data pattern(s) processed  : 2\n"
+    EXPECT_EQ(toText(stats), "Number of data pattern(s) processed  : 2\n"
                              "sum-square-error = nan (nan per pattern)");
     EXPECT_THAT(log.lines(), ElementsAre("WARN Outputs with values that are no numbers: 2 of 3"));
     stats.reset();
@@ -107,14 +155,14 @@ TEST(MLTesterTest, ThreeClassesHaveNoFalseResultsAndTheStreamKeepsItsFormat)
 
 TEST(MLTesterTest, FunctionsAreAddedOnlyBeforeData)
 {
-    Testing::AssertionCapture assertions;
+    AssertionCapture assertions;
     MLTester::TesterStats stats;
     stats.addErrorFunction(CountedObjPtr<ErrorFunction>());
     stats.addErrorFunction(ErrorFunction::newErrorFunction(ErrorFunction::SUM_SQUARE));
     EXPECT_TRUE(stats.update({1.0}, {0.0}));
     stats.addErrorFunction(ErrorFunction::newErrorFunction(ErrorFunction::SUM_SQUARE));
     EXPECT_THAT(assertions.conditions(), ElementsAre("! in_pErrorFunc.isNull()", "m_uiNumData == 0"));
-    EXPECT_EQ(report(stats), "Number of data pattern(s) processed  : 1\n"
+    EXPECT_EQ(toText(stats), "Number of data pattern(s) processed  : 1\n"
                              "sum-square-error = 1.000000e+00 (1.000000e+00 per pattern)");
 }
 
@@ -122,7 +170,7 @@ TEST(MLTesterTest, MisclassifiedPatternsAreLoggedOnDemand)
 {
     ScriptedGenerator generator(Patterns{{{1, 0}, {1, 0}}, {{1, 0}, {0, 1}}});
     MLTester::ClassifierTesterStats stats;
-    const Testing::LogCapture log("quillcast.ml.tester");
+    const LogCapture log("quillcast.ml.tester");
     ASSERT_TRUE(MLTester().test(Echo(), generator, stats, true));
     EXPECT_THAT(log.lines(), ElementsAre("INFO Computed output: [1 0]", "INFO Computed output: [1 0]",
                                          "INFO Classification failed: Scripted 2", "INFO \tTarget was: [0 1]",
@@ -131,8 +179,8 @@ TEST(MLTesterTest, MisclassifiedPatternsAreLoggedOnDemand)
 
 TEST(MLTesterTest, BrokenStreamsAndEntities)
 {
-    const Testing::LogCapture log("quillcast.ml.tester", LogLevel::WARN);
-    Testing::AssertionCapture assertions;
+    const LogCapture log("quillcast.ml.tester", LogLevel::WARN);
+    AssertionCapture assertions;
     MLTester::TesterStats stats;
     ScriptedGenerator generator(Patterns{{{1.0}, {1.0}}});
 
@@ -155,4 +203,67 @@ TEST(MLTesterTest, BrokenStreamsAndEntities)
     nothing.m_bCleanEnd = false;
     EXPECT_TRUE(MLTester().test(Echo(), nothing, stats, false));
     EXPECT_EQ(log.lines().back(), "WARN The data set stopped before its end");
+}
+
+TEST_F(TesterApplicationTest, ReportHasItsFixedOrder)
+{
+    EXPECT_EQ(test(PATTERNS, {"--classification-error", "--multiple-cross-entropy-error",
+                              "--sum-square-error", "--mean-square-error", "--print-error"}),
+              0);
+    // One of two patterns is wrong by (1, -1): squares 2, mean 1; its entropy is -ln(1e-6) = 13.81551.
+    EXPECT_EQ(m_log.lines().back(), "INFO \nNumber of data pattern(s) processed  : 2\n"
+                                    "mean-square-error = 1.000000e+00 (5.000000e-01 per pattern)\n"
+                                    "sum-square-error = 2.000000e+00 (1.000000e+00 per pattern)\n"
+                                    "multiple-cross-entropy-error = 1.381551e+01 (6.907755e+00 per pattern)\n"
+                                    "classification-error = 1/2 (50.00%)\n"
+                                    "Number of patterns of class 0 = 1/2 (50.00%)\n"
+                                    "Number of patterns of class 1 = 1/2 (50.00%)\n"
+                                    "Number of patterns not belonging to a specific class = 0/2 (0.00%)\n"
+                                    "Number of false positive = 1/2 (50.00%)\n"
+                                    "Number of false negative = 0/2 (0.00%)");
+    EXPECT_EQ(m_log.count("INFO Classification failed: Pattern 2"), 1u) << m_log.text();
+    EXPECT_EQ(g_iResets, 2);
+    EXPECT_EQ(test(PATTERNS, {"--classification-error"}), 0);
+    EXPECT_EQ(m_log.count("Classification failed"), 0u) << "not asked for";
+
+    EXPECT_EQ(test(PATTERNS, {"--print-error"}), 0);
+    EXPECT_TRUE(m_log.has("WARN no error function specified on the command line"));
+    EXPECT_EQ(m_log.lines().back(), "INFO \nNumber of data pattern(s) processed  : 2");
+    EXPECT_EQ(test("[1 0] [1 0]\n[nan 0] [0 1]\n"), 1);
+    EXPECT_EQ(m_log.lines().back(),
+              "ERROR The report makes no sense: 1 of 2 outputs hold values that are no numbers");
+}
+
+TEST_F(TesterApplicationTest, FailuresHaveTheirMessages)
+{
+    const std::string strRun = "ERROR MLDataGenTesterApplicationImpl::run_i : failed to ";
+    EXPECT_EQ(run({}), 1);
+    EXPECT_EQ(m_log.lines().back(), "ERROR a data generator configuration file must be supplied");
+    EXPECT_EQ(run({"--data-gen-config", "/does/not/exist"}), 1);
+    EXPECT_TRUE(m_log.has("ERROR failed to open DataGenerator config file /does/not/exist for reading"));
+    EXPECT_EQ(m_log.lines().back(), strRun + "get a valid data generator");
+    EXPECT_EQ(run({VECTOR, "--data-gen-filename", "/does/not/exist"}), 1);
+    EXPECT_EQ(m_log.lines().back(), "ERROR Cannot go to the start of the data set");
+    EXPECT_EQ(run({"--data-gen-config", m_folder.write("patterns", PATTERNS)}), 1) << "an exception, caught";
+    EXPECT_EQ(m_log.count("ERROR"), 1u) << m_log.text();
+    auto* pRefusing = new Echo;
+    pRefusing->m_bConfigures = false;
+    EXPECT_EQ(runWith(pRefusing, {VECTOR, "--data-gen-filename", m_folder.path("patterns")}), 1);
+    EXPECT_EQ(m_log.lines().back(), strRun + "configure tested entity");
+    EXPECT_EQ(runWith(nullptr, {VECTOR}), 1);
+    EXPECT_EQ(m_log.lines().back(), "ERROR Failed to create the entity to be tested");
+}
+
+TEST_F(TesterApplicationTest, HelpNeedsNoOptions)
+{
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(run({"--help"}), 0);
+    const std::string strHelp = testing::internal::GetCapturedStdout();
+    EXPECT_THAT(strHelp, testing::StartsWith("Usage : tester-program [options]"));
+    for (const char* help :
+         {"data generator configuration file. MANDATORY", "data generator input file",
+          "print information on patterns", "Compute the mean square error", "Compute the least square error",
+          "Compute the sum square error", "Compute the cross entropy error",
+          "Compute the multiple cross entropy error", "Compute the classification error"})
+        EXPECT_THAT(strHelp, HasSubstr(help));
 }

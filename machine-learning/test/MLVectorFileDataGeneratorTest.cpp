@@ -1,39 +1,27 @@
 #include "MLVectorFileDataGenerator.h"
-#include "PatternPasses.h"
-#include "test-support/LogCapture.h"
-#include "test-support/TempDir.h"
+#include "TestPrelude.h"
 
 #include <fstream>
-#include <gmock/gmock.h>
 #include <limits>
-
-using namespace Vexalor;
-using namespace Vexalor::MachineLearning;
-using testing::ElementsAre;
 
 namespace
 {
 
-using Limits = std::numeric_limits<double>;
-
 class VectorFileTest : public testing::Test
 {
 protected:
-    /// Reads a file of that content to its end: one line a pattern, "!" for a reset of the entity before it.
     std::string read(const std::string& in_strContent)
     {
         VectorFileDataGenerator generator;
-        const CountedObjPtr<Testing::CountingResettable> hEntity(new Testing::CountingResettable);
+        const CountedObjPtr<CountingResettable> hEntity(new CountingResettable);
         generator.setEntityToReset(hEntity);
         generator.setCurrentFilename(m_folder.write("patterns", in_strContent).c_str());
-        EXPECT_TRUE(generator.gotoStart());
-        EXPECT_EQ(hEntity->m_iResets, 1);
-        const std::string strPatterns = Testing::readPass(generator, *hEntity);
+        const std::string strPatterns = readAll(generator, *hEntity);
         EXPECT_TRUE(generator.endedCleanly());
         return strPatterns;
     }
 
-    Testing::TempDir m_folder;
+    TempDir m_folder;
 };
 
 } // namespace
@@ -69,7 +57,7 @@ TEST_F(VectorFileTest, RecordsOfEachKind)
 
 TEST_F(VectorFileTest, WarningsCountPatternLines)
 {
-    const Testing::LogCapture log("quillcast.ml.generator.VectorFileDataGenerator", LogLevel::WARN);
+    const LogCapture log("quillcast.ml.generator.VectorFileDataGenerator", LogLevel::WARN);
     EXPECT_EQ(read("reset\n[1] []\n\nreset\n[2] [x]\n"), "![1];![2];");
     const std::string strPrefix = "WARN MachineLearning::VectorFileDataGenerator::readLine : failed to ";
     EXPECT_THAT(log.lines(),
@@ -106,28 +94,21 @@ TEST_F(VectorFileTest, LinesLongerThanTheBlock)
 
 TEST_F(VectorFileTest, NewlineAtEveryPlaceAroundTheBlockEnd)
 {
-    constexpr std::size_t BLOCK = 1 << 18;
-    for (std::size_t uiLength = BLOCK - 4; uiLength <= BLOCK + 4; ++uiLength)
-    {
-        // An unusable line of uiLength characters and its newline, then a pattern.
+    // An unusable line of that many characters and its newline, then a pattern.
+    for (std::size_t uiLength = (1 << 18) - 4; uiLength <= (1 << 18) + 4; ++uiLength)
         EXPECT_EQ(read(std::string(uiLength, 'x') + "\n[1] [2]\n"), "[1]->[2];") << uiLength;
-    }
 }
 
 TEST_F(VectorFileTest, WrittenPatternsReadBackToTheBit)
 {
-    VectorFileWriter writer;
-    ASSERT_TRUE(writer.open(m_folder.path("out").c_str()));
+    using Limits = std::numeric_limits<double>;
     const DoubleVector vOdd{Limits::denorm_min(), -0.0, Limits::max(), 0.1, Limits::quiet_NaN(),
                             -Limits::infinity()};
-    EXPECT_TRUE(writer.write(true, vOdd, {}));
-    EXPECT_TRUE(writer.write(false, vOdd, {1.0, 0.0}));
-    EXPECT_TRUE(writer.write(false, vOdd, {}));
+    VectorFileWriter writer;
+    ASSERT_TRUE(writer.open(m_folder.path("out").c_str()) && writer.write(true, vOdd, {}) &&
+                writer.write(false, vOdd, {1.0, 0.0}));
     const std::string strOdd = "[5e-324 -0 1.7976931348623157e+308 0.1 nan -inf]";
-    EXPECT_EQ(Testing::readFile(m_folder.path("out")),
-              "reset\n" + strOdd + " []\n" + strOdd + " [1 0]\n" + strOdd + " []\n")
-        << "nothing waits to be written";
-    EXPECT_TRUE(writer.close());
-    EXPECT_EQ(read(Testing::readFile(m_folder.path("out"))),
-              "!" + strOdd + ";" + strOdd + "->[1 0];" + strOdd + ";");
+    const std::string strContent = readFile(m_folder.path("out"));
+    EXPECT_EQ(strContent, "reset\n" + strOdd + " []\n" + strOdd + " [1 0]\n") << "nothing waits";
+    EXPECT_EQ(read(strContent), "!" + strOdd + ";" + strOdd + "->[1 0];");
 }

@@ -2,19 +2,8 @@
 
 #include "MLBinaryFileDataGenerator.h"
 #include "MLVectorFileDataGenerator.h"
-#include "PatternPasses.h"
+#include "TestPrelude.h"
 #include "test-support/FileFaults.h"
-#include "test-support/LogCapture.h"
-#include "test-support/TempDir.h"
-
-#include <gmock/gmock.h>
-#include <sstream>
-
-using namespace Vexalor;
-using namespace Vexalor::MachineLearning;
-using testing::ElementsAre;
-using Testing::FileFaults;
-using Testing::LogCapture;
 
 namespace
 {
@@ -44,19 +33,12 @@ protected:
     PatternFileTest()
     {
         m_generator.setEntityToReset(m_hEntity);
-        EXPECT_TRUE(m_writer.open(m_folder.path("good").c_str()) && m_writer.write(false, {1, 2}, {3}) &&
-                    m_writer.write(true, {4, 5}, {}) && m_writer.close());
-    }
-
-    bool start(const std::string& in_strPath)
-    {
-        m_generator.setCurrentFilename(in_strPath.c_str());
-        return m_generator.gotoStart();
+        EXPECT_TRUE(writePatterns(m_writer, m_folder.path("good"), {{{1, 2}, {3}}, {{4, 5}, {}, true}}));
     }
 
     const std::string m_strLogger = std::string("quillcast.ml.generator.") + Format::NAME;
-    Testing::TempDir m_folder;
-    const CountedObjPtr<Testing::CountingResettable> m_hEntity{new Testing::CountingResettable};
+    TempDir m_folder;
+    const CountedObjPtr<CountingResettable> m_hEntity{new CountingResettable};
     typename Format::Generator m_generator;
     typename Format::Writer m_writer;
 };
@@ -81,17 +63,15 @@ TYPED_TEST(PatternFileTest, SourcesThatCannotBeOpened)
         EXPECT_FALSE(generator.generateNext()) << "and does not loop";
         // A start that works is a new one, whatever was tried before.
         generator.setCurrentFilename(this->m_folder.path("good").c_str());
-        ASSERT_TRUE(generator.gotoStart());
-        EXPECT_FALSE(generator.atEnd());
-        EXPECT_EQ(Testing::readPass(generator, *this->m_hEntity), "[1 2]->[3];![4 5];");
+        EXPECT_EQ(readAll(generator, *this->m_hEntity), "[1 2]->[3];![4 5];");
         EXPECT_TRUE(generator.endedCleanly());
     }
 }
 
 TYPED_TEST(PatternFileTest, StatusIsThatOfTheOpenFileWhateverTheNameSays)
 {
-    ASSERT_TRUE(this->start(this->m_folder.path("good")));
-    ASSERT_TRUE(this->m_generator.generateNext());
+    this->m_generator.setCurrentFilename(this->m_folder.path("good").c_str());
+    ASSERT_TRUE(this->m_generator.gotoStart());
     this->m_generator.setCurrentFilename("another");
     EXPECT_STREQ(this->m_generator.getCurrentFilename(), "another");
     ASSERT_TRUE(this->m_generator.gotoStart() && this->m_generator.generateNext());
@@ -108,10 +88,8 @@ TYPED_TEST(PatternFileTest, AnErrorOfTheSystemEndsThePassAndIsTold)
 {
     // A pattern is 160 KB or, as text, 380 KB, so that reads of 256 KB end within one.
     const std::string strPath = this->m_folder.path("patterns");
-    ASSERT_TRUE(this->m_writer.open(strPath.c_str()));
-    for (int i = 0; i < 8; ++i)
-        ASSERT_TRUE(this->m_writer.write(false, DoubleVector(20000, 1.0 / 3), {1}));
-    ASSERT_TRUE(this->m_writer.close());
+    const Patterns vPatterns(8, {DoubleVector(20000, 1.0 / 3), {1}});
+    ASSERT_TRUE(writePatterns(this->m_writer, strPath, vPatterns));
     std::size_t uiEarlier = 0;
     bool bReachedEnd = false;
     for (unsigned int uiFailing = 1; !bReachedEnd; ++uiFailing)
@@ -147,7 +125,7 @@ TYPED_TEST(PatternFileTest, PatternsThatAreLostAreTold)
     EXPECT_TRUE(unopened.write(false, {1}, {1}));
     EXPECT_TRUE(unopened.hasLost());
     {
-        const Testing::AssertionCapture assertions;
+        const AssertionCapture assertions;
         EXPECT_FALSE(unopened.write(false, {1, 2}, {1}));
         EXPECT_FALSE(unopened.write(false, {1}, {1, 2}));
         EXPECT_FALSE(unopened.open(nullptr));

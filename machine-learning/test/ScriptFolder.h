@@ -1,6 +1,7 @@
 #pragma once
 
 #include "AudioClassifierSet.h"
+#include "XprAudioClassifier.h"
 #include "quillcast-core/SerializationArchives.h"
 #include "quillcast-core/XmlOutputArchive.h"
 #include "quillcast-infra/DiskFileSystem.h"
@@ -89,6 +90,16 @@ inline LinearAudioWindower::Config makeWindower(std::uint32_t in_uiRate, std::ui
     config.m_uiWindowLength = in_uiLength;
     config.m_uiWindowShift = in_uiShift;
     return config;
+}
+
+/// Adds a classifier of that name that evaluates a variable of that script, and configures it then.
+inline bool addScript(MachineLearning::XprClassifierSet& io_set, const char* in_script,
+                      const char* in_variable = "result", const char* in_name = nullptr,
+                      StringVector in_vFurther = {})
+{
+    auto* pClassifier = new MachineLearning::XprAudioClassifier;
+    return io_set.addClassifier(in_name == nullptr ? in_script : in_name, pClassifier) &&
+           pClassifier->configure(in_script, in_variable, LimitedObjPtr<StringVector>(&in_vFurther));
 }
 
 /// The text of the result of a classifier of the set.

@@ -1,19 +1,9 @@
 #include "XprAudioClassifier.h"
 #include "ScriptFolder.h"
-#include "test-support/LogCapture.h"
+#include "TestPrelude.h"
 
 #include <filesystem>
-#include <gmock/gmock.h>
 #include <sys/stat.h>
-
-using namespace Vexalor;
-using namespace Vexalor::MachineLearning;
-using Testing::AssertionCapture;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
-using Testing::LogCapture;
-using Testing::resultText;
 
 namespace
 {
@@ -21,27 +11,19 @@ namespace
 class XprAudioClassifierTest : public testing::Test
 {
 protected:
-    XprAudioClassifierTest() { EXPECT_TRUE(configure(m_set)); }
-
-    bool configure(XprClassifierSet& io_set) const
+    XprAudioClassifierTest()
     {
-        return io_set.configure(m_folder.getConfig(), m_folder.getFileSystem()) &&
-               io_set.setVariableName("audio");
-    }
-
-    /// Adds it first and configures it then, so that a script that does not load fails.
-    bool add(const char* in_script, const char* in_variable, StringVector in_vFurther = {})
-    {
-        auto* pClassifier = new XprAudioClassifier;
-        return m_set.addClassifier(in_script, pClassifier) &&
-               pClassifier->configure(in_script, in_variable, LimitedObjPtr<StringVector>(&in_vFurther));
+        EXPECT_TRUE(m_set.configure(m_folder.getConfig(), m_folder.getFileSystem()) &&
+                    m_set.setVariableName("audio"));
     }
 
     bool start() { return m_set.freeze() && m_set.start(); }
+    bool startOf(const char* in_name) const { return m_set.findClassifier(in_name)->second->start(); }
+    bool stopOf(const char* in_name) const { return m_set.findClassifier(in_name)->second->stop(); }
 
     std::string result(const char* in_name) const { return resultText(m_set, in_name); }
 
-    Testing::ScriptFolder m_folder;
+    ScriptFolder m_folder;
     XprClassifierSet m_set;
     AssertionCapture m_assertions;
     LogCapture m_log{"quillcast.ml.XprAudioClassifier", LogLevel::DEBUGGING};
@@ -54,25 +36,18 @@ constexpr const char* DUMP_FILE = "XprAudioClassifierEvaluator.dot";
 TEST_F(XprAudioClassifierTest, EntriesAreTheElementsUnderTheirOddNames)
 {
     m_folder.writeScript("a", "result = audio * 2\nr = audio\nnone = audio[0:0]\n");
-    ASSERT_TRUE(add("a", "result"));
-    for (const char* name : {"r", "none"})
-    {
-        auto* pClassifier = new XprAudioClassifier;
-        ASSERT_TRUE(m_set.addClassifier(name, pClassifier) && pClassifier->configure("a", name, {}));
-    }
-    ASSERT_TRUE(start());
+    ASSERT_TRUE(addScript(m_set, "a") && addScript(m_set, "a", "r", "r") &&
+                addScript(m_set, "a", "none", "none") && start());
     ASSERT_TRUE(m_set.classify({0.5, -1, 3}));
     EXPECT_EQ(result("a"), "0esult=1\n1esult=-2\n2esult=6\n");
     EXPECT_EQ(result("none"), "");
-
     ASSERT_TRUE(m_set.classify(DoubleVector(11, 1.0)));
     EXPECT_THAT(result("a"), HasSubstr("9esult=2\n10sult=2\n"));
     EXPECT_THAT(result("r"), HasSubstr("9=1\n10=1\n"));
-    m_log.clear();
     ASSERT_TRUE(m_set.classify({4}));
     EXPECT_EQ(result("a"), "0esult=8\n");
-    EXPECT_THAT(m_log.lines(), testing::Contains("DEBUG Xpr result is : [8]"));
-    EXPECT_THAT(m_log.lines(), testing::Contains("DEBUG Corresponding Result is : 0esult=8\n"));
+    EXPECT_TRUE(m_log.has("DEBUG Xpr result is : [8]"));
+    EXPECT_TRUE(m_log.has("DEBUG Corresponding Result is : 0esult=8\n"));
     EXPECT_THAT(m_assertions.conditions(), IsEmpty());
 }
 
@@ -83,21 +58,17 @@ TEST_F(XprAudioClassifierTest, ScriptsLoadAsSoonAsThereIsAnEvaluator)
     StringVector vFurther{"helper"};
     auto* pEarly = new XprAudioClassifier;
     ASSERT_TRUE(pEarly->configure("main", "result", LimitedObjPtr<StringVector>(&vFurther)));
-    ASSERT_TRUE(m_set.addClassifier("early", pEarly));
-    auto* pLate = new XprAudioClassifier;
-    ASSERT_TRUE(m_set.addClassifier("late", pLate));
-    ASSERT_TRUE(pLate->configure("main", "result", LimitedObjPtr<StringVector>(&vFurther)));
+    ASSERT_TRUE(m_set.addClassifier("early", pEarly) && addScript(m_set, "main", "result", "late", vFurther));
     EXPECT_THAT(m_log.lines(),
                 ElementsAre("DEBUG Evaluator not set yet, script will be added on call to setEvaluator()",
                             "DEBUG Got an evaluator, add script now",
                             "DEBUG Evaluator already known, add script right away"));
     ASSERT_TRUE(start());
-    EXPECT_FALSE(pLate->configure("main", "result", {}));
+    EXPECT_FALSE(pEarly->configure("main", "result", {}));
     EXPECT_THAT(m_assertions.conditions(),
                 ElementsAre("!isStarted() && \"Can't add XPR script once the classifier is started.\""));
     ASSERT_TRUE(m_set.classify({1, 2}));
-    EXPECT_EQ(result("early"), "0esult=7\n");
-    EXPECT_EQ(result("late"), "0esult=7\n");
+    EXPECT_EQ(result("early") + result("late"), "0esult=7\n0esult=7\n");
 }
 
 TEST_F(XprAudioClassifierTest, ScriptsThatDoNotLoad)
@@ -105,13 +76,10 @@ TEST_F(XprAudioClassifierTest, ScriptsThatDoNotLoad)
     m_folder.writeScript("bad", "result = audio +\n");
     m_folder.writeScript("good", "result = audio\n");
     const LogCapture evaluatorLog("quillcast.math");
-    EXPECT_FALSE(add("bad", "result"));
-    EXPECT_FALSE(add("missing", "result"));
-    EXPECT_FALSE(add("good", "result", {"missing"}));
-    EXPECT_THAT(m_assertions.conditions(),
-                ElementsAre("addXprScripts()", "addXprScripts()", "addXprScripts()"));
+    EXPECT_FALSE(addScript(m_set, "bad") || addScript(m_set, "missing") ||
+                 addScript(m_set, "good", "result", nullptr, {"missing"}));
+    EXPECT_EQ(m_assertions.conditions(), Texts(3, "addXprScripts()"));
     m_assertions.clear();
-
     auto* pClassifier = new XprAudioClassifier;
     ASSERT_TRUE(pClassifier->configure("bad", "result", {}));
     EXPECT_TRUE(m_set.addClassifier("added all the same", pClassifier));
@@ -138,7 +106,7 @@ TEST_F(XprAudioClassifierTest, MisuseIsRefused)
                             "!m_strVariableName.empty()", "!pEvaluator.isNull()"));
 
     m_folder.writeScript("mismatch", "result = audio + [1, 2]\n");
-    ASSERT_TRUE(add("mismatch", "result") && start());
+    ASSERT_TRUE(addScript(m_set, "mismatch") && start());
     m_assertions.clear();
     const LogCapture evaluatorLog("quillcast.math");
     EXPECT_FALSE(m_set.classify({1, 2, 3}));
@@ -150,9 +118,9 @@ TEST_F(XprAudioClassifierTest, MisuseIsRefused)
 
 TEST_F(XprAudioClassifierTest, MissingVariableWritesTheGraphAndFailsEveryTime)
 {
-    const Testing::WorkingDirectory folder(m_folder.path());
+    const WorkingDirectory folder(m_folder.path());
     m_folder.writeScript("a", "reslut = audio\n");
-    ASSERT_TRUE(add("a", "result") && start());
+    ASSERT_TRUE(addScript(m_set, "a") && start());
     const std::unique_ptr<XprClassifierSet> pClone(m_set.clone());
     m_log.clear();
     const auto isWritten = [&](XprClassifierSet& io_set)
@@ -166,33 +134,28 @@ TEST_F(XprAudioClassifierTest, MissingVariableWritesTheGraphAndFailsEveryTime)
     };
 
     EXPECT_TRUE(isWritten(m_set));
-    EXPECT_THAT(Testing::readFile(DUMP_FILE), HasSubstr("reslut"));
+    EXPECT_THAT(readFile(DUMP_FILE), HasSubstr("reslut"));
     EXPECT_FALSE(isWritten(m_set) || isWritten(*pClone)) << "the file holds it";
-    EXPECT_THAT(m_log.lines(),
-                testing::Each("ERROR Failed to retrieve variable named 'result'. Evaluator dumped in file "
-                              "'XprAudioClassifierEvaluator.dot'"));
-    EXPECT_EQ(m_log.lines().size(), 3u);
-    EXPECT_THAT(m_assertions.conditions(),
-                ElementsAre("!m_pVariable.isNull()", "!m_pVariable.isNull()", "!m_pVariable.isNull()"));
+    EXPECT_EQ(m_log.lines(), Texts(3, "ERROR Failed to retrieve variable named 'result'. Evaluator dumped in "
+                                      "file 'XprAudioClassifierEvaluator.dot'"));
+    EXPECT_EQ(m_assertions.conditions(), Texts(3, "!m_pVariable.isNull()"));
 
     std::filesystem::remove(DUMP_FILE);
     EXPECT_TRUE(isWritten(*pClone)) << "the file was gone";
     m_folder.write(DUMP_FILE, "something else");
     EXPECT_TRUE(isWritten(*pClone)) << "the file held something else";
     m_folder.writeScript("b", "other = audio\n");
-    ASSERT_TRUE(m_set.stop() && add("b", "other"));
-    ASSERT_TRUE(m_set.findClassifier("a")->second->start());
+    ASSERT_TRUE(m_set.stop() && addScript(m_set, "b", "other") && startOf("a"));
     EXPECT_TRUE(isWritten(m_set)) << "the evaluator changed";
-    EXPECT_THAT(Testing::readFile(DUMP_FILE), HasSubstr("other"));
+    EXPECT_THAT(readFile(DUMP_FILE), HasSubstr("other"));
     EXPECT_TRUE(isWritten(*pClone)) << "the file held another set's";
-    EXPECT_THAT(Testing::readFile(DUMP_FILE), testing::Not(HasSubstr("other")));
+    EXPECT_THAT(readFile(DUMP_FILE), testing::Not(HasSubstr("other")));
 }
 
 TEST_F(XprAudioClassifierTest, ClonesGoOnFromTheStateOfTheOriginal)
 {
     m_folder.writeScript("count", "result = prev(result, 0) + audio\n");
-    ASSERT_TRUE(add("count", "result") && start());
-    ASSERT_TRUE(m_set.classify({1}) && m_set.classify({1}));
+    ASSERT_TRUE(addScript(m_set, "count") && start() && m_set.classify({1}) && m_set.classify({1}));
     const std::unique_ptr<XprClassifierSet> pClone(m_set.clone());
     EXPECT_EQ(resultText(*pClone, "count"), "0esult=2\n");
     ASSERT_TRUE(pClone->classify({10}) && m_set.classify({1}));
@@ -206,9 +169,8 @@ TEST_F(XprAudioClassifierTest, ClonesGoOnFromTheStateOfTheOriginal)
 
     ASSERT_TRUE(pClone->reset());
     EXPECT_EQ(resultText(*pClone, "count"), "0esult=0\n") << "entries stay, values are 0";
-    ASSERT_TRUE(pClone->classify({5}));
+    ASSERT_TRUE(pClone->classify({5}) && m_set.classify({1}));
     EXPECT_EQ(resultText(*pClone, "count"), "0esult=5\n");
-    ASSERT_TRUE(m_set.classify({1}));
     EXPECT_EQ(result("count"), "0esult=4\n");
 }
 
@@ -216,15 +178,11 @@ TEST_F(XprAudioClassifierTest, StatesAdvanceWhileAClassifierIsStopped)
 {
     m_folder.writeScript("count", "result = prev(result, 0) + 1\n");
     m_folder.writeScript("other", "result = count.result\n");
-    ASSERT_TRUE(add("count", "result") && add("other", "result") && start());
-    ASSERT_TRUE(m_set.classify({0}));
+    ASSERT_TRUE(addScript(m_set, "count") && addScript(m_set, "other") && start() && m_set.classify({0}));
     EXPECT_EQ(result("count") + result("other"), "0esult=1\n0esult=1\n") << "once, whoever asks";
-    ASSERT_TRUE(m_set.findClassifier("count")->second->stop());
-    ASSERT_TRUE(m_set.findClassifier("other")->second->stop());
-    ASSERT_TRUE(m_set.classify({0}) && m_set.classify({0}));
+    ASSERT_TRUE(stopOf("count") && stopOf("other") && m_set.classify({0}) && m_set.classify({0}));
     EXPECT_EQ(result("count"), "0esult=1\n") << "the result of the last time";
-    ASSERT_TRUE(m_set.findClassifier("count")->second->start());
-    ASSERT_TRUE(m_set.classify({0}));
+    ASSERT_TRUE(startOf("count") && m_set.classify({0}));
     EXPECT_EQ(result("count"), "0esult=4\n");
 }
 

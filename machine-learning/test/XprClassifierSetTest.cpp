@@ -1,27 +1,16 @@
 #include "XprClassifierSet.h"
-#include "test-support/LogCapture.h"
-#include "test-support/TempDir.h"
-
-#include <gmock/gmock.h>
-
-using namespace Vexalor;
-using namespace Vexalor::MachineLearning;
-using Testing::AssertionCapture;
-using testing::ElementsAre;
-using testing::IsEmpty;
+#include "TestPrelude.h"
 
 namespace
 {
 
-/// What the classifiers of a test did, in order: "name.operation".
-using Calls = std::vector<std::string>;
-
-/// Notes its calls and fails those that it is told to fail. Counts how often it was classified.
+/// Notes its calls, as "name.operation", and fails those that it is told to fail. Counts how often it was
+/// classified.
 class NotingClassifier : public XprClassifierSet::ClassifierImpl
 {
 public:
-    NotingClassifier(Calls& io_calls, std::string in_strName, std::string in_strFailing = "")
-        : m_pCalls(&io_calls)
+    NotingClassifier(Texts& io_calls, std::string in_strName, std::string in_strFailing = "")
+        : m_pTexts(&io_calls)
         , m_strName(std::move(in_strName))
         , m_strFailing(std::move(in_strFailing))
     {
@@ -41,7 +30,7 @@ public:
     }
     NotingClassifier* clone() const override
     {
-        auto* pClone = new NotingClassifier(*m_pCalls, m_strName + "'", m_strFailing);
+        auto* pClone = new NotingClassifier(*m_pTexts, m_strName + "'", m_strFailing);
         pClone->copyFrom(*this);
         return pClone;
     }
@@ -56,11 +45,11 @@ protected:
 private:
     bool note(const char* in_operation) const
     {
-        m_pCalls->push_back(m_strName + '.' + in_operation);
+        m_pTexts->push_back(m_strName + '.' + in_operation);
         return m_strFailing != in_operation;
     }
 
-    Calls* m_pCalls;
+    Texts* m_pTexts;
     std::string m_strName;
     std::string m_strFailing;
 };
@@ -81,7 +70,7 @@ protected:
         m_calls.clear();
     }
 
-    Calls m_calls;
+    Texts m_calls;
     XprClassifierSet m_set;
     AssertionCapture m_assertions;
 };
@@ -90,7 +79,7 @@ const DoubleVector INPUT{1, 2, 3};
 
 } // namespace
 
-TEST_F(XprClassifierSetTest, OrderOfCallsIsEnforced)
+TEST_F(XprClassifierSetTest, OrderOfTextsIsEnforced)
 {
     ASSERT_TRUE(add("a"));
     m_calls.clear();
@@ -121,7 +110,7 @@ TEST_F(XprClassifierSetTest, OrderOfCallsIsEnforced)
 
 TEST_F(XprClassifierSetTest, AddingTakesOwnershipInEveryCase)
 {
-    const Testing::LogCapture log("quillcast.ml.XprClassifierSet", LogLevel::DEBUGGING);
+    const LogCapture log("quillcast.ml.XprClassifierSet", LogLevel::DEBUGGING);
     ASSERT_TRUE(add("a"));
     EXPECT_FALSE(m_set.addClassifier("b", nullptr));
     EXPECT_FALSE(m_set.addClassifier(nullptr, new NotingClassifier(m_calls, "n")));
@@ -146,32 +135,40 @@ TEST_F(XprClassifierSetTest, AddingTakesOwnershipInEveryCase)
 
 TEST_F(XprClassifierSetTest, VisitsInTheOrderOfNamesUpToTheFirstFailure)
 {
-    const struct
-    {
-        const char* m_failing; ///< of the classifier "B", which is between "A" and "a"
-        std::function<bool(XprClassifierSet&)> m_operation;
-        std::vector<std::string> m_vCalls;
-    } cases[] = {
-        {"", [](auto& io_set) { return io_set.classify(INPUT); }, {"A.classify", "B.classify", "a.classify"}},
-        {"classify", [](auto& io_set) { return io_set.classify(INPUT); }, {"A.classify", "B.classify"}},
-        {"", [](auto& io_set) { return io_set.reset(); }, {"A.reset", "B.reset", "a.reset"}},
-        {"reset", [](auto& io_set) { return io_set.reset(); }, {"A.reset", "B.reset"}},
-        {"", [](auto& io_set) { return io_set.stop(); }, {"A.stop", "B.stop", "a.stop"}},
-        {"stop", [](auto& io_set) { return io_set.stop(); }, {"A.stop", "B.stop"}},
+    const std::pair<const char*, bool (*)(XprClassifierSet&)> OPERATIONS[] = {
+        {"classify",
+         [](XprClassifierSet& io_set)
+         {
+             return io_set.classify(INPUT);
+         }},
+        {"reset",
+         [](XprClassifierSet& io_set)
+         {
+             return io_set.reset();
+         }},
+        {"stop",
+         [](XprClassifierSet& io_set)
+         {
+             return io_set.stop();
+         }},
     };
-    for (const auto& test : cases)
-    {
-        Calls calls;
-        XprClassifierSet set;
-        for (const char* name : {"a", "A", "B"})
-            ASSERT_TRUE(set.addClassifier(
-                name, new NotingClassifier(calls, name, *name == 'B' ? test.m_failing : "")));
-        ASSERT_TRUE(set.setVariableName("in") && set.freeze() && set.start() && set.isStarted());
-        calls.clear();
-        EXPECT_EQ(test.m_operation(set), *test.m_failing == '\0') << test.m_failing;
-        EXPECT_EQ(calls, test.m_vCalls) << test.m_failing;
-        calls.clear();
-    }
+    for (const auto& [name, operation] : OPERATIONS)
+        for (const char* failing : {"", name}) // of the classifier "B", which is between "A" and "a"
+        {
+            Texts calls;
+            XprClassifierSet set;
+            for (const char* classifier : {"a", "A", "B"})
+                ASSERT_TRUE(set.addClassifier(
+                    classifier, new NotingClassifier(calls, classifier, *classifier == 'B' ? failing : "")));
+            ASSERT_TRUE(set.setVariableName("in") && set.freeze() && set.start() && set.isStarted());
+            calls.clear();
+            EXPECT_EQ(operation(set), *failing == '\0') << name;
+            Texts vExpected{std::string("A.") + name, std::string("B.") + name};
+            if (*failing == '\0')
+                vExpected.push_back(std::string("a.") + name);
+            EXPECT_EQ(calls, vExpected) << name;
+            calls.clear();
+        }
 }
 
 TEST_F(XprClassifierSetTest, StartedIsWhatItsClassifiersAre)
@@ -226,13 +223,13 @@ TEST_F(XprClassifierSetTest, CloneIsFrozenAndStartedAsTheOriginal)
 TEST_F(XprClassifierSetTest, TellsWhatItTookAndWhatItHeld)
 {
     freeze();
-    const Testing::LogCapture profiling("quillcast.profiling.ml.XprClassifierSet", LogLevel::DEBUGGING);
+    const LogCapture profiling("quillcast.profiling.ml.XprClassifierSet", LogLevel::DEBUGGING);
     EXPECT_TRUE(m_set.classify(INPUT));
     ASSERT_EQ(profiling.lines().size(), 1u);
     EXPECT_THAT(profiling.lines()[0],
                 testing::MatchesRegex("DEBUG XprClassifierSet::classify : [0-9.e+-]+ us"));
 
-    const Testing::LogCapture log("quillcast.ml.XprClassifierSet", LogLevel::DEBUGGING);
+    const LogCapture log("quillcast.ml.XprClassifierSet", LogLevel::DEBUGGING);
     {
         XprClassifierSet set;
         ASSERT_TRUE(set.addClassifier("x", new NotingClassifier(m_calls, "x")));
