@@ -30,15 +30,15 @@ Program& Core::changeProgram()
 
 void Core::addInput()
 {
-    m_vInputs.emplace_back().m_vWaiting.resize(1);
-    setWaiting(m_vInputs.back(), true);
+    const double dNothing = 0.0;
+    m_vInputs.emplace_back().wait(&dNothing, &dNothing + 1);
+    m_bReady = false;
 }
 
 bool Core::link(bool in_bComplete)
 {
     Program& program = changeProgram();
     reset();
-    m_pPlan = nullptr;
     const bool bLinked = program.link(in_bComplete);
     m_vStates.clear();
     m_vReached.clear();
@@ -49,22 +49,23 @@ bool Core::link(bool in_bComplete)
     return bLinked;
 }
 
-void Core::setWaiting(Input& io_input, bool in_bWaiting)
+void Core::replan()
 {
-    m_uiNbWaiting += (in_bWaiting ? 1 : 0) - (io_input.m_bWaiting ? 1 : 0);
-    io_input.m_bWaiting = in_bWaiting;
+    unload();
+    m_pPlan = nullptr;
 }
 
-void Core::replan()
+/// Takes the inputs out of the plan.
+void Core::unload()
 {
     for (std::uint32_t i = 0; i < m_vInputs.size(); ++i)
         if (!m_vInputs[i].m_bWaiting)
         {
-            const double* pValue = m_vValues.data() + m_pPlan->getInput(i).m_uiAt;
-            m_vInputs[i].m_vWaiting.assign(pValue, pValue + m_pPlan->getInput(i).m_uiSize);
-            setWaiting(m_vInputs[i], true);
+            const Slot& slot = m_pPlan->getInput(i);
+            const double* pValue = m_vValues.data() + slot.m_uiAt;
+            m_vInputs[i].wait(pValue, pValue + slot.m_uiSize);
         }
-    m_bStale = true;
+    m_bReady = false;
 }
 
 std::size_t Core::lookUp(std::uint32_t in_uiSymbol)
@@ -75,6 +76,7 @@ std::size_t Core::lookUp(std::uint32_t in_uiSymbol)
     if (itKnown != m_vLookedUp.end())
         return static_cast<std::size_t>(itKnown - m_vLookedUp.begin());
     m_vLookedUp.push_back({in_uiSymbol, {}});
+    m_bReady = false;
     reach(in_uiSymbol);
     return m_vLookedUp.size() - 1;
 }
@@ -92,10 +94,12 @@ void Core::reach(std::uint32_t in_uiSymbol)
         if (m_vReached[uiSymbol] || !m_pProgram->isExpression(uiSymbol))
             continue;
         m_vReached[uiSymbol] = true;
-        for (const std::uint32_t uiUsed : m_pProgram->getDefinition(uiSymbol).m_vPrevious)
-            keep(uiUsed);
-        const std::vector<std::uint32_t> vUsed = m_pProgram->getUsed(uiSymbol);
-        vOpen.insert(vOpen.end(), vUsed.begin(), vUsed.end());
+        for (const Use& use : m_pProgram->getDefinition(uiSymbol).m_vUses)
+        {
+            if (use.m_kind == Use::Kind::EARLIER)
+                keep(use.m_uiSymbol);
+            vOpen.push_back(use.m_uiSymbol);
+        }
     }
 }
 
@@ -125,12 +129,15 @@ bool Core::preset(std::uint32_t in_uiInput, const DoubleVector& in_vValue)
         return false;
     Input& input = m_vInputs[in_uiInput];
     ++m_uiValues;
-    setWaiting(input, m_bStale || m_pPlan->getInput(in_uiInput).m_uiSize != in_vValue.size());
-    if (input.m_bWaiting)
-        input.m_vWaiting.assign(in_vValue.begin(), in_vValue.end());
-    else
+    if (m_pPlan != nullptr && m_pPlan->getInput(in_uiInput).m_uiSize == in_vValue.size())
+    {
+        input.m_bWaiting = false;
         std::copy(in_vValue.begin(), in_vValue.end(),
                   m_vValues.data() + m_pPlan->getInput(in_uiInput).m_uiAt);
+        return true;
+    }
+    input.wait(in_vValue.begin(), in_vValue.end());
+    m_bReady = false;
     return true;
 }
 
@@ -143,38 +150,33 @@ bool Core::isShort(const DoubleVector& in_vValue)
     return false;
 }
 
-bool Core::isReady() const
-{
-    return !m_bStale && m_uiNbWaiting == 0 && m_uiNbPlaced == m_vLookedUp.size() &&
-           m_uiNbStatesPlaced == m_vStates.size();
-}
-
 /// Brings plan and values up to the lengths of the inputs and the variables that were looked up.
 bool Core::makeReady()
 {
-    if (isReady())
+    if (m_bReady)
         return true;
     if (!QC_CHECK(m_pProgram->isLinked()))
         return false;
-    if (m_bStale || m_uiNbWaiting != 0)
+    const bool bWaiting = std::any_of(m_vInputs.begin(), m_vInputs.end(),
+                                      [](const Input& in_input) { return in_input.m_bWaiting; });
+    if (m_pPlan == nullptr || bWaiting)
         changePlan();
     else
         prepare();
+    m_bReady = true;
     return true;
 }
 
 /// Keeps the inputs, and the states whose lengths stay the same.
 void Core::changePlan()
 {
+    unload();
     m_vLengths.clear();
-    for (std::uint32_t i = 0; i < m_vInputs.size(); ++i)
-        m_vLengths.push_back(m_vInputs[i].m_bWaiting
-                                 ? static_cast<std::uint32_t>(m_vInputs[i].m_vWaiting.size())
-                                 : m_pPlan->getInput(i).m_uiSize);
-    const std::shared_ptr<Plan> pEarlier = std::exchange(m_pPlan, m_pProgram->getPlan(m_vLengths));
-    for (std::size_t i = 0; i < m_vStates.size(); ++i)
-        m_vStates[i].m_earlierSlot =
-            pEarlier != nullptr && i < m_uiNbStatesPlaced ? m_vStates[i].m_slot : Slot{};
+    for (const Input& input : m_vInputs)
+        m_vLengths.push_back(static_cast<std::uint32_t>(input.m_vWaiting.size()));
+    m_pPlan = m_pProgram->getPlan(m_vLengths);
+    for (State& state : m_vStates)
+        state.m_earlierSlot = state.m_slot;
     m_vValues.swap(m_vEarlier);
     m_vValues.clear();
     m_progress.m_vBlocks.clear();
@@ -183,19 +185,18 @@ void Core::changePlan()
     prepare();
     for (std::uint32_t i = 0; i < m_vInputs.size(); ++i)
     {
-        const double* pValue = m_vInputs[i].m_bWaiting ? m_vInputs[i].m_vWaiting.begin()
-                                                       : m_vEarlier.data() + pEarlier->getInput(i).m_uiAt;
-        std::copy_n(pValue, m_vLengths[i], m_vValues.data() + m_pPlan->getInput(i).m_uiAt);
-        setWaiting(m_vInputs[i], false);
+        Input& input = m_vInputs[i];
+        std::copy(input.m_vWaiting.begin(), input.m_vWaiting.end(),
+                  m_vValues.data() + m_pPlan->getInput(i).m_uiAt);
         // Keeps its memory, and gives clones nothing to copy.
-        m_vInputs[i].m_vWaiting.clear();
+        input.m_vWaiting.clear();
+        input.m_bWaiting = false;
     }
     for (const State& state : m_vStates)
         if (state.m_earlierSlot.m_uiSize == state.m_slot.m_uiSize)
             std::copy_n(m_vEarlier.data() + state.m_earlierSlot.m_uiAt, state.m_slot.m_uiSize,
                         m_vValues.data() + state.m_slot.m_uiAt);
     m_vEarlier.clear();
-    m_bStale = false;
 }
 
 /// Takes over from the plan what there is new, and has it write what is missing.
@@ -260,9 +261,9 @@ void Core::reset()
 {
     ++m_uiValues;
     ++m_uiWindow;
-    for (std::size_t i = 0; i < m_uiNbStatesPlaced; ++i)
-        if (m_vStates[i].m_slot.m_uiSize != 0)
-            m_vValues[m_vStates[i].m_slot.m_uiAt] = 0.0;
+    for (const State& state : m_vStates)
+        if (state.m_slot.m_uiSize != 0)
+            m_vValues[state.m_slot.m_uiAt] = 0.0;
 }
 
 std::size_t Core::getOwnMemory() const

@@ -43,6 +43,12 @@ private:
         DoubleVector m_vWaiting;
         bool m_bWaiting = false;
         std::uint64_t m_uiAssigned = 0; ///< the number of the window in which it had its value
+
+        void wait(const double* in_pBegin, const double* in_pEnd)
+        {
+            m_vWaiting.assign(in_pBegin, in_pEnd);
+            m_bWaiting = true;
+        }
     };
 
     struct LookedUp
@@ -63,8 +69,7 @@ private:
     static bool isShort(const DoubleVector& in_vValue);
     void reach(std::uint32_t in_uiSymbol);
     void keep(std::uint32_t in_uiSymbol);
-    bool isReady() const;
-    void setWaiting(Input& io_input, bool in_bWaiting);
+    void unload();
     bool makeReady();
     void changePlan();
     void prepare();
@@ -72,7 +77,7 @@ private:
     bool runBlock(std::uint32_t in_uiBlock);
 
     std::shared_ptr<Program> m_pProgram;
-    std::shared_ptr<Plan> m_pPlan;
+    std::shared_ptr<Plan> m_pPlan; ///< null: there is none for the present program
     std::vector<Input> m_vInputs;
     std::vector<LookedUp> m_vLookedUp;
     std::vector<State> m_vStates; ///< those that advance
@@ -84,10 +89,9 @@ private:
     std::vector<double> m_vEarlier; ///< empty but for the memory
     std::vector<std::uint32_t> m_vLengths;
     Progress m_progress;
-    std::uint64_t m_uiValues = 1;  ///< number of the present values: changes with every assignment
-    std::uint64_t m_uiWindow = 1;  ///< number of the window
-    std::size_t m_uiNbWaiting = 0; ///< inputs
-    bool m_bStale = true;          ///< there is no plan, or not for the present program
+    std::uint64_t m_uiValues = 1; ///< number of the present values: changes with every assignment
+    std::uint64_t m_uiWindow = 1; ///< number of the window
+    bool m_bReady = false;        ///< nothing waits, and all that is looked up has its place
 };
 
 } // namespace Vexalor::Math::Xpr

@@ -29,27 +29,22 @@ std::string quote(const std::string& in_strText)
 std::string describe(const Program& in_program, std::uint32_t in_uiSymbol)
 {
     const Symbol& symbol = in_program.getSymbol(in_uiSymbol);
-    const auto [label, style] = [&]() -> std::pair<std::string, const char*>
-    {
-        switch (symbol.m_kind)
-        {
-        case Symbol::Kind::INPUT:
-            return {"", "shape=box, style=bold"};
-        case Symbol::Kind::CONSTANT:
-        {
-            char digits[32];
-            return {std::string(digits, std::to_chars(digits, std::end(digits), symbol.m_dValue).ptr),
-                    "shape=box"};
-        }
-        case Symbol::Kind::EXPRESSION:
-            return {in_program.getDefinition(in_uiSymbol).m_strText, "shape=ellipse"};
-        default:
-            return {"", "shape=ellipse, style=dashed"};
-        }
-    }();
     std::string strLabel = symbol.m_strName;
-    if (!label.empty())
-        strLabel += " = " + (label.size() > MOST_SHOWN ? label.substr(0, MOST_SHOWN) + "..." : label);
+    if (symbol.m_kind == Symbol::Kind::CONSTANT)
+    {
+        char digits[32];
+        strLabel += " = ";
+        strLabel.append(digits, std::to_chars(digits, std::end(digits), symbol.m_dValue).ptr);
+    }
+    else if (symbol.m_kind == Symbol::Kind::EXPRESSION)
+    {
+        const std::string& strText = in_program.getDefinition(in_uiSymbol).m_strText;
+        strLabel += " = " + strText.substr(0, MOST_SHOWN) + (strText.size() > MOST_SHOWN ? "..." : "");
+    }
+    const char* style = symbol.m_kind == Symbol::Kind::INPUT        ? "shape=box, style=bold"
+                        : symbol.m_kind == Symbol::Kind::CONSTANT   ? "shape=box"
+                        : symbol.m_kind == Symbol::Kind::EXPRESSION ? "shape=ellipse"
+                                                                    : "shape=ellipse, style=dashed";
     return "    " + quote(symbol.m_strName) + " [label=" + quote(strLabel) + ", " + style + "];\n";
 }
 
@@ -75,10 +70,8 @@ void writeDot(const Program& in_program, std::string& out_strDot)
             continue;
         std::set<std::string> names;
         std::set<std::string> earlierNames;
-        for (const Use& use : in_program.getDefinition(uiSymbol).m_vNames)
-            names.insert(nameOf(use.m_uiSymbol));
-        for (const std::uint32_t uiUsed : in_program.getDefinition(uiSymbol).m_vPrevious)
-            earlierNames.insert(nameOf(uiUsed));
+        for (const Use& use : in_program.getDefinition(uiSymbol).m_vUses)
+            (use.m_kind == Use::Kind::EARLIER ? earlierNames : names).insert(nameOf(use.m_uiSymbol));
         const std::string strHere = " -> " + quote(nameOf(uiSymbol));
         for (const std::string& strName : names)
             out_strDot += "    " + quote(strName) + strHere + ";\n";

@@ -3,11 +3,10 @@
 #include "Core.h"
 #include "quillcast-core/Assertion.h"
 #include "quillcast-core/FileReplacer.h"
+#include "quillcast-core/InputFile.h"
 #include "quillcast-mathxpr/Limits.h"
 
 #include <algorithm>
-#include <filesystem>
-#include <fstream>
 
 namespace Vexalor::Math::Xpr
 {
@@ -17,21 +16,32 @@ namespace
 
 constinit Logger s_logger("quillcast.math.xpr.Evaluator");
 
-/// The path without what changes nothing: "./a//b/" is "a/b". False when it leaves the root.
+/// What stands between the separators; nothing for what is empty.
+StringVector split(const std::string& in_strText, char in_cSeparator)
+{
+    StringVector vParts;
+    for (std::size_t uiBegin = 0; uiBegin < in_strText.size();)
+    {
+        const std::size_t uiEnd = std::min(in_strText.find(in_cSeparator, uiBegin), in_strText.size());
+        if (uiEnd > uiBegin)
+            vParts.push_back(in_strText.substr(uiBegin, uiEnd - uiBegin));
+        uiBegin = uiEnd + 1;
+    }
+    return vParts;
+}
+
+/// The path without what changes nothing: "./a//b/" is "a/b/". False when it leaves the root.
 bool normalise(const std::string& in_strFolder, std::string& out_strFolder)
 {
     out_strFolder.clear();
-    for (std::size_t uiBegin = 0; uiBegin <= in_strFolder.size();)
+    for (const std::string& strPart : split(in_strFolder, '/'))
     {
-        const std::size_t uiEnd = std::min(in_strFolder.find('/', uiBegin), in_strFolder.size());
-        const std::string strPart = in_strFolder.substr(uiBegin, uiEnd - uiBegin);
-        uiBegin = uiEnd + 1;
         if (strPart == "..")
             return false;
-        if (!strPart.empty() && strPart != ".")
+        if (strPart != ".")
             out_strFolder += strPart + "/";
     }
-    return !in_strFolder.empty() && in_strFolder.front() != '/';
+    return in_strFolder.front() != '/';
 }
 
 /// The text of a script; one byte more than allowed for longer ones.
@@ -54,14 +64,12 @@ bool readScript(const VirtualFileSystem& in_fileSystem, const std::string& in_st
 
 bool holds(const char* in_szFilename, const std::string& in_strText)
 {
-    std::error_code error;
-    if (!std::filesystem::is_regular_file(in_szFilename, error) ||
-        std::filesystem::file_size(in_szFilename, error) != in_strText.size())
+    InputFile file;
+    if (!file.openRegular(in_szFilename) || file.getSize() != in_strText.size())
         return false;
     std::string strHeld(in_strText.size(), '\0');
-    std::ifstream file(in_szFilename, std::ios::binary);
-    file.read(strHeld.data(), static_cast<std::streamsize>(strHeld.size()));
-    return file.good() && strHeld == in_strText;
+    strHeld.resize(file.readAt(0, strHeld.data(), strHeld.size()));
+    return strHeld == in_strText;
 }
 
 } // namespace
@@ -95,17 +103,12 @@ bool Evaluator::configure(const ROConfiguration& in_config, const TSHandle<Virtu
         return false;
     }
     StringVector vFolders;
-    for (std::size_t uiBegin = 0; uiBegin <= strFolders.size();)
-    {
-        const std::size_t uiEnd = std::min(strFolders.find(';', uiBegin), strFolders.size());
-        const std::string strFolder = strFolders.substr(uiBegin, uiEnd - uiBegin);
-        uiBegin = uiEnd + 1;
-        if (!strFolder.empty() && !normalise(strFolder, vFolders.emplace_back()))
+    for (const std::string& strFolder : split(strFolders, ';'))
+        if (!normalise(strFolder, vFolders.emplace_back()))
         {
             QC_ERROR("Script folder '" << strFolder << "' is not below the root of the file system");
             return false;
         }
-    }
     if (vFolders.empty())
     {
         QC_ERROR("Parameter " << getParamNameScriptsDir() << " names no folder");
@@ -166,17 +169,15 @@ bool Evaluator::addExpression(const char* in_szName, const char* in_szExpression
         return false;
     const Program& program = m_pCore->getProgram();
     const std::uint32_t uiSymbol = program.find(in_szName);
-    if (uiSymbol == Program::NONE || program.getSymbol(uiSymbol).m_kind == Symbol::Kind::UNKNOWN)
-    {
+    if (uiSymbol == Program::NONE)
         m_pCore->changeProgram().addExpression(*pScript);
-        return true;
+    else if (!program.isExpression(uiSymbol) ||
+             program.getDefinition(uiSymbol).m_strText != pScript->m_vDefinitions.front().m_strText)
+    {
+        QC_ERROR("'" << in_szName << "' stands for something else already");
+        return false;
     }
-    const Symbol& symbol = program.getSymbol(uiSymbol);
-    if (symbol.m_kind == Symbol::Kind::EXPRESSION &&
-        program.getDefinition(uiSymbol).m_strText == pScript->m_vDefinitions.front().m_strText)
-        return true;
-    QC_ERROR("'" << in_szName << "' stands for something else already");
-    return false;
+    return true;
 }
 
 bool Evaluator::isFree(const std::string& in_strName) const
@@ -196,13 +197,11 @@ bool Evaluator::addVariable(const CountedObjPtr<DomainVariableImpl>& in_pVariabl
     if (!QC_CHECK(!in_pVariable.isNull()) || !QC_CHECK(!in_pVariable->getName().empty()))
         return false;
     const std::string& strName = in_pVariable->getName();
-    const Program& program = m_pCore->getProgram();
-    std::uint32_t uiSymbol = program.find(strName);
-    const bool bHere = uiSymbol != Program::NONE && program.getSymbol(uiSymbol).m_kind == Symbol::Kind::INPUT;
-    if (!bHere && !isFree(strName))
-        return false;
-    if (!bHere)
+    std::uint32_t uiSymbol = m_pCore->getProgram().find(strName);
+    if (!m_pCore->getProgram().isA(Symbol::Kind::INPUT, uiSymbol))
     {
+        if (!isFree(strName))
+            return false;
         uiSymbol = m_pCore->changeProgram().addInput(strName);
         m_pCore->addInput();
     }
@@ -217,8 +216,7 @@ bool Evaluator::setConstant(const char* in_szName, double in_dValue)
         return false;
     const Program& program = m_pCore->getProgram();
     const std::uint32_t uiSymbol = program.find(in_szName);
-    const bool bHere =
-        uiSymbol != Program::NONE && program.getSymbol(uiSymbol).m_kind == Symbol::Kind::CONSTANT;
+    const bool bHere = program.isA(Symbol::Kind::CONSTANT, uiSymbol);
     if (bHere && program.getSymbol(uiSymbol).m_dValue == in_dValue)
         return true;
     if (!bHere && !isFree(in_szName))
@@ -252,13 +250,10 @@ CountedObjPtr<Variable> Evaluator::getVariable(const char* in_szQualifiedName)
     QC_TRACE("Math::Xpr::Evaluator::getVariable");
     if (!QC_CHECK(in_szQualifiedName != nullptr))
         return {};
-    const std::uint32_t uiSymbol = m_pCore->getProgram().find(in_szQualifiedName);
-    if (uiSymbol == Program::NONE)
-        return {};
-    const Symbol& symbol = m_pCore->getProgram().getSymbol(uiSymbol);
-    const bool bIsThere = symbol.m_kind == Symbol::Kind::EXPRESSION ? symbol.m_bLinked && isLinked()
-                                                                    : symbol.m_kind != Symbol::Kind::UNKNOWN;
-    if (!bIsThere)
+    const Program& program = m_pCore->getProgram();
+    const std::uint32_t uiSymbol = program.find(in_szQualifiedName);
+    if (uiSymbol == Program::NONE || !program.isAvailable(uiSymbol) ||
+        (program.isExpression(uiSymbol) && !isLinked()))
         return {};
     return CountedObjPtr<Variable>(new VariableImpl(m_pCore, uiSymbol));
 }

@@ -9,33 +9,18 @@ namespace Vexalor::Math::Xpr
 namespace
 {
 
-class ToneEnergyKernel final : public Kernel
+template <class Tables>
+class KernelOf final : public Kernel
 {
 public:
-    std::size_t getSize() const override { return m_energies.getNbFrequencies(); }
-    std::size_t getScratchSize() const override { return m_energies.getWorkSize(); }
-    std::size_t getTableSize() const override { return m_energies.getTableSize(); }
+    std::size_t getScratchSize() const override { return m_tables.getWorkSize(); }
+    std::size_t getTableSize() const override { return m_tables.getTableSize(); }
     void compute(const double* in_pWindow, double* out_pResult, double* io_pScratch) const override
     {
-        m_energies.compute(in_pWindow, out_pResult, io_pScratch);
+        m_tables.compute(in_pWindow, out_pResult, io_pScratch);
     }
 
-    ToneEnergies m_energies;
-};
-
-class LogMelKernel final : public Kernel
-{
-public:
-    std::size_t getSize() const override { return m_uiNbBands; }
-    std::size_t getScratchSize() const override { return m_spectrum.getWorkSize(); }
-    std::size_t getTableSize() const override { return m_spectrum.getTableSize(); }
-    void compute(const double* in_pWindow, double* out_pResult, double* io_pScratch) const override
-    {
-        m_spectrum.compute(in_pWindow, out_pResult, io_pScratch);
-    }
-
-    MelSpectrum m_spectrum;
-    std::size_t m_uiNbBands = 0;
+    Tables m_tables;
 };
 
 std::unique_ptr<const Kernel> makeToneEnergy(std::size_t in_uiWindow,
@@ -47,8 +32,8 @@ std::unique_ptr<const Kernel> makeToneEnergy(std::size_t in_uiWindow,
     if (ToneEnergies::findFault(in_dRate, in_vFrequencies.data(), in_vFrequencies.size(), in_uiWindow) !=
         nullptr)
         return nullptr;
-    auto pKernel = std::make_unique<ToneEnergyKernel>();
-    pKernel->m_energies.prepare(in_dRate, in_vFrequencies.data(), in_vFrequencies.size(), in_uiWindow);
+    auto pKernel = std::make_unique<KernelOf<ToneEnergies>>();
+    pKernel->m_tables.prepare(in_dRate, in_vFrequencies.data(), in_vFrequencies.size(), in_uiWindow);
     return pKernel;
 }
 
@@ -68,10 +53,9 @@ std::unique_ptr<const Kernel> makeKernel(const Function& in_function, std::size_
         config.m_dLowFrequency = in_vSettings[2]->front();
     if (in_vSettings.size() > 3)
         config.m_dHighFrequency = in_vSettings[3]->front();
-    auto pKernel = std::make_unique<LogMelKernel>();
-    if (!pKernel->m_spectrum.prepare(config, in_uiWindow))
+    auto pKernel = std::make_unique<KernelOf<MelSpectrum>>();
+    if (!pKernel->m_tables.prepare(config, in_uiWindow))
         return nullptr;
-    pKernel->m_uiNbBands = config.m_uiNbBands;
     return pKernel;
 }
 

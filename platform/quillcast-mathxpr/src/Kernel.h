@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Functions.h"
+#include "Language.h"
 
 #include <cstddef>
 #include <memory>
@@ -16,8 +16,6 @@ class Kernel
 public:
     virtual ~Kernel() = default;
 
-    /// Values that come out.
-    virtual std::size_t getSize() const = 0;
     /// Values of working memory that compute needs; zeros at first, and nobody else writes there.
     virtual std::size_t getScratchSize() const = 0;
     /// Values held in tables.

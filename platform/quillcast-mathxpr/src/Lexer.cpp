@@ -12,20 +12,34 @@ namespace
 constexpr std::string_view BYTE_ORDER_MARK = "\xEF\xBB\xBF";
 constexpr std::string_view LONG_SYMBOLS[] = {"==", "!=", "<=", ">="};
 constexpr std::string_view SYMBOLS = "+-*/%^()[],?:=<>";
+constexpr std::string_view DIGITS = "0123456789";
+/// Of names: what they begin with, then digits.
+constexpr std::string_view NAME_PARTS = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ_0123456789";
+constexpr std::string_view NAME_STARTS = NAME_PARTS.substr(0, NAME_PARTS.size() - DIGITS.size());
 
-bool isDigit(char in_c)
+bool isAt(std::string_view in_strText, std::size_t in_uiPosition, std::string_view in_strCharacters)
 {
-    return in_c >= '0' && in_c <= '9';
+    return in_uiPosition < in_strText.size() &&
+           in_strCharacters.find(in_strText[in_uiPosition]) != std::string_view::npos;
 }
 
-bool isNameStart(char in_c)
+/// The length of a name, which may have one dot inside; 0 for none.
+std::size_t lengthOfName(std::string_view in_strText)
 {
-    return (in_c >= 'a' && in_c <= 'z') || (in_c >= 'A' && in_c <= 'Z') || in_c == '_';
+    if (!isAt(in_strText, 0, NAME_STARTS))
+        return 0;
+    const std::size_t uiEnd = std::min(in_strText.find_first_not_of(NAME_PARTS), in_strText.size());
+    if (!isAt(in_strText, uiEnd, ".") || !isAt(in_strText, uiEnd + 1, NAME_STARTS))
+        return uiEnd;
+    return std::min(in_strText.find_first_not_of(NAME_PARTS, uiEnd + 1), in_strText.size());
 }
 
-bool isNamePart(char in_c)
+std::size_t lengthOfSymbol(std::string_view in_strText)
 {
-    return isNameStart(in_c) || isDigit(in_c);
+    for (const std::string_view strSymbol : LONG_SYMBOLS)
+        if (in_strText.starts_with(strSymbol))
+            return strSymbol.size();
+    return isAt(in_strText, 0, SYMBOLS) ? 1 : 0;
 }
 
 } // namespace
@@ -44,90 +58,63 @@ Token Lexer::make(Token::Kind in_kind, std::size_t in_uiLength)
     return token;
 }
 
-/// True at the end of a line.
-bool Lexer::skipBlanks()
+Token Lexer::refuse(std::string_view in_strReason) const
 {
-    while (m_uiPosition < m_strText.size())
+    return {Token::Kind::INVALID, in_strReason, 0.0, m_uiLine, m_uiPosition};
+}
+
+/// Stops at the end of a line outside of brackets.
+void Lexer::skipBlanks()
+{
+    while (isAt(m_strText, m_uiPosition, m_uiOpenBrackets == 0 ? " \t\r#" : " \t\r#\n"))
     {
-        const char c = m_strText[m_uiPosition];
-        if (c == '\n')
-        {
-            if (m_uiOpenBrackets == 0)
-                return true;
-            ++m_uiLine;
-        }
-        else if (c == '#')
-        {
+        m_uiLine += m_strText[m_uiPosition] == '\n' ? 1 : 0;
+        if (m_strText[m_uiPosition] == '#')
             m_uiPosition = std::min(m_strText.find('\n', m_uiPosition), m_strText.size());
-            continue;
-        }
-        else if (c != ' ' && c != '\t' && c != '\r')
-            return false;
-        ++m_uiPosition;
+        else
+            ++m_uiPosition;
     }
-    return false;
 }
 
 Token Lexer::next()
 {
-    if (skipBlanks())
+    skipBlanks();
+    const std::string_view strRest = m_strText.substr(m_uiPosition);
+    if (strRest.empty())
+        return make(Token::Kind::END, 0);
+    if (strRest.front() == '\n')
     {
         const Token token = make(Token::Kind::LINE_END, 1);
         ++m_uiLine;
         return token;
     }
-    if (m_uiPosition == m_strText.size())
-        return make(Token::Kind::END, 0);
-    const char c = m_strText[m_uiPosition];
-    const bool bPointFirst =
-        c == '.' && m_uiPosition + 1 < m_strText.size() && isDigit(m_strText[m_uiPosition + 1]);
-    if (isDigit(c) || bPointFirst)
+    if (isAt(strRest, strRest.front() == '.' ? 1 : 0, DIGITS))
         return number();
-    return isNameStart(c) ? name() : symbol();
+    if (const std::size_t uiLength = lengthOfName(strRest))
+        return make(Token::Kind::NAME, uiLength);
+    const std::size_t uiLength = lengthOfSymbol(strRest);
+    if (uiLength == 0)
+        return refuse("unexpected character");
+    if (isAt(strRest, 0, "(["))
+        ++m_uiOpenBrackets;
+    else if (isAt(strRest, 0, ")]") && m_uiOpenBrackets > 0)
+        --m_uiOpenBrackets;
+    return make(Token::Kind::SYMBOL, uiLength);
 }
 
 Token Lexer::number()
 {
-    const char* pBegin = m_strText.data() + m_uiPosition;
+    const std::string_view strRest = m_strText.substr(m_uiPosition);
     double dNumber = 0.0;
-    const auto [pEnd, error] = std::from_chars(pBegin, m_strText.data() + m_strText.size(), dNumber);
+    const auto [pEnd, error] = std::from_chars(strRest.data(), strRest.data() + strRest.size(), dNumber);
+    const auto uiLength = static_cast<std::size_t>(pEnd - strRest.data());
     if (error == std::errc::result_out_of_range)
-        return {Token::Kind::INVALID, "number out of range", 0.0, m_uiLine, m_uiPosition};
-    Token token = make(Token::Kind::NUMBER, static_cast<std::size_t>(pEnd - pBegin));
+        return refuse("number out of range");
+    if (isAt(strRest, uiLength, NAME_PARTS) || isAt(strRest, uiLength, "."))
+        return refuse("malformed number");
+    Token token = make(Token::Kind::NUMBER, uiLength);
     token.m_dNumber = dNumber;
-    if (m_uiPosition < m_strText.size() && (isNamePart(*pEnd) || *pEnd == '.'))
-        return {Token::Kind::INVALID, "malformed number", 0.0, token.m_uiLine, token.m_uiPosition};
     return token;
-}
-
-Token Lexer::name()
-{
-    std::size_t uiEnd = m_uiPosition + 1;
-    bool bDot = false;
-    for (; uiEnd < m_strText.size(); ++uiEnd)
-    {
-        const bool bDotHere = !bDot && m_strText[uiEnd] == '.' && uiEnd + 1 < m_strText.size() &&
-                              isNameStart(m_strText[uiEnd + 1]);
-        if (!bDotHere && !isNamePart(m_strText[uiEnd]))
-            break;
-        bDot = bDot || bDotHere;
-    }
-    return make(Token::Kind::NAME, uiEnd - m_uiPosition);
-}
-
-Token Lexer::symbol()
-{
-    for (const std::string_view strSymbol : LONG_SYMBOLS)
-        if (m_strText.substr(m_uiPosition, 2) == strSymbol)
-            return make(Token::Kind::SYMBOL, 2);
-    const char c = m_strText[m_uiPosition];
-    if (SYMBOLS.find(c) == std::string_view::npos)
-        return {Token::Kind::INVALID, "unexpected character", 0.0, m_uiLine, m_uiPosition};
-    if (c == '(' || c == '[')
-        ++m_uiOpenBrackets;
-    else if ((c == ')' || c == ']') && m_uiOpenBrackets > 0)
-        --m_uiOpenBrackets;
-    return make(Token::Kind::SYMBOL, 1);
 }
 
 } // namespace Vexalor::Math::Xpr

@@ -40,11 +40,10 @@ public:
     Token next();
 
 private:
-    bool skipBlanks();
+    void skipBlanks();
     Token number();
-    Token name();
-    Token symbol();
     Token make(Token::Kind in_kind, std::size_t in_uiLength);
+    Token refuse(std::string_view in_strReason) const;
 
     std::string_view m_strText;
     std::size_t m_uiPosition = 0;

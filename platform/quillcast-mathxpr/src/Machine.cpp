@@ -5,54 +5,32 @@
 namespace Vexalor::Math::Xpr
 {
 
-namespace
+Instruction makeInstruction(const Node& in_node, const Slot& in_a, const Slot& in_b, const Slot& in_out)
 {
-
-double dot(const double* in_pLeft, const double* in_pRight, std::size_t in_uiSize)
-{
-    double dSum = 0.0;
-    for (std::size_t i = 0; i < in_uiSize; ++i)
-        dSum += in_pLeft[i] * in_pRight[i];
-    return dSum;
-}
-
-Instruction makeOperator(Op in_op, std::uint32_t in_uiLeft, std::uint32_t in_uiRight)
-{
-    Instruction instruction(Code::SCALAR);
-    instruction.m_pScalar = findScalar(in_op);
-    if (in_uiLeft == 1 && in_uiRight == 1)
-        return instruction;
-    instruction.m_code = Code::ELEMENTWISE;
-    instruction.m_uiSize = in_uiLeft == 1 ? in_uiRight : in_uiLeft;
-    instruction.m_pElementwise = findElementwise(in_op, in_uiLeft == in_uiRight ? Repeat::NONE
-                                                        : in_uiLeft == 1        ? Repeat::LEFT
-                                                                                : Repeat::RIGHT);
-    return instruction;
-}
-
-} // namespace
-
-Instruction makeInstruction(const Node& in_node, std::uint32_t in_uiLengthA, std::uint32_t in_uiLengthB)
-{
-    if (static_cast<std::size_t>(in_node.m_op) < NB_ELEMENTWISE)
-        return makeOperator(in_node.m_op, in_uiLengthA, in_uiLengthB);
-    Instruction instruction(Code::ELEMENT, in_uiLengthA);
-    if (in_node.m_op != Op::CALL)
-        return instruction;
-    switch (in_node.m_pFunction->m_kind)
+    Instruction instruction{.m_code = Code::ELEMENT,
+                            .m_uiSize = in_a.m_uiSize,
+                            .m_uiA = in_a.m_uiAt,
+                            .m_uiB = in_b.m_uiAt,
+                            .m_uiOut = in_out.m_uiAt};
+    if (in_node.m_op == Op::CALL)
     {
-    case Function::Kind::MAP:
-        instruction.m_code = in_uiLengthA == 1 ? Code::SCALAR : Code::MAP;
-        instruction.m_pScalar = in_node.m_pFunction->m_pMap;
-        return instruction;
-    case Function::Kind::DOT:
-        instruction.m_code = Code::DOT;
-        return instruction;
-    default:
         instruction.m_code = Code::REDUCE;
-        instruction.m_pReduce = in_node.m_pFunction->m_pReduce;
-        return instruction;
+        instruction.m_routine.m_pReduce = in_node.m_pFunction->m_pReduce;
     }
+    else if (in_node.m_op == Op::OPERATOR && in_a.m_uiSize == 1 && in_b.m_uiSize == 1)
+    {
+        instruction.m_code = Code::SCALAR;
+        instruction.m_routine.m_pScalar = in_node.m_pOperator->m_pScalar;
+    }
+    else if (in_node.m_op == Op::OPERATOR)
+    {
+        instruction.m_code = Code::ELEMENTWISE;
+        instruction.m_uiSize = in_out.m_uiSize;
+        instruction.m_routine.m_pElementwise = in_a.m_uiSize == in_b.m_uiSize ? in_node.m_pOperator->m_pLoop
+                                               : in_a.m_uiSize == 1 ? in_node.m_pOperator->m_pLoopOfRight
+                                                                    : in_node.m_pOperator->m_pLoopOfLeft;
+    }
+    return instruction;
 }
 
 bool execute(const Instruction& in_instruction, double* io_pValues)
@@ -64,19 +42,13 @@ bool execute(const Instruction& in_instruction, double* io_pValues)
     switch (in_instruction.m_code)
     {
     case Code::SCALAR:
-        *pOut = in_instruction.m_pScalar(*pA, *pB);
+        *pOut = in_instruction.m_routine.m_pScalar(*pA, *pB);
         return true;
     case Code::ELEMENTWISE:
-        in_instruction.m_pElementwise(pA, pB, uiSize, pOut);
-        return true;
-    case Code::MAP:
-        std::transform(pA, pA + uiSize, pA, pOut, in_instruction.m_pScalar);
+        in_instruction.m_routine.m_pElementwise(pA, pB, uiSize, pOut);
         return true;
     case Code::REDUCE:
-        *pOut = in_instruction.m_pReduce(pA, uiSize);
-        return true;
-    case Code::DOT:
-        *pOut = dot(pA, pB, uiSize);
+        *pOut = in_instruction.m_routine.m_pReduce(pA, pB, uiSize);
         return true;
     case Code::COPY:
         std::copy_n(pA, uiSize, pOut);
@@ -93,7 +65,7 @@ bool execute(const Instruction& in_instruction, double* io_pValues)
         *pOut = pA[static_cast<std::size_t>(*pB)];
         return true;
     default:
-        in_instruction.m_pKernel->compute(pA, pOut, io_pValues + in_instruction.m_uiB);
+        in_instruction.m_routine.m_pKernel->compute(pA, pOut, io_pValues + in_instruction.m_uiB);
         return true;
     }
 }
@@ -105,7 +77,8 @@ const std::string* run(Progress& io_progress, std::uint32_t in_uiBlock, std::uin
     for (const Instruction* pNow = io_progress.m_vBlocks[in_uiBlock];; ++pNow)
     {
         for (; pNow->m_code == Code::SCALAR; ++pNow)
-            io_pValues[pNow->m_uiOut] = pNow->m_pScalar(io_pValues[pNow->m_uiA], io_pValues[pNow->m_uiB]);
+            io_pValues[pNow->m_uiOut] =
+                pNow->m_routine.m_pScalar(io_pValues[pNow->m_uiA], io_pValues[pNow->m_uiB]);
         switch (pNow->m_code)
         {
         case Code::SELECT:

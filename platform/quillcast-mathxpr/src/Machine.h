@@ -1,7 +1,7 @@
 #pragma once
 
-#include "Elementwise.h"
 #include "Kernel.h"
+#include "Script.h"
 
 #include <cstdint>
 #include <string>
@@ -10,15 +10,22 @@
 namespace Vexalor::Math::Xpr
 {
 
+/// Where a vector is among the values of an evaluator.
+struct Slot
+{
+    std::uint32_t m_uiAt = 0;
+    std::uint32_t m_uiSize = 0;
+
+    friend bool operator==(const Slot&, const Slot&) = default;
+};
+
 /// What an instruction does with the values at A, B and C; it leaves its result at OUT.
 enum class Code : std::uint8_t
 {
     SCALAR,      ///< one value from those at A and B
     SELECT,      ///< the value at B if that at A is true, else that at C
     ELEMENTWISE, ///< SIZE values from those at A and B
-    MAP,         ///< SIZE values at A, each as SCALAR
-    REDUCE,      ///< SIZE values at A to one
-    DOT,         ///< SIZE values at A and at B to one
+    REDUCE,      ///< SIZE values at A, and at B, to one
     COPY,        ///< SIZE values at A
     FILL,        ///< SIZE times the value at A
     CHOOSE,      ///< SIZE values at B if the value at A is true, else at C
@@ -32,35 +39,30 @@ enum class Code : std::uint8_t
     FAIL
 };
 
+/// What an instruction calls.
+union Routine
+{
+    const Kernel* m_pKernel = nullptr;
+    Scalar m_pScalar;
+    Elementwise m_pElementwise;
+    Reduction m_pReduce;
+};
+
 struct Instruction
 {
-    explicit Instruction(Code in_code, std::uint32_t in_uiSize = 1, std::uint32_t in_uiA = 0)
-        : m_code(in_code)
-        , m_uiSize(in_uiSize)
-        , m_uiA(in_uiA)
-    {
-    }
-
     Code m_code;
-    std::uint32_t m_uiSize;
-    std::uint32_t m_uiA;
+    std::uint32_t m_uiSize = 1;
+    std::uint32_t m_uiA = 0;
     std::uint32_t m_uiB = 0;
     std::uint32_t m_uiC = 0;
     std::uint32_t m_uiOut = 0;
     std::uint32_t m_uiTarget = 0;
     const std::string* m_pFailure = nullptr; ///< of FAIL and ELEMENT
-    union
-    {
-        const Kernel* m_pKernel = nullptr;
-        Scalar m_pScalar;
-        Elementwise m_pElementwise;
-        double (*m_pReduce)(const double*, std::size_t);
-    };
+    Routine m_routine{};
 };
 
-/// The instruction of an operator or a function for arguments of those lengths; A, B and OUT are left open.
-/// Not for functions with tables, nor for what only names, joins or chooses values.
-Instruction makeInstruction(const Node& in_node, std::uint32_t in_uiLengthA, std::uint32_t in_uiLengthB);
+/// The instruction of an operator, of an index, or of a function without tables that computes with values.
+Instruction makeInstruction(const Node& in_node, const Slot& in_a, const Slot& in_b, const Slot& in_out);
 
 /// One instruction that is not of control. False for an index out of range.
 bool execute(const Instruction& in_instruction, double* io_pValues);

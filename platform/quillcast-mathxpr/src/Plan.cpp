@@ -1,20 +1,15 @@
 #include "Plan.h"
 
-#include "BlockWriter.h"
-#include "Lengths.h"
-#include "quillcast-mathxpr/Limits.h"
-
 #include <algorithm>
-#include <bit>
 
 namespace Vexalor::Math::Xpr
 {
 
 Plan::Plan(const Program& in_program, const std::vector<std::uint32_t>& in_vLengths)
-    : m_vShapes(in_program.getNbNodes())
-    , m_vNeeded(in_program.getNbNodes())
+    : m_program(in_program)
+    , m_constants(*this)
+    , m_vShapes(in_program.getNbNodes())
     , m_vSlots(in_program.getNbNodes())
-    , m_program(in_program)
 {
     for (const std::uint32_t uiLength : in_vLengths)
     {
@@ -23,7 +18,7 @@ Plan::Plan(const Program& in_program, const std::vector<std::uint32_t>& in_vLeng
         m_vImage.resize(m_vImage.size() + std::max<std::size_t>(uiLength, 1));
         m_vInputShapes.push_back({uiLength});
     }
-    Lengths(in_program, *this).find();
+    findLengths(*this);
 }
 
 bool Plan::isFor(const std::vector<std::uint32_t>& in_vLengths) const
@@ -49,7 +44,7 @@ Plan::Place Plan::prepare(std::uint32_t in_uiSymbol)
         return {m_vInputs[symbol.m_uiInput]};
     const std::uint32_t uiBlock = getBlock(in_uiSymbol);
     for (; m_uiNbWritten < m_vBlocks.size(); ++m_uiNbWritten)
-        BlockWriter(m_program, *this, m_uiNbWritten).write();
+        writeBlock(*this, m_uiNbWritten);
     return {m_vBlocks[uiBlock]->m_slot, uiBlock};
 }
 
@@ -58,11 +53,8 @@ std::uint32_t Plan::getBlock(std::uint32_t in_uiSymbol)
     const auto [itBlock, bNew] =
         m_blocks.try_emplace(in_uiSymbol, static_cast<std::uint32_t>(m_vBlocks.size()));
     if (bNew)
-    {
-        Block& block = *m_vBlocks.emplace_back(std::make_unique<Block>());
-        block.m_uiSymbol = in_uiSymbol;
-        block.m_bHasRoom = allocate(getShape(in_uiSymbol).m_uiLength, block.m_slot);
-    }
+        m_vBlocks.push_back(
+            std::make_unique<Block>(Block{allocate(getShape(in_uiSymbol).m_uiLength), in_uiSymbol, {}}));
     return itBlock->second;
 }
 
@@ -71,46 +63,28 @@ Slot Plan::getState(std::uint32_t in_uiSymbol)
     const auto [itState, bNew] = m_states.try_emplace(in_uiSymbol);
     const Shape& shape = getShape(in_uiSymbol);
     if (bNew && !shape.isFailed())
-        allocate(shape.m_uiLength + 1, itState->second);
+        itState->second = allocate(shape.m_uiLength + 1);
     return itState->second;
 }
 
-bool Plan::allocate(std::uint32_t in_uiSize, Slot& out_slot)
+bool Plan::hasRoom(std::size_t in_uiSize) const
 {
-    if (m_vImage.size() + m_uiNbConstants + in_uiSize > Limits::MAX_VALUES)
-        return false;
-    out_slot = {static_cast<std::uint32_t>(m_vImage.size()), in_uiSize};
-    // An empty vector has a place too, which instructions may read.
-    m_vImage.resize(m_vImage.size() + std::max<std::size_t>(in_uiSize, 1));
-    return true;
+    return m_vImage.size() + m_constants.getNbValues() + in_uiSize <= Limits::MAX_VALUES;
 }
 
-const Kernel* Plan::getKernel(const Function& in_function, std::uint32_t in_uiWindow,
-                              const std::vector<const std::vector<double>*>& in_vSettings,
-                              std::string& out_strReason)
+Slot Plan::allocate(std::uint32_t in_uiSize)
 {
-    std::vector<std::uint64_t> vKey{reinterpret_cast<std::uintptr_t>(&in_function), in_uiWindow};
-    for (const std::vector<double>* pSetting : in_vSettings)
-    {
-        vKey.push_back(pSetting->size());
-        for (const double dValue : *pSetting)
-            vKey.push_back(std::bit_cast<std::uint64_t>(dValue));
-    }
-    const auto itKernel = m_kernels.find(vKey);
-    if (itKernel != m_kernels.end())
-        return itKernel->second.get();
-    const std::string strName = std::string("'") + in_function.m_szName + "'";
-    auto pKernel = makeKernel(in_function, in_uiWindow, in_vSettings, out_strReason);
-    if (pKernel == nullptr)
-        out_strReason = strName + ": " + out_strReason;
-    else if (m_uiTableSize + pKernel->getTableSize() > Limits::MAX_TABLES)
-        out_strReason = strName + " needs too much memory";
-    else
-    {
-        m_uiTableSize += pKernel->getTableSize();
-        return m_kernels.emplace(std::move(vKey), std::move(pKernel)).first->second.get();
-    }
-    return nullptr;
+    if (!hasRoom(in_uiSize))
+        return {};
+    const Slot slot{static_cast<std::uint32_t>(m_vImage.size()), in_uiSize};
+    // An empty vector has a place too, which instructions may read.
+    m_vImage.resize(m_vImage.size() + std::max<std::size_t>(in_uiSize, 1));
+    return slot;
+}
+
+const std::string* Plan::keep(const std::string& in_strFailure)
+{
+    return &*m_failures.insert(in_strFailure).first;
 }
 
 } // namespace Vexalor::Math::Xpr

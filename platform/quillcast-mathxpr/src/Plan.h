@@ -1,13 +1,14 @@
 #pragma once
 
+#include "Constants.h"
 #include "Machine.h"
 #include "Program.h"
+#include "quillcast-mathxpr/Limits.h"
 
 #include <cstdint>
-#include <deque>
-#include <map>
 #include <memory>
 #include <mutex>
+#include <set>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -15,25 +16,14 @@
 namespace Vexalor::Math::Xpr
 {
 
-/// Where a vector is among the values of an evaluator.
-struct Slot
-{
-    std::uint32_t m_uiAt = 0;
-    std::uint32_t m_uiSize = 0;
-
-    friend bool operator==(const Slot&, const Slot&) = default;
-};
-
 /// What is known of a node for some lengths of the inputs.
 struct Shape
 {
-    static constexpr std::uint32_t NONE = ~std::uint32_t(0);
-
     std::uint32_t m_uiLength = 0;
-    bool m_bKnown = false;           ///< depends on no input and no state
-    std::uint32_t m_uiFailed = NONE; ///< the number of the node because of which it has no value
+    bool m_bKnown = false;                   ///< depends on no input and no state
+    const std::string* m_pFailure = nullptr; ///< why it has no value
 
-    bool isFailed() const { return m_uiFailed != NONE; }
+    bool isFailed() const { return m_pFailure != nullptr; }
 };
 
 /// How to compute for one set of lengths of the inputs, whatever is looked up. The lengths of all nodes are
@@ -44,6 +34,8 @@ class Plan
 {
 public:
     static constexpr std::uint32_t NO_BLOCK = ~std::uint32_t(0);
+    static inline const std::string TOO_MANY_VALUES =
+        "the scripts need more than " + std::to_string(Limits::MAX_VALUES) + " values";
 
     /// Where a variable is, and the block that computes it.
     struct Place
@@ -54,8 +46,7 @@ public:
 
     struct Block
     {
-        Slot m_slot;
-        bool m_bHasRoom; ///< else the slot is none
+        Slot m_slot; ///< of no values if there was no room
         std::uint32_t m_uiSymbol;
         std::vector<Instruction> m_vCode;
     };
@@ -75,33 +66,33 @@ public:
     /// Of a variable.
     const Shape& getShape(std::uint32_t in_uiSymbol) const;
     std::uint32_t getBlock(std::uint32_t in_uiSymbol);
-    bool allocate(std::uint32_t in_uiSize, Slot& out_slot);
-    /// For a window of that length. Null, with the reason, when the settings make no sense for it.
-    const Kernel* getKernel(const Function& in_function, std::uint32_t in_uiWindow,
-                            const std::vector<const std::vector<double>*>& in_vSettings,
-                            std::string& out_strReason);
+    bool hasRoom(std::size_t in_uiSize) const;
+    /// A slot of no values when there is no room.
+    Slot allocate(std::uint32_t in_uiSize);
+    /// Keeps the text of a failure as long as itself.
+    const std::string* keep(const std::string& in_strFailure);
 
+    const Program& m_program;
+    Constants m_constants;
     std::vector<Shape> m_vShapes; ///< one a node of the program
-    // One a node, for the definition that is being written.
-    std::vector<bool> m_vNeeded;
-    std::vector<Slot> m_vSlots;
-    std::unordered_map<std::uint32_t, std::string> m_failures;          ///< by the number of the node
-    std::deque<std::string> m_vLateFailures;                            ///< met while blocks were written
-    std::unordered_map<std::uint32_t, std::vector<double>> m_constants; ///< by the number of the node
-    std::size_t m_uiNbConstants = 0;                                    ///< values in them
-    std::vector<double> m_vImage;                                       ///< all values of a fresh evaluator
+    std::vector<Slot> m_vSlots;   ///< one a node, for the block that is being written
+    std::vector<double> m_vImage; ///< all values of a fresh evaluator
     std::vector<std::unique_ptr<Block>> m_vBlocks;
 
 private:
-    const Program& m_program;
     std::mutex m_mutex;
     std::vector<Slot> m_vInputs;
     std::vector<Shape> m_vInputShapes;
     std::unordered_map<std::uint32_t, std::uint32_t> m_blocks; ///< by symbol
     std::unordered_map<std::uint32_t, Slot> m_states;          ///< by symbol
-    std::map<std::vector<std::uint64_t>, std::unique_ptr<const Kernel>> m_kernels;
-    std::size_t m_uiTableSize = 0;
+    std::set<std::string> m_failures;
     std::uint32_t m_uiNbWritten = 0; ///< blocks whose code is there
 };
+
+/// Finds the lengths of all nodes of a plan before anything is computed; doc/expressions.md states the rule.
+void findLengths(Plan& io_plan);
+
+/// Writes the instructions of a block.
+void writeBlock(Plan& io_plan, std::uint32_t in_uiBlock);
 
 } // namespace Vexalor::Math::Xpr

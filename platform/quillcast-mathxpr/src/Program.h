@@ -29,7 +29,6 @@ struct Symbol
 
     std::string m_strName; ///< with its script
     Kind m_kind = Kind::UNKNOWN;
-    std::uint32_t m_uiScript = 0;     ///< of an expression
     std::uint32_t m_uiDefinition = 0; ///< of an expression
     std::uint32_t m_uiInput = 0;      ///< number of an input
     double m_dValue = 0.0;            ///< of a constant
@@ -43,20 +42,22 @@ class Program
 public:
     static constexpr std::uint32_t NONE = ~std::uint32_t(0);
 
+    /// NONE for what is not defined yet.
     std::uint32_t find(const std::string& in_strName) const;
     const Symbol& getSymbol(std::uint32_t in_uiSymbol) const { return m_vSymbols[in_uiSymbol]; }
     const std::vector<Symbol>& getSymbols() const { return m_vSymbols; }
-    bool isExpression(std::uint32_t in_uiSymbol) const
+    bool isA(Symbol::Kind in_kind, std::uint32_t in_uiSymbol) const
     {
-        return m_vSymbols[in_uiSymbol].m_kind == Symbol::Kind::EXPRESSION;
+        return in_uiSymbol != NONE && m_vSymbols[in_uiSymbol].m_kind == in_kind;
     }
+    bool isExpression(std::uint32_t in_uiSymbol) const { return isA(Symbol::Kind::EXPRESSION, in_uiSymbol); }
+    /// Defined, and linked if it is an expression.
+    bool isAvailable(std::uint32_t in_uiSymbol) const;
     /// Of an expression.
     const Definition& getDefinition(std::uint32_t in_uiSymbol) const
     {
         return m_vDefinitions[m_vSymbols[in_uiSymbol].m_uiDefinition];
     }
-    /// The symbols that an expression refers to, in this window or the one before.
-    std::vector<std::uint32_t> getUsed(std::uint32_t in_uiSymbol) const;
 
     std::size_t getNbNodes() const { return m_vNodes.size(); }
     const Node& getNode(std::uint32_t in_uiNode) const { return m_vNodes[in_uiNode]; }
@@ -104,16 +105,12 @@ private:
         std::vector<std::shared_ptr<Plan>> m_vLatest;
     };
 
-    bool isDefined(const std::string& in_strName) const;
     std::uint32_t intern(const std::string& in_strName);
     void load(const std::string& in_strName, const Script& in_script);
-    void loadNodes(const Script& in_script, std::uint32_t in_uiSymbol,
-                   const std::vector<std::uint32_t>& in_vReferences);
-    bool sort(std::vector<std::uint32_t>& out_vOrder);
-    bool reportCycle(const std::vector<std::uint32_t>& in_vPath, std::uint32_t in_uiSymbol) const;
-    void reportUnknown(std::uint32_t in_uiSymbol, unsigned int& io_uiReported) const;
-    bool isAvailable(std::uint32_t in_uiSymbol) const;
     bool hasAll(std::uint32_t in_uiSymbol) const;
+    bool leaveOut();
+    bool reportCycle(const std::vector<std::uint32_t>& in_vCycle) const;
+    bool reportUnknown() const;
 
     std::vector<Symbol> m_vSymbols;
     std::unordered_map<std::string, std::uint32_t> m_names;

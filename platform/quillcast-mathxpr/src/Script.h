@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Functions.h"
+#include "Language.h"
 
 #include <cstdint>
 #include <memory>
@@ -14,70 +14,54 @@ namespace Vexalor::Math::Xpr
 /// What a node of an expression does with its arguments.
 enum class Op : std::uint8_t
 {
-    // Two arguments, element by element.
-    ADD,
-    SUBTRACT,
-    MULTIPLY,
-    DIVIDE,
-    MODULO,
-    POWER,
-    LESS,
-    LESS_EQUAL,
-    GREATER,
-    GREATER_EQUAL,
-    EQUAL,
-    NOT_EQUAL,
-    AND,
-    OR,
-    MINIMUM,
-    MAXIMUM,
-    // One argument, element by element.
-    NEGATE,
-    NOT,
-    // Others.
+    OPERATOR, ///< m_pOperator
     NUMBER,   ///< m_dNumber
     NAME,     ///< m_uiSymbol
     PREVIOUS, ///< m_uiSymbol; argument: initial value
-    SELECT,   ///< condition, value if true, value if not; arms m_uiArm and the next one
+    SELECT,   ///< condition, value if true, value if not
     VECTOR,   ///< arguments joined
     INDEX,    ///< vector, index
     SLICE,    ///< vector, first, end
     CALL      ///< m_pFunction
 };
 
-constexpr std::size_t NB_BINARY = static_cast<std::size_t>(Op::MAXIMUM) + 1;
-constexpr std::size_t NB_ELEMENTWISE = static_cast<std::size_t>(Op::NOT) + 1;
-
 /// Nodes, arguments and names have numbers of their own in a script; a program that takes it over gives them
 /// its numbers, and symbols for the names.
 struct Node
 {
     Op m_op;
+    bool m_bLengthOnly; ///< inside of size(): is never computed
     std::uint32_t m_uiLine;
     std::uint32_t m_uiFirstArgument; ///< into m_vArguments
     std::uint32_t m_uiNbArguments;
     std::uint32_t m_uiSelect; ///< the SELECT that this node is the condition of; 0: none
-    std::uint32_t m_uiOwner;  ///< in a program: the symbol whose definition this is a part of
+    std::uint32_t m_uiScript; ///< in a program
     union
     {
         double m_dNumber;
         std::uint32_t m_uiSymbol; ///< in a script: into m_vReferences
-        std::uint32_t m_uiArm;    ///< into Definition::m_vArms
+        const Operator* m_pOperator;
         const Function* m_pFunction;
     };
 };
 
-/// A reference to a value of the same window.
+/// A reference of a definition to a name.
 struct Use
 {
-    static constexpr std::uint32_t LENGTH_ONLY = ~std::uint32_t(0);
+    enum class Kind : std::uint8_t
+    {
+        VALUE,
+        LENGTH, ///< inside of size()
+        EARLIER ///< the value of the window before
+    };
 
     std::uint32_t m_uiSymbol;
-    std::uint32_t m_uiArm; ///< into Definition::m_vArms; LENGTH_ONLY inside of size()
+    Kind m_kind;
+    std::uint32_t m_uiNbChoices; ///< around it: needed only if all are taken to its side
 };
 
-/// name = expression. The expression is the nodes from the first to the root. The nodes of an argument are in
-/// a row, arguments before their users.
+/// name = expression. The expression is the nodes from the first to the root, arguments before their users;
+/// the nodes of each side of a choice are in a row, behind those of its condition.
 struct Definition
 {
     std::string m_strName;
@@ -85,11 +69,7 @@ struct Definition
     std::uint32_t m_uiLine;
     std::uint32_t m_uiFirstNode;
     std::uint32_t m_uiRoot;
-    std::vector<Use> m_vNames;
-    std::vector<std::uint32_t> m_vPrevious; ///< symbols: references to values of the window before
-    /// What is computed under one condition: the whole expression, then two arms for each SELECT. Of each,
-    /// the arm that it is in.
-    std::vector<std::uint32_t> m_vArms{0};
+    std::vector<Use> m_vUses;
     bool m_bSlow = false; ///< calls a function of a window that has tables
 };
 
@@ -107,8 +87,6 @@ struct Script
 std::string place(const std::string& in_strPath, std::uint32_t in_uiLine);
 
 bool isName(std::string_view in_strText);
-/// Words of the language, functions and named numbers: nothing else can have these names.
-bool isReserved(std::string_view in_strName);
 
 /// Null, with the reason logged at error level, when the text is no script.
 std::shared_ptr<const Script> parseScript(std::string_view in_strText, const std::string& in_strSource);

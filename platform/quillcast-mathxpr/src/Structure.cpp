@@ -12,194 +12,177 @@ namespace
 
 constexpr std::uint32_t NONE = Structure::NONE;
 
-/// Deeper scopes hold no definitions, so that no recursion over them is deep.
+/// What is deeper inside of choices and definitions is a block, so that no recursion over them is deep.
 constexpr std::uint32_t MOST_DEPTH = 50;
 
-/// Strongly connected components by depth first search (R. Tarjan, "Depth-first search and linear graph
-/// algorithms", SIAM Journal on Computing 1, 1972), without recursion.
-class ComponentFinder
+/// Strongly connected components of the expressions by depth-first search (R. Tarjan, "Depth-first search and
+/// linear graph algorithms", SIAM Journal on Computing 1, 1972), without recursion.
+class Search
 {
 public:
-    ComponentFinder(const Program& in_program, Structure& io_structure)
+    Search(const Program& in_program, bool in_bEarlierToo)
         : m_program(in_program)
-        , m_structure(io_structure)
-        , m_vNumbers(in_program.getSymbols().size(), NONE)
+        , m_bEarlierToo(in_bEarlierToo)
         , m_vLowest(in_program.getSymbols().size(), NONE)
-        , m_vPositions(in_program.getSymbols().size(), NONE)
+        , m_vComponents(in_program.getSymbols().size(), NONE)
     {
     }
 
-    void find()
+    /// Everything that the expression uses, before it. With out_pCycle it stops, with false, at the first
+    /// expression that uses itself.
+    bool visit(std::uint32_t in_uiFirst, std::vector<std::uint32_t>* out_pCycle = nullptr)
     {
-        for (std::uint32_t i = 0; i < m_structure.m_vOrder.size(); ++i)
-            m_vPositions[m_structure.m_vOrder[i]] = i;
-        for (const std::uint32_t uiSymbol : m_structure.m_vOrder)
-            if (m_vNumbers[uiSymbol] == NONE)
-                visit(uiSymbol);
+        if (m_vLowest[in_uiFirst] == NONE)
+            enter(in_uiFirst);
+        while (!m_vPath.empty())
+        {
+            Step& step = m_vPath.back();
+            const std::vector<Use>& vUses = m_program.getDefinition(step.m_uiSymbol).m_vUses;
+            if (step.m_uiNext == vUses.size())
+            {
+                leave();
+                continue;
+            }
+            const Use& use = vUses[step.m_uiNext++];
+            if (!m_program.isExpression(use.m_uiSymbol) || m_vComponents[use.m_uiSymbol] != NONE ||
+                (use.m_kind == Use::Kind::EARLIER && !m_bEarlierToo))
+                continue;
+            if (m_vLowest[use.m_uiSymbol] == NONE)
+                enter(use.m_uiSymbol);
+            else if (out_pCycle == nullptr)
+                m_vLowest[step.m_uiSymbol] = std::min(m_vLowest[step.m_uiSymbol], m_vLowest[use.m_uiSymbol]);
+            else
+            {
+                out_pCycle->assign(std::find(m_vOpen.begin(), m_vOpen.end(), use.m_uiSymbol), m_vOpen.end());
+                return false;
+            }
+        }
+        return true;
     }
+
+    /// By component, after those that it uses.
+    const std::vector<std::uint32_t>& getFound() const { return m_vFound; }
+    std::uint32_t getComponent(std::uint32_t in_uiSymbol) const { return m_vComponents[in_uiSymbol]; }
+    std::uint32_t getNbComponents() const { return m_uiNbComponents; }
 
 private:
     struct Step
     {
         std::uint32_t m_uiSymbol;
-        std::vector<std::uint32_t> m_vUsed; ///< still to be visited
+        std::size_t m_uiNext;     ///< of its uses
+        std::uint32_t m_uiNumber; ///< in m_vOpen
     };
 
     void enter(std::uint32_t in_uiSymbol)
     {
-        m_vNumbers[in_uiSymbol] = m_vLowest[in_uiSymbol] = m_uiNext++;
+        m_vLowest[in_uiSymbol] = static_cast<std::uint32_t>(m_vOpen.size());
+        m_vPath.push_back({in_uiSymbol, 0, m_vLowest[in_uiSymbol]});
         m_vOpen.push_back(in_uiSymbol);
-        m_vPath.push_back({in_uiSymbol, m_program.getUsed(in_uiSymbol)});
     }
 
-    void visit(std::uint32_t in_uiFirst)
+    /// What has been opened since a symbol that reaches nothing before it is a component.
+    void leave()
     {
-        enter(in_uiFirst);
-        while (!m_vPath.empty())
-        {
-            Step& step = m_vPath.back();
-            std::uint32_t& uiLowest = m_vLowest[step.m_uiSymbol];
-            if (step.m_vUsed.empty())
-            {
-                const std::uint32_t uiDone = step.m_uiSymbol;
-                m_vPath.pop_back();
-                if (!m_vPath.empty())
-                    m_vLowest[m_vPath.back().m_uiSymbol] =
-                        std::min(m_vLowest[m_vPath.back().m_uiSymbol], uiLowest);
-                if (uiLowest == m_vNumbers[uiDone])
-                    close(uiDone);
-                continue;
-            }
-            const std::uint32_t uiUsed = step.m_vUsed.back();
-            step.m_vUsed.pop_back();
-            if (m_vPositions[uiUsed] == NONE) // no expression, or its component is closed
-                continue;
-            if (m_vNumbers[uiUsed] == NONE)
-                enter(uiUsed);
-            else
-                uiLowest = std::min(uiLowest, m_vNumbers[uiUsed]);
-        }
-    }
-
-    /// What has been opened since that symbol, with it, is a component.
-    void close(std::uint32_t in_uiSymbol)
-    {
-        const auto itFirst = std::find(m_vOpen.rbegin(), m_vOpen.rend(), in_uiSymbol).base() - 1;
-        std::vector<std::uint32_t>& vComponent =
-            m_structure.m_vComponents.emplace_back(itFirst, m_vOpen.end());
-        m_vOpen.erase(itFirst, m_vOpen.end());
-        std::sort(vComponent.begin(), vComponent.end(),
-                  [&](std::uint32_t in_uiLeft, std::uint32_t in_uiRight)
-                  { return m_vPositions[in_uiLeft] < m_vPositions[in_uiRight]; });
-        for (const std::uint32_t uiSymbol : vComponent)
-            m_vPositions[uiSymbol] = NONE;
+        const Step step = m_vPath.back();
+        const std::uint32_t uiLowest = m_vLowest[step.m_uiSymbol];
+        m_vPath.pop_back();
+        if (!m_vPath.empty())
+            m_vLowest[m_vPath.back().m_uiSymbol] = std::min(m_vLowest[m_vPath.back().m_uiSymbol], uiLowest);
+        if (uiLowest != step.m_uiNumber)
+            return;
+        for (std::size_t i = step.m_uiNumber; i < m_vOpen.size(); ++i)
+            m_vComponents[m_vOpen[i]] = m_uiNbComponents;
+        m_vFound.insert(m_vFound.end(), m_vOpen.begin() + step.m_uiNumber, m_vOpen.end());
+        m_vOpen.resize(step.m_uiNumber);
+        ++m_uiNbComponents;
     }
 
     const Program& m_program;
-    Structure& m_structure;
-    std::vector<std::uint32_t> m_vNumbers; ///< in the order of the search
-    std::vector<std::uint32_t> m_vLowest;  ///< number of an open symbol that is reached
-    std::vector<std::uint32_t> m_vPositions;
+    bool m_bEarlierToo;
+    std::vector<std::uint32_t> m_vLowest;     ///< number of an open symbol that is reached
+    std::vector<std::uint32_t> m_vComponents; ///< NONE: still open, or not visited
+    std::vector<std::uint32_t> m_vFound;
     std::vector<std::uint32_t> m_vOpen;
     std::vector<Step> m_vPath;
-    std::uint32_t m_uiNext = 0;
+    std::uint32_t m_uiNbComponents = 0;
 };
 
-/// Decides where each definition is computed. What one scope needs is computed in it; what several need, with
-/// none around them that needs it too, is a block, and so is what states keep and what takes long, which must
-/// not be computed again when it is looked up by itself.
-class Placer
+void findComponents(const Program& in_program, Structure& io_structure)
 {
-public:
-    Placer(const Program& in_program, Structure& io_structure)
-        : m_program(in_program)
-        , m_structure(io_structure)
-        , m_vDemands(in_program.getSymbols().size())
-    {
-        m_structure.m_vPlaces.assign(in_program.getSymbols().size(), {});
-    }
+    Search search(in_program, true);
+    for (const std::uint32_t uiSymbol : io_structure.m_vOrder)
+        search.visit(uiSymbol);
+    io_structure.m_vComponents.resize(search.getNbComponents());
+    for (const std::uint32_t uiSymbol : io_structure.m_vOrder)
+        io_structure.m_vComponents[search.getComponent(uiSymbol)].push_back(uiSymbol);
+}
 
-    void place()
-    {
-        for (const std::uint32_t uiSymbol : m_structure.m_vOrder)
-            for (const std::uint32_t uiPrevious : m_program.getDefinition(uiSymbol).m_vPrevious)
-                m_vDemands[uiPrevious].m_bSeveral = true;
-        // Users first: at its turn everything that needs a definition is known.
-        for (std::size_t i = m_structure.m_vOrder.size(); i-- > 0;)
-            place(m_structure.m_vOrder[i]);
-    }
-
-private:
-    struct Demand
-    {
-        std::uint32_t m_uiScope = NONE; ///< the innermost that holds all that need it
-        bool m_bThere = false;          ///< it is needed in that scope itself
-        bool m_bSeveral = false;        ///< there is none
-    };
-
-    void place(std::uint32_t in_uiSymbol)
-    {
-        const Definition& definition = m_program.getDefinition(in_uiSymbol);
-        const Demand& demand = m_vDemands[in_uiSymbol];
-        Structure::Place& place = m_structure.m_vPlaces[in_uiSymbol];
-        place.m_bBlock = demand.m_bSeveral || !demand.m_bThere || definition.m_bSlow ||
-                         m_structure.m_vScopes[demand.m_uiScope].m_uiDepth >= MOST_DEPTH;
-        place.m_uiScope = place.m_bBlock ? addScope(NONE) : demand.m_uiScope;
-        if (!place.m_bBlock)
-            m_structure.m_vScopes[place.m_uiScope].m_vDefinitions.push_back(in_uiSymbol);
-        place.m_uiFirstArm = static_cast<std::uint32_t>(m_structure.m_vScopes.size());
-        for (std::size_t i = 1; i < definition.m_vArms.size(); ++i)
-            addScope(m_structure.scopeOf(in_uiSymbol, definition.m_vArms[i]));
-        for (const Use& use : definition.m_vNames)
-            if (use.m_uiArm != Use::LENGTH_ONLY)
-                need(use.m_uiSymbol, m_structure.scopeOf(in_uiSymbol, use.m_uiArm));
-    }
-
-    std::uint32_t addScope(std::uint32_t in_uiAround)
-    {
-        m_structure.m_vScopes.push_back(
-            {in_uiAround, in_uiAround == NONE ? 0 : m_structure.m_vScopes[in_uiAround].m_uiDepth + 1, {}});
-        return static_cast<std::uint32_t>(m_structure.m_vScopes.size() - 1);
-    }
-
-    void need(std::uint32_t in_uiSymbol, std::uint32_t in_uiScope)
-    {
-        Demand& demand = m_vDemands[in_uiSymbol];
-        if (demand.m_bSeveral)
-            return;
-        const std::uint32_t uiScope =
-            demand.m_uiScope == NONE ? in_uiScope : innermostOf(demand.m_uiScope, in_uiScope);
-        demand.m_bSeveral = uiScope == NONE;
-        demand.m_bThere = uiScope == in_uiScope || (uiScope == demand.m_uiScope && demand.m_bThere);
-        demand.m_uiScope = uiScope;
-    }
-
-    /// NONE when they lie in different blocks.
-    std::uint32_t innermostOf(std::uint32_t in_uiScope, std::uint32_t in_uiOther) const
-    {
-        const std::vector<Structure::Scope>& vScopes = m_structure.m_vScopes;
-        while (in_uiScope != in_uiOther)
-        {
-            std::uint32_t& uiDeeper =
-                vScopes[in_uiScope].m_uiDepth >= vScopes[in_uiOther].m_uiDepth ? in_uiScope : in_uiOther;
-            uiDeeper = vScopes[uiDeeper].m_uiAround;
-            if (uiDeeper == NONE)
-                return NONE;
-        }
-        return in_uiScope;
-    }
-
-    const Program& m_program;
-    Structure& m_structure;
-    std::vector<Demand> m_vDemands;
+/// How an expression is used by those that compute with it.
+struct Demand
+{
+    std::uint32_t m_uiNbUses = 0;
+    std::uint32_t m_uiBlock = NONE; ///< that all uses are in
+    std::uint32_t m_uiDepth = 0;    ///< of the latest one
+    bool m_bInAnyCase = false;      ///< there is a use that no choice is around
+    bool m_bApart = false;          ///< used in several blocks, or kept as a state
 };
+
+/// What one block needs is computed in it, once. All else is a block: what several need, what states keep,
+/// what only some choices need, but in several places, and what takes long, which must not be computed again
+/// when it is looked up by itself.
+void findPlaces(const Program& in_program, Structure& io_structure)
+{
+    using Where = Structure::Where;
+    std::vector<Demand> vDemands(in_program.getSymbols().size());
+    io_structure.m_vPlaces.assign(vDemands.size(), {});
+    io_structure.m_vAheads.assign(vDemands.size(), {});
+    for (const std::uint32_t uiSymbol : io_structure.m_vOrder)
+        for (const Use& use : in_program.getDefinition(uiSymbol).m_vUses)
+            vDemands[use.m_uiSymbol].m_bApart |= use.m_kind == Use::Kind::EARLIER;
+    // Users first: at its turn everything that needs a definition is known.
+    for (auto itSymbol = io_structure.m_vOrder.rbegin(); itSymbol != io_structure.m_vOrder.rend(); ++itSymbol)
+    {
+        const Definition& definition = in_program.getDefinition(*itSymbol);
+        const Demand& demand = vDemands[*itSymbol];
+        Structure::Place& place = io_structure.m_vPlaces[*itSymbol];
+        if (demand.m_bApart || definition.m_bSlow)
+            place = {Where::BLOCK, *itSymbol, 0};
+        else if (demand.m_bInAnyCase)
+            place = {Where::AHEAD, demand.m_uiBlock, 0};
+        else if (demand.m_uiNbUses == 1 && demand.m_uiDepth <= MOST_DEPTH)
+            place = {Where::INSIDE, demand.m_uiBlock, demand.m_uiDepth + 1};
+        else
+            place = {Where::BLOCK, *itSymbol, 0};
+        if (place.m_where == Where::AHEAD)
+            io_structure.m_vAheads[place.m_uiBlock].push_back(*itSymbol);
+        for (const Use& use : definition.m_vUses)
+            if (use.m_kind == Use::Kind::VALUE)
+            {
+                Demand& used = vDemands[use.m_uiSymbol];
+                used.m_bApart |= used.m_uiNbUses++ > 0 && used.m_uiBlock != place.m_uiBlock;
+                used.m_uiBlock = place.m_uiBlock;
+                used.m_uiDepth = place.m_uiDepth + use.m_uiNbChoices;
+                used.m_bInAnyCase |= used.m_uiDepth == 0;
+            }
+    }
+}
 
 } // namespace
 
+bool findOrder(const Program& in_program, Structure& out_structure, std::vector<std::uint32_t>& out_vCycle)
+{
+    Search search(in_program, false);
+    for (std::uint32_t i = 0; i < in_program.getSymbols().size(); ++i)
+        if (in_program.isExpression(i) && !search.visit(i, &out_vCycle))
+            return false;
+    out_structure.m_vOrder = search.getFound();
+    return true;
+}
+
 void findStructure(const Program& in_program, Structure& io_structure)
 {
-    ComponentFinder(in_program, io_structure).find();
-    Placer(in_program, io_structure).place();
+    findComponents(in_program, io_structure);
+    findPlaces(in_program, io_structure);
 }
 
 } // namespace Vexalor::Math::Xpr

@@ -13,39 +13,36 @@ struct Structure
 {
     static constexpr std::uint32_t NONE = ~std::uint32_t(0);
 
-    /// What is computed together: a block or an arm of a choice. A definition that is needed whenever a scope
-    /// is entered, and that only it and the scopes inside of it use, is computed in it, in straight code.
-    struct Scope
+    /// Where the code of an expression stands.
+    enum class Where : std::uint8_t
     {
-        std::uint32_t m_uiAround; ///< NONE for a block
-        std::uint32_t m_uiDepth;
-        std::vector<std::uint32_t> m_vDefinitions; ///< their symbols, each before those that it uses
+        BLOCK, ///< apart: computed when it is called, and once a window
+        AHEAD, ///< at the beginning of the block that uses it in any case
+        INSIDE ///< at its only use
     };
 
-    /// For an expression; others have no scopes.
     struct Place
     {
-        bool m_bBlock = false;          ///< computed when it is called, and once a window
-        std::uint32_t m_uiScope = NONE; ///< where it is computed
-        std::uint32_t m_uiFirstArm = 0; ///< scopes of its arms, but for the first one
+        Where m_where = Where::BLOCK;
+        std::uint32_t m_uiBlock = NONE; ///< the symbol of the block that its code is in
+        std::uint32_t m_uiDepth =
+            0; ///< choices around its code in that block, and definitions inside of them
     };
-
-    /// The scope of an arm of a definition.
-    std::uint32_t scopeOf(std::uint32_t in_uiSymbol, std::uint32_t in_uiArm) const
-    {
-        const Place& place = m_vPlaces[in_uiSymbol];
-        return in_uiArm == 0 ? place.m_uiScope : place.m_uiFirstArm + in_uiArm - 1;
-    }
 
     std::vector<std::uint32_t> m_vOrder; ///< the linked expressions, each after those that it uses
     /// Expressions that depend on each other, through earlier windows too: in the order of evaluation, after
     /// the components that they use.
     std::vector<std::vector<std::uint32_t>> m_vComponents;
     std::vector<Place> m_vPlaces; ///< one a symbol
-    std::vector<Scope> m_vScopes;
+    std::vector<std::vector<std::uint32_t>>
+        m_vAheads; ///< of the block of a symbol, users before what they use
 };
 
-/// Fills components, places and scopes for the order.
+/// Fills the order. False when expressions use each other in the same window; out_vCycle then has one such
+/// circle, each symbol before one that it uses.
+bool findOrder(const Program& in_program, Structure& out_structure, std::vector<std::uint32_t>& out_vCycle);
+
+/// Fills the rest for the order, from which expressions may have been taken.
 void findStructure(const Program& in_program, Structure& io_structure);
 
 } // namespace Vexalor::Math::Xpr

@@ -216,6 +216,7 @@ TEST(BadInputTest, ManyNamesTakeLittleTime)
     for (int i = 10000; i > 0; --i)
         strText += "x" + std::to_string(i) + "=x" + std::to_string(i - 1) + "+1\n";
     ASSERT_TRUE(scripts.add("chain", strText + "x0=audio\n"));
+    ASSERT_TRUE(scripts.add("inside", strText + "x0=audio\nresult=audio>0?x10000:0\n"));
     strText.clear();
     for (int i = 3000; i > 0; --i)
         strText += "y" + std::to_string(i) + "=a?(b?y" + std::to_string(i - 1) + "+1:y" +
@@ -224,6 +225,7 @@ TEST(BadInputTest, ManyNamesTakeLittleTime)
     ASSERT_TRUE(scripts.link());
     ASSERT_TRUE(scripts.pAudio->assign({1}));
     EXPECT_EQ(scripts.get("chain.x10000"), "[10001]");
+    EXPECT_EQ(scripts.get("inside.result"), "[10001]");
     EXPECT_EQ(scripts.get("choices.y3000"), "[6001]"); // a and not b: 2 each
 }
 
