@@ -1,6 +1,7 @@
 #include "common/PatternSet.h"
 
 #include "MLDataGenerator.h"
+#include "inspect/InputStatistics.h"
 #include "quillcast-core/Logger.h"
 
 #include <algorithm>
@@ -13,9 +14,6 @@ namespace
 {
 
 constinit Logger s_logger("quillcast.app.PatternSet");
-
-/// Deviations below this share of the mean are what rounding leaves of a constant.
-constexpr double ROUNDING = 1e-12;
 
 bool isFinite(const DoubleVector& in_vVector)
 {
@@ -100,7 +98,8 @@ void PatternSet::getInputScaling(DoubleVector& out_vMean, DoubleVector& out_vFac
     {
         const double dDeviation = std::sqrt(out_vFactor[j]);
         const double dFactor = 1.0 / dDeviation;
-        const bool bChanges = dDeviation > ROUNDING * std::abs(out_vMean[j]) && std::isfinite(dFactor);
+        const bool bChanges =
+            dDeviation > Moments::ROUNDING * std::abs(out_vMean[j]) && std::isfinite(dFactor);
         out_vFactor[j] = bChanges ? dFactor : 0.0;
     }
 }

@@ -117,6 +117,7 @@ public:
                       : "it is no amplitude-modulated tone"));
         for (std::string& strRemark : describeClasses(m_facts.m_vClasses))
             remark(std::move(strRemark));
+        m_outlook.m_vFeatureRates = m_vRates;
         return std::move(m_outlook);
     }
 

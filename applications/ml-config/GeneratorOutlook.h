@@ -5,6 +5,7 @@
 #include "quillcast-core/StringVector.h"
 
 #include <string>
+#include <vector>
 
 namespace Vexalor::MachineLearning
 {
@@ -16,6 +17,8 @@ struct GeneratorOutlook
     std::string m_strFault;    ///< why no pattern can be made; empty if nothing is known to be wrong
     StringVector m_vWarnings;  ///< what is probably not meant, a sentence each
     StringVector m_vRemarks;   ///< what should be known, a sentence each
+    /// Hz that features of recordings were made for.
+    std::vector<double> m_vFeatureRates;
 };
 
 /// Tries the generator: an audio generator's features are computed for a window of silence. in_root describes

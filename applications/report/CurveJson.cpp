@@ -31,7 +31,7 @@ public:
 
     Json make() const
     {
-        const ScoreBins::Area area = m_bins.getArea();
+        const AreaUnderCurve::Area area = m_bins.getArea();
         Json curve{{"positive", 0},
                    {"positives", m_bins.getNbPositive()},
                    {"negatives", m_bins.getNbNegative()},

@@ -41,7 +41,7 @@ table { border-collapse: collapse; font-variant-numeric: tabular-nums; }
 .caption { margin-bottom: .25rem; }
 th, td { padding: .25rem .6rem; border-bottom: 1px solid var(--line); text-align: right; white-space: nowrap; }
 th { font-weight: 600; }
-tbody th, thead th:first-child { text-align: left; }
+tbody th, thead th:first-child, [aria-labelledby=findings] th { text-align: left; }
 tbody th { white-space: normal; overflow-wrap: anywhere; min-width: 7rem; position: sticky; left: 0;
   background: var(--ground); }
 .timeline tbody th { background: var(--raised); }
@@ -71,6 +71,10 @@ td.right { font-weight: 700; }
 .key.output2::before { background: var(--output2); } .key.output3::before { background: var(--output3); }
 .lane path { vector-effect: non-scaling-stroke; stroke-width: 1px; }
 path.signal { fill: var(--signal); stroke: var(--signal); }
+.histogram { display: block; width: 10rem; height: 2rem; }
+.histogram path { vector-effect: non-scaling-stroke; stroke-width: 1px; }
+.histogram path.outline { fill: none; }
+td.text { text-align: left; white-space: normal; overflow-wrap: anywhere; min-width: 14rem; }
 path.output { fill-opacity: .3; stroke-opacity: .6; }
 path.output0 { fill: var(--output0); stroke: var(--output0); } path.output1 { fill: var(--output1); stroke: var(--output1); }
 path.output2 { fill: var(--output2); stroke: var(--output2); } path.output3 { fill: var(--output3); stroke: var(--output3); }

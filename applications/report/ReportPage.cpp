@@ -1,6 +1,7 @@
 #include "report/ReportPage.h"
 
 #include "report/Html.h"
+#include "report/Page.h"
 #include "report/PageAssets.h"
 #include "report/ReportTables.h"
 #include "report/ReportText.h"
@@ -47,33 +48,27 @@ std::string makeAbout(const Json& in_report)
     return "<dl class=\"about\">\n" + strRows + "</dl>\n";
 }
 
-std::string makeFigure(const std::string& in_strValue, const std::string& in_strMeaning)
-{
-    return "<div><b>" + Html::escape(in_strValue) + "</b><span>" + Html::escape(in_strMeaning) +
-           "</span></div>\n";
-}
-
 std::string makeFigures(const Json& in_report)
 {
     std::string strFigures;
     const Json& accuracy = in_report["accuracy"];
     if (!accuracy["value"].is_null())
-        strFigures += makeFigure(ReportText::toPercent(accuracy),
-                                 "recognised, " + ReportText::toCounts(accuracy) + " patterns");
+        strFigures += Page::figure(ReportText::toPercent(accuracy),
+                                   "recognised, " + ReportText::toCounts(accuracy) + " patterns");
     const Json& error = in_report["mean_square_error"];
     if (!error.is_null())
-        strFigures += makeFigure(ReportText::toNumber(error), "mean square error");
+        strFigures += Page::figure(ReportText::toNumber(error), "mean square error");
     const Json& events = in_report["events"];
     if (!events.is_null())
-        strFigures += makeFigure(ReportText::toPercent(events["all"]["recall"]),
-                                 "of events found, " + ReportText::toCounts(events["all"]["recall"]));
+        strFigures += Page::figure(ReportText::toPercent(events["all"]["recall"]),
+                                   "of events found, " + ReportText::toCounts(events["all"]["recall"]));
     const Json& curve = in_report["curve"];
     if (!curve.is_null())
         strFigures +=
-            makeFigure(ReportText::toFixed(curve["area"]["value"].get<double>(), 4),
-                       "area under the curve, \u00b1" + ReportText::toNumber(curve["area"]["error"]));
-    strFigures += makeFigure(std::to_string(in_report["recordings"].size()),
-                             in_report["recordings"].size() == 1 ? "recording or file" : "recordings");
+            Page::figure(ReportText::toFixed(curve["area"]["value"].get<double>(), 4),
+                         "area under the curve, \u00b1" + ReportText::toNumber(curve["area"]["error"]));
+    strFigures += Page::figure(std::to_string(in_report["recordings"].size()),
+                               in_report["recordings"].size() == 1 ? "recording or file" : "recordings");
     return "<div class=\"figures\">\n" + strFigures + "</div>\n";
 }
 
@@ -118,42 +113,12 @@ std::string makeTimelines(const Json& in_report, const std::vector<std::string>&
     return strText;
 }
 
-/// Sections of a page, with the links to them.
-class Sections
-{
-public:
-    void add(const char* in_id, const char* in_title, const std::string& in_strContent)
-    {
-        m_strLinks += "<li><a href=\"#" + std::string(in_id) + "\">" + in_title + "</a></li>";
-        m_strSections += Html::section(in_id, in_title, in_strContent);
-    }
-    std::string getText() const
-    {
-        return "<nav aria-label=\"Sections\"><ul>" + m_strLinks + "</ul></nav>\n" + m_strSections;
-    }
-
-private:
-    std::string m_strLinks;
-    std::string m_strSections;
-};
-
-std::string makeHead()
-{
-    return "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n<title>Test "
-           "report</title>\n"
-           "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n"
-           "<meta http-equiv=\"Content-Security-Policy\" content=\"default-src 'none'; style-src "
-           "'unsafe-inline'; "
-           "script-src 'unsafe-inline'; img-src data:\">\n<link rel=\"icon\" href=\"data:,\">\n<style>" +
-           std::string(PAGE_STYLE) + "</style>\n</head>\n";
-}
-
 } // namespace
 
 std::string makePage(const Json& in_report)
 {
     const std::vector<std::string> vNames = shortenNames(in_report["recordings"]);
-    Sections sections;
+    Page::Sections sections;
     sections.add("classes", "What was taken for what", ReportTables::makeClasses(in_report));
     if (!in_report["events"].is_null())
         sections.add("events", "Events", ReportTables::makeEvents(in_report));
@@ -168,9 +133,8 @@ std::string makePage(const Json& in_report)
             : "<p class=\"warning\" role=\"alert\"><strong>The test failed:</strong> it stopped before its "
               "end, or "
               "outputs make no sense. The numbers are those of what was tested.</p>\n";
-    return makeHead() + "<body>\n<header>\n<h1>Test report</h1>\n" + makeAbout(in_report) +
-           "</header>\n<main>\n" + strWarning + makeFigures(in_report) + sections.getText() +
-           "</main>\n<script>" + PAGE_SCRIPT + "</script>\n</body>\n</html>\n";
+    return Page::make("Test report", makeAbout(in_report),
+                      strWarning + makeFigures(in_report) + sections.getText(), PAGE_SCRIPT);
 }
 
 } // namespace Vexalor::MachineLearning

@@ -15,29 +15,6 @@ using Json = nlohmann::ordered_json;
 
 constexpr std::size_t MAX_RECORDINGS = 10;
 
-/// Rows of cells, columns as wide as their widest cell, aligned to the right; that of names to the left.
-std::string makeTable(const std::vector<std::vector<std::string>>& in_vRows, std::size_t in_uiNames)
-{
-    std::vector<std::size_t> vWidth;
-    for (const auto& row : in_vRows)
-        for (std::size_t i = 0; i < row.size(); ++i)
-        {
-            vWidth.resize(std::max(vWidth.size(), i + 1));
-            vWidth[i] = std::max(vWidth[i], row[i].size());
-        }
-    std::string strTable;
-    for (const auto& row : in_vRows)
-    {
-        for (std::size_t i = 0; i < row.size(); ++i)
-        {
-            const std::string strFill(vWidth[i] - row[i].size(), ' ');
-            strTable += (i == 0 ? "" : "  ") + (i == in_uiNames ? row[i] + strFill : strFill + row[i]);
-        }
-        strTable.erase(strTable.find_last_not_of(' ') + 1) += '\n';
-    }
-    return strTable;
-}
-
 std::string makeMatrix(const Json& in_report)
 {
     const Json& classes = in_report["classes"];
@@ -55,7 +32,7 @@ std::string makeMatrix(const Json& in_report)
     }
     vRows.front().push_back("recall");
     vRows.push_back(std::move(vPrecision));
-    return makeTable(vRows, 0);
+    return ReportText::toTable(vRows, 0);
 }
 
 std::string makeEvents(const Json& in_events)
@@ -82,7 +59,7 @@ std::string makeRecordings(const Json& in_report)
                          ReportText::toNumber(recording["mean_square_error"]), recording["name"]});
     }
     return "Worst recordings, of " + std::to_string(in_report["recordings"].size()) +
-           ": misclassified patterns, mean square error\n" + makeTable(vRows, 3);
+           ": misclassified patterns, mean square error\n" + ReportText::toTable(vRows, 3);
 }
 
 } // namespace

@@ -1,5 +1,6 @@
 #include "report/ReportText.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <nlohmann/json.hpp>
@@ -62,6 +63,28 @@ std::string toTime(double in_dSeconds)
     const auto iMinutes = iSeconds / MINUTE % MINUTE;
     return (iHours > 0 ? std::to_string(iHours) + ':' + toTwo(iMinutes) : std::to_string(iMinutes)) + ':' +
            toTwo(iSeconds % MINUTE) + '.' + toTwo(iAll % HUNDREDTHS);
+}
+
+std::string toTable(const std::vector<std::vector<std::string>>& in_vRows, std::size_t in_uiNames)
+{
+    std::vector<std::size_t> vWidth;
+    for (const auto& row : in_vRows)
+        for (std::size_t i = 0; i < row.size(); ++i)
+        {
+            vWidth.resize(std::max(vWidth.size(), i + 1));
+            vWidth[i] = std::max(vWidth[i], row[i].size());
+        }
+    std::string strTable;
+    for (const auto& row : in_vRows)
+    {
+        for (std::size_t i = 0; i < row.size(); ++i)
+        {
+            const std::string strFill(vWidth[i] - row[i].size(), ' ');
+            strTable += (i == 0 ? "" : "  ") + (i == in_uiNames ? row[i] + strFill : strFill + row[i]);
+        }
+        strTable.erase(strTable.find_last_not_of(' ') + 1) += '\n';
+    }
+    return strTable;
 }
 
 } // namespace Vexalor::MachineLearning::ReportText

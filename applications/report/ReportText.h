@@ -2,6 +2,7 @@
 
 #include <nlohmann/json_fwd.hpp>
 #include <string>
+#include <vector>
 
 namespace Vexalor::MachineLearning
 {
@@ -20,6 +21,8 @@ std::string toNumber(const nlohmann::ordered_json& in_number);
 std::string toTime(double in_dSeconds);
 /// The number with that many digits after the point.
 std::string toFixed(double in_dValue, int in_iDigits);
+/// Rows of cells, columns as wide as their widest cell, aligned to the right; that of names to the left.
+std::string toTable(const std::vector<std::vector<std::string>>& in_vRows, std::size_t in_uiNames);
 
 } // namespace ReportText
 

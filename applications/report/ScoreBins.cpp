@@ -122,24 +122,12 @@ std::vector<ScoreBins::Point> ScoreBins::getCurve() const
     return vCurve;
 }
 
-/// Pairs in one bin count as half in order; where their scores differ, none or all of them may be.
-ScoreBins::Area ScoreBins::getArea() const
+AreaUnderCurve::Area ScoreBins::getArea() const
 {
-    double dAbove = 0.0;
-    double dTogether = 0.0;
-    double dUnknown = 0.0;
-    double dNegativeBelow = 0.0;
+    AreaUnderCurve area;
     for (std::size_t i = 0; i < m_vPositive.size(); ++i)
-    {
-        const auto dPositive = static_cast<double>(m_vPositive[i]);
-        const auto dNegative = static_cast<double>(m_vNegative[i]);
-        dAbove += dPositive * dNegativeBelow;
-        dTogether += dPositive * dNegative;
-        dUnknown += m_vLeast[i] == m_vGreatest[i] ? 0.0 : dPositive * dNegative;
-        dNegativeBelow += dNegative;
-    }
-    const double dPairs = static_cast<double>(m_uiPositive) * static_cast<double>(m_uiNegative);
-    return {(dAbove + dTogether / 2) / dPairs, dUnknown / 2 / dPairs};
+        area.addBin(m_vPositive[i], m_vNegative[i], m_vLeast[i] != m_vGreatest[i]);
+    return area.get();
 }
 
 const ScoreBins::Point& findEqualError(const std::vector<ScoreBins::Point>& in_vCurve,

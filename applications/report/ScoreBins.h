@@ -1,5 +1,6 @@
 #pragma once
 
+#include "report/AreaUnderCurve.h"
 #include "report/ConfusionMatrix.h"
 
 #include <cstdint>
@@ -26,13 +27,6 @@ public:
         std::uint64_t m_uiMisses = 0;      ///< positive ones that do not
     };
 
-    /// The area under the curve lies within the error of the value.
-    struct Area
-    {
-        double m_dValue = 0.0;
-        double m_dError = 0.0;
-    };
-
     ScoreBins();
 
     /// A score that is not a number is counted apart.
@@ -46,9 +40,8 @@ public:
     /// The thresholds between which scores lie, and 0, in falling order: from an infinite one, with every
     /// positive pattern missed, to one that every score reaches.
     std::vector<Point> getCurve() const;
-    /// The share of pairs of a positive and a negative pattern that their scores put in the right order, with
-    /// half of those of equal score. Only where there are both.
-    Area getArea() const;
+    /// The area under the curve. Only where there are positive and negative patterns.
+    AreaUnderCurve::Area getArea() const;
 
 private:
     static std::size_t toBin(double in_dScore);

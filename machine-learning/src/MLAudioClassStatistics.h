@@ -2,6 +2,7 @@
 
 #include "quillcast-core/Object.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -22,11 +23,24 @@ struct AudioClassStatistics
         std::string m_strClass;
         std::uint64_t m_uiPatterns = 0;
         double m_dSeconds = 0.0; ///< the shift of the windows for each pattern
+        /// What the annotations say, of classes that have any.
+        std::uint64_t m_uiEvents = 0;
+        std::uint64_t m_uiUnseenEvents = 0; ///< of those: no window of the pass saw them
+        double m_dAnnotatedSeconds = 0.0;
 
         void add(std::uint64_t in_uiPatterns, double in_dShift)
         {
             m_uiPatterns += in_uiPatterns;
             m_dSeconds += static_cast<double>(in_uiPatterns) * in_dShift;
+        }
+        void merge(const Row& in_other)
+        {
+            m_strClass = in_other.m_strClass;
+            m_uiPatterns += in_other.m_uiPatterns;
+            m_dSeconds += in_other.m_dSeconds;
+            m_uiEvents += in_other.m_uiEvents;
+            m_uiUnseenEvents += in_other.m_uiUnseenEvents;
+            m_dAnnotatedSeconds += in_other.m_dAnnotatedSeconds;
         }
     };
 
@@ -38,6 +52,14 @@ struct AudioClassStatistics
             m_vRows.resize(in_uiPlace + 1);
         m_vRows[in_uiPlace].m_strClass = in_strClass;
         m_vRows[in_uiPlace].add(in_uiPatterns, in_dShift);
+    }
+
+    void merge(const AudioClassStatistics& in_other)
+    {
+        m_vRows.resize(std::max(m_vRows.size(), in_other.m_vRows.size()));
+        for (std::size_t i = 0; i < in_other.m_vRows.size(); ++i)
+            m_vRows[i].merge(in_other.m_vRows[i]);
+        m_all.merge(in_other.m_all);
     }
 
     std::vector<Row> m_vRows; ///< in target order, classes without any pattern included

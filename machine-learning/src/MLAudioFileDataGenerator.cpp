@@ -205,6 +205,16 @@ bool AudioFileDataGenerator::isAnnotationUsable_i(const std::string& in_strLabel
     return m_matcher.matches(in_strLabel, in_strClass);
 }
 
+bool AudioFileDataGenerator::takesLabel(const std::string& in_strLabel) const
+{
+    QC_TRACE("AudioFileDataGenerator::takesLabel");
+    return std::any_of(m_config.m_vClasses.begin(), m_config.m_vClasses.end(),
+                       [&](const std::string& in_strClass) {
+                           return in_strClass != AudioClassStatistics::OTHER &&
+                                  isAnnotationUsable_i(in_strLabel, in_strClass);
+                       });
+}
+
 TimeEventVector* AudioFileDataGenerator::newTimeEventVector_i(const char* in_class)
 {
     QC_TRACE("AudioFileDataGenerator::newTimeEventVector_i");

@@ -100,6 +100,10 @@ public:
     /// What derived classes make of the annotations counts.
     void addStatistics(AudioClassStatistics& io_statistics) const override;
 
+    /// True when annotations of that label belong to a class of the configuration, by the rule of this
+    /// generator; after setCurrentFilename.
+    bool takesLabel(const std::string& in_strLabel) const;
+
     /// Hz, of the recording; 0 before the first setCurrentFilename.
     std::uint32_t getSamplingRate() const { return m_reader.getSamplingRate(); }
     /// Of the windows, in samples; empty before the first setCurrentFilename.

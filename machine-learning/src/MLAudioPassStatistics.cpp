@@ -2,6 +2,8 @@
 
 #include "quillcast-core/Logger.h"
 
+#include <algorithm>
+
 namespace Vexalor::MachineLearning
 {
 
@@ -69,6 +71,13 @@ void AudioPassStatistics::addTo(AudioClassStatistics& io_statistics, const Timel
         io_statistics.add(
             i, i < in_vTimelines.size() ? in_vTimelines[i]->getEventName() : AudioClassStatistics::OTHER,
             m_vClassPatterns[i], in_dShift);
+    for (std::size_t i = 0; i < std::min(m_vClassPatterns.size(), in_vTimelines.size()); ++i)
+    {
+        AudioClassStatistics::Row& row = io_statistics.m_vRows[i];
+        row.m_uiEvents += in_vTimelines[i]->getEventCount();
+        row.m_uiUnseenEvents += in_vTimelines[i]->countUnseenEvents();
+        row.m_dAnnotatedSeconds += in_vTimelines[i]->getEventSeconds();
+    }
     io_statistics.m_all.add(m_uiPatterns, in_dShift);
 }
 

@@ -205,6 +205,15 @@ void FileSetDataGeneratorImpl::leaveFile()
     skipInPass();
 }
 
+void FileSetDataGeneratorImpl::addStatistics(AudioClassStatistics& io_statistics) const
+{
+    QC_TRACE("FileSetDataGeneratorImpl::addStatistics");
+    io_statistics.merge(m_statistics);
+    const auto* pSource = dynamic_cast<const AudioClassStatisticsSource*>(m_pCurrentGenerator.get());
+    if (pSource != nullptr)
+        pSource->addStatistics(io_statistics);
+}
+
 void FileSetDataGeneratorImpl::logSummary()
 {
     if (!s_logger.isEnabledFor(LogLevel::INFO))

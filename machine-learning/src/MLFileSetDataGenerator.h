@@ -33,6 +33,7 @@ namespace Vexalor::MachineLearning
 class FileSetDataGeneratorImpl
     : public virtual FileDataGenerator
     , public virtual MultiPassDataGenerator
+    , public virtual AudioClassStatisticsSource
     , public virtual GeneratorWithFacts
 {
 public:
@@ -70,6 +71,13 @@ public:
     /// Null before gotoStart and at the end.
     LimitedObjPtr<FileDataGenerator> getCurrentDataGenerator() const { return m_pCurrentGenerator; }
     FileCounts getFileCounts() const;
+    /// The recordings of the list, whether they can be used or not.
+    const StringVector& getListedFilenames() const { return m_parser.getFilenames(); }
+    /// A generator as the set has for each recording, for who looks at recordings one by one; after
+    /// setCurrentFilename. Null, with the reason logged, when it refuses its configuration.
+    CountedObjPtr<FileDataGenerator> newFileGenerator() { return newFileGenerator_i(); }
+    /// That of the recordings of the current pass, or of the last one.
+    void addStatistics(AudioClassStatistics& io_statistics) const override;
     /// Lives until it is replaced; an empty one watches nothing.
     void setFileWatcher(FileWatcher in_watcher) { m_watcher = std::move(in_watcher); }
 

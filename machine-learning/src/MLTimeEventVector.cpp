@@ -60,6 +60,14 @@ std::size_t TimeEventVector::findFirstNotBelow(double in_dTime) const
     return static_cast<std::size_t>(itFirst - m_vEventTimes.begin());
 }
 
+double TimeEventVector::getEventSeconds() const
+{
+    double dSeconds = 0.0;
+    for (std::size_t i = 1; i < m_vEventTimes.size(); i += 2)
+        dSeconds += m_vEventTimes[i] - m_vEventTimes[i - 1];
+    return dSeconds;
+}
+
 bool TimeEventVector::addEvent_i(const Annotation& in_annotation, double* const& in_insertionPosition,
                                  bool in_bOverlap)
 {

@@ -43,6 +43,8 @@ public:
     const char* getEventName() const { return m_strEventName.c_str(); }
     bool empty() const { return m_vEventTimes.empty(); }
     std::size_t getEventCount() const { return m_vEventTimes.size() / 2; }
+    /// Sum of their lengths.
+    double getEventSeconds() const;
     /// Events that no call of getTarget since reset has seen in progress: shorter than the steps of time, or
     /// after the last one.
     std::size_t countUnseenEvents() const

@@ -173,7 +173,7 @@ TEST(ScoreBinsTest, CurveIsExactAndTheAreaWithinItsError)
         for (const double dPositive : vScore[1])
             dPairs += static_cast<double>(std::count_if(vScore[0].begin(), vScore[0].end(),
                                                         [=](double in_d) { return in_d < dPositive; }));
-        const ScoreBins::Area area = bins.getArea();
+        const AreaUnderCurve::Area area = bins.getArea();
         EXPECT_NEAR(area.m_dValue, dPairs / (200.0 * 400.0), area.m_dError);
         EXPECT_LT(area.m_dError, dSpread == 0.001 ? 0.2 : 0.01);
 

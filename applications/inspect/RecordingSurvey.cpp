@@ -1,0 +1,116 @@
+#include "inspect/RecordingSurvey.h"
+
+#include "MLAudioFileDataGenerator.h"
+#include "MLFileSetDataGenerator.h"
+#include "quillcast-audio/AnnotatedFile.h"
+#include "quillcast-core/InputFile.h"
+#include "quillcast-core/LogListener.h"
+
+#include <algorithm>
+
+namespace Vexalor::MachineLearning
+{
+
+namespace
+{
+
+/// Seconds by which an annotation may reach past the end: one sample, for editors that round.
+double getTolerance(const AudioFileDataGenerator& in_generator)
+{
+    return 1.0 / in_generator.getSamplingRate();
+}
+
+} // namespace
+
+void RecordingSurvey::add(DataGenerator& io_generator)
+{
+    if (auto* pSet = dynamic_cast<FileSetDataGeneratorImpl*>(&io_generator))
+    {
+        addListed(*pSet);
+    }
+    else if (const auto* pAudio = dynamic_cast<const AudioFileDataGenerator*>(&io_generator))
+    {
+        const LogListener listener;
+        addName(pAudio->getCurrentFilename());
+        addRecording(*pAudio, pAudio->getCurrentFilename());
+    }
+}
+
+void RecordingSurvey::addName(const std::string& in_strName)
+{
+    ++m_uiListed;
+    if (!m_names.insert(in_strName).second)
+        m_vRepeated.push_back(in_strName);
+}
+
+/// By a generator of its own, one recording after the other.
+void RecordingSurvey::addListed(FileSetDataGeneratorImpl& io_set)
+{
+    LogListener listener;
+    const CountedObjPtr<FileDataGenerator> pGenerator = io_set.newFileGenerator();
+    auto* pAudio = dynamic_cast<AudioFileDataGenerator*>(pGenerator.get());
+    if (pAudio == nullptr)
+        return;
+    for (const std::string& strName : io_set.getListedFilenames())
+    {
+        addName(strName);
+        listener.takeReason();
+        if (pAudio->setCurrentFilename(strName.c_str()))
+            addRecording(*pAudio, strName);
+        else
+            m_vSkipped.push_back({strName, listener.takeReason()});
+    }
+}
+
+void RecordingSurvey::addRecording(const AudioFileDataGenerator& in_generator, const std::string& in_strName)
+{
+    InputFile input;
+    AnnotatedFile file;
+    if (!input.openRegular(in_strName.c_str()) || !file.readFromWAV(input))
+    {
+        m_vSkipped.push_back({in_strName, "it cannot be read any more"});
+        return;
+    }
+    const std::size_t uiWindow = in_generator.getWindowSize().m_uiLength;
+    if (file.getFrameCount() != 0 && file.getFrameCount() < uiWindow)
+    {
+        m_vSkipped.push_back(
+            {in_strName, "it is shorter than a window: " + std::to_string(file.getFrameCount()) +
+                             " samples of " + std::to_string(uiWindow)});
+        return;
+    }
+    Rate& rate = m_rates[in_generator.getSamplingRate()];
+    if (rate.m_uiRecordings++ == 0)
+        rate.m_strFirst = in_strName;
+    if (file.getAnnotations().empty())
+        m_vWithoutAnnotation.push_back(in_strName);
+    const double dSeconds = static_cast<double>(file.getFrameCount()) / in_generator.getSamplingRate();
+    if (file.getFrameCount() != 0 &&
+        std::any_of(file.getAnnotations().begin(), file.getAnnotations().end(),
+                    [&](const Annotation& in_annotation)
+                    { return in_annotation.getStopTime() > dSeconds + getTolerance(in_generator); }))
+        m_vBeyond.push_back(in_strName);
+    addAnnotations(in_generator, file);
+}
+
+void RecordingSurvey::addAnnotations(const AudioFileDataGenerator& in_generator, const AnnotatedFile& in_file)
+{
+    for (const Annotation& annotation : in_file.getAnnotations())
+    {
+        auto itLabel = m_labels.find(annotation.getLabel());
+        if (itLabel == m_labels.end() && m_labels.size() == MAX_LABELS)
+        {
+            ++m_uiFurtherLabels;
+            continue;
+        }
+        if (itLabel == m_labels.end())
+        {
+            itLabel = m_labels.emplace(annotation.getLabel(), Label()).first;
+            itLabel->second.m_bTaken = in_generator.takesLabel(annotation.getLabel());
+        }
+        ++itLabel->second.m_uiAnnotations;
+        itLabel->second.m_dSeconds += annotation.getStopTime() - annotation.getStartTime();
+    }
+}
+
+} // namespace Vexalor::MachineLearning
