@@ -70,7 +70,7 @@ Json makeHistogram(const ValueBins& in_bins, std::size_t in_uiClasses)
     {
         counts.push_back(column.m_uiAll);
         for (std::size_t i = 0; i < in_uiClasses; ++i)
-            classes[i].push_back(i < column.m_vClasses.size() ? column.m_vClasses[i] : 0);
+            classes[i].push_back(column.m_vClasses[i]);
     }
     return {{"lower_edge", histogram.m_dLowerEdge},
             {"width", histogram.m_dWidth},

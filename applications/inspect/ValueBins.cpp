@@ -151,6 +151,7 @@ ValueBins::Histogram ValueBins::getHistogram(std::size_t in_uiMaxColumns) const
     Histogram histogram;
     if (m_vKeys.empty())
         return histogram;
+    const Counts none{0, std::vector<std::uint64_t>(m_uiClasses)};
     const double dLeast = m_vLeast.front();
     histogram.m_dLowerEdge = dLeast;
     const auto dColumns = static_cast<double>(in_uiMaxColumns);
@@ -167,11 +168,10 @@ ValueBins::Histogram ValueBins::getHistogram(std::size_t in_uiMaxColumns) const
         const double dColumn = histogram.m_dWidth == 0.0 ? 0.0
                                                          : toColumn(m_vLeast[i], histogram.m_dWidth) -
                                                                toColumn(dLeast, histogram.m_dWidth);
-        histogram.m_vColumns.resize(static_cast<std::size_t>(dColumn) + 1);
+        histogram.m_vColumns.resize(static_cast<std::size_t>(dColumn) + 1, none);
         Counts& column = histogram.m_vColumns.back();
         const std::uint64_t* pRow = m_vCounts.data() + i * getRowSize();
         column.m_uiAll += pRow[ALL];
-        column.m_vClasses.resize(m_uiClasses);
         for (std::size_t j = 0; j < m_uiClasses; ++j)
             column.m_vClasses[j] += pRow[FIRST_CLASS + j];
     }

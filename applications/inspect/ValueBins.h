@@ -60,6 +60,7 @@ public:
     /// At most so many columns, at least 2. Counts are exact: columns are so wide that no bin lies in two.
     Histogram getHistogram(std::size_t in_uiMaxColumns) const;
 
+    std::size_t getNbBins() const { return m_vKeys.size(); }
     /// Bytes.
     static std::size_t getSizeOfBin(std::size_t in_uiClasses)
     {
