@@ -7,7 +7,6 @@
 #include "test-support/WavBuilder.h"
 
 #include <algorithm>
-#include <cstring>
 #include <memory>
 #include <numeric>
 #include <random>
@@ -16,8 +15,13 @@
 namespace
 {
 
-/// What a classifier saw: the input and the value of a variable in each window.
-using Windows = std::vector<std::pair<DoubleVector, DoubleVector>>;
+std::string bytes(const DoubleVector& in_vVector)
+{
+    return {reinterpret_cast<const char*>(in_vVector.begin()), in_vVector.size() * sizeof(double)};
+}
+
+/// The bytes that a classifier saw: those of the input and of the value of a variable in each window.
+using Windows = std::vector<std::pair<std::string, std::string>>;
 
 /// Notes the input "audio" and the variable "script.result" of every window.
 class WindowNotes : public XprClassifierSet::ClassifierImpl
@@ -32,9 +36,12 @@ public:
 protected:
     bool classify_i(Classifier::Result&) override
     {
-        m_pWindows->emplace_back();
-        return getEvaluator()->getVariable("audio")->evaluate(m_pWindows->back().first) &&
-               getEvaluator()->getVariable("script.result")->evaluate(m_pWindows->back().second);
+        DoubleVector vAudio;
+        DoubleVector vResult;
+        const bool bDone = getEvaluator()->getVariable("audio")->evaluate(vAudio) &&
+                           getEvaluator()->getVariable("script.result")->evaluate(vResult);
+        m_pWindows->emplace_back(bytes(vAudio), bytes(vResult));
+        return bDone;
     }
 
 private:
@@ -69,21 +76,6 @@ std::vector<int> noise(std::size_t in_uiCount)
     for (int& iSample : vSamples)
         iSample = static_cast<int>(generator() % 65536) - 32768;
     return vSamples;
-}
-
-bool areSameBits(const DoubleVector& in_vLeft, const DoubleVector& in_vRight)
-{
-    return in_vLeft.size() == in_vRight.size() &&
-           std::memcmp(in_vLeft.begin(), in_vRight.begin(), in_vLeft.size() * sizeof(double)) == 0;
-}
-
-bool areSameBits(const Windows& in_left, const Windows& in_right)
-{
-    return std::equal(in_left.begin(), in_left.end(), in_right.begin(), in_right.end(),
-                      [](const auto& in_one, const auto& in_other) {
-                          return areSameBits(in_one.first, in_other.first) &&
-                                 areSameBits(in_one.second, in_other.second);
-                      });
 }
 
 class AudioClassifierSetTest : public testing::Test
@@ -127,7 +119,7 @@ protected:
         {
             EXPECT_TRUE(set.classify(vWindow));
             EXPECT_TRUE(computer.setInput("audio", vWindow) && computer.computeFeatures(vEnergy));
-            EXPECT_EQ(windows.back().second[0], vEnergy[0]);
+            EXPECT_EQ(windows.back().second.substr(0, sizeof(double)), bytes(vEnergy));
         }
         EXPECT_EQ(windows.size(), reader.getWindowCount());
         return windows;
@@ -253,7 +245,7 @@ TEST_F(AudioClassifierSetTest, ResetIsAFreshStart)
     EXPECT_EQ(m_set.getTotalPushedAudioTime(), 0.0);
     windows.clear();
     ASSERT_TRUE(pushRamp(m_set, 0, 100));
-    EXPECT_TRUE(areSameBits(fresh, windows));
+    EXPECT_TRUE(windows == fresh);
 }
 
 TEST_F(AudioClassifierSetTest, CloneGoesOnWithAudioAndStates)
@@ -301,7 +293,7 @@ TEST_F(AudioClassifierSetTest, TrainingAndRunTimeSeeTheSame)
             Windows windows;
             setUpNoting(set, config, uiRate, windows);
             ASSERT_TRUE(push(set, vSamples, uiPiece));
-            EXPECT_TRUE(areSameBits(windows, expected)) << uiRate << ' ' << uiPiece;
+            EXPECT_TRUE(windows == expected) << uiRate << ' ' << uiPiece;
         }
     }
 }

@@ -212,9 +212,9 @@ TEST_F(AudioGeneratorTest, UncoveredPointIsTold)
     const std::string strFile = set({"A"}, {{0, 400, "A"}});
     const LogCapture log(LOGGER);
     const AssertionCapture assertions;
-    DoubleVector vTarget;
+    DoubleVector vVector;
     EXPECT_EQ(readTargets(m_generator), "1 1 1");
-    EXPECT_FALSE(m_generator.getTarget(vTarget));
+    EXPECT_FALSE(m_generator.getInput(vVector) || m_generator.getTarget(vVector));
     EXPECT_THAT(assertions.conditions(), ElementsAre("generateTarget()"));
     EXPECT_THAT(log.lines(), ElementsAre("WARN No class covers the window at 0.055s of file " + strFile +
                                              ": the stream stops there",
@@ -226,15 +226,18 @@ TEST_F(AudioGeneratorTest, ErrorsAreCountedByStatusDumps)
 {
     const std::string strFile = set({"OTHER"}, {});
     const LogCapture log(LOGGER);
-    ASSERT_TRUE(m_generator.gotoStart());
-    std::string strStatus;
-    while (m_generator.generateNext())
-        if (m_generator.getCurrentAudioTime() > 0.07)
-            strStatus += statusOf(m_generator) + '/';
-    EXPECT_EQ(strStatus,
-              "Pattern 6, Audio time: 0.075s/Pattern 7, Audio time: 0.085s/Pattern 8, Audio time: 0.095s/");
-    // 3 of 8 are 37.5 %, in whole numbers 37 %
-    EXPECT_THAT(log.lines(), ElementsAre("INFO Number of errors on file " + strFile + " : 3/8 (37%)"));
+    for (std::size_t uiPass = 1; uiPass <= 2; ++uiPass)
+    {
+        std::string strStatus;
+        ASSERT_TRUE(m_generator.gotoStart());
+        while (m_generator.generateNext())
+            if (m_generator.getCurrentAudioTime() > 0.07)
+                strStatus += statusOf(m_generator) + '/';
+        EXPECT_EQ(strStatus, "Pattern 6, Audio time: 0.075s/Pattern 7, Audio time: 0.085s/"
+                             "Pattern 8, Audio time: 0.095s/");
+        // 3 of 8 are 37.5 %, in whole numbers 37 %
+        EXPECT_EQ(log.lines(), Texts(uiPass, "INFO Number of errors on file " + strFile + " : 3/8 (37%)"));
+    }
 }
 
 TEST_F(AudioGeneratorTest, IntervalsAreToldForDebugging)

@@ -291,4 +291,5 @@ TEST_F(ToneSetTest, TonesThatNobodyAnnotatesAreLeftOut)
     AudioSetDataGeneratorForToneDetector::Config negative;
     negative.m_iFrequencyTolerance = -1;
     EXPECT_FALSE(m_generator.configure(negative));
+    EXPECT_EQ(m_log.lines().back(), "ERROR The frequency tolerance -1 Hz is negative");
 }

@@ -79,7 +79,7 @@ const DoubleVector INPUT{1, 2, 3};
 
 } // namespace
 
-TEST_F(XprClassifierSetTest, OrderOfTextsIsEnforced)
+TEST_F(XprClassifierSetTest, OrderOfCallsIsEnforced)
 {
     ASSERT_TRUE(add("a"));
     m_calls.clear();
@@ -135,38 +135,27 @@ TEST_F(XprClassifierSetTest, AddingTakesOwnershipInEveryCase)
 
 TEST_F(XprClassifierSetTest, VisitsInTheOrderOfNamesUpToTheFirstFailure)
 {
-    const std::pair<const char*, bool (*)(XprClassifierSet&)> OPERATIONS[] = {
-        {"classify",
-         [](XprClassifierSet& io_set)
-         {
-             return io_set.classify(INPUT);
-         }},
-        {"reset",
-         [](XprClassifierSet& io_set)
-         {
-             return io_set.reset();
-         }},
-        {"stop",
-         [](XprClassifierSet& io_set)
-         {
-             return io_set.stop();
-         }},
+    const auto operate = [](XprClassifierSet& io_set, const std::string& in_strOperation)
+    {
+        return in_strOperation == "classify" ? io_set.classify(INPUT)
+               : in_strOperation == "reset"  ? io_set.reset()
+                                             : io_set.stop();
     };
-    for (const auto& [name, operation] : OPERATIONS)
-        for (const char* failing : {"", name}) // of the classifier "B", which is between "A" and "a"
+    for (const std::string strName : {"classify", "reset", "stop"})
+        for (const std::string& strFailing : {std::string(), strName}) // of "B", which is between "A" and "a"
         {
             Texts calls;
             XprClassifierSet set;
-            for (const char* classifier : {"a", "A", "B"})
+            for (const char* name : {"a", "A", "B"})
                 ASSERT_TRUE(set.addClassifier(
-                    classifier, new NotingClassifier(calls, classifier, *classifier == 'B' ? failing : "")));
+                    name, new NotingClassifier(calls, name, *name == 'B' ? strFailing : "")));
             ASSERT_TRUE(set.setVariableName("in") && set.freeze() && set.start() && set.isStarted());
             calls.clear();
-            EXPECT_EQ(operation(set), *failing == '\0') << name;
-            Texts vExpected{std::string("A.") + name, std::string("B.") + name};
-            if (*failing == '\0')
-                vExpected.push_back(std::string("a.") + name);
-            EXPECT_EQ(calls, vExpected) << name;
+            EXPECT_EQ(operate(set, strName), strFailing.empty()) << strName;
+            Texts vExpected{"A." + strName, "B." + strName};
+            if (strFailing.empty())
+                vExpected.push_back("a." + strName);
+            EXPECT_EQ(calls, vExpected) << strName;
             calls.clear();
         }
 }
