@@ -6,6 +6,7 @@
 
 #include <cmath>
 #include <iomanip>
+#include <memory>
 
 namespace
 {
@@ -47,10 +48,10 @@ public:
     {
     }
 
-    MLTester::TestedEntity* m_pEntity = new ResettableEcho;
+    std::unique_ptr<MLTester::TestedEntity> m_pEntity;
 
 protected:
-    MLTester::TestedEntity* newTestedEntity_i() override { return m_pEntity; }
+    MLTester::TestedEntity* newTestedEntity_i() override { return m_pEntity.release(); }
 };
 
 class TesterApplicationTest : public testing::Test
@@ -59,7 +60,7 @@ protected:
     int runWith(MLTester::TestedEntity* in_pEntity, const Texts& in_vArguments)
     {
         TesterProgram program;
-        program.m_pEntity = in_pEntity;
+        program.m_pEntity.reset(in_pEntity);
         g_iResets = 0;
         m_log.clear();
         return runApplication(program, in_vArguments);
