@@ -125,9 +125,15 @@ StringVector ConfigApplication::takeValue(const variables_map& in_map, const std
         std::uint64_t m_uiMax;
     };
     static constexpr Range RANGES[] = {
-        {"window", 1, MOST},          {"shift", 1, MOST},
-        {"bands", 1, MOST},           {"cepstra", 1, MOST},
-        {"channel", 0, LAST_CHANNEL}, {"tone-tolerance", 0, std::numeric_limits<std::int32_t>::max()},
+        {"window", 1, MOST},
+        {"shift", 1, MOST},
+        {"bands", 1, MOST},
+        {"cepstra", 1, MOST},
+        {"reach", 1, MOST},
+        {"order", 1, MOST},
+        {"step", 1, MOST},
+        {"channel", 0, LAST_CHANNEL},
+        {"tone-tolerance", 0, std::numeric_limits<std::int32_t>::max()},
     };
     const char* option = in_strOption.c_str();
     if (in_strOption == "frequency")
@@ -142,7 +148,8 @@ StringVector ConfigApplication::takeValue(const variables_map& in_map, const std
         return {strValue == "yes" ? "1" : "0"};
     if (in_strOption == "channel" && strValue == "mean")
         return {std::to_string(LinearAudioWindower::Config::MEAN_OF_CHANNELS)};
-    if (in_strOption == "max-time")
+    static constexpr const char* REALS[] = {"max-time", "low-frequency", "high-frequency", "time-constant"};
+    if (std::find(std::begin(REALS), std::end(REALS), in_strOption) != std::end(REALS))
     {
         getReal(in_map, option, 0.0, std::numeric_limits<double>::max());
         return {strValue};
@@ -161,6 +168,8 @@ void ConfigApplication::takeGenerator(const variables_map& in_map)
         m_request.m_strGenerator = getString(in_map, "generator");
     if (in_map.count("library") != 0)
         m_request.m_vLibraries = in_map["library"].as<StringVector>();
+    if (in_map.count("context") != 0)
+        m_request.m_vContexts = in_map["context"].as<StringVector>();
     if (in_map.count("feature") != 0)
         m_request.m_vFeatures = in_map["feature"].as<StringVector>();
     for (const ConfigOption& option : getWriteOptions())

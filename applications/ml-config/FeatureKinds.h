@@ -19,8 +19,14 @@ struct FeatureKind
 
 std::span<const FeatureKind> getFeatureKinds();
 
-/// One computer for all these features, side by side in that order, as their constructors leave them; null,
-/// with the reason in out_strFault, when one is neither a name nor a key of such.
-std::unique_ptr<FeatureComputer> newFeatureComputer(const StringVector& in_vNames, std::string& out_strFault);
+/// What puts features into the context of the windows before.
+std::span<const FeatureKind> getContextKinds();
+
+/// One computer for all these features, side by side in that order, then put into these contexts one after
+/// the other, as their constructors leave them; null, with the reason in out_strFault, when one is neither a
+/// name nor a key of such.
+std::unique_ptr<FeatureComputer> newFeatureComputer(const StringVector& in_vFeatures,
+                                                    const StringVector& in_vContexts,
+                                                    std::string& out_strFault);
 
 } // namespace Vexalor::MachineLearning

@@ -92,12 +92,13 @@ std::string describe(const GeneratorRequest& in_request, const DataGenerator& in
     out_description = plain.finish();
     const bool bFeatures = !findFields(out_description.m_root, FEATURES_FIELD).empty();
     if (!bFeatures)
-        return in_request.m_vFeatures.empty()
+        return in_request.m_vFeatures.empty() && in_request.m_vContexts.empty()
                    ? ""
                    : "option '--feature': the configuration has no field m_pFeatureComputer";
     std::string strFault;
     const std::shared_ptr<FeatureComputer> pComputer = newFeatureComputer(
-        in_request.m_vFeatures.empty() ? StringVector{USUAL_FEATURE} : in_request.m_vFeatures, strFault);
+        in_request.m_vFeatures.empty() ? StringVector{USUAL_FEATURE} : in_request.m_vFeatures,
+        in_request.m_vContexts, strFault);
     if (pComputer == nullptr)
         return strFault;
     DescribingArchive complete;

@@ -29,6 +29,7 @@ struct GeneratorRequest
     std::string m_strGenerator = "audio"; ///< name of a kind or key of a class
     StringVector m_vLibraries;
     StringVector m_vFeatures; ///< names of kinds or keys of classes; empty: log-mel where there are features
+    StringVector m_vContexts; ///< what these are put into, the same way
     StringVector m_vClasses;  ///< empty: those that the kind usually has
     std::vector<FieldSetting> m_vSettings;
 };

@@ -20,6 +20,11 @@ constexpr ConfigOption OPTIONS[] = {
      "what makes the input of a pattern, log-mel unless given, or the key of a class; repeated, side by "
      "side:",
      true},
+    {"context", "KIND",
+     "puts the features into the context of the windows before, or the key of a class; repeated, one over "
+     "the "
+     "other in that order:",
+     true},
     {"rate", "HZ", "", false, "m_uiSamplingRate m_dSamplingRate"},
     {"window", "MS", "", false, "m_uiWindowLength"},
     {"shift", "MS", "", false, "m_uiWindowShift"},
@@ -42,8 +47,15 @@ constexpr ConfigOption OPTIONS[] = {
     {"debouncing", "N", "", false, "m_uiDebouncingWindows"},
     {"incertitude", "N", "", false, "m_uiIncertitudeWindows"},
     {"bands", "N", "", false, "m_uiNbBands"},
+    {"low-frequency", "HZ", "", false, "m_dLowFrequency"},
+    {"high-frequency", "HZ", "", false, "m_dHighFrequency"},
     {"cepstra", "N", "", false, "m_uiNbCepstra"},
     {"frequency", "LIST", "", true, "m_vFrequencies"},
+    {"reach", "N", "", false, "m_uiReach"},
+    {"order", "N", "", false, "m_uiOrder"},
+    {"windows-before", "N", "", false, "m_uiWindowsBefore"},
+    {"step", "N", "", false, "m_uiStep"},
+    {"time-constant", "N", "", false, "m_dTimeConstant"},
     {"set", "FIELD=VALUE",
      "value of any other field, as explain shows it: a number, a text or, joined by commas, a list. "
      "OWNER/FIELD is that in one object or class only",
@@ -68,6 +80,8 @@ std::vector<ArchiveElement> describeKinds()
     for (const GeneratorKind& kind : getGeneratorKinds())
         vKinds.push_back(describeDefaultObject(kind.m_key));
     for (const FeatureKind& kind : getFeatureKinds())
+        vKinds.push_back(describeDefaultObject(kind.m_key));
+    for (const FeatureKind& kind : getContextKinds())
         vKinds.push_back(describeDefaultObject(kind.m_key));
     return vKinds;
 }
@@ -101,6 +115,8 @@ std::string makeHelp(const ConfigOption& in_option, const std::vector<ArchiveEle
         strHelp += listKinds(getGeneratorKinds());
     if (in_option.m_name == std::string_view("feature"))
         strHelp += listKinds(getFeatureKinds());
+    else if (in_option.m_name == std::string_view("context"))
+        strHelp += listKinds(getContextKinds());
     else if (in_option.m_bRepeatable)
         strHelp += "; may be repeated";
     return strHelp;

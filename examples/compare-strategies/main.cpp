@@ -7,6 +7,7 @@
 #include "MLDataGeneratorForVad.h"
 #include "quillcast-core/Logger.h"
 #include "quillcast-math/AudioFeatureComputers.h"
+#include "quillcast-math/ContextFeatureComputers.h"
 
 #include <bit>
 #include <cstdio>
@@ -43,7 +44,10 @@ AudioFileDataGenerator::Config makeConfig(const char* in_otherClass)
 {
     AudioFileDataGenerator::Config config;
     config.m_audioConfig.m_uiSamplingRate = 0;
-    config.m_pFeatureComputer = CloneableObjPtr<FeatureComputer>(new EnergyFeatureComputer);
+    // A feature that remembers, so that streams differ where it does not begin anew with each recording.
+    auto* pNormalisation = new NormalisationFeatureComputer;
+    pNormalisation->setComputer(new EnergyFeatureComputer);
+    config.m_pFeatureComputer = CloneableObjPtr<FeatureComputer>(pNormalisation);
     config.m_vClasses = {"VOICE", in_otherClass};
     return config;
 }

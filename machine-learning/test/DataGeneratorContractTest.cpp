@@ -12,6 +12,7 @@
 #include "MLScalingDataGenerator.h"
 #include "MLVectorFileDataGenWithFeatureComputer.h"
 #include "quillcast-infra/DynLibsLoader.h"
+#include "quillcast-math/ContextFeatureComputers.h"
 #include "test-support/AllocationCounter.h"
 
 #include <functional>
@@ -98,10 +99,13 @@ Generator newBinaryFileGenerator(const TempDir& in_folder)
 Generator newAudioGenerator(const TempDir& in_folder)
 {
     const CountedObjPtr<AudioFileDataGenerator> pGenerator(new AudioFileDataGenerator);
+    // The windows of 440 Hz differ, and each stands beside those before.
+    auto* pSplice = new SpliceFeatureComputer;
+    pSplice->setComputer(new IdentityFeatureComputer);
     // 8000 samples: floor((8000 - 200) / 80) + 1 = 98 windows
-    EXPECT_NE(setRecording(*pGenerator, in_folder, audioConfig({"A", "OTHER"}, new IdentityFeatureComputer),
-                           {{4000, 6000, "A"}}, 8000),
-              "");
+    EXPECT_NE(
+        setRecording(*pGenerator, in_folder, audioConfig({"A", "OTHER"}, pSplice), {{4000, 6000, "A"}}, 8000),
+        "");
     return pGenerator;
 }
 

@@ -143,6 +143,29 @@ TEST_F(MlConfigTest, WhatIsWrittenLoadsAndEqualsItselfWhenSaved)
     }
 }
 
+TEST_F(MlConfigTest, PutsFeaturesIntoContexts)
+{
+    ASSERT_EQ(run({"write",           "out.xml", "--feature",        "log-mel",    "--feature", "energy",
+                   "--low-frequency", "200",     "--context",        "normalised", "--context", "deltas",
+                   "--context",       "spliced", "--time-constant",  "99.5",       "--reach",   "5",
+                   "--order",         "2",       "--windows-before", "1",          "--step",    "7"})
+                  .m_iExit,
+              0);
+    const CommandResult result = run({"explain", "out.xml"});
+    std::size_t uiAt = 0;
+    for (const char* text :
+         {"m_pFeatureComputer = SpliceFeatureComputer ", "m_pComputer = DeltaFeatureComputer ",
+          "m_pComputer = NormalisationFeatureComputer ", "m_pComputer = FeatureComputerSequence ",
+          "m_dLowFrequency = 200 Hz ", "m_dTimeConstant = 99.5 windows ", "m_uiReach = 5 windows ",
+          "m_uiOrder = 2 ", "m_uiWindowsBefore = 1 windows ", "m_uiStep = 7 windows ",
+          // 24 bands and an energy, with their slopes and those of these, of two windows
+          "- 150 inputs and 2 targets a pattern\n"})
+    {
+        uiAt = result.m_strOut.find(text, uiAt);
+        ASSERT_NE(uiAt, std::string::npos) << text << '\n' << result.m_strOut;
+    }
+}
+
 TEST_F(MlConfigTest, ExplainsValuesDefaultsAndPatterns)
 {
     ASSERT_EQ(run({"write", "out.xml", "--rate", "16000", "--shift", "30", "--feature", "mfcc", "--feature",
@@ -318,6 +341,11 @@ TEST_F(MlConfigTest, RefusesWhatCannotWork)
     const Case CASES[] = {
         {{"--generator", "audi"}, "there is no generator 'audi'"},
         {{"--feature", "mel"}, "there is no feature 'mel'"},
+        {{"--context", "energy"}, "there is no context 'energy'"},
+        {{"--generator", "vector-file", "--context", "deltas"},
+         "option '--feature': the configuration has no field m_pFeatureComputer"},
+        {{"--reach", "2"}, "option '--reach': the configuration has no field m_uiReach"},
+        {{"--context", "deltas", "--reach", "600000"}, "are more than 1048576 values"},
         {{"--generator", "EnergyFeatureComputer"}, "there is no generator 'EnergyFeatureComputer'"},
         {{"--generator", "MLDataGenerator"}, "there is no generator 'MLDataGenerator'"},
         {{"--generator", "vector-file", "--rate", "8000"},

@@ -1,6 +1,7 @@
 #include "quillcast-core/CheckedXmlInputArchive.h"
 #include "quillcast-core/SerializationArchives.h"
 #include "quillcast-core/XmlOutputArchive.h"
+#include "quillcast-math/ContextFeatureComputers.h"
 #include "quillcast-math/FeatureComputerSequence.h"
 #include "quillcast-math/MelFeatureComputers.h"
 #include "quillcast-math/SignalFeature.h"
@@ -71,6 +72,49 @@ FeatureComputerSequence* makeSequence()
     return pSequence;
 }
 
+/// A computer of that kind over another.
+template <class Computer, class Config>
+Computer* inContext(const Config& in_config, FeatureComputer* in_pComputer)
+{
+    auto* pContext = new Computer(in_config);
+    EXPECT_TRUE(pContext->setComputer(in_pComputer));
+    return pContext;
+}
+
+DeltaFeatureComputer* deltas(unsigned int in_uiReach, unsigned int in_uiOrder, FeatureComputer* in_pComputer)
+{
+    DeltaFeatureComputer::Config config;
+    config.m_uiReach = in_uiReach;
+    config.m_uiOrder = in_uiOrder;
+    return inContext<DeltaFeatureComputer>(config, in_pComputer);
+}
+
+SpliceFeatureComputer* splice(unsigned int in_uiBefore, unsigned int in_uiStep, FeatureComputer* in_pComputer)
+{
+    SpliceFeatureComputer::Config config;
+    config.m_uiWindowsBefore = in_uiBefore;
+    config.m_uiStep = in_uiStep;
+    return inContext<SpliceFeatureComputer>(config, in_pComputer);
+}
+
+NormalisationFeatureComputer* normalised(double in_dTimeConstant, bool in_bVariance,
+                                         FeatureComputer* in_pComputer)
+{
+    NormalisationFeatureComputer::Config config;
+    config.m_dTimeConstant = in_dTimeConstant;
+    config.m_bVariance = in_bVariance;
+    return inContext<NormalisationFeatureComputer>(config, in_pComputer);
+}
+
+/// One in the context of the next, and beside one without memory.
+FeatureComputerSequence* makeContextSequence()
+{
+    auto* pSequence = new FeatureComputerSequence;
+    pSequence->add(new EnergyFeatureComputer);
+    pSequence->add(splice(2, 3, deltas(2, 1, normalised(100, true, new LogMelFeatureComputer))));
+    return pSequence;
+}
+
 std::string save(const FeatureComputer& in_computer)
 {
     std::ostringstream stream;
@@ -111,6 +155,11 @@ protected:
     const DoubleVector m_vWindow = noise(200);
 };
 
+/// Those whose features do not depend on the windows before.
+class WindowAloneContract : public FeatureComputerContract
+{
+};
+
 } // namespace
 
 TEST_P(FeatureComputerContract, ComputesOncePerInput)
@@ -134,7 +183,7 @@ TEST_P(FeatureComputerContract, ComputesOncePerInput)
         << log.text();
 }
 
-TEST_P(FeatureComputerContract, DependsOnTheWindowAlone)
+TEST_P(WindowAloneContract, DependsOnTheWindowAlone)
 {
     const DoubleVector vFirst = features(*m_pComputer, m_vWindow);
     const std::unique_ptr<FeatureComputerWithInputs> pClone(m_pComputer->clone());
@@ -164,7 +213,7 @@ TEST_P(FeatureComputerContract, AllocatesNothingOnceWarm)
     EXPECT_EQ(allocations.getCount(), 0u);
 }
 
-TEST_P(FeatureComputerContract, ClonesShareTables)
+TEST_P(WindowAloneContract, ClonesShareTables)
 {
     const std::unique_ptr<FeatureComputerWithInputs> pFirst(m_pComputer->clone());
     const DoubleVector vExpected = features(*pFirst, m_vWindow);
@@ -200,46 +249,66 @@ TEST_P(FeatureComputerContract, ArchiveKeepsClassAndSettings)
               features(*m_pComputer, m_vWindow));
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    AllComputers, FeatureComputerContract,
-    testing::Values(ComputerCase{"Identity", [] { return new IdentityFeatureComputer; }, 200},
-                    ComputerCase{"Energy", [] { return new EnergyFeatureComputer; }, 1},
-                    ComputerCase{"ZeroCrossingRate", [] { return new ZeroCrossingRateFeatureComputer; }, 1},
-                    // Two bands, so that a window of 1 or 2 samples has a bin for each.
-                    ComputerCase{"LogMel",
-                                 []
-                                 {
-                                     LogMelFeatureComputer::Config config;
-                                     config.m_uiNbBands = 2;
-                                     config.m_uiFftSize = 512;
-                                     config.m_strTaper = "hann";
-                                     return new LogMelFeatureComputer(config);
-                                 },
-                                 2},
-                    ComputerCase{"Mfcc",
-                                 []
-                                 {
-                                     MfccFeatureComputer::Config config;
-                                     config.m_uiNbCepstra = 20;
-                                     config.m_mel.m_uiFftSize = 1024;
-                                     return new MfccFeatureComputer(config);
-                                 },
-                                 20},
-                    ComputerCase{"ToneEnergy",
-                                 [] {
-                                     return new ToneEnergyFeatureComputer(toneConfig({697, 1e-3, 3999}));
-                                 },
-                                 3},
-                    ComputerCase{"Sequence",
-                                 []
-                                 {
-                                     auto* pSequence = new FeatureComputerSequence;
-                                     pSequence->add(new EnergyFeatureComputer);
-                                     pSequence->add(new IdentityFeatureComputer);
-                                     return pSequence;
-                                 },
-                                 201}),
-    [](const testing::TestParamInfo<ComputerCase>& in_info) { return in_info.param.m_name; });
+namespace
+{
+
+const ComputerCase WINDOW_ALONE[] = {
+    ComputerCase{"Identity", [] { return new IdentityFeatureComputer; }, 200},
+    ComputerCase{"Energy", [] { return new EnergyFeatureComputer; }, 1},
+    ComputerCase{"ZeroCrossingRate", [] { return new ZeroCrossingRateFeatureComputer; }, 1},
+    // Two bands, so that a window of 1 or 2 samples has a bin for each.
+    ComputerCase{"LogMel",
+                 []
+                 {
+                     LogMelFeatureComputer::Config config;
+                     config.m_uiNbBands = 2;
+                     config.m_uiFftSize = 512;
+                     config.m_strTaper = "hann";
+                     return new LogMelFeatureComputer(config);
+                 },
+                 2},
+    ComputerCase{"Mfcc",
+                 []
+                 {
+                     MfccFeatureComputer::Config config;
+                     config.m_uiNbCepstra = 20;
+                     config.m_mel.m_uiFftSize = 1024;
+                     return new MfccFeatureComputer(config);
+                 },
+                 20},
+    ComputerCase{"ToneEnergy",
+                 [] {
+                     return new ToneEnergyFeatureComputer(toneConfig({697, 1e-3, 3999}));
+                 },
+                 3},
+    ComputerCase{"Sequence",
+                 []
+                 {
+                     auto* pSequence = new FeatureComputerSequence;
+                     pSequence->add(new EnergyFeatureComputer);
+                     pSequence->add(new IdentityFeatureComputer);
+                     return pSequence;
+                 },
+                 201},
+};
+
+const ComputerCase IN_CONTEXT[] = {
+    {"Deltas", [] { return deltas(3, 2, new EnergyFeatureComputer); }, 3},
+    {"Splice", [] { return splice(2, 2, new IdentityFeatureComputer); }, 600},
+    {"Normalisation", [] { return normalised(10, true, new IdentityFeatureComputer); }, 200},
+    {"ContextSequence", makeContextSequence, 1 + 24 * 2 * 3},
+};
+
+std::string nameOf(const testing::TestParamInfo<ComputerCase>& in_info)
+{
+    return in_info.param.m_name;
+}
+
+} // namespace
+
+INSTANTIATE_TEST_SUITE_P(AllComputers, WindowAloneContract, testing::ValuesIn(WINDOW_ALONE), nameOf);
+INSTANTIATE_TEST_SUITE_P(WindowAlone, FeatureComputerContract, testing::ValuesIn(WINDOW_ALONE), nameOf);
+INSTANTIATE_TEST_SUITE_P(InContext, FeatureComputerContract, testing::ValuesIn(IN_CONTEXT), nameOf);
 
 TEST(FeatureComputersTest, TimeDomainValues)
 {
@@ -599,12 +668,148 @@ TEST(FeatureComputerSequenceTest, RefusesEmptyNullAndFailingOnes)
     EXPECT_EQ(log.count("there are no frequencies (m_vFrequencies)"), 1u);
 }
 
-TEST(FeatureArchiveTest, AllClassesAsInTheGolden)
+namespace
 {
-    const std::unique_ptr<FeatureComputerSequence> pSequence(makeSequence());
-    const std::string strGolden = Testing::readFile(QC_TEST_DATA "/featureComputers.xml");
-    EXPECT_EQ(save(*pSequence), strGolden);
-    EXPECT_EQ(save(*load(strGolden)), strGolden);
+
+/// Features of one value, that of a window of one sample, of one window after the other.
+std::vector<DoubleVector> featuresOf(FeatureComputerWithInputs& io_computer, const DoubleVector& in_vValues)
+{
+    std::vector<DoubleVector> vFeatures;
+    for (const double dValue : in_vValues)
+        vFeatures.push_back(features(io_computer, DoubleVector{dValue}));
+    return vFeatures;
+}
+
+} // namespace
+
+TEST(ContextFeaturesTest, ValuesByHand)
+{
+    struct Case
+    {
+        const char* m_name;
+        FeatureComputerWithInputs* m_pComputer;
+        DoubleVector m_vValues;
+        std::vector<DoubleVector> m_vExpected;
+    };
+    const Case cases[] = {
+        // N = 1: (c[t] - c[t-2]) / 2, with c[-1] = c[-2] = c[0].
+        {"slopes", deltas(1, 1, new IdentityFeatureComputer), {4, 6, 8, 8}, {{4, 0}, {6, 1}, {8, 2}, {8, 1}}},
+        // N = 2: (-2 c[t-4] - c[t-3] + c[t-1] + 2 c[t]) / 10.
+        {"longer slopes",
+         deltas(2, 1, new IdentityFeatureComputer),
+         {0, 5, 10, 15, 20},
+         {{0, 0}, {5, 1}, {10, 2.5}, {15, 4}, {20, 5}}},
+        // Slopes of slopes: (c[t] - 2 c[t-2] + c[t-4]) / 4.
+        {"slopes of slopes",
+         deltas(1, 2, new IdentityFeatureComputer),
+         {0, 4, 4, 4, 4},
+         {{0, 0, 0}, {4, 2, 1}, {4, 2, 1}, {4, 0, -1}, {4, 0, -1}}},
+        {"spliced",
+         splice(2, 2, new IdentityFeatureComputer),
+         {1, 2, 3, 4, 5, 6},
+         {{1, 1, 1}, {1, 1, 2}, {1, 1, 3}, {1, 2, 4}, {1, 3, 5}, {2, 4, 6}}},
+        {"not spliced", splice(0, 9, new IdentityFeatureComputer), {1, 2}, {{1}, {2}}},
+        // Means 1, 2, then with a = 1/2 3.5; variances 0, 1, 1/2 (1 + 1/2 (5 - 2)^2) = 2.75. nan counts for
+        // none.
+        {"normalised",
+         normalised(2, true, new IdentityFeatureComputer),
+         {1, 3, NOT_A_NUMBER, 5},
+         {{0}, {1}, {NOT_A_NUMBER}, {1.5 / std::sqrt(2.75)}}},
+        {"less the mean", normalised(2, false, new IdentityFeatureComputer), {1, 3, 5}, {{0}, {1}, {1.5}}},
+        {"constant: the least deviation",
+         normalised(9, true, new IdentityFeatureComputer),
+         {7, 7},
+         {{0}, {0}}},
+    };
+    for (const Case& testCase : cases)
+    {
+        SCOPED_TRACE(testCase.m_name);
+        const std::unique_ptr<FeatureComputerWithInputs> pComputer(testCase.m_pComputer);
+        EXPECT_EQ(featuresOf(*pComputer, testCase.m_vValues), testCase.m_vExpected);
+        EXPECT_TRUE(pComputer->reset());
+        EXPECT_EQ(featuresOf(*pComputer, testCase.m_vValues), testCase.m_vExpected) << "after a reset";
+    }
+}
+
+TEST(ContextFeaturesTest, ClonesGoOnByThemselves)
+{
+    const std::unique_ptr<FeatureComputerWithInputs> pComputer(makeContextSequence());
+    std::vector<DoubleVector> vExpected;
+    std::unique_ptr<FeatureComputerWithInputs> pClone;
+    for (unsigned int uiWindow = 0; uiWindow < 30; ++uiWindow)
+    {
+        if (uiWindow == 7)
+            pClone.reset(pComputer->clone());
+        vExpected.push_back(features(*pComputer, noise(200, uiWindow)));
+    }
+    for (unsigned int uiWindow = 7; uiWindow < 30; ++uiWindow)
+        EXPECT_EQ(features(*pClone, noise(200, uiWindow)), vExpected[uiWindow]) << uiWindow;
+    EXPECT_TRUE(pClone->reset());
+    for (unsigned int uiWindow = 0; uiWindow < 30; ++uiWindow)
+        EXPECT_EQ(features(*pClone, noise(200, uiWindow)), vExpected[uiWindow]) << uiWindow;
+}
+
+TEST(ContextFeaturesTest, RefuseWhatMakesNoSense)
+{
+    const std::string strDeltas =
+        "deltas of so many windows (m_uiReach, m_uiOrder) are more than 1048576 values";
+    const std::string strSplice =
+        "so many spliced windows (m_uiWindowsBefore, m_uiStep) are more than 1048576 values";
+    const std::string strZero = "the reach (m_uiReach) and the order (m_uiOrder) of deltas must be 1 or more";
+    const std::string strTime = "the time constant of normalisation (m_dTimeConstant) must be 1 or more";
+    constexpr unsigned int MOST = std::numeric_limits<unsigned int>::max();
+    const std::pair<FeatureComputerWithInputs*, std::string> cases[] = {
+        {deltas(0, 1, new EnergyFeatureComputer), strZero},
+        {deltas(1, 0, new EnergyFeatureComputer), strZero},
+        {deltas(MOST, MOST, new EnergyFeatureComputer), strDeltas},
+        {deltas(1U << 19, 1, new EnergyFeatureComputer), strDeltas}, // 2^20 + 1 windows
+        {splice(1, 0, new EnergyFeatureComputer),
+         "the step between spliced windows (m_uiStep) must be 1 or more"},
+        {splice(MOST, MOST, new EnergyFeatureComputer), strSplice},
+        {normalised(0.5, true, new EnergyFeatureComputer), strTime},
+        {normalised(NOT_A_NUMBER, true, new EnergyFeatureComputer), strTime},
+    };
+    const DoubleVector vWindow = noise(200);
+    DoubleVector vFeatures;
+    const Testing::LogCapture log("quillcast.math");
+    for (const auto& [pRaw, strReason] : cases)
+    {
+        const std::unique_ptr<FeatureComputerWithInputs> pComputer(pRaw);
+        EXPECT_TRUE(pComputer->setInput("audio", vWindow));
+        EXPECT_FALSE(pComputer->computeFeatures(vFeatures));
+        ASSERT_FALSE(log.lines().empty());
+        EXPECT_EQ(log.lines().back(),
+                  "ERROR Cannot set 1 features of a window beside those of others: " + strReason);
+    }
+    const std::unique_ptr<FeatureComputerWithInputs> pIdentity(splice(1, 1, new IdentityFeatureComputer));
+    features(*pIdentity, vWindow);
+    const DoubleVector vShort{1};
+    EXPECT_TRUE(pIdentity->setInput("audio", vShort));
+    EXPECT_FALSE(pIdentity->computeFeatures(vFeatures));
+    EXPECT_TRUE(log.has("ERROR Cannot set 1 features of a window beside 200 of the window before"));
+
+    Testing::AssertionCapture assertions;
+    SpliceFeatureComputer alone;
+    EXPECT_FALSE(alone.setComputer(nullptr));
+    EXPECT_FALSE(alone.setInput("audio", vWindow));
+    EXPECT_FALSE(alone.computeFeatures(vFeatures));
+    EXPECT_FALSE(alone.reset());
+    EXPECT_EQ(assertions.conditions().size(), 4u);
+}
+
+TEST(FeatureArchiveTest, AllClassesAsInTheGoldens)
+{
+    const std::pair<FeatureComputerSequence*, const char*> cases[] = {
+        {makeSequence(), QC_TEST_DATA "/featureComputers.xml"},
+        {makeContextSequence(), QC_TEST_DATA "/contextFeatureComputers.xml"},
+    };
+    for (const auto& [pRaw, path] : cases)
+    {
+        const std::unique_ptr<FeatureComputerSequence> pSequence(pRaw);
+        const std::string strGolden = Testing::readFile(path);
+        EXPECT_EQ(save(*pSequence), strGolden);
+        EXPECT_EQ(save(*load(strGolden)), strGolden);
+    }
 }
 
 namespace
@@ -633,12 +838,21 @@ bool isHandled(const std::string& in_strText, const DoubleVector& in_vWindow)
 
 } // namespace
 
-TEST(FeatureArchiveTest, DamagedCopiesAreRefusedOrUsable)
+class DamagedFeatureArchive : public testing::TestWithParam<const char*>
+{
+};
+
+INSTANTIATE_TEST_SUITE_P(
+    Goldens, DamagedFeatureArchive, testing::Values("featureComputers.xml", "contextFeatureComputers.xml"),
+    [](const testing::TestParamInfo<const char*>& in_info)
+    { return std::string(in_info.param).substr(0, std::string(in_info.param).find('.')); });
+
+TEST_P(DamagedFeatureArchive, IsRefusedOrUsable)
 {
     const Testing::AssertionCapture assertions;
     const Testing::LogCapture log("quillcast.math");
     const DoubleVector vWindow = noise(200);
-    const std::string strGolden = Testing::readFile(QC_TEST_DATA "/featureComputers.xml");
+    const std::string strGolden = Testing::readFile(std::string(QC_TEST_DATA "/") + GetParam());
     ASSERT_FALSE(strGolden.empty());
     const std::string strReplacements("\0 -09<e\xff", 8);
     for (std::size_t uiByte = 0; uiByte < strGolden.size(); ++uiByte)
