@@ -145,7 +145,7 @@ bool FannTrainer::runEpochs(FannNetwork& io_network, fann_train_data& io_trainin
             QC_ERROR("The training error grew beyond all bounds in epoch " << epoch.m_uiNumber);
             return false;
         }
-        in_watcher(epoch);
+        const bool bGoesOn = in_watcher(epoch);
         if (io_pHeldOut == nullptr || epoch.m_dHeldOutError < dBest)
         {
             dBest = epoch.m_dHeldOutError;
@@ -153,7 +153,7 @@ bool FannTrainer::runEpochs(FannNetwork& io_network, fann_train_data& io_trainin
             if (io_pHeldOut != nullptr)
                 vBestWeights = getWeights(fannNetwork);
         }
-        if (epoch.m_dError <= m_settings.m_dDesiredError ||
+        if (!bGoesOn || epoch.m_dError <= m_settings.m_dDesiredError ||
             epoch.m_uiNumber - out_epoch.m_uiNumber >= m_settings.m_uiPatience)
             break;
     }

@@ -44,8 +44,8 @@ public:
         double m_dHeldOutError = 0.0;
     };
 
-    /// Receives every epoch.
-    using Watcher = std::function<void(const Epoch&)>;
+    /// Receives every epoch; false ends the training, as if it had been the last one.
+    using Watcher = std::function<bool(const Epoch&)>;
 
     explicit FannTrainer(const Settings& in_settings)
         : m_settings(in_settings)

@@ -16,16 +16,6 @@ constexpr int HOUR = 60 * MINUTE;
 /// A share below says nothing of the time.
 constexpr double LEAST_SHARE = 1e-6;
 
-/// "1:02:03", "2:03".
-void writeTime(double in_dSeconds, std::ostream& out_stream)
-{
-    const auto iSeconds = std::llround(in_dSeconds);
-    out_stream << std::setfill('0');
-    if (iSeconds >= HOUR)
-        out_stream << iSeconds / HOUR << ':' << std::setw(2);
-    out_stream << iSeconds % HOUR / MINUTE << ':' << std::setw(2) << iSeconds % MINUTE;
-}
-
 } // namespace
 
 PatternProgress::PatternProgress(const std::string& in_strName, int in_iDescriptor)
@@ -52,9 +42,19 @@ std::string PatternProgress::toText(std::uint64_t in_uiPatterns, const Fallible<
     const double dShare = in_shareRead.isValid() ? in_shareRead.getValue() : 0.0;
     if (dShare < LEAST_SHARE)
         return text.str();
-    text << ", ";
-    writeTime(in_dSeconds * (1 - dShare) / dShare, text);
-    text << " left";
+    text << ", " << toClock(in_dSeconds * (1 - dShare) / dShare) << " left";
+    return text.str();
+}
+
+std::string PatternProgress::toClock(double in_dSeconds)
+{
+    const auto iSeconds = std::llround(in_dSeconds);
+    std::ostringstream text;
+    text.imbue(std::locale::classic());
+    text << std::setfill('0');
+    if (iSeconds >= HOUR)
+        text << iSeconds / HOUR << ':' << std::setw(2);
+    text << iSeconds % HOUR / MINUTE << ':' << std::setw(2) << iSeconds % MINUTE;
     return text.str();
 }
 

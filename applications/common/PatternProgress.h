@@ -23,6 +23,8 @@ public:
     /// "3000 patterns, 1500 a second, 0:06 left": after in_dSeconds.
     static std::string toText(std::uint64_t in_uiPatterns, const Fallible<double>& in_shareRead,
                               double in_dSeconds);
+    /// "1:02:03", "2:03".
+    static std::string toClock(double in_dSeconds);
 
 private:
     std::string m_strName;

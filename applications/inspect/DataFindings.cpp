@@ -93,8 +93,8 @@ private:
 
     void judgeStream()
     {
-        if (!m_facts.m_strStop.empty())
-            add(Severity::ERROR, "the data cannot be read to their end: " + m_facts.m_strStop);
+        for (const std::string& strStop : m_facts.m_vStops)
+            add(Severity::ERROR, "the data cannot be read to their end: " + strStop);
         if (m_facts.m_uiPatterns == 0)
             add(Severity::ERROR, "there is no pattern");
         else if (m_facts.m_uiPatterns == m_facts.m_uiWithoutTarget)
@@ -241,7 +241,7 @@ private:
                                            "; did you mean " + strNearest + '?');
         }
         if (!vFurther.empty())
-            add(m_bOther ? Severity::NOTE : Severity::WARNING,
+            add(Severity::NOTE,
                 (vFurther.size() == 1 ? "no class takes the label " : "no class takes the labels ") +
                     join(vFurther) + (m_bOther ? "; that time is OTHER" : ""));
     }

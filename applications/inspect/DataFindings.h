@@ -27,7 +27,7 @@ struct DataFacts
     std::vector<std::vector<std::size_t>> m_vEqualInputs; ///< groups, constant ones left out
     std::vector<double> m_vFeatureRates;                  ///< Hz that features were made for
     StringVector m_vUnchanging; ///< recordings whose every pattern has the same input
-    std::string m_strStop;      ///< why the stream stopped before its end; empty: it did not
+    StringVector m_vStops;      ///< why streams stopped before their end
 };
 
 /// Something that is wrong with data, or that should be known.

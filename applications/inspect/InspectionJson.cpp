@@ -154,7 +154,7 @@ nlohmann::ordered_json makeInspectionJson(const Inspection& in_inspection)
             {"version", VERSION},
             {"configuration", in_inspection.m_strConfiguration},
             {"inputs_from", in_inspection.m_vInputFiles},
-            {"complete", facts.m_strStop.empty()},
+            {"complete", facts.m_vStops.empty()},
             {"findings", makeFindings(in_inspection.m_vFindings)},
             {"patterns", makePatterns(in_inspection)},
             {"input_size", facts.m_uiInputs},

@@ -44,7 +44,7 @@ bool writeFile(FileReplacer& io_file, const std::string& in_strText)
     return false;
 }
 
-/// What the stream said of its failure, of several files with the name.
+/// What the generator said of its failure.
 std::string explainStop(const std::string& in_strFile, LogListener& io_listener)
 {
     const std::string strReason = io_listener.takeReason();
@@ -135,7 +135,7 @@ bool InspectApplication::run_i()
                             [](const Finding& in_finding)
                             { return in_finding.m_severity != Finding::Severity::NOTE; });
     if (!bDone)
-        QC_ERROR("Cannot read all of the data: " << inspection.m_facts.m_strStop);
+        QC_ERROR("Cannot read all of the data: " << inspection.m_facts.m_vStops.front());
     return bDone;
 }
 
@@ -161,12 +161,12 @@ bool InspectApplication::inspect(Inspection& out_inspection)
     out_inspection.m_vInputFiles = m_vInputFiles;
     out_inspection.m_facts.m_survey = std::move(found.m_survey);
     out_inspection.m_facts.m_vFeatureRates = std::move(found.m_vFeatureRates);
-    out_inspection.m_facts.m_strStop = std::move(found.m_strStop);
+    out_inspection.m_facts.m_vStops = std::move(found.m_vStops);
     out_inspection.m_vFindings = m_vOfConfiguration;
     for (Finding& finding : findProblems(out_inspection.m_facts, m_uiLeastPatterns))
         out_inspection.m_vFindings.push_back(std::move(finding));
     sortFindings(out_inspection.m_vFindings);
-    return out_inspection.m_facts.m_strStop.empty();
+    return out_inspection.m_facts.m_vStops.empty();
 }
 
 void InspectApplication::inspectFile(const std::string& in_strFile, Inspector& io_inspector,
@@ -174,8 +174,7 @@ void InspectApplication::inspectFile(const std::string& in_strFile, Inspector& i
 {
     const auto stop = [&](const std::string& in_strName)
     {
-        const std::string strReason = explainStop(in_strName, io_listener);
-        io_found.m_strStop += (io_found.m_strStop.empty() ? "" : "; ") + strReason;
+        io_found.m_vStops.push_back(explainStop(in_strName, io_listener));
     };
     const CountedObjPtr<DataGenerator> pGenerator = loadDataGenerator(m_strConfigFile.c_str());
     if (pGenerator.isNull())
@@ -187,8 +186,27 @@ void InspectApplication::inspectFile(const std::string& in_strFile, Inspector& i
         return stop(in_strFile);
     io_found.m_survey.add(*pGenerator);
     io_listener.takeReason();
-    if (!io_inspector.add(*pGenerator))
+    auto* pSet = dynamic_cast<FileSetDataGeneratorImpl*>(pGenerator.get());
+    if (m_bValidate && pSet != nullptr)
+        validateSet(*pSet, io_inspector, io_found, io_listener);
+    else if (!io_inspector.add(*pGenerator))
         stop(in_strFile);
+}
+
+/// One recording after the other, since the stream of a set stops at the first one that cannot be read to its
+/// end. What cannot be set at all was told by the survey.
+void InspectApplication::validateSet(FileSetDataGeneratorImpl& io_set, Inspector& io_inspector,
+                                     DataFacts& io_found, LogListener& io_listener)
+{
+    const CountedObjPtr<FileDataGenerator> pGenerator = io_set.newFileGenerator();
+    for (const std::string& strName : io_set.getListedFilenames())
+    {
+        if (pGenerator.isNull() || !pGenerator->setCurrentFilename(strName.c_str()))
+            continue;
+        io_listener.takeReason();
+        if (!io_inspector.add(*pGenerator))
+            io_found.m_vStops.push_back(explainStop(strName, io_listener));
+    }
 }
 
 /// What the configuration alone tells.

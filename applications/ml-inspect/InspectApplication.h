@@ -18,6 +18,8 @@ class LogListener;
 namespace Vexalor::MachineLearning
 {
 
+class FileSetDataGeneratorImpl;
+
 /// Tells what the patterns of a generator are like, and what is wrong with them, before a network is trained
 /// on them.
 class InspectApplication : public ApplicationImpl
@@ -35,6 +37,8 @@ private:
     bool openOutputs();
     bool inspect(Inspection& out_inspection);
     void inspectFile(const std::string& in_strFile, Inspector& io_inspector, DataFacts& io_found,
+                     LogListener& io_listener);
+    void validateSet(FileSetDataGeneratorImpl& io_set, Inspector& io_inspector, DataFacts& io_found,
                      LogListener& io_listener);
     void examine(const DataGenerator& in_generator, DataFacts& io_found);
     bool deliver(const Inspection& in_inspection) const;

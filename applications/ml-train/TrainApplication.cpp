@@ -1,13 +1,13 @@
 #include "ml-train/TrainApplication.h"
 
+#include "common/Interrupt.h"
 #include "common/PatternSet.h"
-#include "common/Progress.h"
+#include "ml-train/TrainingProgress.h"
 #include "quillcast-core/ExceptionWithMsg.h"
 #include "quillcast-core/FileReplacer.h"
 
 #include <charconv>
 #include <limits>
-#include <sstream>
 
 namespace Vexalor::MachineLearning
 {
@@ -43,16 +43,6 @@ std::vector<unsigned int> parseLayers(const std::string& in_strText)
     throw ExceptionWithMsg("option '--hidden': '" + in_strText + "' is neither 0 nor sizes joined by commas");
 }
 
-std::string toText(const FannTrainer::Epoch& in_epoch)
-{
-    std::ostringstream text;
-    text.imbue(std::locale::classic());
-    text << "epoch " << in_epoch.m_uiNumber << ", mean square error " << in_epoch.m_dError;
-    if (in_epoch.m_dHeldOutError == in_epoch.m_dHeldOutError)
-        text << ", held out " << in_epoch.m_dHeldOutError;
-    return text.str();
-}
-
 } // namespace
 
 TrainApplication::TrainApplication()
@@ -76,6 +66,7 @@ TrainApplication::TrainApplication()
     addOption("patience", number("20"), "stop after so many epochs that are no better for what is held out");
     addWrapperOptions();
     SetWatch::addOption(getOptions());
+    TrainingCheck::addOptions(getOptions());
     OverwriteGuard::addOption(getOptions(), "write the network over a recording or an input, too");
 }
 
@@ -98,6 +89,7 @@ void TrainApplication::takeSettings(const variables_map& in_map)
 {
     takeWrapperOptions(in_map);
     m_watch.takeOption(in_map);
+    m_check.takeOptions(in_map);
     m_guard.takeOption(in_map);
     m_strConfigFile = getString(in_map, "data-gen-config");
     m_strNetwork = getString(in_map, "network");
@@ -119,28 +111,37 @@ bool TrainApplication::run_i()
     QC_TRACE("TrainApplication::run_i");
     PatternSet patterns;
     FileReplacer networkFile(m_strNetwork);
-    if (!openNetwork(networkFile) || !readPatterns(patterns))
+    if (!openNetwork(networkFile) || !readPatterns(patterns) || !m_check.accept(patterns))
         return false;
     QC_INFO("Training on " << patterns.size() << " patterns of " << patterns.getInputSize() << " inputs and "
                            << patterns.getTargetSize() << " targets; " << patterns.getNbSkipped()
                            << " without target left out");
     FannTrainer::Epoch taken;
-    std::unique_ptr<FannNetwork> pNetwork;
-    {
-        Progress progress;
-        const auto watch = [&](const FannTrainer::Epoch& in_epoch)
-        {
-            QC_DEBUG(toText(in_epoch));
-            if (progress.isDue())
-                progress.show("ml-train: " + toText(in_epoch) + " (at most " +
-                              std::to_string(m_settings.m_uiEpochs) + " epochs)");
-        };
-        pNetwork = FannTrainer(m_settings).train(patterns, watch, taken);
-    }
+    const std::unique_ptr<FannNetwork> pNetwork = train(patterns, taken);
     if (pNetwork == nullptr || !writeNetwork(*pNetwork, networkFile))
         return false;
-    QC_INFO("Network " << m_strNetwork << " written: " << toText(taken));
+    QC_INFO("Network " << m_strNetwork << " written: " << TrainingProgress::toText(taken));
     return true;
+}
+
+std::unique_ptr<FannNetwork> TrainApplication::train(const PatternSet& in_patterns,
+                                                     FannTrainer::Epoch& out_taken) const
+{
+    const Interrupt interrupt;
+    TrainingProgress progress(m_settings.m_uiEpochs);
+    unsigned int uiLast = 0;
+    const auto watch = [&](const FannTrainer::Epoch& in_epoch)
+    {
+        QC_DEBUG(TrainingProgress::toText(in_epoch));
+        progress.show(in_epoch);
+        uiLast = in_epoch.m_uiNumber;
+        return !Interrupt::hasCome();
+    };
+    std::unique_ptr<FannNetwork> pNetwork = FannTrainer(m_settings).train(in_patterns, watch, out_taken);
+    if (pNetwork != nullptr && Interrupt::hasCome())
+        QC_WARN("Interrupted in epoch " << uiLast << ": the network of epoch " << out_taken.m_uiNumber
+                                        << " is kept");
+    return pNetwork;
 }
 
 bool TrainApplication::readPatterns(PatternSet& out_patterns)
@@ -151,11 +152,13 @@ bool TrainApplication::readPatterns(PatternSet& out_patterns)
             m_strConfigFile.c_str(), strFile.c_str(), {}, isInMemory(), getScalingConfigFile());
         if (pGenerator.isNull())
             return false;
+        m_check.addSource(*m_watch.getGenerator());
         if (!out_patterns.append(*pGenerator))
         {
             QC_ERROR("Cannot train on " << (strFile.empty() ? m_strConfigFile : strFile));
             return false;
         }
+        m_check.addPass(*m_watch.getGenerator());
         m_watch.closeSet();
     }
     return m_watch.accept();

@@ -4,6 +4,7 @@
 #include "common/FannTrainer.h"
 #include "common/OverwriteGuard.h"
 #include "common/SetWatch.h"
+#include "ml-train/TrainingCheck.h"
 
 namespace Vexalor
 {
@@ -27,6 +28,7 @@ protected:
 private:
     void takeSettings(const variables_map& in_map);
     bool readPatterns(PatternSet& out_patterns);
+    std::unique_ptr<FannNetwork> train(const PatternSet& in_patterns, FannTrainer::Epoch& out_taken) const;
     bool openNetwork(FileReplacer& io_file);
     bool writeNetwork(const FannNetwork& in_network, FileReplacer& io_file) const;
 
@@ -36,6 +38,7 @@ private:
     FannTrainer::Settings m_settings;
     OverwriteGuard m_guard;
     SetWatch m_watch{"ml-train"};
+    TrainingCheck m_check;
 };
 
 } // namespace Vexalor::MachineLearning

@@ -52,12 +52,17 @@ PatternSet noisy()
 
 std::unique_ptr<FannNetwork> train(const PatternSet& in_patterns, const FannTrainer::Settings& in_settings,
                                    std::vector<FannTrainer::Epoch>& out_vEpochs,
-                                   FannTrainer::Epoch& out_taken)
+                                   FannTrainer::Epoch& out_taken, unsigned int in_uiLast = 1'000'000'000)
 {
     out_vEpochs.clear();
     return FannTrainer(in_settings)
         .train(
-            in_patterns, [&](const FannTrainer::Epoch& in_epoch) { out_vEpochs.push_back(in_epoch); },
+            in_patterns,
+            [&](const FannTrainer::Epoch& in_epoch)
+            {
+                out_vEpochs.push_back(in_epoch);
+                return in_epoch.m_uiNumber < in_uiLast;
+            },
             out_taken);
 }
 

@@ -13,6 +13,7 @@
 using namespace Vexalor;
 using namespace Vexalor::MachineLearning;
 using Testing::CommandResult;
+using testing::ContainsRegex;
 using testing::HasSubstr;
 using Testing::readFile;
 using testing::StartsWith;
@@ -285,4 +286,21 @@ TEST_F(ProgramsTest, HelpTellsTheOptions)
         EXPECT_THAT(help.m_strOut, StartsWith("Usage : " + std::string(program) + " [options]\n"));
         EXPECT_THAT(help.m_strOut, HasSubstr("--network"));
     }
+}
+
+TEST_F(ProgramsTest, AnInterruptEndsTrainingAndKeepsTheNetwork)
+{
+    // Where jobs are controlled, SIGINT is not ignored in the background.
+    const CommandResult result = Testing::runCommand(
+        {"/usr/bin/timeout", "60", "/bin/bash", "-c",
+         "set -m; " QC_BINARY_DIR "/bin/ml-train --data-gen-config vector.xml --data-gen-filename train.txt "
+         "--network net --epochs 1000000000 --hold-out 4 --patience 1000000000 --log-level DEBUG 2>log & "
+         "until grep -q 'epoch 3,' log; do sleep 0.05; done; kill -INT $!; wait $!"},
+        m_folder.path());
+    EXPECT_EQ(result.m_iExit, 0);
+    EXPECT_THAT(result.m_strOut, HasSubstr("Network net written: epoch "));
+    const std::string strLog = readFile(m_folder.path("log"));
+    EXPECT_THAT(strLog,
+                ContainsRegex("WARN: Interrupted in epoch [0-9]+: the network of epoch [0-9]+ is kept"));
+    EXPECT_EQ(test("net").m_iExit, 0) << "whole";
 }

@@ -78,7 +78,8 @@ TEST(ProgressTest, ProgramsTellWhichRecordingOfASetTheyHaveComeTo)
                                    "low-memory-audio-set", "--feature", "energy"})
                   .m_iExit,
               0);
-    folder.write("one.wav", Testing::annotatedWav(8000, std::vector<int>(800), {{0, 400, "VOICE"}}));
+    folder.write("one.wav", Testing::annotatedWav(8000, Testing::toneSamples(8000, 800, 1010, 9000),
+                                                  {{0, 400, "VOICE"}}));
     const std::string strList = folder.write("set.lst", "one.wav\nmissing.wav\n");
     const std::string strNetwork = folder.path("net");
     const Terminal terminal;

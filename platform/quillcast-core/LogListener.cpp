@@ -1,10 +1,10 @@
 #include "quillcast-core/LogListener.h"
 
+#include <array>
 #include <log4cplus/appender.h>
 #include <log4cplus/logger.h>
 #include <log4cplus/loglevel.h>
 #include <log4cplus/spi/loggingevent.h>
-#include <utility>
 
 namespace Vexalor
 {
@@ -12,25 +12,35 @@ namespace Vexalor
 namespace
 {
 
-/// Keeps the first message of either level; the caller holds the appender's lock.
+/// How near to the cause messages are, the nearest first.
+enum Rank
+{
+    ERROR_MESSAGE,
+    WARNING_MESSAGE,
+    ASSERTION, ///< tells only what was expected
+    NB_RANKS
+};
+
+/// Keeps the first message of each rank; the caller holds the appender's lock.
 class KeepingAppender : public log4cplus::Appender
 {
 public:
     ~KeepingAppender() override { destructorImpl(); }
     void close() override { closed = true; }
 
-    std::string m_strError;
-    std::string m_strWarning;
+    std::array<std::string, NB_RANKS> m_messages;
 
 protected:
     void append(const log4cplus::spi::InternalLoggingEvent& in_event) override
     {
         if (in_event.getLogLevel() < log4cplus::WARN_LOG_LEVEL)
             return;
-        std::string& strKept =
-            in_event.getLogLevel() >= log4cplus::ERROR_LOG_LEVEL ? m_strError : m_strWarning;
-        if (strKept.empty())
-            strKept = in_event.getMessage();
+        Rank rank = in_event.getLogLevel() >= log4cplus::ERROR_LOG_LEVEL ? ERROR_MESSAGE : WARNING_MESSAGE;
+        // As Assertion::fail writes it.
+        if (in_event.getMessage().starts_with("Assertion failed: "))
+            rank = ASSERTION;
+        if (m_messages[rank].empty())
+            m_messages[rank] = in_event.getMessage();
     }
 };
 
@@ -62,10 +72,13 @@ LogListener::~LogListener()
 
 std::string LogListener::takeReason()
 {
-    KeepingAppender& keeper = *m_pState->m_pKeeper;
-    std::string strReason = keeper.m_strError.empty() ? keeper.m_strWarning : keeper.m_strError;
-    keeper.m_strError.clear();
-    keeper.m_strWarning.clear();
+    std::string strReason;
+    for (std::string& strMessage : m_pState->m_pKeeper->m_messages)
+    {
+        if (strReason.empty())
+            strReason = strMessage;
+        strMessage.clear();
+    }
     return strReason;
 }
 

@@ -20,8 +20,8 @@ public:
     LogListener(const LogListener&) = delete;
     LogListener& operator=(const LogListener&) = delete;
 
-    /// The first message at error level since the last call, else the first warning, else empty; forgets all
-    /// of them. The first one is nearest to the cause.
+    /// The first message at error level since the last call, else the first warning, else the first failed
+    /// assertion, else empty; forgets all of them. What comes first is nearest to the cause.
     std::string takeReason();
 
 private:

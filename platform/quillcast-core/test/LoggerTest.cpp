@@ -1,3 +1,4 @@
+#include "quillcast-core/LogListener.h"
 #include "test-support/LogCapture.h"
 
 #include <gmock/gmock.h>
@@ -74,4 +75,29 @@ TEST(AssertionTest, ReportsTheConditionAndIsAnExpression)
     const Testing::LogCapture log("quillcast.test");
     EXPECT_FALSE(QC_CHECK(iValue == 4));
     EXPECT_THAT(log.lines(), ElementsAre("ERROR Assertion failed: iValue == 4"));
+}
+
+TEST(LogListenerTest, KeepsWhatIsNearestToTheCauseAndNothingElseHearsIt)
+{
+    const Testing::LogCapture outside("");
+    {
+        LogListener listener;
+        QC_CHECK(evaluated() == 0);
+        QC_WARN("warning");
+        QC_ERROR("first");
+        {
+            LogListener inner;
+            QC_ERROR("second");
+            EXPECT_EQ(inner.takeReason(), "second");
+        }
+        EXPECT_EQ(listener.takeReason(), "first");
+        EXPECT_EQ(listener.takeReason(), "");
+        QC_CHECK(evaluated() == 0);
+        QC_WARN("warning");
+        EXPECT_EQ(listener.takeReason(), "warning");
+        QC_CHECK(evaluated() == 0);
+        EXPECT_EQ(listener.takeReason(), "Assertion failed: evaluated() == 0");
+    }
+    QC_ERROR("after");
+    EXPECT_THAT(outside.lines(), ElementsAre("ERROR after"));
 }
