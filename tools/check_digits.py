@@ -1,4 +1,4 @@
-#!/usr/bin/env python3
+#!/usr/bin/python3
 """Counts the dialled digits that a script finds in labelled recordings, clean and under noise.
 
 usage: check_digits.py PROGRAMS FOLDER... [--scripts ROOT] [--script NAME] [--snr DB,DB,...] [--noise KIND] [--verbose]

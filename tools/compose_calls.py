@@ -1,4 +1,4 @@
-#!/usr/bin/env python3
+#!/usr/bin/python3
 """Composes telephone calls, with exact labels, from recorded prompts.
 
 Takes the spoken prompts of the Debian packages asterisk-core-sounds-*-wav (8 kHz, 16 bit, one speaker a language),
@@ -8,6 +8,10 @@ VOICE, OTHER (call tones) and SILENCE cover the call without gap or overlap.
 
 VOICE comes from the energy of the clean prompt and the place where it was put, so it stays true under noise. The
 ratio is measured over the VOICE samples of the call: power of the clean speech over power of the noise added there.
+
+Calls can be made harder, as telephones deliver them: more kinds of noise, other things to hear than voice and call tones,
+hum, rumble, clicks, rooms, the band of a line, levels and codecs (tools/telephone_line.py), each by an option of its own;
+--telephone is all of them. Where an option is a share, so many of the calls have it.
 
 Also writes calls.lst (the recordings, a name a line), provenance.tsv (which prompt stands where) and CREDITS.txt (the
 calls are adaptations of the prompts and stay under their licences). The same options give the same bytes.
@@ -22,7 +26,11 @@ import os
 import sys
 import wave
 
-RATE = 8000
+import numpy
+
+import telephone_line
+from telephone_line import RATE
+
 SOUNDS = "/usr/share/asterisk/sounds"
 # What is in the packages but no speech.
 NO_SPEECH = {"beep", "beeperr", "ascending-2tone", "descending-2tone", "confbridge-join", "confbridge-leave",
@@ -42,6 +50,28 @@ FLOOR = 10.0 ** -4.2
 BELOW_LOUD = 10.0 ** -3.0
 LONGEST_GAP = RATE // 5
 SHORTEST_RUN = RATE // 20
+
+# Besides ringback, busy and dialled digits: by kind, some (frequencies one after the other, (seconds on, seconds off)).
+TONES = {
+    "dial": [([(350, 440)], ([4.0], [0.5])), ([(425,)], ([3.0], [0.3])), ([(400, 450)], ([2.5], [0.4]))],
+    "information": [([(950,), (1400,), (1800,)], ([0.33] * 3, [0.01, 0.01, 1.0])),
+                    ([(914,), (1371,), (1777,)], ([0.38, 0.27, 0.38], [0.01, 0.01, 0.8]))],
+    "waiting": [([(440,)], ([0.3], [2.0])), ([(425,), (425,)], ([0.2, 0.2], [0.2, 2.0]))],
+    "fax": [([(1100,)], ([0.5], [1.5])), ([(2100,)], ([2.6], [0.5]))],
+    "beep": [([(1000,)], ([0.25], [0.5])), ([(800,)], ([0.4], [0.8])), ([(1400,)], ([0.15], [0.3]))],
+}
+SOUNDS_OF_LINES = ("music", "noise")
+CALL_TONES = ("ringback", "busy", "dtmf")
+
+NOISES = ("white", "room", "pink", "brown", "street", "music", "babble")
+OTHERS = CALL_TONES + tuple(TONES) + SOUNDS_OF_LINES
+CODECS = ("pcm", "alaw", "mulaw", "gsm")
+SHARES = {"room": "echoes of a room", "hum": "hum of the mains", "rumble": "rumble", "clicks": "clicks",
+          "band": "the band of a telephone line, 300 to 3400 Hz"}
+LINE_DEFAULTS = {"noise": "room,white", "other": ",".join(CALL_TONES), "level": "", "codec": "pcm",
+                 **dict.fromkeys(SHARES, "0")}
+TELEPHONE = {"noise": ",".join(NOISES), "other": ",".join(OTHERS + SOUNDS_OF_LINES), "level": "-40,-3",
+             "codec": ",".join(CODECS), "room": "0.4", "hum": "0.3", "rumble": "0.3", "clicks": "0.2", "band": "0.5"}
 
 DTMF_ROWS = (697, 770, 852, 941)
 DTMF_COLUMNS = (1209, 1336, 1477, 1633)
@@ -131,7 +161,9 @@ def tone(frequencies, count, level):
 def make_noise(random, kind, count):
     """count samples of stationary noise; its power is of no concern, add_noise measures it."""
     # Twelve 5-bit numbers of one draw add up to a bell-shaped one: no function of the machine's library is involved.
-    white = [(sum((z >> s) & 31 for s in range(0, 60, 5)) - 186) / 32.0 for z in (random.bits() for _ in range(count))]
+    numbers = telephone_line.draw(random, count)
+    total = sum((numbers >> numpy.uint64(s)) & numpy.uint64(31) for s in range(0, 60, 5))
+    white = ((total.astype(int) - 186) / 32.0).tolist()
     if kind == "white":
         return white
     # "room": most of its power below 300 Hz, as ventilation and traffic have it.
@@ -143,14 +175,18 @@ def make_noise(random, kind, count):
 
 
 class Noises:
-    """One table of noise a kind; a call reads it from a random place, wrapping round."""
+    """One table of noise a kind, white and room; a call reads it from a random place, wrapping round. Other kinds are made
+    for each call."""
 
     LENGTH = 1 << 17
 
-    def __init__(self, random):
+    def __init__(self, random, kinds):
+        self.kinds = sorted(kinds)
         self.tables = {kind: make_noise(random, kind, self.LENGTH) for kind in ("white", "room")}
 
-    def take(self, random, kind, count):
+    def take(self, random, kind, count, prompts):
+        if kind not in self.tables:
+            return list(telephone_line.background(random, kind, count, prompts))
         table = self.tables[kind]
         start = random.below(len(table))
         return (table[start:] + table * (count // len(table) + 1))[:count]
@@ -171,6 +207,14 @@ class Call:
     def add_tone(self, name, frequencies, seconds, level):
         start = len(self.samples)
         self.samples.extend(tone(frequencies, int(seconds * RATE), level))
+        self.intervals.append((start, len(self.samples), "OTHER"))
+        self.places.append((start, len(self.samples), name, self.noise))
+
+    def add_sound(self, name, samples, level):
+        """Samples that are no voice, at this mean level (1 is full scale)."""
+        start = len(self.samples)
+        gain = level * 32768.0 / max(1e-9, math.sqrt(sum(map(operator.mul, samples, samples)) / len(samples)))
+        self.samples.extend(gain * sample for sample in samples)
         self.intervals.append((start, len(self.samples), "OTHER"))
         self.places.append((start, len(self.samples), name, self.noise))
 
@@ -198,16 +242,18 @@ class Call:
             at = stop
         return whole
 
+    def voice_power(self, samples):
+        """Of samples of the same length, where there is voice in this call."""
+        total, count = 0.0, 0
+        for start, stop, label in self.intervals:
+            if label == "VOICE":
+                total += sum(map(operator.mul, samples[start:stop], samples[start:stop]))
+                count += stop - start
+        return total / count
+
     def add_noise(self, noise, snr):
         """Adds noise at a ratio in dB over the voice, by scaling the noise."""
-        def power(samples):
-            total, count = 0.0, 0
-            for start, stop, label in self.intervals:
-                if label == "VOICE":
-                    total += sum(map(operator.mul, samples[start:stop], samples[start:stop]))
-                    count += stop - start
-            return total / count
-        gain = math.sqrt(power(self.samples) / power(noise) / 10.0 ** (snr / 10.0))
+        gain = math.sqrt(self.voice_power(self.samples) / self.voice_power(noise) / 10.0 ** (snr / 10.0))
         self.samples = [s + gain * n for s, n in zip(self.samples, noise)]
 
     def pcm(self):
@@ -219,10 +265,21 @@ class Call:
         return array.array("h", map(round, self.samples))
 
 
-def add_call_tone(random, call):
-    """Ringing, busy or dialling, as one hears them in a call."""
-    kind = random.pick(("ringback", "busy", "dtmf"))
+def add_call_tone(random, call, others):
+    """Ringing, busy, dialling or whatever else is no voice, as one hears them in a call."""
+    kind = random.pick(others)
     level = random.uniform(0.04, 0.15)
+    if kind in TONES:
+        frequencies, sounds = random.pick(TONES[kind])
+        for _ in range(1 + random.below(2)):
+            for frequency, on, off in zip(frequencies, *sounds):
+                call.add_tone("%s %s" % (kind, "+".join(map(str, frequency))), frequency, on, level)
+                call.add_pause(off)
+        return
+    if kind in SOUNDS_OF_LINES:
+        call.add_sound(kind, telephone_line.sound(random, kind), random.uniform(0.01, 0.2))
+        call.add_pause(random.uniform(0.1, 1.0))
+        return
     if kind == "dtmf":
         for _ in range(3 + random.below(6)):
             row, column = random.pick(DTMF_ROWS), random.pick(DTMF_COLUMNS)
@@ -237,36 +294,40 @@ def add_call_tone(random, call):
         call.add_pause(off)
 
 
-def compose(random, noises, prompts, seconds, snr):
+def compose(random, noises, prompts, seconds, snr, options):
     """One call of about that length; snr None leaves it clean."""
     call = Call()
-    kind = random.pick(sorted(noises.tables))
+    kind = random.pick(noises.kinds)
     if snr is not None:
         call.noise = "%g dB %s" % (snr, kind)
     gain = 10.0 ** (random.uniform(-12.0, -3.0) / 20.0)
     call.add_pause(random.uniform(0.3, 1.0))
     while len(call.samples) < seconds * RATE or not call.intervals:
         if random.below(6) == 0:
-            add_call_tone(random, call)
+            add_call_tone(random, call, options.other)
         prompt = random.pick(prompts)
         call.add_prompt(prompt, gain, prompt.path)
         # Short pauses inside what one speaker says, long ones between turns.
         call.add_pause(random.uniform(0.1, 0.6) if random.below(3) else random.uniform(0.8, 3.0))
-    noise = noises.take(random, kind, len(call.samples))
+    if options.line:
+        telephone_line.add_room_by_chance(random, call, options)
+    noise = noises.take(random, kind, len(call.samples), prompts)
     if snr is not None:
         call.add_noise(noise, snr)
+    if options.line:
+        telephone_line.deliver(random, call, options)
     return call
 
 
-def load_prompts(sounds, language):
-    """The spoken prompts of a language, in the order of their names."""
+def load_prompts(sounds, language, without):
+    """The spoken prompts of a language but for those of these names, in the order of their names."""
     folders = sorted(folder for folder in glob.glob(os.path.join(sounds, language + "_*"))
                      if os.path.isdir(folder) and not os.path.islink(folder))
     prompts = []
     for path in sorted(glob.glob(os.path.join(folders[0], "**", "*.wav"), recursive=True)) if folders else []:
         name = os.path.splitext(os.path.basename(path))[0]
         # 44 bytes of header; prompts of half a second to eight seconds.
-        if name not in NO_SPEECH and RATE <= os.path.getsize(path) - 44 <= 16 * RATE:
+        if name not in NO_SPEECH and name not in without and RATE <= os.path.getsize(path) - 44 <= 16 * RATE:
             prompts.append(path)
     if not prompts:
         raise ValueError("no prompts of language %s in %s (package asterisk-core-sounds-%s-wav)"
@@ -311,13 +372,48 @@ def write_call(folder, name, call):
             out.write("%s\t%s\t%s\n" % (seconds_of(start), seconds_of(stop), label))
 
 
+def parse_number(name, text):
+    try:
+        return float(text)
+    except ValueError:
+        raise ValueError("--%s: %s is no number" % (name, text)) from None
+
+
+def parse_kinds(name, text, kinds):
+    chosen = text.split(",")
+    for kind in chosen:
+        if kind not in kinds:
+            raise ValueError("--%s: there is no %s, only %s" % (name, kind, ", ".join(kinds)))
+    return chosen
+
+
+def set_line(options):
+    """Checks what makes calls harder, and fills in what was not given."""
+    for name, value in LINE_DEFAULTS.items():
+        if getattr(options, name) is None:
+            setattr(options, name, TELEPHONE[name] if options.telephone else value)
+    options.noise = parse_kinds("noise", options.noise, NOISES)
+    options.other = parse_kinds("other", options.other, OTHERS)
+    options.codec = parse_kinds("codec", options.codec, CODECS)
+    for name in SHARES:
+        setattr(options, name, parse_number(name, getattr(options, name)))
+        if not 0.0 <= getattr(options, name) <= 1.0:
+            raise ValueError("--%s is a share, from 0 to 1" % name)
+    if options.level != "":
+        low, _, high = options.level.partition(",")
+        options.level = parse_number("level", low), parse_number("level", high or low)
+        if not -90.0 <= options.level[0] <= options.level[1] <= 0.0:
+            raise ValueError("--level wants two numbers from -90 to 0, the lower one first")
+    options.line = options.level != "" or options.codec != ["pcm"] or any(getattr(options, name) for name in SHARES)
+
+
 def parse_snr(text):
     """A ratio in dB, None for clean; argparse reports the error."""
     if text == "clean":
         return None
-    snr = float(text)
+    snr = parse_number("snr", text)
     if not -40.0 <= snr <= 100.0:
-        raise ValueError("%s dB is not between -40 and 100" % text)
+        raise ValueError("--snr: %s dB is not between -40 and 100" % text)
     return snr
 
 
@@ -331,14 +427,28 @@ def parse_options(arguments):
                         help='dB, or "clean"; the calls of a language take them in turn (default: 30,20,10)')
     parser.add_argument("--join", action="store_true",
                         help="one recording a language, its calls end to end, instead of one a call")
+    parser.add_argument("--noise", help="kinds of noise, of which a call has one: " + ", ".join(NOISES)
+                        + " (default: room,white)")
+    parser.add_argument("--other", help="what is heard besides voice: " + ", ".join(OTHERS)
+                        + " (default: %s)" % ",".join(CALL_TONES))
+    for name, what in SHARES.items():
+        parser.add_argument("--" + name, metavar="SHARE", help="share of the calls with %s (default: 0)" % what)
+    parser.add_argument("--level", metavar="LOW,HIGH", help="peak of the voice of a call, dBFS (default: as it comes)")
+    parser.add_argument("--codec", help="of %s, of which a call has gone through one (default: pcm)" % ",".join(CODECS))
+    parser.add_argument("--telephone", action="store_true",
+                        help="all of these, where they are not given: %s" % " ".join(
+                            "--%s %s" % pair for pair in TELEPHONE.items()))
+    parser.add_argument("--without", default="", metavar="NAMES", help="names of prompts that are left out")
     parser.add_argument("--seed", type=int, default=1)
     parser.add_argument("--sounds", default=SOUNDS, help="where the prompts are (default: %(default)s)")
     options = parser.parse_args(arguments[1:])
     languages = options.languages.split(",")
+    options.without = set(options.without.split(","))
     try:
+        set_line(options)
         snrs = [parse_snr(text) for text in options.snr.split(",")]
     except ValueError as error:
-        parser.error("--snr: %s" % error)
+        parser.error(str(error))
     if options.calls < 1 or not 0 < options.minutes <= 600:
         parser.error("--calls wants 1 or more, --minutes more than 0 and at most 600")
 
@@ -348,13 +458,13 @@ def parse_options(arguments):
 def compose_all(options, languages, snrs):
     """The recordings by name: a call each, or all calls of a language end to end."""
     random = Random(options.seed)
-    noises = Noises(random)
+    noises = Noises(random, options.noise)
     seconds = options.minutes * 60.0 / (options.calls * len(languages))
     recordings = {}
     for language in languages:
-        prompts = PromptCache(load_prompts(options.sounds, language))
+        prompts = PromptCache(load_prompts(options.sounds, language, options.without))
         for number in range(options.calls):
-            call = compose(random, noises, prompts, seconds, snrs[number % len(snrs)])
+            call = compose(random, noises, prompts, seconds, snrs[number % len(snrs)], options)
             name = "calls_" + language if options.join else "call_%s_%02d" % (language, number + 1)
             recordings.setdefault(name, Call()).add_call(call)
     return recordings

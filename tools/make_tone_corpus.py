@@ -1,4 +1,4 @@
-#!/usr/bin/env python3
+#!/usr/bin/python3
 """Makes recordings of tones with exact labels, to hold generators of tone patterns against.
 
 Writes for each recording a WAV file (8 kHz, 16 bit) and a label text beside it (start<TAB>stop<TAB>label, seconds,

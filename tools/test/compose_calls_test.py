@@ -1,4 +1,4 @@
-#!/usr/bin/env python3
+#!/usr/bin/python3
 """tools/compose_calls.py over made-up prompts: bursts of noise whose edges are known."""
 
 import array
@@ -12,8 +12,11 @@ import tempfile
 import unittest
 import wave
 
+import numpy
+
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), ".."))
 import compose_calls  # noqa: E402
+import telephone_line  # noqa: E402
 
 RATE = compose_calls.RATE
 
@@ -144,15 +147,86 @@ class Composing(unittest.TestCase):
             # Rounding to 16 bit adds noise of 1/12, far below.
             self.assertAlmostEqual(10.0 * math.log10(speech / noise), ratio, delta=0.05)
 
+    def test_what_the_line_does_leaves_the_labels(self):
+        plain, _, _ = self.compose("plain", "--minutes", "0.2")
+        labels = read_labels(os.path.join(plain, "call_en_01.txt"))
+        for options in (["--room", "1"], ["--hum", "1"], ["--rumble", "1"], ["--clicks", "1"], ["--band", "1"],
+                        ["--level", "-30"], ["--codec", "alaw"], ["--codec", "mulaw"], ["--codec", "gsm"],
+                        ["--noise", "pink"], ["--noise", "brown"], ["--noise", "street"], ["--noise", "music"],
+                        ["--noise", "babble"]):
+            with self.subTest(options):
+                out, status, errors = self.compose("line", "--minutes", "0.2", *options)
+                self.assertEqual((status, errors), (0, ""))
+                self.assertEqual(read_labels(os.path.join(out, "call_en_01.txt")), labels)
+                self.assertNotEqual(read_wav(os.path.join(out, "call_en_01.wav")),
+                                    read_wav(os.path.join(plain, "call_en_01.wav")))
+
+    def test_level_is_the_peak_of_the_voice(self):
+        out, _, _ = self.compose("level", "--snr", "clean", "--level", "-26")
+        samples = read_wav(os.path.join(out, "call_en_01.wav"))
+        peak = max(max(map(abs, samples[start:stop])) for start, stop, label in
+                   read_labels(os.path.join(out, "call_en_01.txt")) if label == "VOICE")
+        self.assertAlmostEqual(20.0 * math.log10(peak / 32768.0), -26.0, delta=0.02)
+
+    def test_telephone_is_all_of_it_and_repeats(self):
+        options = ["--telephone", "--calls", "6", "--without", "two,three"]
+        one, status, errors = self.compose("one", *options)
+        again, _, _ = self.compose("again", *options)
+        self.assertEqual((status, errors), (0, ""))
+        names = os.listdir(one)
+        self.assertEqual(filecmp.cmpfiles(one, again, names, shallow=False), (names, [], []))
+        for what in ("music", "noise", "information"):
+            out, _, _ = self.compose(what, *options, "--other", what)
+            with open(os.path.join(out, "provenance.tsv"), encoding="utf-8") as lines:
+                text = lines.read()
+            self.assertRegex(text, r"\t%s( \d+)?\n" % what)
+            self.assertNotIn("two.wav", text)
+
     def test_refusals(self):
         for options, message in ((["--languages", "xx"], "no prompts of language xx"),
                                  (["--out", "/dev/null/x"], "Not a directory")):
             _, status, errors = self.compose("refused", *options)
             self.assertEqual(status, 1)
             self.assertIn(message, errors)
-        for options in (["--snr", "nan"], ["--calls", "0"], ["--minutes", "inf"]):
+        for options in (["--snr", "nan"], ["--snr", "x"], ["--calls", "0"], ["--minutes", "inf"], ["--noise", "fog"],
+                        ["--other", "dtmf,goose"], ["--codec", "none"], ["--hum", "1.5"], ["--room", "nan"],
+                        ["--level", "3"], ["--level", "-3,-9"]):
             with self.assertRaises(SystemExit), contextlib.redirect_stderr(io.StringIO()):
                 compose_calls.parse_options(["compose_calls.py", "--out", self.folder] + options)
+
+
+class Line(unittest.TestCase):
+    def test_codecs(self):
+        samples = numpy.arange(-32768, 32768)
+        # By the tables of G.711: zero, the least steps, the greatest values.
+        cases = [(telephone_line.mulaw, {0: 0, 8: 8, -8: -8, 32767: 32124, -32768: -32124, 1000: 988}),
+                 (telephone_line.alaw, {0: 8, -1: -8, 16: 24, 32767: 32256, -32768: -32256, 1000: 1008})]
+        for codec, expected in cases:
+            decoded = codec(samples)
+            self.assertEqual({value: decoded[value + 32768] for value in expected}, expected)
+            self.assertTrue((codec(decoded) == decoded).all(), "a second time through")
+            self.assertTrue((numpy.diff(decoded) >= 0).all())
+        # A voice-like buzz survives GSM at the same place.
+        buzz = numpy.rint(4000.0 * ((numpy.arange(8000) % 80) / 40.0 - 1.0)).astype(int)
+        through = telephone_line.gsm(buzz)
+        self.assertEqual(len(through), 8000)
+        self.assertGreater(numpy.corrcoef(buzz, through)[0, 1], 0.9)
+
+    def test_band_and_spectra(self):
+        random = compose_calls.Random(3)
+        white = telephone_line.white(random, 1 << 16)
+        self.assertAlmostEqual(telephone_line.power(white), 1.0, delta=0.02)
+
+        def level(samples, low, high):
+            spectrum = numpy.abs(numpy.fft.rfft(samples)) ** 2
+            frequencies = numpy.fft.rfftfreq(len(samples), 1.0 / RATE)
+            return 10.0 * math.log10(spectrum[(frequencies >= low) & (frequencies < high)].mean())
+        band = telephone_line.telephone_band(random, white)
+        self.assertLess(level(band, 20, 60) + 12, level(band, 900, 1100))
+        self.assertLess(level(band, 3900, 4000) + 3, level(band, 900, 1100))
+        # Power by the frequency to the -1: 10 dB a decade.
+        pink = telephone_line.background(random, "pink", 1 << 16, None)
+        self.assertAlmostEqual(level(pink, 190, 210) - level(pink, 1900, 2100), 10.0, delta=1.5)
 
 
 if __name__ == "__main__":

@@ -1,4 +1,4 @@
-#!/usr/bin/env python3
+#!/usr/bin/python3
 """The scripts of examples/scripts, run by ml-classify over recordings with labels.
 
 usage: example_scripts_test.py PROGRAMS
