@@ -48,6 +48,7 @@ THIRD_PARTY = [
     (r"sndfile\.(h|hh)", ["quillcast-audio", "bench"]),
     (r"(float|double|fixed)?fann(_\w+)?\.h", ["applications"]),
     (r"nlohmann/", ["applications"]),
+    (r"png\.h", ["applications"]),
     (r"(gtest|gmock)/", ["test-support"]),
     (r"(benchmark|fast_float|webrtc)/|(fftw3|hdf5)\.h|lua\.hpp", ["bench"]),
 ]

@@ -28,14 +28,6 @@ std::string toLower(std::string in_strText)
     return in_strText;
 }
 
-StringVector split(std::string_view in_text)
-{
-    StringVector vWords;
-    while (!in_text.empty())
-        vWords.emplace_back(LabelReading::takeUntil(in_text, ' '));
-    return vWords;
-}
-
 } // namespace
 
 std::string LabelFault::getText() const
@@ -62,7 +54,7 @@ const LabelFormat* LabelFormat::findForFile(const std::string& in_strFile)
 {
     const std::string strExtension = toLower(std::filesystem::path(in_strFile).extension().string());
     for (const LabelFormat& format : FORMATS)
-        for (const std::string& strOwn : split(format.m_extensions))
+        for (const std::string& strOwn : LabelReading::split(format.m_extensions, ' '))
             if (toLower(strOwn) == strExtension)
                 return &format;
     return nullptr;
@@ -80,7 +72,7 @@ StringVector LabelFormat::getExtensions()
 {
     StringVector vExtensions;
     for (const LabelFormat& format : FORMATS)
-        for (std::string& strExtension : split(format.m_extensions))
+        for (std::string& strExtension : LabelReading::split(format.m_extensions, ' '))
             vExtensions.push_back(std::move(strExtension));
     return vExtensions;
 }

@@ -19,7 +19,8 @@ constexpr AnnotateCommand COMMANDS[] = {{"list", 1, ANY_NUMBER, listAnnotations}
                                         {"check", 1, ANY_NUMBER, checkRecordings},
                                         {"export", 1, 2, exportAnnotations},
                                         {"import", 2, 2, importAnnotations},
-                                        {"label-copies", 2, ANY_NUMBER, copyWithLabels}};
+                                        {"label-copies", 2, ANY_NUMBER, copyWithLabels},
+                                        {"draw", 2, 2, drawRecording}};
 
 const char* const DESCRIPTION =
     "Annotations of recordings: cue points with a length, as audio editors keep them in WAV files.\n"
@@ -31,6 +32,7 @@ const char* const DESCRIPTION =
     "  label-copies DIR FILE... copy recordings into a folder, each with the labels that lie beside it: "
     "x.wav "
     "with x.txt, x.tsv, x.TextGrid, x.rttm, x.csv or x.json; DIR/list.txt lists them\n"
+    "  draw FILE SVG        draw signal, spectrogram and labels as a picture for browsers\n"
     "The extension tells the format of labels, or --format. Their order is kept unless --sort is given.";
 
 std::string describeKinds()
@@ -58,7 +60,7 @@ AnnotateApplication::AnnotateApplication()
     addOption("tier", value<StringVector>()->value_name("NAME"),
               "import, label-copies: take this tier of a TextGrid; may be repeated");
     OverwriteGuard::addOption(getOptions(),
-                              "export, label-copies: write over a recording, too; import: replace "
+                              "draw, export, label-copies: write over a recording, too; import: replace "
                               "annotations by none, too");
     addOption("ignore", value<StringVector>()->value_name("KIND"), describeKinds().c_str());
     setArguments("arguments", -1, "COMMAND FILE...", DESCRIPTION);
@@ -128,7 +130,7 @@ bool AnnotateApplication::checkCommand()
     const AnnotateCommand* pCommand = findCommand();
     if (pCommand == nullptr)
     {
-        QC_ERROR("A command is needed: list, check, export, import or label-copies, see --help");
+        QC_ERROR("A command is needed: list, check, export, import, label-copies or draw, see --help");
         return refuseCommand();
     }
     if (m_request.m_vFiles.size() >= pCommand->m_uiFewest && m_request.m_vFiles.size() <= pCommand->m_uiMost)

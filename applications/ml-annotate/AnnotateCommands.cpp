@@ -3,6 +3,7 @@
 #include "labels/LabelFile.h"
 #include "ml-annotate/AnnotationCheck.h"
 #include "ml-annotate/AnnotationJson.h"
+#include "ml-annotate/RecordingDrawing.h"
 #include "ml-annotate/RecordingFile.h"
 #include "quillcast-core/FileReplacer.h"
 #include "quillcast-core/Logger.h"
@@ -69,6 +70,23 @@ bool editAnnotations(const AnnotateRequest& in_request, const std::string& in_st
     return true;
 }
 
+bool writeText(const AnnotateRequest& in_request, const std::string& in_strFile,
+               const std::string& in_strText)
+{
+    if (in_strFile == STANDARD_OUTPUT)
+    {
+        std::cout << in_strText;
+        return true;
+    }
+    if (!in_request.m_guard.allows(in_strFile))
+        return false;
+    FileReplacer target(in_strFile);
+    if (target.open() && target.write(in_strText) && target.commit())
+        return true;
+    QC_ERROR("Cannot write " << in_strFile << ": " << target.getReason());
+    return false;
+}
+
 const LabelFormat& getFormat(const AnnotateRequest& in_request, const std::string& in_strLabels)
 {
     const LabelFormat* pFormat =
@@ -120,18 +138,18 @@ bool exportAnnotations(const AnnotateRequest& in_request)
         QC_ERROR("Cannot export " << strRecording << ": " << strError);
         return false;
     }
-    if (strLabels == STANDARD_OUTPUT)
-    {
-        std::cout << strText;
-        return true;
-    }
-    if (!in_request.m_guard.allows(strLabels))
-        return false;
-    FileReplacer target(strLabels);
-    if (target.open() && target.write(strText) && target.commit())
-        return true;
-    QC_ERROR("Cannot write " << strLabels << ": " << target.getReason());
-    return false;
+    return writeText(in_request, strLabels, strText);
+}
+
+bool drawRecording(const AnnotateRequest& in_request)
+{
+    const std::string& strRecording = in_request.m_vFiles[0];
+    AnnotatedFile file;
+    RecordingDrawing drawing;
+    std::string strSvg;
+    return readAnnotations(strRecording, file) && editAnnotations(in_request, strRecording, file) &&
+           drawing.read(strRecording) && drawing.draw(file, strSvg) &&
+           writeText(in_request, in_request.m_vFiles[1], strSvg);
 }
 
 bool checkRecordings(const AnnotateRequest& in_request)

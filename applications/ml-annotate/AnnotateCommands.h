@@ -33,10 +33,14 @@ bool checkRecordings(const AnnotateRequest& in_request);
 bool exportAnnotations(const AnnotateRequest& in_request);
 bool importAnnotations(const AnnotateRequest& in_request);
 bool copyWithLabels(const AnnotateRequest& in_request);
+bool drawRecording(const AnnotateRequest& in_request);
 
 /// Makes the changes that the options ask for. False with the reason logged.
 bool editAnnotations(const AnnotateRequest& in_request, const std::string& in_strFile,
                      AnnotatedFile& io_file);
+/// Replaces a file as a whole, where the guard allows it, or prints for "-". False with the reason logged.
+bool writeText(const AnnotateRequest& in_request, const std::string& in_strFile,
+               const std::string& in_strText);
 /// The format of a file of labels, by the option or by its name; lines of text where neither tells.
 const LabelFormat& getFormat(const AnnotateRequest& in_request, const std::string& in_strLabels);
 

@@ -2,6 +2,7 @@
 
 #include "report/Html.h"
 #include "report/ReportText.h"
+#include "report/SvgPath.h"
 
 #include <algorithm>
 #include <nlohmann/json.hpp>
@@ -21,40 +22,26 @@ constexpr int TICKS = 5;
 /// Seconds, of the slider.
 constexpr double LEAST_STEP = 0.001;
 
-/// The area between two lists of steps, one column wide each; columns without a number are left out.
+SvgPath::Heights toHeights(const Json& in_steps)
+{
+    SvgPath::Heights vHeights;
+    for (const Json& step : in_steps)
+        vHeights.push_back(step.is_null() ? std::nullopt : std::optional(step.get<int>()));
+    return vHeights;
+}
+
+/// Columns without a number are left out.
 std::string drawBand(const Json& in_least, const Json& in_greatest)
 {
-    const auto isNumber = [&](std::size_t in_uiColumn)
-    {
-        return !in_least[in_uiColumn].is_null() && !in_greatest[in_uiColumn].is_null();
-    };
-    std::string strPath;
-    for (std::size_t i = 0; i < in_least.size(); ++i)
-    {
-        const std::size_t uiBegin = i;
-        for (; i < in_least.size() && isNumber(i); ++i)
-            strPath += (i == uiBegin ? 'M' + std::to_string(i) + ' ' : "V") +
-                       std::to_string(in_greatest[i].get<int>()) + "h1";
-        for (std::size_t j = i; j-- > uiBegin;)
-            strPath += 'V' + std::to_string(in_least[j].get<int>()) + "h-1";
-        if (i > uiBegin)
-            strPath += 'z';
-    }
-    return strPath;
+    return SvgPath::drawBand(toHeights(in_least), toHeights(in_greatest));
 }
 
-/// Boxes of height 1. The page's script reads them back.
-std::string drawBox(std::int64_t in_iStart, std::int64_t in_iLength)
-{
-    const std::string strLength = std::to_string(in_iLength);
-    return 'M' + std::to_string(in_iStart) + " 0h" + strLength + "v1h-" + strLength + 'z';
-}
-
+/// The page's script reads the boxes back.
 std::string drawRuns(const Json& in_runs)
 {
     std::string strPath;
     for (std::size_t i = 0; i + 1 < in_runs.size(); i += 2)
-        strPath += drawBox(in_runs[i].get<std::int64_t>(), in_runs[i + 1].get<std::int64_t>());
+        strPath += SvgPath::drawBox(in_runs[i].get<std::int64_t>(), in_runs[i + 1].get<std::int64_t>());
     return strPath;
 }
 
@@ -146,7 +133,7 @@ private:
             {
                 const auto iStart = lane["spans_ms"][i].get<std::int64_t>();
                 const auto iStop = lane["spans_ms"][i + 1].get<std::int64_t>();
-                strPath += drawBox(iStart, std::max<std::int64_t>(iStop - iStart, 0));
+                strPath += SvgPath::drawBox(iStart, std::max<std::int64_t>(iStop - iStart, 0));
             }
             strLanes +=
                 drawLane("annotated " + Html::escape(strLabel), "Where " + strLabel + " is annotated", HEIGHT,
