@@ -55,12 +55,19 @@ void SpanDecider::add(const double* in_pOutputs, std::uint64_t in_uiEnd, std::ve
     }
 }
 
-/// If there is an open span; unless it is too short.
+/// If there is an open span; unless it is too short. A timeline that reaches two times at once takes both as
+/// passed: so those of a single window get a sample between them.
 void SpanDecider::deliver(std::size_t in_uiClass, std::vector<DecidedSpan>& io_vSpans)
 {
     Track& track = m_vTracks[in_uiClass];
-    if (track.m_bOpen && track.m_uiStop - track.m_uiStart >= m_rule.m_uiMinDuration)
-        io_vSpans.push_back({in_uiClass, track.m_uiStart, track.m_uiStop});
+    const std::uint64_t uiDuration = track.m_uiStop - track.m_uiStart;
+    if (track.m_bOpen && uiDuration >= m_rule.m_uiMinDuration)
+    {
+        const bool bShortGap = track.m_delivered && track.m_uiStart - *track.m_delivered <= m_uiShift;
+        io_vSpans.push_back({in_uiClass, track.m_uiStart + (bShortGap ? 1 : 0),
+                             track.m_uiStop + (uiDuration <= m_uiShift ? 1 : 0)});
+        track.m_delivered = track.m_uiStop;
+    }
     track.m_bOpen = false;
 }
 

@@ -30,9 +30,10 @@ struct DecidedSpan
 };
 
 /// Makes spans of the outputs of successive windows. The outputs of the window that ends at sample e hold for
-/// the samples [e - shift, e), where the targets of patterns look at e: so targets that are made of the spans
-/// are the decisions. An output that is no number is below every threshold and largest only where none is a
-/// number: then no class holds.
+/// (e - shift, e], where the targets of patterns look at e: so targets that are made of the spans are the
+/// decisions. For that a span of a single window stops a sample later, and one after a gap of a single window
+/// starts a sample later. An output that is no number is below every threshold and largest only where none is
+/// a number: then no class holds.
 ///
 /// Call order: add* end. A span is delivered by the first window after which it can no longer change: one
 /// that ends at its stop plus the least gap or later, and is not of the span. Those of one class come in the
@@ -58,6 +59,7 @@ private:
         bool m_bOpen = false; ///< there is a span that may still grow
         std::uint64_t m_uiStart = 0;
         std::uint64_t m_uiStop = 0;
+        std::optional<std::uint64_t> m_delivered; ///< stop of the span that was delivered last
     };
 
     void decide(const double* in_pOutputs);

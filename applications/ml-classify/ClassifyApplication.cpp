@@ -4,6 +4,7 @@
 #include "ml-classify/RecordingStream.h"
 #include "ml-classify/ResultWriter.h"
 #include "quillcast-audio/AudioFileReader.h"
+#include "quillcast-core/ExceptionWithMsg.h"
 
 #include <algorithm>
 #include <limits>
@@ -23,6 +24,7 @@ constexpr const char* FURTHER_OPTION = "further-script";
 constexpr const char* RATE_OPTION = "rate";
 constexpr const char* ENCODING_OPTION = "encoding";
 constexpr const char* GRAPH_OPTION = "dump-evaluator-in-file";
+constexpr const char* JSON_OPTION = "json";
 constexpr const char* STANDARD_INPUT = "-";
 
 /// Samples that are pushed at most at a time.
@@ -72,8 +74,9 @@ ClassifyApplication::ClassifyApplication()
               "sampling rate of raw samples; the windower's unless given");
     addOption(ENCODING_OPTION, value<std::string>()->value_name("KIND"),
               ("of raw samples: " + SampleEncoding::listNames() + "; s16 unless given").c_str());
-    addOption("json", bool_switch(), "print a JSON object a line");
-    OverwriteGuard::addOption(getOptions(), "write the graph over a recording, too");
+    addOption(JSON_OPTION, bool_switch(), "print a JSON object a line");
+    LabelOutput::addOptions(getOptions());
+    OverwriteGuard::addOption(getOptions(), "write the graph and labels over a recording, too");
     options_description hidden;
     m_helper.addOptions(getOptions(), hidden);
     setArguments(
@@ -89,7 +92,7 @@ bool ClassifyApplication::processCmdlineVarsMap(const variables_map& in_map)
     if (isStopped())
         return true;
     m_helper.processCmdlineVarsMap(in_map);
-    m_bJson = isSwitchOn(in_map, "json");
+    m_bJson = isSwitchOn(in_map, JSON_OPTION);
     m_vScripts = getStrings(in_map, SCRIPT_OPTION);
     m_vFurtherScripts = getStrings(in_map, FURTHER_OPTION);
     const StringVector vInputs = getStrings(in_map, "input");
@@ -99,6 +102,10 @@ bool ClassifyApplication::processCmdlineVarsMap(const variables_map& in_map)
         return false;
     }
     m_strInput = vInputs.front();
+    m_labels.takeOptions(in_map, m_vScripts);
+    if (m_bJson && m_labels.isWanted())
+        throw ExceptionWithMsg(
+            "option '--json' is for the results of windows; --labels-format is for labels");
     return mayWriteGraph(in_map) && takeRawOptions(in_map);
 }
 
@@ -228,7 +235,9 @@ bool ClassifyApplication::takeRawLayout(SampleLayout& out_layout)
 
 bool ClassifyApplication::runFrom(const Source& in_source)
 {
-    return start(in_source.m_uiRate) && classify(in_source) && m_helper.stopSet();
+    return start(in_source.m_uiRate) &&
+           (!m_labels.isWanted() || m_labels.start(m_strInput, m_guard, m_helper.getSet())) &&
+           classify(in_source) && m_helper.stopSet();
 }
 
 bool ClassifyApplication::start(std::uint32_t in_uiRate)
@@ -263,11 +272,16 @@ bool ClassifyApplication::classify(const Source& in_source)
         if (set.getLastWindowEnd() == uiEarlierEnd)
             continue;
         ++uiWindows;
-        if (!writer.write(static_cast<double>(set.getLastWindowEnd()) / set.getSamplingRate(), set))
+        if (!(m_labels.isWanted()
+                  ? m_labels.add(set)
+                  : writer.write(static_cast<double>(set.getLastWindowEnd()) / set.getSamplingRate(), set)))
             return false;
     }
-    return !in_source.m_hasInputError() && writer.writeEnd(set.getTotalPushedAudioTime(), uiWindows,
-                                                           set.getPushedSamples() - set.getLastWindowEnd());
+    if (in_source.m_hasInputError())
+        return false;
+    return m_labels.isWanted() ? m_labels.end()
+                               : writer.writeEnd(set.getTotalPushedAudioTime(), uiWindows,
+                                                 set.getPushedSamples() - set.getLastWindowEnd());
 }
 
 } // namespace Vexalor::MachineLearning

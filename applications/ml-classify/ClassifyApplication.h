@@ -2,6 +2,7 @@
 
 #include "ClassifierSetApplicationHelper.h"
 #include "common/OverwriteGuard.h"
+#include "ml-classify/LabelOutput.h"
 #include "ml-classify/RawSamples.h"
 #include "quillcast-infra/ApplicationImpl.h"
 
@@ -12,7 +13,7 @@ namespace Vexalor::MachineLearning
 {
 
 /// Classifies a recording, or what comes from standard input, by scripts, and prints the results of every
-/// window.
+/// window or writes labels of what they decided.
 class ClassifyApplication
     : public ApplicationImpl
     , private ClassifierSetApplicationHelper::Strategy
@@ -51,6 +52,7 @@ private:
 
     ClassifierSetApplicationHelper m_helper;
     OverwriteGuard m_guard;
+    LabelOutput m_labels;
     std::string m_strInput;
     StringVector m_vScripts;
     StringVector m_vFurtherScripts;

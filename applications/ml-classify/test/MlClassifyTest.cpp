@@ -1,13 +1,21 @@
+#include "MLAudioFileDataGenerator.h"
+#include "labels/LabelFile.h"
+#include "quillcast-audio/AnnotatedFile.h"
 #include "quillcast-audio/LinearAudioWindower.h"
 #include "quillcast-core/SerializationArchives.h"
 #include "quillcast-core/XmlOutputArchive.h"
+#include "quillcast-math/AudioFeatureComputers.h"
 #include "test-support/Command.h"
+#include "test-support/LogCapture.h"
 #include "test-support/TempDir.h"
 #include "test-support/WavBuilder.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <gmock/gmock.h>
+#include <random>
 #include <sstream>
+#include <tuple>
 
 using namespace Vexalor;
 using Testing::CommandResult;
@@ -19,6 +27,16 @@ namespace
 {
 
 constexpr const char* PROGRAM = QC_BINARY_DIR "/bin/ml-classify";
+
+LinearAudioWindower::Config windows(std::uint32_t in_uiRate, std::uint64_t in_uiLength,
+                                    std::uint64_t in_uiShift)
+{
+    LinearAudioWindower::Config config;
+    config.m_uiSamplingRate = in_uiRate;
+    config.m_uiWindowLength = in_uiLength;
+    config.m_uiWindowShift = in_uiShift;
+    return config;
+}
 
 /// The real program in a folder with scripts, a windower of 4 samples every 2 and recordings at 1000 Hz,
 /// where a millisecond is a sample.
@@ -41,10 +59,7 @@ protected:
     static std::string windowerText(std::uint32_t in_uiRate, std::uint64_t in_uiLength,
                                     std::uint64_t in_uiShift)
     {
-        LinearAudioWindower::Config config;
-        config.m_uiSamplingRate = in_uiRate;
-        config.m_uiWindowLength = in_uiLength;
-        config.m_uiWindowShift = in_uiShift;
+        const LinearAudioWindower::Config config = windows(in_uiRate, in_uiLength, in_uiShift);
         std::ostringstream text;
         XmlOutputArchive archive(text);
         archive.get() << boost::serialization::make_nvp("LinearAudioWindowerConfig", config);
@@ -52,9 +67,25 @@ protected:
         return text.str();
     }
 
-    void writeWindower(std::uint32_t in_uiRate)
+    void writeWindower(std::uint32_t in_uiRate, std::uint64_t in_uiLength = 4, std::uint64_t in_uiShift = 2)
     {
-        m_folder.write("test-input/xpr/dsp/LinearAudioWindowerConfig.xml", windowerText(in_uiRate, 4, 2));
+        m_folder.write("test-input/xpr/dsp/LinearAudioWindowerConfig.xml",
+                       windowerText(in_uiRate, in_uiLength, in_uiShift));
+    }
+
+    void importLabels(const std::string& in_strRecording, const std::string& in_strLabels,
+                      const std::string& in_strCopy) const
+    {
+        std::vector<LabelSpan> vSpans;
+        std::vector<Annotation> vAnnotations;
+        std::vector<Annotation> vMarkers;
+        ASSERT_TRUE(LabelFile::read(m_folder.path(in_strLabels), *LabelFormat::findForFile(in_strLabels), {},
+                                    vSpans));
+        LabelFile::toAnnotations(vSpans, vAnnotations, vMarkers);
+        AnnotatedFile file;
+        file.setAnnotations(vAnnotations);
+        ASSERT_TRUE(
+            file.writeToWAV(m_folder.path(in_strRecording).c_str(), m_folder.path(in_strCopy).c_str()));
     }
 
     CommandResult run(std::vector<std::string> in_vArguments) const
@@ -73,6 +104,40 @@ protected:
 
     Testing::TempDir m_folder;
 };
+
+/// Holds the targets of a recording with the classes A, B and C, in windows of those milliseconds, against
+/// what the first three samples of each window decide: the largest, or the thresholds 0.3 and -0.4.
+void expectTargets(const std::string& in_strRecording, const LinearAudioWindower::Config& in_windows,
+                   const std::vector<int>& in_vSamples, bool in_bThresholds)
+{
+    const Testing::LogCapture log("quillcast.ml");
+    MachineLearning::AudioFileDataGenerator generator;
+    MachineLearning::AudioFileDataGenerator::Config config;
+    config.m_audioConfig = in_windows;
+    config.m_pFeatureComputer = CloneableObjPtr<FeatureComputer>(new EnergyFeatureComputer);
+    config.m_vClasses = {"A", "B", "C", "OTHER"};
+    ASSERT_TRUE(generator.configure(config) && generator.setCurrentFilename(in_strRecording.c_str()) &&
+                generator.gotoStart());
+    WindowSize size;
+    std::string strError;
+    ASSERT_TRUE(in_windows.getNominalWindowSize(size, strError));
+    std::vector<double> vExpected(4);
+    DoubleVector vTarget;
+    std::size_t uiWindow = 0;
+    for (; generator.generateNext(); ++uiWindow)
+    {
+        const int* pFirst = in_vSamples.data() + uiWindow * size.m_uiShift;
+        for (std::size_t i = 0; i < 3; ++i)
+            vExpected[i] = in_bThresholds ? double(pFirst[i] >= (vExpected[i] > 0.0 ? -0.4 : 0.3) * 32768)
+                                          : double(std::max_element(pFirst, pFirst + 3) == pFirst + i);
+        vExpected[3] = double(std::count(vExpected.begin(), vExpected.begin() + 3, 1.0) == 0);
+        ASSERT_TRUE(generator.getTarget(vTarget));
+        ASSERT_EQ(std::vector<double>(vTarget.begin(), vTarget.end()), vExpected)
+            << "window " << uiWindow << " of " << size.m_uiLength << " samples every " << size.m_uiShift;
+    }
+    EXPECT_EQ(log.text(), "");
+    EXPECT_EQ(uiWindow, (in_vSamples.size() - size.m_uiLength) / size.m_uiShift + 1);
+}
 
 // 0 + 1 + 2 + 3 = 6; each window adds 8.
 constexpr const char* SUMS = "0.004\tsums\t0esult=6 1esult=0\n"
@@ -251,4 +316,141 @@ TEST_F(MlClassifyTest, HelpAndTheGraph)
     EXPECT_EQ(run({"--script", "sums", "a.wav", "--dump-evaluator-in-file", "a.wav"}).m_strErr,
               "ERROR: Not writing over a.wav: it is an input; --force writes all the same\n");
     EXPECT_EQ(Testing::readFile(m_folder.path("a.wav")), strRecording);
+}
+
+// Windows end at 4, 6, 8... and hold for the two samples before: a decision of the first one begins at 2.
+// A label of a single window stops a sample later, one after a gap of a single window starts a sample later.
+TEST_F(MlClassifyTest, DecisionsBecomeLabels)
+{
+    const auto samples = [&](const std::vector<int>& in_vValues)
+    {
+        // The first sample of window k is 2 k: its value is the output.
+        std::vector<int> vSamples;
+        for (const int iValue : in_vValues)
+            vSamples.insert(vSamples.end(), {iValue, iValue});
+        vSamples.insert(vSamples.end(), {0, 0});
+        m_folder.write("b.wav", Testing::annotatedWav(1000, vSamples, {{0, 2, "old"}}));
+    };
+    m_folder.write("test-input/xpr/level.xpr", "result = audio[0] * 32768\n");
+    m_folder.write("test-input/xpr/two.xpr", "result = [audio[0] * 32768, 5]\n");
+    const struct
+    {
+        const char* m_name;
+        std::vector<int> m_vOutputs;
+        const char* m_options;
+        const char* m_labels;
+    } CASES[] = {
+        {"a threshold",
+         {9, 4, 5, 0, 7},
+         "--script level --threshold 5",
+         "0.002000\t0.005000\tlevel\n0.007000\t0.009000\tlevel\n0.011000\t0.013000\tlevel\n"},
+        {"and a lower one",
+         {9, 4, 5, 0, 4},
+         "--script level --threshold 5 --low-threshold 4",
+         "0.002000\t0.008000\tlevel\n"},
+        {"gaps and durations",
+         {9, 0, 9, 0, 0, 9},
+         "--script level --threshold 5 --min-gap 0.003 --min-duration 0.004",
+         "0.002000\t0.008000\tlevel\n"},
+        {"the largest output, the first of equals",
+         {9, 4, 5},
+         "--script two",
+         "0.002000\t0.005000\ttwo[0]\n0.004000\t0.007000\ttwo[1]\n0.007000\t0.009000\ttwo[0]\n"},
+        {"names, and none", {9, 4}, "--script two --class-names VOICE,OTHER", "0.002000\t0.005000\tVOICE\n"},
+        {"columns",
+         {9},
+         "--script level --threshold 5 --labels-format csv --class-names \"a b,\"",
+         "start_s,stop_s,label,low_hz,high_hz\n0.002000,0.005000,a b,,\n"},
+        {"objects", {0}, "--script level --threshold 5 --labels-format json", "[\n]\n"}};
+    for (const auto& test : CASES)
+    {
+        samples(test.m_vOutputs);
+        for (const char* input : {"b.wav", "- <b.wav"})
+        {
+            const CommandResult result = shell(std::string("P --labels - ") + test.m_options + ' ' + input);
+            EXPECT_EQ(result.m_strOut, test.m_labels) << test.m_name;
+            EXPECT_EQ(result.m_strErr, "") << test.m_name;
+            EXPECT_EQ(result.m_iExit, 0) << test.m_name;
+        }
+    }
+    // Into a file, and into a copy of the recording, whose annotations they replace.
+    samples({9, 9, 0});
+    EXPECT_EQ(shell("P --labels out.TextGrid --script level --threshold 5 b.wav && P --labels copy.wav "
+                    "--script level "
+                    "--threshold 5 b.wav")
+                  .m_strErr,
+              "");
+    EXPECT_THAT(Testing::readFile(m_folder.path("out.TextGrid")),
+                HasSubstr("xmax = 0.006 \n            text = \"level\""));
+    const std::string strCopy = Testing::annotatedWav(1000, {9, 9, 9, 9, 0, 0, 0, 0}, {{2, 6, "level"}});
+    EXPECT_EQ(Testing::readFile(m_folder.path("copy.wav")), strCopy);
+    const std::pair<const char*, const char*> REFUSED[] = {
+        {"P --script level --threshold 5 a.wav", "option '--threshold' needs --labels"},
+        {"P --script level --labels - a.wav", "level has a single output: --threshold tells where it holds"},
+        {"P --script two --labels - --class-names A a.wav", "two has 2 outputs, --class-names names 1"},
+        {"P --script two --labels - --low-threshold 1 a.wav", "option '--low-threshold' needs --threshold"},
+        {"P --script two --labels - --threshold 1 --low-threshold 2 a.wav",
+         "'2' is no number that makes sense"},
+        {"P --script two --labels - --min-gap -1 a.wav", "'-1' is no number that makes sense"},
+        {"P --script two --labels - --threshold nan a.wav", "'nan' is no number that makes sense"},
+        {"P --script two --labels x.lab a.wav", "the extension of x.lab tells no format of labels"},
+        {"P --script two --labels - --labels-format xml a.wav", "there is only text, textgrid"},
+        {"P --script two --labels - --json a.wav", "option '--json' is for the results of windows"},
+        {"P --script two --labels x.wav - <a.wav", "a copy of a recording that is a file"},
+        {"P --script two --labels a.wav a.wav", "Not writing over a.wav: it is an input"},
+        {"P --script two --labels copy.wav a.wav", "Not writing over copy.wav: it is a recording"},
+        {"P --script two --labels none/x.txt a.wav", "Cannot write none/x.txt: No such file"},
+        {"P --script two --labels /dev/full --labels-format csv a.wav",
+         "Cannot write /dev/full: No space left"},
+        {"P --script two --labels - a.wav >/dev/full", "cannot write to standard output"}};
+    for (const auto& [line, message] : REFUSED)
+    {
+        const CommandResult result = shell(line);
+        EXPECT_NE(result.m_iExit, 0) << line;
+        EXPECT_THAT(result.m_strErr, HasSubstr(message)) << line;
+    }
+    EXPECT_EQ(Testing::readFile(m_folder.path("copy.wav")), strCopy);
+    EXPECT_FALSE(std::filesystem::exists(m_folder.path("x.wav")));
+}
+
+TEST_F(MlClassifyTest, ALabelLeavesAsSoonAsItIsCertain)
+{
+    // Windows of four samples every two: 9 holds until sample 6, the window that ends at 8 tells so.
+    m_folder.write("test-input/xpr/level.xpr", "result = audio[3] * 32768\n");
+    m_folder.write("c.raw", Testing::Wav::data({9, 9, 9, 9, 9, 9, 0, 0, 0, 0}).substr(8));
+    const CommandResult result = shell(
+        "mkfifo in; P --labels - --script level --threshold 5 - <in >out & exec 3>in; head -c 16 c.raw >&3; "
+        "for i in $(seq 200); do if [ -s out ]; then break; fi; sleep 0.05; done; cat out; exec 3>&-; wait");
+    EXPECT_EQ(result.m_strOut, "0.002000\t0.006000\tlevel\n");
+}
+
+// Decisions, written as labels and read as annotations, are the targets of a generator with the same windows.
+TEST_F(MlClassifyTest, LabelsAreTheTargetsOfWhatWasDecided)
+{
+    using namespace MachineLearning;
+    m_folder.write("test-input/xpr/noise.xpr", "result = [audio[0], audio[1], audio[2]]\n");
+    std::mt19937 random(3);
+    for (const auto& [uiRate, uiLength, uiShift] : {std::tuple{8000u, 25u, 10u},
+                                                    {11025u, 25u, 10u},
+                                                    {8000u, 10u, 10u},
+                                                    {8000u, 5u, 10u},
+                                                    {44100u, 20u, 7u}})
+    {
+        writeWindower(uiRate, uiLength, uiShift);
+        std::vector<int> vSamples(2 * uiRate);
+        for (int& iSample : vSamples)
+            iSample = int(random() % 65536) - 32768;
+        m_folder.write("noise.wav", Testing::annotatedWav(uiRate, vSamples, {}));
+        for (const std::string strOptions : {"", " --threshold 0.3 --low-threshold -0.4"})
+        {
+            const std::string strRun =
+                "P --script noise noise.wav --force" + strOptions + " --class-names A,B,C --labels ";
+            ASSERT_EQ(shell(strRun + "direct.wav").m_iExit, 0);
+            ASSERT_EQ(shell(strRun + "noise.txt").m_iExit, 0);
+            importLabels("noise.wav", "noise.txt", "imported.wav");
+            for (const char* file : {"direct.wav", "imported.wav"})
+                expectTargets(m_folder.path(file), windows(uiRate, uiLength, uiShift), vSamples,
+                              !strOptions.empty());
+        }
+    }
 }
