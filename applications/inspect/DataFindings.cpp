@@ -166,8 +166,26 @@ private:
             bSame = bSame && (row.m_uiPatterns == 0 || row.m_uiPatterns == uiWithTarget);
             bMissing = judgeClass(row) || bMissing;
         }
+        judgeLeftOut();
         if (bSame && !bMissing && !m_facts.m_vClasses.empty() && uiWithTarget != 0)
             add(Severity::ERROR, "all targets are the same: there is nothing to learn");
+    }
+
+    void judgeLeftOut()
+    {
+        for (const std::string& strClass : m_facts.m_vConfiguredClasses)
+        {
+            const auto isIt = [&](const Row& in_row)
+            {
+                return in_row.m_strClass == strClass;
+            };
+            if (strClass == AudioClassStatistics::OTHER || m_survey.getNbUsed() == 0 ||
+                std::any_of(m_facts.m_vClasses.begin(), m_facts.m_vClasses.end(), isIt))
+                continue;
+            Row row;
+            row.m_strClass = strClass;
+            add(Severity::WARNING, strClass + " is left out: 0 patterns" + explainMissing(row));
+        }
     }
 
     /// True for an error.

@@ -17,6 +17,8 @@ struct DataFacts
     RecordingSurvey m_survey;
     /// In target order; none where targets are no classes. Of recordings also the events.
     std::vector<AudioClassStatistics::Row> m_vClasses;
+    /// Those of the configuration, of which a set of tones leaves out what no recording annotates.
+    StringVector m_vConfiguredClasses;
     std::uint64_t m_uiPatterns = 0;
     std::uint64_t m_uiWithoutTarget = 0;
     std::uint64_t m_uiSeveralClasses = 0; ///< patterns of several classes at once

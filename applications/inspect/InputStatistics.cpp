@@ -16,8 +16,13 @@ constexpr std::uint64_t BASE = 0x0b4e9f27c6a3d85bull;
 
 std::uint64_t multiply(std::uint64_t in_uiLeft, std::uint64_t in_uiRight)
 {
+    constexpr int BITS = 61;
     using Wide = unsigned __int128;
-    return static_cast<std::uint64_t>(static_cast<Wide>(in_uiLeft) * in_uiRight % PRIME);
+    const Wide product = static_cast<Wide>(in_uiLeft) * in_uiRight;
+    // 2^61 is 1 modulo the prime.
+    const std::uint64_t uiSum =
+        (static_cast<std::uint64_t>(product) & PRIME) + static_cast<std::uint64_t>(product >> BITS);
+    return uiSum >= PRIME ? uiSum - PRIME : uiSum;
 }
 
 /// Coefficients are above 0, so that streams of zeros differ in length.

@@ -53,7 +53,8 @@ Json makeSeparation(const ValueBins& in_bins, std::size_t in_uiClasses)
         const bool bKnown = std::isfinite(area.m_dValue);
         areas.push_back(bKnown ? Json{{"area", area.m_dValue}, {"error", area.m_dError}} : Json(nullptr));
         const double dSeparation = std::max(area.m_dValue, 1.0 - area.m_dValue);
-        if (!bKnown || dSeparation <= dBest)
+        // Of two classes both have the same, but for rounding.
+        if (!bKnown || dSeparation <= dBest + 1e-9)
             continue;
         dBest = dSeparation;
         best = {{"class", i}, {"value", dSeparation}, {"error", area.m_dError}};

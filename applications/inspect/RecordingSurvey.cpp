@@ -113,4 +113,10 @@ void RecordingSurvey::addAnnotations(const AudioFileDataGenerator& in_generator,
     }
 }
 
+StringVector getClasses(const DataGenerator& in_generator)
+{
+    const auto* pWithFacts = dynamic_cast<const GeneratorWithFacts*>(&in_generator);
+    return pWithFacts == nullptr ? StringVector() : pWithFacts->getFacts().m_vClasses;
+}
+
 } // namespace Vexalor::MachineLearning

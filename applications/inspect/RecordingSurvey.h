@@ -68,4 +68,7 @@ private:
     std::set<std::string> m_names;
 };
 
+/// The classes of a configured generator of recordings; none of another one.
+StringVector getClasses(const DataGenerator& in_generator);
+
 } // namespace Vexalor::MachineLearning

@@ -113,6 +113,11 @@ void InspectApplication::takeSettings(const variables_map& in_map)
 /// Before the work, not after it.
 bool InspectApplication::openOutputs()
 {
+    if (!m_strJson.empty() && m_strJson == m_strPage)
+    {
+        QC_ERROR("Options --json and --html name the same file");
+        return false;
+    }
     if (!m_strJson.empty() && m_strJson != STANDARD_OUTPUT)
         m_pJson = std::make_unique<FileReplacer>(m_strJson);
     if (!m_strPage.empty())
@@ -161,6 +166,7 @@ bool InspectApplication::inspect(Inspection& out_inspection)
     out_inspection.m_vInputFiles = m_vInputFiles;
     out_inspection.m_facts.m_survey = std::move(found.m_survey);
     out_inspection.m_facts.m_vFeatureRates = std::move(found.m_vFeatureRates);
+    out_inspection.m_facts.m_vConfiguredClasses = std::move(found.m_vConfiguredClasses);
     out_inspection.m_facts.m_vStops = std::move(found.m_vStops);
     out_inspection.m_vFindings = m_vOfConfiguration;
     for (Finding& finding : findProblems(out_inspection.m_facts, m_uiLeastPatterns))
@@ -179,7 +185,7 @@ void InspectApplication::inspectFile(const std::string& in_strFile, Inspector& i
     const CountedObjPtr<DataGenerator> pGenerator = loadDataGenerator(m_strConfigFile.c_str());
     if (pGenerator.isNull())
         return stop(m_strConfigFile);
-    if (io_found.m_vFeatureRates.empty())
+    if (&in_strFile == &m_vInputFiles.front())
         examine(*pGenerator, io_found);
     io_listener.takeReason();
     if (!prepareDataGenerator(*pGenerator, in_strFile.c_str(), {}))
@@ -216,7 +222,7 @@ void InspectApplication::examine(const DataGenerator& in_generator, DataFacts& i
     describeDataGenerator(archive, {}, in_generator);
     const GeneratorOutlook outlook = examineGenerator(in_generator, archive.finish().m_root);
     io_found.m_vFeatureRates = outlook.m_vFeatureRates;
-    m_vOfConfiguration.clear();
+    io_found.m_vConfiguredClasses = getClasses(in_generator);
     if (!outlook.m_strFault.empty())
         m_vOfConfiguration.push_back(
             {Finding::Severity::ERROR, m_strConfigFile + ": no pattern can be made: " + outlook.m_strFault});

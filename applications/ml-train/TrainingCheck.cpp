@@ -64,6 +64,7 @@ void TrainingCheck::addSource(DataGenerator& io_generator)
 {
     QC_TRACE("TrainingCheck::addSource");
     m_facts.m_survey.add(io_generator);
+    m_facts.m_vConfiguredClasses = getClasses(io_generator);
     if (!m_facts.m_vFeatureRates.empty())
         return;
     DescribingArchive archive;

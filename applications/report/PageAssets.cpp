@@ -64,7 +64,7 @@ td.right { font-weight: 700; }
 .label { position: sticky; left: 0; display: inline-block; max-width: 100%; font-size: .8rem; color: var(--quiet); }
 .key::before { content: ""; display: inline-block; width: .75em; height: .75em; margin-right: .25em;
   background: currentColor; }
-.key { color: var(--text); }
+.key { color: var(--text); white-space: nowrap; }
 .key.signal::before { background: var(--signal); } .key.target::before { background: var(--target); }
 .key.decided::before { background: var(--decided); } .key.error::before { background: var(--error); }
 .key.output0::before { background: var(--output0); } .key.output1::before { background: var(--output1); }

@@ -53,8 +53,8 @@ class ReportBrowserTest(unittest.TestCase):
         self.addCleanup(folder.cleanup)
         self.folder = folder.name
 
-    def read_page(self):
-        with open(os.path.join(self.folder, "report", "report.html"), encoding="utf-8") as page:
+    def read_page(self, name="report/report.html"):
+        with open(os.path.join(self.folder, name), encoding="utf-8") as page:
             return page.read()
 
     def probe(self, page, width):
@@ -82,6 +82,17 @@ class ReportBrowserTest(unittest.TestCase):
         own, window, told, complaints = self.probe(self.read_page(), WIDTHS[0])
         self.assertEqual((told, complaints), ("", []))
         self.assertLessEqual(own, window)
+
+    def test_inspection(self):
+        report_test.make_set(self.folder)
+        report_test.run_well(self.folder, "ml-inspect", "--data-gen-config", "set.xml", "--data-gen-filename",
+                             "set.lst", "--html", "page.html")
+        page = self.read_page("page.html")
+        self.assertIn('class="histogram"', page)
+        for width in WIDTHS:
+            own, window, told, complaints = self.probe(page, width)
+            self.assertEqual((told, complaints), ("", []))
+            self.assertLessEqual(own, window)
 
     def test_what_is_malformed_or_too_wide_is_noticed(self):
         report_test.make_set(self.folder, ["one"])

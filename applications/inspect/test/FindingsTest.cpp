@@ -109,6 +109,10 @@ TEST(DataFindingsTest, Classes)
              setClasses(io, {"class 0"});
          },
          {"error: all targets are the same: there is nothing to learn"}},
+        {[](DataFacts& io) {
+             io.m_vConfiguredClasses = {"SPEECH", "VOICE", "OTHER"};
+         },
+         {"warning: SPEECH is left out: 0 patterns; there are annotations voice"}},
         {[](DataFacts& io) { io.m_uiSeveralClasses = 1; }, {"warning: 1 pattern of several classes at once"}},
     };
     for (const Case& testCase : CASES)
