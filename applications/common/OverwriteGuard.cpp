@@ -1,11 +1,11 @@
 #include "common/OverwriteGuard.h"
 
 #include "quillcast-audio/AudioFileReader.h"
+#include "quillcast-core/InputFile.h"
 #include "quillcast-core/Logger.h"
 
 #include <algorithm>
 #include <filesystem>
-#include <fstream>
 
 namespace Vexalor
 {
@@ -20,8 +20,9 @@ constexpr const char* FORCE_OPTION = "force";
 bool isRecording(const std::string& in_strFile)
 {
     char beginning[4] = {};
-    std::ifstream file(in_strFile, std::ios::binary);
-    return file.read(beginning, sizeof beginning) &&
+    InputFile file;
+    return file.openRegular(in_strFile.c_str()) &&
+           file.readAt(0, beginning, sizeof beginning) == sizeof beginning &&
            AudioFileReader::isRecording({beginning, sizeof beginning});
 }
 

@@ -12,6 +12,8 @@ namespace Vexalor
 namespace
 {
 
+constinit Logger s_logger("quillcast.app.Progress");
+
 constexpr std::chrono::milliseconds INTERVAL{100};
 /// Back to the first column and clear to the end of the line.
 const char* const RESTART = "\r\033[K";
@@ -28,7 +30,7 @@ void hideProgress()
 
 Progress::Progress(int in_iDescriptor)
     : m_iDescriptor(in_iDescriptor)
-    , m_bTerminal(isatty(in_iDescriptor) != 0)
+    , m_bTerminal(isatty(in_iDescriptor) != 0 && s_logger.isEnabledFor(LogLevel::INFO))
 {
     s_pProgress = this;
     Logger::setConsoleHook(hideProgress);

@@ -7,8 +7,8 @@ namespace Vexalor
 {
 
 /// One line on a terminal that tells how far a long task is, rewritten at most ten times a second, removed at
-/// the end and for each message on the console. Writes nothing when the descriptor is no terminal. One at a
-/// time in a program.
+/// the end and for each message on the console. Writes nothing when the descriptor is no terminal, nor when
+/// messages of info level are not wanted. One at a time in a program.
 ///     if (progress.isDue()) progress.show("epoch 12 of 100");
 class Progress
 {

@@ -2,6 +2,8 @@
 
 #include "MLDataGeneratorFactory.h"
 #include "MLFileSetDataGenerator.h"
+#include "common/PatternProgress.h"
+#include "quillcast-core/ConsoleLog.h"
 #include "quillcast-core/Logger.h"
 
 #include <filesystem>
@@ -39,18 +41,32 @@ SetWatch::newDataGenerator(const char* in_configFile, const char* in_inputFile,
         return {};
     auto* pSet = dynamic_cast<FileSetDataGeneratorImpl*>(m_pGenerator.get());
     m_progress.emplace();
+    m_start = std::chrono::steady_clock::now();
+    m_uiPatterns = 0;
+    m_strPlace.clear();
     const auto show = [this](const std::string& in_strFilename, std::size_t in_uiNumber, std::size_t in_uiOf)
     {
+        ConsoleLog::settleErrors(); // of recordings before it: they are skipped
+        m_strPlace = "recording " + std::to_string(in_uiNumber) + " of " + std::to_string(in_uiOf) + ", " +
+                     std::filesystem::path(in_strFilename).filename().string();
         if (m_progress->isDue())
-            m_progress->show(m_program + (": recording " + std::to_string(in_uiNumber)) + " of " +
-                             std::to_string(in_uiOf) + ", " +
-                             std::filesystem::path(in_strFilename).filename().string());
+            m_progress->show(m_program + (": " + m_strPlace));
     };
     if (pSet != nullptr)
         pSet->setFileWatcher(show);
     if (!prepareDataGenerator(*m_pGenerator, in_inputFile, in_entityToReset))
         return {};
     return wrapDataGenerator(m_pGenerator, in_entityToReset, in_bInMemory, in_scalingConfigFile);
+}
+
+void SetWatch::countPattern()
+{
+    ++m_uiPatterns;
+    if (!m_progress->isDue())
+        return;
+    const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - m_start;
+    m_progress->show(m_program + (": " + m_strPlace) + (m_strPlace.empty() ? "" : ", ") +
+                     PatternProgress::toText(m_uiPatterns, m_pGenerator->getShareRead(), elapsed.count()));
 }
 
 void SetWatch::closeSet()

@@ -4,17 +4,19 @@
 #include "common/Progress.h"
 #include "quillcast-infra/ProgramOptions.h"
 
+#include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <string>
 
 namespace Vexalor::MachineLearning
 {
 
-/// What a program does about the sets of recordings that it reads: shows on a terminal which recording it has
-/// come to, counts those that were skipped, and finds fault with that when its user wants so (--strict).
+/// What a program does about the sets of recordings that it reads: shows on a terminal how far it is, counts
+/// those that were skipped, and finds fault with that when its user wants so (--strict).
 ///
-/// Call order: addOption takeOption (newDataGenerator (a pass) closeSet)* accept.
+/// Call order: addOption takeOption (newDataGenerator countPattern* closeSet)* accept.
 class SetWatch
 {
 public:
@@ -31,6 +33,8 @@ public:
     CountedObjPtr<DataGenerator> newDataGenerator(const char* in_configFile, const char* in_inputFile,
                                                   const Handle<Resettable, ReferenceCount>& in_entityToReset,
                                                   bool in_bInMemory, const char* in_scalingConfigFile);
+    /// In a pass, for each pattern: shows on a terminal how far it is.
+    void countPattern();
     /// What newDataGenerator made, without what is wrapped around it; null after closeSet.
     DataGenerator* getGenerator() { return m_pGenerator.get(); }
     /// Counts the recordings of the set that were skipped in the last pass, and lets go of it.
@@ -41,7 +45,10 @@ public:
 private:
     const char* m_program;
     bool m_bStrict = false;
-    std::optional<Progress> m_progress;        ///< while a set is read
+    std::optional<Progress> m_progress; ///< while patterns are read
+    std::chrono::steady_clock::time_point m_start;
+    std::uint64_t m_uiPatterns = 0;
+    std::string m_strPlace;                    ///< in a set
     CountedObjPtr<DataGenerator> m_pGenerator; ///< without what is wrapped around it
     std::size_t m_uiListed = 0;
     std::size_t m_uiSkipped = 0;

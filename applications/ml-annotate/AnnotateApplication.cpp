@@ -64,6 +64,9 @@ AnnotateApplication::AnnotateApplication()
                               "annotations by none, too");
     addOption("ignore", value<StringVector>()->value_name("KIND"), describeKinds().c_str());
     setArguments("arguments", -1, "COMMAND FILE...", DESCRIPTION);
+    setExamples("ml-annotate list call.wav\n"
+                "ml-annotate import call.wav labels.txt --fill SILENCE\n"
+                "ml-annotate check call.wav --ignore uncovered");
 }
 
 bool AnnotateApplication::processCmdlineVarsMap(const variables_map& in_map)
@@ -90,7 +93,7 @@ bool AnnotateApplication::processCmdlineVarsMap(const variables_map& in_map)
     if (in_map.count("map") != 0 && !m_request.m_edits.setMaps(in_map["map"].as<StringVector>(), strError))
     {
         QC_ERROR("Option --map: " << strError);
-        return false;
+        return refuseCommand();
     }
     if (in_map.count("tier") != 0)
         m_request.m_vTiers = in_map["tier"].as<StringVector>();
@@ -118,7 +121,7 @@ bool AnnotateApplication::takeIgnored(const variables_map& in_map)
                          [&](const FindingKind& in_kind) { return strKind == in_kind.m_name; }))
         {
             QC_ERROR("Option --ignore: there is no kind \"" << strKind << "\"");
-            return false;
+            return refuseCommand();
         }
         m_request.m_ignored.insert(strKind);
     }

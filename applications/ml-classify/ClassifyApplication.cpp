@@ -83,6 +83,9 @@ ClassifyApplication::ClassifyApplication()
         "input", 1, "FILE",
         "Classifies a WAV recording by expression scripts, window by window, and prints the results.\n"
         "FILE - stands for standard input: a WAV recording, or raw samples of one channel, little-endian.");
+    setExamples("ml-classify --filesystem-path examples/scripts --script voice --script dtmf call.wav\n"
+                "cat call.alaw | ml-classify --filesystem-path examples/scripts --script dtmf \\\n"
+                "    --encoding alaw --rate 8000 --json -");
 }
 
 bool ClassifyApplication::processCmdlineVarsMap(const variables_map& in_map)
@@ -99,7 +102,7 @@ bool ClassifyApplication::processCmdlineVarsMap(const variables_map& in_map)
     if (m_vScripts.empty() || vInputs.empty())
     {
         QC_ERROR((m_vScripts.empty() ? "a script must be supplied" : "a recording must be supplied, or -"));
-        return false;
+        return refuseCommand();
     }
     m_strInput = vInputs.front();
     m_labels.takeOptions(in_map, m_vScripts);
@@ -132,7 +135,7 @@ bool ClassifyApplication::takeRawOptions(const variables_map& in_map)
     if (m_pEncoding == nullptr)
         QC_ERROR("Option --encoding: there is no \"" << strEncoding << "\", only "
                                                      << SampleEncoding::listNames());
-    return m_pEncoding != nullptr;
+    return m_pEncoding != nullptr || refuseCommand();
 }
 
 /// False, with the reason logged, when an option says what the header of a recording tells.

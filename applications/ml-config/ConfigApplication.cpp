@@ -6,7 +6,7 @@
 #include "ml-config/ScalingOptions.h"
 #include "ml-config/WriteOptions.h"
 #include "quillcast-audio/LinearAudioWindower.h"
-#include "quillcast-core/ExceptionWithMsg.h"
+#include "quillcast-infra/CommandLineError.h"
 
 #include <algorithm>
 #include <iterator>
@@ -64,6 +64,10 @@ ConfigApplication::ConfigApplication()
     addScalingOptions(getOptions());
     OverwriteGuard::addOption(getOptions(), "write over a recording or an input, too");
     setArguments("arguments", -1, "COMMAND FILE", DESCRIPTION);
+    setExamples("ml-config write voice.xml --feature mfcc --classes VOICE,OTHER\n"
+                "ml-config learn-scaling scaling.xml --data-gen-config voice.xml \\\n"
+                "    --data-gen-filename call.wav\n"
+                "ml-config explain voice.xml");
 }
 
 bool ConfigApplication::processCmdlineVarsMap(const variables_map& in_map)
@@ -86,8 +90,8 @@ bool ConfigApplication::processCmdlineVarsMap(const variables_map& in_map)
     m_guard.takeOption(in_map);
     const std::string strFault = takeRequest(in_map);
     if (!strFault.empty())
-        QC_ERROR(getName() << ": " << strFault);
-    return strFault.empty();
+        throw CommandLineError(strFault);
+    return true;
 }
 
 /// What is wrong with it; empty if nothing is.
@@ -115,7 +119,7 @@ void ConfigApplication::keepStandardOutputClear(const variables_map& in_map) con
         Logger::setLevel("", LogLevel::WARN);
 }
 
-/// The value of an option that stands for fields; throws ExceptionWithMsg when it is none.
+/// The value of an option that stands for fields; throws CommandLineError when it is none.
 StringVector ConfigApplication::takeValue(const variables_map& in_map, const std::string& in_strOption) const
 {
     struct Range
@@ -143,7 +147,7 @@ StringVector ConfigApplication::takeValue(const variables_map& in_map, const std
     }
     const std::string strValue = getString(in_map, option);
     if (in_strOption == "constant-input" && strValue != "yes" && strValue != "no")
-        throw ExceptionWithMsg("option '--constant-input': '" + strValue + "' is neither yes nor no");
+        throw CommandLineError("option '--constant-input': '" + strValue + "' is neither yes nor no");
     if (in_strOption == "constant-input")
         return {strValue == "yes" ? "1" : "0"};
     if (in_strOption == "channel" && strValue == "mean")
@@ -187,7 +191,7 @@ void ConfigApplication::takeGenerator(const variables_map& in_map)
     {
         const std::size_t uiEqual = strSetting.find('=');
         if (uiEqual == std::string::npos || uiEqual == 0)
-            throw ExceptionWithMsg("option '--set': '" + strSetting + "' is not of the form FIELD=VALUE");
+            throw CommandLineError("option '--set': '" + strSetting + "' is not of the form FIELD=VALUE");
         m_request.m_vSettings.push_back(
             {"set", {strSetting.substr(0, uiEqual)}, splitList(strSetting.substr(uiEqual + 1))});
     }

@@ -12,7 +12,7 @@ std::span<const ConfigOption> getScalingOptions();
 /// Declares the options, with the kinds of treatments in their help texts.
 void addScalingOptions(options_description& io_options);
 
-/// Takes over what was given. Returns what is wrong with it, empty if nothing is; throws ExceptionWithMsg for
+/// Takes over what was given. Returns what is wrong with it, empty if nothing is; throws CommandLineError for
 /// what is no number.
 std::string takeScalingRequest(const variables_map& in_map, ScalingRequest& io_request);
 

@@ -2,7 +2,7 @@
 
 #include "ml-config/FeatureKinds.h"
 #include "ml-config/GeneratorKinds.h"
-#include "quillcast-core/ExceptionWithMsg.h"
+#include "quillcast-infra/CommandLineError.h"
 
 #include <charconv>
 #include <cmath>
@@ -168,7 +168,7 @@ std::vector<double> getListedNumbers(const variables_map& in_map, const char* in
         const auto result = std::from_chars(strPart.data(), pEnd, dNumber);
         if (result.ec != std::errc() || result.ptr != pEnd || !std::isfinite(dNumber) ||
             (in_bAboveZero && dNumber <= 0.0))
-            throw ExceptionWithMsg(std::string("option '--") + in_option + "': '" + strPart +
+            throw CommandLineError(std::string("option '--") + in_option + "': '" + strPart +
                                    "' is no number" + (in_bAboveZero ? " above 0" : ""));
         vNumbers.push_back(dNumber);
     }

@@ -31,7 +31,7 @@ void addWriteOptions(options_description& io_options);
 
 /// The parts between commas of all values of a repeatable option, in order.
 StringVector getListed(const variables_map& in_map, const char* in_option);
-/// Such parts as finite numbers, above 0 if need be. Throws ExceptionWithMsg for one that is none.
+/// Such parts as finite numbers, above 0 if need be. Throws CommandLineError for one that is none.
 std::vector<double> getListedNumbers(const variables_map& in_map, const char* in_option, bool in_bAboveZero);
 
 } // namespace Vexalor::MachineLearning

@@ -15,6 +15,12 @@ public:
         : DataConvertApplication("ml-convert")
     {
         addWrapperOptions();
+        setDescription(
+            "Writes the patterns of a generator to a pattern file, or tests that a file delivers the same.");
+        setExamples("ml-convert --datagen-config text.xml --input-file patterns.txt \\\n"
+                    "    --output-type binary --output-file patterns.bin\n"
+                    "ml-convert --test --strict --datagen-config text.xml --input-file patterns.txt \\\n"
+                    "    --output-datagen-config binary.xml --output-file patterns.bin");
     }
 
 protected:

@@ -2,7 +2,10 @@
 #include "common/NetworkFile.h"
 #include "common/ScriptEntity.h"
 #include "common/SetWatch.h"
+#include "quillcast-core/ConsoleLog.h"
 #include "report/TestReporter.h"
+
+#include <iostream>
 
 using namespace Vexalor;
 using namespace Vexalor::MachineLearning;
@@ -12,15 +15,19 @@ namespace
 
 constinit Logger s_logger("quillcast.app.Tester");
 
+constexpr const char* REPORT_BEGINNING = "\nNumber of data pattern(s) processed ";
+
 /// Tests a network of the FANN library or from an ONNX file, or an expression script.
-class TesterApplication : public MLDataGenTesterApplicationImpl
+class TesterApplication
+    : public MLDataGenTesterApplicationImpl
+    , private MLTester::PatternObserver
 {
 public:
     TesterApplication()
         : MLDataGenTesterApplicationImpl(s_logger, "ml-tester")
     {
         auto addOption = getOptions().add_options();
-        addOption("network", value<std::string>(),
+        addOption("network", value<std::string>()->value_name("FILE"),
                   "network file of the FANN library, or ONNX. MANDATORY, or --script");
         addOption("script", value<std::string>()->value_name("NAME"),
                   "test the script NAME.xpr: the input of a pattern is its variable audio");
@@ -36,6 +43,14 @@ public:
         addWrapperOptions();
         SetWatch::addOption(getOptions());
         TestReporter::addOptions(getOptions());
+        hideOnConsole(REPORT_BEGINNING); // which showReport_i brings there
+        setDescription("Tests a network or an expression script on the patterns of a generator and reports.");
+        setExamples("ml-tester --data-gen-config voice.xml --data-gen-filename call.wav \\\n"
+                    "    --network voice.net --classification-error --report report\n"
+                    "ml-tester --data-gen-config windows.xml --data-gen-filename call.wav --script voice \\\n"
+                    "    --filesystem-path examples/scripts --classification-error --summary\n"
+                    "ml-tester --data-gen-config voice-set.xml --data-gen-filename calls.lst \\\n"
+                    "    --network voice.net --extract-failures failures");
     }
 
     CountedObjPtr<DataGenerator> newDataGenerator(const char* in_configFile, const char* in_inputFile,
@@ -46,11 +61,12 @@ public:
         m_description.m_strInput = in_inputFile;
         // A cache would hide where the patterns come from, and one pass has no use for it.
         const bool bInMemory = isInMemory() && !m_reporter.isWanted();
-        const CountedObjPtr<DataGenerator> pGenerator = m_watch.newDataGenerator(
-            in_configFile, in_inputFile, in_entityToReset, bInMemory, in_scalingConfigFile);
+        const CountedObjPtr<DataGenerator> pGenerator =
+            m_watch.newDataGenerator(in_configFile, in_inputFile, m_reporter.watchResets(in_entityToReset),
+                                     bInMemory, in_scalingConfigFile);
         m_bReady = !pGenerator.isNull();
         if (m_bReady && m_reporter.isWanted())
-            m_reporter.watch(*m_watch.getGenerator());
+            m_reporter.watch(*pGenerator, *m_watch.getGenerator());
         return pGenerator;
     }
 
@@ -65,14 +81,24 @@ protected:
         m_watch.takeOption(in_map);
         m_strNetwork = getString(in_map, "network");
         takeScriptOptions(in_map);
-        if (m_strNetwork.empty() && m_script.m_strScript.empty())
-            QC_ERROR("a network file must be supplied");
-        else if (!m_strNetwork.empty() && !m_script.m_strScript.empty())
-            QC_ERROR("Options --network and --script exclude each other");
+        if (m_strNetwork.empty() == m_script.m_strScript.empty())
+        {
+            QC_ERROR((m_strNetwork.empty() ? "a network file must be supplied"
+                                           : "Options --network and --script exclude each other"));
+            return refuseCommand();
+        }
         for (const char* option : {"network", "data-gen-config", "data-gen-filename", "scaling-config"})
             m_reporter.addInput(getString(in_map, option));
         m_description.m_strEntity = m_strNetwork.empty() ? m_script.m_strScript : m_strNetwork;
-        return m_strNetwork.empty() != m_script.m_strScript.empty() && m_reporter.takeOptions(in_map);
+        m_reporter.takeOptions(in_map);
+        return true;
+    }
+
+    void showReport_i(const MLTester::TesterStats& in_stats) override
+    {
+        std::cout << '\n' << in_stats << std::endl;
+        if (m_watch.getGenerator()->endedCleanly())
+            ConsoleLog::settleErrors(); // of recordings that were skipped
     }
 
     MLTester::TestedEntity* newTestedEntity_i() override
@@ -82,9 +108,12 @@ protected:
         return newNetworkFromFile(m_strNetwork.c_str());
     }
 
-    MLTester::PatternObserver* getObserver_i() override
+    MLTester::PatternObserver* getObserver_i() override { return this; }
+
+    bool observe(const DoubleVector& in_vOutput, const DoubleVector* in_pTarget) override
     {
-        return m_reporter.isWanted() ? &m_reporter : nullptr;
+        m_watch.countPattern();
+        return !m_reporter.isWanted() || m_reporter.observe(in_vOutput, in_pTarget);
     }
 
     bool run_i() override

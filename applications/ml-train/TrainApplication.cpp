@@ -3,8 +3,8 @@
 #include "common/Interrupt.h"
 #include "common/PatternSet.h"
 #include "ml-train/TrainingProgress.h"
-#include "quillcast-core/ExceptionWithMsg.h"
 #include "quillcast-core/FileReplacer.h"
+#include "quillcast-infra/CommandLineError.h"
 
 #include <charconv>
 #include <limits>
@@ -40,7 +40,7 @@ std::vector<unsigned int> parseLayers(const std::string& in_strText)
             break;
         pText = result.ptr + 1;
     }
-    throw ExceptionWithMsg("option '--hidden': '" + in_strText + "' is neither 0 nor sizes joined by commas");
+    throw CommandLineError("option '--hidden': '" + in_strText + "' is neither 0 nor sizes joined by commas");
 }
 
 } // namespace
@@ -49,24 +49,32 @@ TrainApplication::TrainApplication()
     : MLDataGenApplicationImpl(s_logger, "ml-train")
 {
     auto addOption = getOptions().add_options();
-    const auto number = [](const char* in_default)
+    const auto number = [](const char* in_default, const char* in_name = "N")
     {
-        return value<std::string>()->default_value(in_default);
+        return value<std::string>()->value_name(in_name)->default_value(in_default);
     };
-    addOption("data-gen-config", value<std::string>(), "data generator configuration file. MANDATORY");
-    addOption("data-gen-filename", value<StringVector>(),
+    const auto file = []
+    {
+        return value<std::string>()->value_name("FILE");
+    };
+    addOption("data-gen-config", file(), "data generator configuration file. MANDATORY");
+    addOption("data-gen-filename", value<StringVector>()->value_name("FILE"),
               "data generator input file; repeated, the patterns of all files are joined");
-    addOption("network", value<std::string>(), "network file to write. MANDATORY");
-    addOption("hidden", number("20"), "sizes of the hidden layers, joined by commas; 0: none");
+    addOption("network", file(), "network file to write. MANDATORY");
+    addOption("hidden", number("20", "LIST"), "sizes of the hidden layers, joined by commas; 0: none");
     addOption("epochs", number("200"), "most epochs to train");
     addOption("seed", number("1"), "seed of the start weights");
-    addOption("desired-error", number("0"), "stop at this mean square error of an epoch");
+    addOption("desired-error", number("0", "X"), "stop at this mean square error of an epoch");
     addOption("hold-out", number("0"),
               "hold out one pattern in so many and take the weights that are best for these; 0: none");
     addOption("patience", number("20"), "stop after so many epochs that are no better for what is held out");
     addWrapperOptions();
     SetWatch::addOption(getOptions());
     TrainingCheck::addOptions(getOptions());
+    setDescription("Trains a network on the patterns of a generator and writes it.");
+    setExamples("ml-train --data-gen-config voice.xml --data-gen-filename call.wav --network voice.net\n"
+                "ml-train --data-gen-config voice-set.xml --data-gen-filename calls.lst \\\n"
+                "    --network voice.net --hold-out 10 --strict");
     OverwriteGuard::addOption(getOptions(), "write the network over a recording or an input, too");
 }
 
@@ -82,7 +90,7 @@ bool TrainApplication::processCmdlineVarsMap(const variables_map& in_map)
         QC_ERROR("a data generator configuration file must be supplied");
     else if (m_strNetwork.empty())
         QC_ERROR("a network file must be supplied");
-    return !m_strConfigFile.empty() && !m_strNetwork.empty();
+    return (!m_strConfigFile.empty() && !m_strNetwork.empty()) || refuseCommand();
 }
 
 void TrainApplication::takeSettings(const variables_map& in_map)
@@ -103,7 +111,7 @@ void TrainApplication::takeSettings(const variables_map& in_map)
     m_settings.m_uiHoldOut = static_cast<unsigned int>(getCount(in_map, "hold-out", 0, MOST));
     m_settings.m_uiPatience = static_cast<unsigned int>(getCount(in_map, "patience", 1, MOST));
     if (m_settings.m_uiHoldOut == 1)
-        throw ExceptionWithMsg("option '--hold-out': 1 would leave no pattern to train on");
+        throw CommandLineError("option '--hold-out': 1 would leave no pattern to train on");
 }
 
 bool TrainApplication::run_i()

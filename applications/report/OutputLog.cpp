@@ -1,8 +1,8 @@
 #include "report/OutputLog.h"
 
 #include "quillcast-core/Logger.h"
+#include "report/ReportText.h"
 
-#include <algorithm>
 #include <charconv>
 
 namespace Vexalor::MachineLearning
@@ -35,12 +35,9 @@ bool OutputLog::open()
 
 void OutputLog::startRecording(const std::string& in_strName)
 {
-    std::string strName = in_strName;
-    std::replace_if(
-        strName.begin(), strName.end(), [](char in_c) { return in_c == '\n' || in_c == '\r'; }, ' ');
     m_strBuffer += "# ";
     append(m_strBuffer, ++m_uiRecording);
-    m_strBuffer += '\t' + strName + '\n';
+    m_strBuffer += '\t' + ReportText::toOneLine(in_strName) + '\n';
     m_uiPattern = 0;
 }
 

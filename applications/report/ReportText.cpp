@@ -23,6 +23,16 @@ std::string toFixed(double in_dValue, int in_iDigits)
             std::to_chars(digits, digits + MAX_DIGITS, in_dValue, std::chars_format::fixed, in_iDigits).ptr};
 }
 
+std::string toOneLine(std::string in_strText)
+{
+    const auto breaksLine = [](char in_c)
+    {
+        return in_c == '\n' || in_c == '\r' || in_c == '\t';
+    };
+    std::replace_if(in_strText.begin(), in_strText.end(), breaksLine, ' ');
+    return in_strText;
+}
+
 std::string toPercent(const nlohmann::ordered_json& in_ratio)
 {
     if (in_ratio["value"].is_null())

@@ -19,6 +19,8 @@ std::string toCounts(const nlohmann::ordered_json& in_ratio);
 std::string toNumber(const nlohmann::ordered_json& in_number);
 /// Seconds as "1:02:03.45" or "0:07.00".
 std::string toTime(double in_dSeconds);
+/// With blanks in place of line ends and tabs.
+std::string toOneLine(std::string in_strText);
 /// The number with that many digits after the point.
 std::string toFixed(double in_dValue, int in_iDigits);
 /// Rows of cells, columns as wide as their widest cell, aligned to the right; that of names to the left.

@@ -1,5 +1,7 @@
 #include "report/TestCollector.h"
 
+#include "report/Decision.h"
+
 #include <algorithm>
 #include <cmath>
 
@@ -26,13 +28,6 @@ double getMeanSquareError(const DoubleVector& in_vOutput, const DoubleVector& in
     for (std::size_t i = 0; i < in_vOutput.size(); ++i)
         dSum += (in_vTarget[i] - in_vOutput[i]) * (in_vTarget[i] - in_vOutput[i]);
     return dSum / static_cast<double>(in_vTarget.size());
-}
-
-/// As the classification error decides.
-std::size_t decide(const DoubleVector& in_vOutput)
-{
-    return static_cast<std::size_t>(std::max_element(in_vOutput.begin(), in_vOutput.end()) -
-                                    in_vOutput.begin());
 }
 
 std::int64_t getLength(const EventInterval& in_interval)
@@ -90,16 +85,16 @@ TestCollector::Judgement TestCollector::judge(const DoubleVector& in_vOutput, co
         ++counts.m_uiWithoutTarget;
         return {};
     }
-    const double* const pClass = std::find(in_pTarget->begin(), in_pTarget->end(), 1.0);
+    const std::size_t uiOnes = Decision::countClasses(*in_pTarget);
     const std::size_t uiClasses = m_results.m_confusion.size();
     if (in_pTarget->size() != in_vOutput.size() || (uiClasses != 0 && uiClasses != in_vOutput.size()))
         ++counts.m_uiMisfits;
-    else if (pClass == in_pTarget->end())
+    else if (uiOnes == 0)
         ++counts.m_uiWithoutClass;
-    else if (std::find(pClass + 1, in_pTarget->end(), 1.0) != in_pTarget->end())
+    else if (uiOnes > 1)
         ++counts.m_uiSeveralClasses;
     else
-        return {true, static_cast<std::size_t>(pClass - in_pTarget->begin()), decide(in_vOutput)};
+        return {true, Decision::findClass(*in_pTarget), Decision::decide(in_vOutput)};
     return {};
 }
 
@@ -157,7 +152,7 @@ void TestCollector::addToTimeline(const Judgement& in_judgement, const DoubleVec
     Timeline::Flags flags;
     for (std::size_t i = 0; in_pTarget != nullptr && i < in_pTarget->size(); ++i)
         flags.m_target |= (*in_pTarget)[i] == 1.0 ? Timeline::toClasses(i) : 0;
-    const std::size_t uiDecided = decide(in_vOutput);
+    const std::size_t uiDecided = Decision::decide(in_vOutput);
     flags.m_decided = Timeline::toClasses(uiDecided);
     flags.m_bError = in_judgement.isError();
     const double dScore = m_timeline.m_traces == Traces::SCORE ? in_vOutput[0] - in_vOutput[1] : 0.0;

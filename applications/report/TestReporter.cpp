@@ -1,11 +1,14 @@
 #include "report/TestReporter.h"
 
 #include "quillcast-core/Logger.h"
+#include "quillcast-infra/ApplicationImpl.h"
+#include "quillcast-infra/CommandLineError.h"
 #include "report/ReportPage.h"
 #include "report/ReportSummary.h"
 
 #include <filesystem>
 #include <iostream>
+#include <limits>
 #include <nlohmann/json.hpp>
 #include <sstream>
 
@@ -48,31 +51,30 @@ void TestReporter::addOptions(options_description& io_options)
     addOption(SUMMARY_OPTION, bool_switch(), "print what was taken for what and the worst recordings");
     addOption(LOG_OPTION, value<std::string>()->value_name("FILE"),
               "write time, target and output of every pattern");
-    addOption(TIMELINES_OPTION, value<unsigned int>()->value_name("N")->default_value(10),
+    addOption(TIMELINES_OPTION, value<std::string>()->value_name("N")->default_value("10"),
               "how many recordings the page draws, the worst first");
     addOption(CLASSES_OPTION, value<std::string>()->value_name("LIST"),
               "names of the classes in the order of the target, separated by commas; those of the generator "
               "unless given");
+    FailureExtractor::addOptions(io_options);
     OverwriteGuard::addOption(io_options, "write what is asked for over a recording or an input, too");
 }
 
-bool TestReporter::takeOptions(const variables_map& in_map)
+void TestReporter::takeOptions(const variables_map& in_map)
 {
     QC_TRACE("TestReporter::takeOptions");
+    for (const char* option : {REPORT_OPTION, LOG_OPTION, CLASSES_OPTION})
+        if (in_map.count(option) != 0 && getText(in_map, option).empty())
+            throw CommandLineError(std::string("option '--") + option + "' needs a value");
     m_strFolder = getText(in_map, REPORT_OPTION);
     m_bSummary = in_map[SUMMARY_OPTION].as<bool>();
     m_strLog = getText(in_map, LOG_OPTION);
-    m_settings.m_uiTimelines = m_strFolder.empty() ? 0 : in_map[TIMELINES_OPTION].as<unsigned int>();
+    const std::uint64_t uiTimelines =
+        ApplicationImpl::getCount(in_map, TIMELINES_OPTION, 0, std::numeric_limits<std::uint32_t>::max());
+    m_settings.m_uiTimelines = m_strFolder.empty() ? 0 : uiTimelines;
     m_settings.m_vClasses = split(getText(in_map, CLASSES_OPTION));
     m_guard.takeOption(in_map);
-    for (const char* option : {REPORT_OPTION, LOG_OPTION})
-    {
-        if (in_map.count(option) == 0 || !getText(in_map, option).empty())
-            continue;
-        QC_ERROR("Option --" << option << " needs a name");
-        return false;
-    }
-    return true;
+    m_extractor.takeOptions(in_map);
 }
 
 bool TestReporter::begin()
@@ -86,7 +88,7 @@ bool TestReporter::begin()
         if (!m_guard.allows(m_strLog) || !m_pLog->open())
             return false;
     }
-    return m_strFolder.empty() || beginPage();
+    return m_extractor.begin(m_guard.isForced()) && (m_strFolder.empty() || beginPage());
 }
 
 bool TestReporter::beginPage()
@@ -113,25 +115,50 @@ bool TestReporter::openFile(FileReplacer& io_file) const
     return false;
 }
 
-void TestReporter::observe(const DoubleVector& in_vOutput, const DoubleVector* in_pTarget)
+void TestReporter::watch(DataGenerator& io_generator, DataGenerator& io_reader)
 {
+    QC_TRACE("TestReporter::watch");
+    m_extractor.watch(io_generator);
+    m_source.watch(io_reader);
+}
+
+/// Names for other targets would stand at the wrong numbers.
+bool TestReporter::acceptClassNames(const DoubleVector& in_vTarget)
+{
+    m_bClassNamesChecked = true;
+    const std::size_t uiNames = m_settings.m_vClasses.size();
+    if (uiNames == 0 || uiNames == in_vTarget.size())
+        return true;
+    QC_ERROR("Option --" << CLASSES_OPTION << " names " << uiNames << " classes, the targets have "
+                         << in_vTarget.size() << " values");
+    return false;
+}
+
+bool TestReporter::observe(const DoubleVector& in_vOutput, const DoubleVector* in_pTarget)
+{
+    if (!m_bClassNamesChecked && in_pTarget != nullptr && !acceptClassNames(*in_pTarget))
+        return false;
     const bool bNew = m_source.advance();
     if (m_collector)
         m_collector->add(m_source, bNew, in_vOutput, in_pTarget);
+    if (m_extractor.isWanted())
+        m_extractor.add(m_source, bNew, in_vOutput, in_pTarget);
     if (m_pLog == nullptr)
-        return;
+        return true;
     if (bNew)
         m_pLog->startRecording(m_source.getName());
     std::optional<double> time;
     if (m_source.isRecording())
         time = static_cast<double>(m_source.getInterval().m_iStop) / m_source.getRate();
     m_pLog->write(time, in_pTarget, in_vOutput);
+    return true;
 }
 
 bool TestReporter::finish(const TestDescription& in_description, bool in_bComplete)
 {
     QC_TRACE("TestReporter::finish");
     bool bDone = m_pLog == nullptr || m_pLog->close();
+    bDone = m_extractor.finish() && bDone;
     if (!m_collector)
         return bDone;
     m_collector->finish(in_bComplete);

@@ -3,6 +3,7 @@
 #include "MLTester.h"
 #include "common/OverwriteGuard.h"
 #include "quillcast-infra/ProgramOptions.h"
+#include "report/FailureExtractor.h"
 #include "report/OutputLog.h"
 #include "report/ReportJson.h"
 #include "report/TestCollector.h"
@@ -15,32 +16,41 @@ namespace Vexalor::MachineLearning
 {
 
 /// What a program that tests does beside the report of its counts: a page to look at, a summary, a log of all
-/// outputs, as its user wants.
+/// outputs, sequences with failures cut out, as its user wants.
 ///
-/// Call order: addOptions takeOptions addInput* begin watch (a test) finish.
+/// Call order: addOptions takeOptions addInput* begin watchResets watch (a test) finish.
 class TestReporter : public MLTester::PatternObserver
 {
 public:
     static void addOptions(options_description& io_options);
-    /// False, with the reason logged, for values that make no sense.
-    bool takeOptions(const variables_map& in_map);
+    /// Throws CommandLineError for values that make no sense.
+    void takeOptions(const variables_map& in_map);
 
     /// False when the user wants nothing of this.
-    bool isWanted() const { return m_bSummary || !m_strFolder.empty() || !m_strLog.empty(); }
+    bool isWanted() const
+    {
+        return m_bSummary || !m_strFolder.empty() || !m_strLog.empty() || m_extractor.isWanted();
+    }
     /// A file that the program reads, and that is not written over.
     void addInput(const std::string& in_strFile) { m_guard.addInput(in_strFile); }
     /// Creates the files before the test, so that none runs whose report cannot be written. False, with the
     /// reason logged.
     bool begin();
-    /// The generator whose patterns are tested, without what wraps it; it outlives the test.
-    void watch(DataGenerator& io_generator) { m_source.watch(io_generator); }
-    void observe(const DoubleVector& in_vOutput, const DoubleVector* in_pTarget) override;
+    /// What the generator is to reset in place of the entity, which may be null.
+    Handle<Resettable, ReferenceCount> watchResets(const Handle<Resettable, ReferenceCount>& in_entity)
+    {
+        return m_extractor.watchResets(in_entity);
+    }
+    /// The generator whose patterns are tested, and the one in it that reads them; both outlive the test.
+    void watch(DataGenerator& io_generator, DataGenerator& io_reader);
+    bool observe(const DoubleVector& in_vOutput, const DoubleVector* in_pTarget) override;
     /// Writes what is wanted; in_bComplete tells whether the test went to the end of its data. False, with
     /// the reason logged, when that failed.
     bool finish(const TestDescription& in_description, bool in_bComplete);
 
 private:
     bool beginPage();
+    bool acceptClassNames(const DoubleVector& in_vTarget);
     bool openFile(FileReplacer& io_file) const;
     bool writeFile(FileReplacer& io_file, const std::string& in_strText) const;
 
@@ -48,7 +58,9 @@ private:
     std::string m_strLog;    ///< empty: no log
     bool m_bSummary = false;
     TestCollector::Settings m_settings;
+    bool m_bClassNamesChecked = false;
     OverwriteGuard m_guard;
+    FailureExtractor m_extractor;
     PatternSource m_source;
     std::optional<TestCollector> m_collector;
     std::unique_ptr<OutputLog> m_pLog;

@@ -1,11 +1,11 @@
 #include "report/TimelineJson.h"
 
 #include "quillcast-audio/AnnotatedFile.h"
+#include "quillcast-core/InputFile.h"
 #include "report/Envelope.h"
 
 #include <algorithm>
 #include <cmath>
-#include <fstream>
 #include <nlohmann/json.hpp>
 #include <optional>
 
@@ -184,11 +184,11 @@ Json makeAnnotations(std::vector<Annotation> in_vAnnotations, double in_dSeconds
 /// None when the recording cannot be read.
 std::vector<Annotation> readAnnotations(const std::string& in_strFilename)
 {
-    AnnotatedFile file;
-    std::ifstream stream(in_strFilename, std::ios::binary);
-    if (!stream || !file.readFromWAV(stream))
+    InputFile file;
+    AnnotatedFile annotated;
+    if (!file.openRegular(in_strFilename.c_str()) || !annotated.readFromWAV(file))
         return {};
-    return file.getAnnotations();
+    return annotated.getAnnotations();
 }
 
 Json makeEnvelope(const Envelope& in_envelope)

@@ -78,21 +78,22 @@ TEST_F(ScriptEntityTest, WhatIsWrongIsSaidAndFails)
     {
         std::vector<std::string> m_vArguments;
         const char* m_message;
+        int m_iExit = 1;
     } cases[] = {
-        {{}, "a network file must be supplied"},
-        {{"--script", "two", "--network", "net"}, "--network and --script exclude each other"},
+        {{}, "a network file must be supplied", 2},
+        {{"--script", "two", "--network", "net"}, "--network and --script exclude each other", 2},
         {{"--script", "none"}, "Failed to use script 'none' in the classifier."},
         {{"--script", "syntax"}, "syntax.xpr"},
         {{"--script", "two", "--filesystem-path", "none"}, "There is no folder none with scripts"},
         {{"--script", "rates"}, "Script rates cannot be used"},
         {{"--script", "two", "--result-variable-name", "other"}, "Failed to retrieve variable named 'other'"},
-        {{"--script", "two", "--rate", "0"}, "'0' is no number"},
+        {{"--script", "two", "--rate", "0"}, "'0' is no number", 2},
         {{"--script", "two"}, "two.xpr"},
     };
     for (const auto& badCase : cases)
     {
         const CommandResult result = test("text.xml", "patterns.txt", badCase.m_vArguments);
-        EXPECT_EQ(result.m_iExit, 1) << badCase.m_message;
+        EXPECT_EQ(result.m_iExit, badCase.m_iExit) << badCase.m_message;
         EXPECT_THAT(result.m_strErr, HasSubstr(badCase.m_message));
     }
 }

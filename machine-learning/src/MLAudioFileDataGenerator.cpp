@@ -381,6 +381,14 @@ bool AudioFileDataGenerator::atEnd() const
     return getCurrentAudioTime() > m_dEffectiveMaxAudioTime || m_reader.atEnd();
 }
 
+Fallible<double> AudioFileDataGenerator::getShareRead() const
+{
+    if (m_reader.getSamplingRate() == 0 || m_reader.getFrameCount() == 0)
+        return {};
+    const double dLength = static_cast<double>(m_reader.getFrameCount()) / m_reader.getSamplingRate();
+    return std::min(1.0, getCurrentAudioTime() / std::min(dLength, m_dEffectiveMaxAudioTime));
+}
+
 bool AudioFileDataGenerator::getInput(DoubleVector& out_vInput)
 {
     QC_TRACE("AudioFileDataGenerator::getInput");

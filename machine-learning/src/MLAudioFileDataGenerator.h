@@ -95,6 +95,7 @@ public:
     /// False after an unreadable recording, features that could not be computed, or a window that no class
     /// covers.
     bool endedCleanly() const override { return m_bClean && !m_reader.hasInputError(); }
+    Fallible<double> getShareRead() const override;
 
     void releaseFile() override;
     /// What derived classes make of the annotations counts.

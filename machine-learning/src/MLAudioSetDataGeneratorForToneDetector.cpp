@@ -166,6 +166,15 @@ bool AudioSetDataGeneratorForToneDetector::getTarget(DoubleVector& out_vTarget)
     return true;
 }
 
+/// Each tone counts the same.
+Fallible<double> AudioSetDataGeneratorForToneDetector::getShareRead() const
+{
+    const Fallible<double> pass = FileSetDataGeneratorNoT::getShareRead();
+    if (!pass.isValid() || m_vTones.empty())
+        return {};
+    return (static_cast<double>(m_uiTone) + pass.getValue()) / static_cast<double>(m_vTones.size());
+}
+
 /// The tone of the pass and all that is not this tone.
 void AudioSetDataGeneratorForToneDetector::summarise_i(AudioClassStatistics& io_statistics) const
 {

@@ -54,6 +54,7 @@ public:
     {
         return m_bEarlierTonesClean && FileSetDataGeneratorNoT::endedCleanly();
     }
+    Fallible<double> getShareRead() const override;
     /// Begins with the tone of the pass and its constant input, while there is a current recording.
     std::ostream& dumpStatus(std::ostream& out_stream) override;
 

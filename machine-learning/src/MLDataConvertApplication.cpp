@@ -67,12 +67,15 @@ DataConvertApplication::DataConvertApplication(const char* in_name)
 {
     QC_TRACE("DataConvertApplication ctor");
     auto addOption = getOptions().add_options();
-    addOption(INPUT_OPTION, value<std::string>(), "Input filename for input data generator");
-    addOption(CONFIG_OPTION, value<std::string>(), "data generator configuration file. MANDATORY");
-    addOption(OUTPUT_CONFIG_OPTION, value<std::string>(),
+    addOption(INPUT_OPTION, value<std::string>()->value_name("FILE"),
+              "Input filename for input data generator");
+    addOption(CONFIG_OPTION, value<std::string>()->value_name("FILE"),
+              "data generator configuration file. MANDATORY");
+    addOption(OUTPUT_CONFIG_OPTION, value<std::string>()->value_name("FILE"),
               "data generator configuration file. MANDATORY if --test");
-    addOption(OUTPUT_OPTION, value<std::string>(), "Output filename for output data writer. MANDATORY");
-    addOption(TYPE_OPTION, value<std::string>(),
+    addOption(OUTPUT_OPTION, value<std::string>()->value_name("FILE"),
+              "Output filename for output data writer. MANDATORY");
+    addOption(TYPE_OPTION, value<std::string>()->value_name("TYPE"),
               "data writer type. Possible values are \"binary\" or \"vector\". MANDATORY if not --test");
     addOption(TEST_OPTION, bool_switch(),
               "load the two datagen files and config and compare outputs for equality");
@@ -93,7 +96,7 @@ bool DataConvertApplication::processCmdlineVarsMap(const variables_map& in_map)
     if (m_bTest || !m_bStrict)
         return takeGenerators(in_map);
     QC_ERROR("--" << STRICT_OPTION << " has no effect without --" << TEST_OPTION);
-    return false;
+    return refuseCommand();
 }
 
 bool DataConvertApplication::takeGenerators(const variables_map& in_map)
@@ -103,7 +106,7 @@ bool DataConvertApplication::takeGenerators(const variables_map& in_map)
     if (strConfig.empty())
     {
         QC_ERROR("cannot configure data generator");
-        return false;
+        return refuseCommand();
     }
     const CountedObjPtr<DataGenerator> pInput = loadGenerator(strConfig, strInput);
     if (pInput.isNull() || !takeOutputType(getString(in_map, TYPE_OPTION)))
@@ -112,12 +115,12 @@ bool DataConvertApplication::takeGenerators(const variables_map& in_map)
     if (strOutputConfig.empty() && m_bTest)
     {
         QC_ERROR("cannot configure output data generator");
-        return false;
+        return refuseCommand();
     }
     if (m_strOutputFile.empty())
     {
         QC_ERROR("need an output filename");
-        return false;
+        return refuseCommand();
     }
     if (!strOutputConfig.empty())
         m_pOutputDataGen = loadGenerator(strOutputConfig, m_bTest ? m_strOutputFile : strInput);
@@ -132,7 +135,7 @@ bool DataConvertApplication::takeOutputType(const std::string& in_strType)
     {
         if (!m_bTest)
             QC_ERROR("need an output data type (\"binary\" or \"vector\")");
-        return m_bTest;
+        return m_bTest || refuseCommand();
     }
     for (const OutputType& type : OUTPUT_TYPES)
     {
@@ -143,7 +146,7 @@ bool DataConvertApplication::takeOutputType(const std::string& in_strType)
         return true;
     }
     QC_ERROR(TYPE_OPTION << " has to be either \"binary\" or \"vector\"");
-    return false;
+    return refuseCommand();
 }
 
 CountedObjPtr<DataGenerator> DataConvertApplication::loadGenerator(const std::string& in_strConfigFile,

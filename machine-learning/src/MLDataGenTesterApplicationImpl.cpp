@@ -32,6 +32,35 @@ constexpr ErrorOption ERROR_OPTIONS[] = {
     {ErrorFunction::CLASSIFICATION, ClassificationError::sGetErrFuncName, "Compute the classification error"},
 };
 
+/// Ends a test at the first pattern with a target when that and the output differ in size.
+class SizeCheck : public MLTester::PatternObserver
+{
+public:
+    explicit SizeCheck(MLTester::PatternObserver* io_pNext)
+        : m_pNext(io_pNext)
+    {
+    }
+
+    bool observe(const DoubleVector& in_vOutput, const DoubleVector* in_pTarget) override
+    {
+        if (!m_bChecked && in_pTarget != nullptr)
+        {
+            m_bChecked = true;
+            if (in_vOutput.size() != in_pTarget->size())
+            {
+                QC_ERROR("The outputs of the entity have " << in_vOutput.size() << " values, the targets "
+                                                           << in_pTarget->size() << ": they do not fit");
+                return false;
+            }
+        }
+        return m_pNext == nullptr || m_pNext->observe(in_vOutput, in_pTarget);
+    }
+
+private:
+    MLTester::PatternObserver* m_pNext;
+    bool m_bChecked = false;
+};
+
 } // namespace
 
 MLDataGenTesterApplicationImpl::MLDataGenTesterApplicationImpl(Logger& in_logger, const char* in_name)
@@ -40,8 +69,9 @@ MLDataGenTesterApplicationImpl::MLDataGenTesterApplicationImpl(Logger& in_logger
     QC_TRACE("MLDataGenTesterApplicationImpl ctor");
     hideOnConsole("Computed output: "); // which the tester says of every pattern
     auto addOption = getOptions().add_options();
-    addOption(CONFIG_OPTION, value<std::string>(), "data generator configuration file. MANDATORY");
-    addOption(INPUT_OPTION, value<std::string>(), "data generator input file");
+    addOption(CONFIG_OPTION, value<std::string>()->value_name("FILE"),
+              "data generator configuration file. MANDATORY");
+    addOption(INPUT_OPTION, value<std::string>()->value_name("FILE"), "data generator input file");
     addOption(PRINT_ERROR_OPTION, bool_switch(),
               "print information on patterns that the NeuralNet failed to classify");
     for (const ErrorOption& option : ERROR_OPTIONS)
@@ -58,7 +88,7 @@ bool MLDataGenTesterApplicationImpl::processCmdlineVarsMap(const variables_map& 
     if (in_map.count(CONFIG_OPTION) == 0)
     {
         QC_ERROR("a data generator configuration file must be supplied");
-        return false;
+        return refuseCommand();
     }
     m_strConfigFile = getString(in_map, CONFIG_OPTION);
     m_strInputFile = getString(in_map, INPUT_OPTION);
@@ -115,9 +145,11 @@ bool MLDataGenTesterApplicationImpl::test(MLTester::TestedEntity& io_entity, Dat
         QC_ERROR("MLDataGenTesterApplicationImpl::run_i : failed to configure tested entity");
         return false;
     }
-    if (!MLTester().test(io_entity, io_generator, *m_pStats, m_bPrintError, getObserver_i()))
+    SizeCheck observer(getObserver_i());
+    if (!MLTester().test(io_entity, io_generator, *m_pStats, m_bPrintError, &observer))
         return false;
     QC_INFO('\n' << *m_pStats);
+    showReport_i(*m_pStats);
     if (m_pStats->getNumMisfits() > 0)
     {
         QC_ERROR("The report makes no sense: output and target differ in size in "

@@ -10,7 +10,8 @@ namespace Vexalor::MachineLearning
 {
 
 /// The command-line tester: runs the entity of a derived application over a generator and logs the report of
-/// the chosen error functions at info level. The options are those of doc/formats.md, "Tester command line".
+/// the chosen error functions at info level. A test whose first output and target differ in size ends there,
+/// without a report. The options are those of doc/formats.md, "Tester command line".
 class MLDataGenTesterApplicationImpl : public MLDataGenApplicationImpl
 {
 public:
@@ -26,6 +27,9 @@ protected:
 
     /// Told of every pattern of the test; null, as here, for none. Owned by the derived application.
     virtual MLTester::PatternObserver* getObserver_i() { return nullptr; }
+
+    /// Called when the report has been logged, for who wants to show it whatever is logged where.
+    virtual void showReport_i(const MLTester::TesterStats&) {}
 
     bool processCmdlineVarsMap(const variables_map& in_map) override;
     /// False also, after the report, when the stream stopped before its end or targets are of other sizes

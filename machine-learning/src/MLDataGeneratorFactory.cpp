@@ -253,7 +253,7 @@ CountedObjPtr<DataGenerator> wrapDataGenerator(const CountedObjPtr<DataGenerator
         pInMemory->setDataGenerator(pGenerator);
         if (!pInMemory->setEntityToReset(in_entityToReset))
         {
-            QC_ERROR("Could not set entity to reset in InMemoryDataGenerator");
+            QC_ERROR("The memory for patterns refused the entity to reset");
             return {};
         }
         pGenerator = pInMemory;

@@ -233,6 +233,17 @@ FileSetDataGeneratorImpl::FileCounts FileSetDataGeneratorImpl::getFileCounts() c
     return {m_parser.getFilenames().size(), m_uiUsed, m_uiSkippedAlways + m_uiSkippedInPass};
 }
 
+Fallible<double> FileSetDataGeneratorImpl::getShareRead() const
+{
+    const FileCounts counts = getFileCounts();
+    if (counts.m_uiListed == 0)
+        return {};
+    const Fallible<double> current =
+        m_pCurrentGenerator.isNull() ? Fallible<double>() : m_pCurrentGenerator->getShareRead();
+    const auto dDone = static_cast<double>(counts.m_uiUsed + counts.m_uiSkipped);
+    return (dDone + (current.isValid() ? current.getValue() : 0.0)) / static_cast<double>(counts.m_uiListed);
+}
+
 // No trace scope of their own: the generator of the recording has one, and theirs would cost as much as the
 // call.
 

@@ -62,6 +62,8 @@ public:
     const char* getCurrentFilename() const override;
     std::ostream& dumpStatus(std::ostream& out_stream) override;
     bool endedCleanly() const override { return m_bClean; }
+    /// Each recording counts the same.
+    Fallible<double> getShareRead() const override;
     void releaseFile() override;
 
     /// Keeps a share and hands the entity to every generator of a recording, also to those made later. False

@@ -198,8 +198,8 @@ bool MLTester::test(const TestedEntity& in_tested, DataGenerator& in_dataGen, Te
         QC_DEBUG(vInput << " --> " << vOutput);
         QC_INFO("Computed output: " << vOutput);
         const bool bHasTarget = in_dataGen.getTarget(vTarget);
-        if (io_pObserver != nullptr)
-            io_pObserver->observe(vOutput, bHasTarget ? &vTarget : nullptr);
+        if (io_pObserver != nullptr && !io_pObserver->observe(vOutput, bHasTarget ? &vTarget : nullptr))
+            return false;
         if (!bHasTarget)
             continue;
         QC_DEBUG("\tTarget : " << vTarget);

@@ -89,8 +89,9 @@ public:
     class PatternObserver : public virtual Object
     {
     public:
-        /// in_pTarget is null for a pattern without target. The vectors live for the call.
-        virtual void observe(const DoubleVector& in_vOutput, const DoubleVector* in_pTarget) = 0;
+        /// in_pTarget is null for a pattern without target. The vectors live for the call. False, with the
+        /// reason logged, ends the test, which fails.
+        virtual bool observe(const DoubleVector& in_vOutput, const DoubleVector* in_pTarget) = 0;
     };
 
     /// Pulls one pass of patterns from its start, computes the output of each and updates io_stats with those

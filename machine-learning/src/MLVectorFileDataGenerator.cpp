@@ -178,6 +178,17 @@ VectorFileWriter::~VectorFileWriter()
     closeOrTell();
 }
 
+void VectorFileWriter::appendPattern(std::string& io_strText, bool in_bReset, const DoubleVector& in_vInput,
+                                     const DoubleVector& in_vTarget)
+{
+    if (in_bReset)
+        io_strText.append(RESET_LINE).push_back('\n');
+    in_vInput.appendTo(io_strText);
+    io_strText.push_back(' ');
+    in_vTarget.appendTo(io_strText);
+    io_strText.push_back('\n');
+}
+
 bool VectorFileWriter::write(bool in_bReset, const DoubleVector& in_vInput, const DoubleVector& in_vTarget)
 {
     QC_TRACE("MachineLearning::VectorFileWriter::write");
@@ -189,12 +200,7 @@ bool VectorFileWriter::write(bool in_bReset, const DoubleVector& in_vInput, cons
         return false;
     if (!QC_CHECK(in_vTarget.empty() || m_uiNbTarget == in_vTarget.size()))
         return false;
-    if (in_bReset)
-        m_strBytes.append(RESET_LINE).push_back('\n');
-    in_vInput.appendTo(m_strBytes);
-    m_strBytes.push_back(' ');
-    in_vTarget.appendTo(m_strBytes);
-    m_strBytes.push_back('\n');
+    appendPattern(m_strBytes, in_bReset, in_vInput, in_vTarget);
     flush();
     ++m_uiNbPattern;
     return true;

@@ -67,6 +67,10 @@ public:
     VectorFileWriter();
     ~VectorFileWriter() override;
 
+    /// Appends the text of one pattern, its mark included, to a buffer.
+    static void appendPattern(std::string& io_strText, bool in_bReset, const DoubleVector& in_vInput,
+                              const DoubleVector& in_vTarget);
+
     /// True also when the system refused the line: close tells.
     bool write(bool in_bReset, const DoubleVector& in_vInput, const DoubleVector& in_vTarget) override;
 };

@@ -12,6 +12,7 @@
 namespace Vexalor
 {
 
+class FileReplacer;
 class IffSource;
 class InputFile;
 
@@ -49,6 +50,12 @@ public:
     bool writeToWAV(const char* in_filename) const;
     /// The same into another file, in place of what that was: a copy of the first with these annotations.
     bool writeToWAV(const char* in_filename, const char* in_copyname) const;
+
+    /// Copies the beginning of a WAV file, in_uiFrames of its frames, with every other chunk as it is: so
+    /// annotations that lie behind the end of the copy are kept. Codings in which frames have no fixed size
+    /// are copied whole. Opens and commits the target. False, with the reason logged, if the source is no
+    /// intact WAV file or if writing fails.
+    static bool copyStartOfWAV(const char* in_filename, std::uint64_t in_uiFrames, FileReplacer& io_target);
 
     /// What the file says of its samples; only after readFromWAV, as all that follow.
     const WavFormat& getFormat() const { return m_format; }

@@ -6,12 +6,8 @@
 #include <iostream>
 #include <locale>
 #include <log4cplus/configurator.h>
-#include <log4cplus/consoleappender.h>
-#include <log4cplus/helpers/property.h>
 #include <log4cplus/initializer.h>
-#include <log4cplus/layout.h>
 #include <log4cplus/logger.h>
-#include <log4cplus/spi/filter.h>
 #include <mutex>
 #include <sstream>
 #include <vector>
@@ -97,66 +93,6 @@ bool Logger::configure(const char* in_file)
     log4cplus::PropertyConfigurator(in_file).configure();
     refresh();
     return true;
-}
-
-namespace
-{
-
-using namespace log4cplus;
-
-std::atomic<void (*)()> s_consoleHook{nullptr};
-
-class HookedConsoleAppender : public ConsoleAppender
-{
-public:
-    using ConsoleAppender::ConsoleAppender;
-
-protected:
-    void append(const spi::InternalLoggingEvent& in_event) override
-    {
-        if (void (*hook)() = s_consoleHook)
-            hook();
-        ConsoleAppender::append(in_event);
-    }
-};
-
-/// A console appender that takes the levels from in_iMin to in_iMax.
-SharedAppenderPtr newConsoleAppender(bool in_bStdErr, int in_iMin, int in_iMax, const char* in_pattern,
-                                     const StringVector& in_vHidden)
-{
-    SharedAppenderPtr pAppender(new HookedConsoleAppender(in_bStdErr, true));
-    pAppender->setLayout(std::make_unique<PatternLayout>(in_pattern));
-    helpers::Properties range;
-    range.setProperty("LogLevelMin", getLogLevelManager().toString(in_iMin));
-    range.setProperty("LogLevelMax", getLogLevelManager().toString(in_iMax));
-    range.setProperty("AcceptOnMatch", "false");
-    spi::FilterPtr pRange(new spi::LogLevelRangeFilter(range));
-    for (const std::string& strHidden : in_vHidden)
-    {
-        helpers::Properties hidden;
-        hidden.setProperty("StringToMatch", strHidden);
-        hidden.setProperty("AcceptOnMatch", "false");
-        pRange->appendFilter(spi::FilterPtr(new spi::StringMatchFilter(hidden)));
-    }
-    pAppender->setFilter(pRange);
-    return pAppender;
-}
-
-} // namespace
-
-void Logger::configureForConsole(LogLevel in_level, const StringVector& in_vHidden)
-{
-    log4cplus::Logger root = log4cplus::Logger::getRoot();
-    root.removeAllAppenders();
-    root.addAppender(newConsoleAppender(false, INFO_LOG_LEVEL, INFO_LOG_LEVEL, "%m%n", in_vHidden));
-    root.addAppender(newConsoleAppender(true, WARN_LOG_LEVEL, FATAL_LOG_LEVEL, "%p: %m%n", in_vHidden));
-    root.addAppender(newConsoleAppender(true, TRACE_LOG_LEVEL, DEBUG_LOG_LEVEL, "%p %c: %m%n", in_vHidden));
-    setLevel("", in_level);
-}
-
-void Logger::setConsoleHook(void (*in_hook)())
-{
-    s_consoleHook = in_hook;
 }
 
 void Logger::setLevel(const char* in_name, LogLevel in_level)

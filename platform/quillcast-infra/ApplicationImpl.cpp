@@ -1,8 +1,9 @@
 #include "quillcast-infra/ApplicationImpl.h"
 
 #include "quillcast-core/AsciiCase.h"
-#include "quillcast-core/ExceptionWithMsg.h"
+#include "quillcast-core/ConsoleLog.h"
 #include "quillcast-core/FileReplacer.h"
+#include "quillcast-infra/CommandLineError.h"
 #include "quillcast-infra/DiskFileSystem.h"
 #include "quillcast-infra/DynLibsLoader.h"
 #include "quillcast-infra/ParameterTrie.h"
@@ -73,7 +74,7 @@ Number parseNumber(const char* in_option, const std::string& in_strText, Number 
     message.imbue(std::locale::classic());
     message << "option '--" << in_option << "': '" << in_strText << "' is no number from " << in_min << " to "
             << in_max;
-    throw ExceptionWithMsg(message.str());
+    throw CommandLineError(message.str());
 }
 
 } // namespace
@@ -85,8 +86,11 @@ ApplicationImpl::ApplicationImpl(Logger& in_logger, const char* in_name)
     , m_generalOptions("General options", static_cast<unsigned int>(getHelpWidth()))
 {
     auto addOption = m_generalOptions.add_options();
-    addOption("help", bool_switch(), "print this text and exit");
+    addOption("help,h", bool_switch(), "print this text and exit");
     addOption("version", bool_switch(), "print the version and exit");
+    addOption("quiet,q", bool_switch(), "print results, warnings and errors only, and no progress");
+    addOption("verbose,v", bool_switch(),
+              "print what helps to find a fault, too, and every repeated message");
     addOption("log-config", value<std::string>()->value_name("FILE"),
               "logging configuration (log4cplus properties)");
     addOption("log-level", value<std::string>()->value_name("LEVEL"),
@@ -114,6 +118,15 @@ int ApplicationImpl::run(int in_iCount, const char* const* in_arguments)
     const TerminalGuard output(std::cout, STDOUT_FILENO);
     const TerminalGuard errors(std::cerr, STDERR_FILENO);
     Logger::configureForConsole(LogLevel::INFO, m_vHidden);
+    const int iStatus = runOptions(in_iCount, in_arguments);
+    ConsoleLog::tellLeftOut();
+    if (iStatus != 0)
+        repeatCause();
+    return iStatus;
+}
+
+int ApplicationImpl::runOptions(int in_iCount, const char* const* in_arguments)
+{
     m_vPending.clear();
     m_bStopped = false;
     m_bRefused = false;
@@ -135,6 +148,14 @@ int ApplicationImpl::run(int in_iCount, const char* const* in_arguments)
     if (m_bRefused)
         return STATUS_BAD_COMMAND_LINE;
     return bDone ? 0 : STATUS_FAILED;
+}
+
+/// The first error tells most, and others may have come after it.
+void ApplicationImpl::repeatCause() const
+{
+    const std::string strCause = ConsoleLog::getCause();
+    if (!strCause.empty() && !ConsoleLog::endsWith(strCause))
+        std::cerr << "ERROR: " << m_name << " failed: " << strCause << std::endl;
 }
 
 bool ApplicationImpl::refuseCommand()
@@ -184,15 +205,22 @@ bool ApplicationImpl::configureLogging(const variables_map& in_map) const
     const std::string strFile = getString(in_map, "log-config");
     if (!strFile.empty() && !Logger::configure(strFile.c_str()))
         return false;
-    const std::string strLevel = getString(in_map, "log-level");
+    if (!strFile.empty())
+        ConsoleLog::watchErrors();
+    const bool bQuiet = isSwitchOn(in_map, "quiet");
+    const bool bVerbose = isSwitchOn(in_map, "verbose");
+    std::string strLevel = getString(in_map, "log-level");
+    if ((bQuiet && bVerbose) || (!strLevel.empty() && (bQuiet || bVerbose)))
+        throw CommandLineError("options --quiet, --verbose and --log-level exclude each other");
+    if (bVerbose)
+        ConsoleLog::showRepeats();
+    if (bQuiet || bVerbose)
+        strLevel = bQuiet ? "WARN" : "DEBUG";
     if (strLevel.empty())
         return true;
     const LevelName* pLevel = findLevel(strLevel);
     if (pLevel == nullptr)
-    {
-        reportError("'" + strLevel + "' is no log level");
-        return false;
-    }
+        throw CommandLineError("'" + strLevel + "' is no log level");
     Logger::setLevel("", pLevel->m_level);
     return true;
 }
@@ -226,14 +254,24 @@ bool ApplicationImpl::answerPending() const
     for (const std::string& strRequest : m_vPending)
     {
         if (strRequest == "help")
-            std::cout << "Usage : " << m_name << " [options]" << m_strUsage << '\n'
-                      << wrapLines(m_strDescription, getHelpWidth()) << '\n'
-                      << m_options << '\n'
-                      << m_generalOptions;
+            writeHelp();
         else
             std::cout << m_name << ' ' << QC_VERSION << '\n';
     }
     return true;
+}
+
+void ApplicationImpl::writeHelp() const
+{
+    std::cout << "Usage : " << m_name << " [options]" << m_strUsage << '\n'
+              << wrapLines(m_strDescription, getHelpWidth()) << '\n'
+              << m_options << '\n'
+              << m_generalOptions;
+    std::istringstream examples(m_strExamples);
+    if (!m_strExamples.empty())
+        std::cout << "\nExamples:\n";
+    for (std::string strLine; std::getline(examples, strLine);)
+        std::cout << wrapLines("  " + strLine, getHelpWidth()) << '\n';
 }
 
 void ApplicationImpl::reportError(const std::string& in_strMessage) const
@@ -243,11 +281,21 @@ void ApplicationImpl::reportError(const std::string& in_strMessage) const
             << m_name << ": " << in_strMessage;
 }
 
-bool ApplicationImpl::runGuarded(const std::function<bool()>& in_step) const
+bool ApplicationImpl::runGuarded(const std::function<bool()>& in_step)
 {
     try
     {
         return in_step();
+    }
+    catch (const po::error& error)
+    {
+        reportError(std::string(error.what()) + ", see --help");
+        refuseCommand();
+    }
+    catch (const CommandLineError& error)
+    {
+        reportError(error.what());
+        refuseCommand();
     }
     catch (const std::bad_alloc&)
     {

@@ -16,15 +16,16 @@ namespace Vexalor
 /// A command-line program. A derived class adds its options in its constructor, checks their values in
 /// processCmdlineVarsMap and works in run_i; run calls the two in this order.
 ///
-/// Exit status: 0 when everything succeeded, 2 when options or a command are unknown or incomplete, 1 for
-/// every other failure. A failure has been logged at error level; an exception is logged as one message and
-/// is a failure. What was written to standard output must have arrived, or the run has failed; when its
-/// reader went away, without a message.
+/// Exit status: 0 when everything succeeded, 2 when options or a command are unknown, incomplete or make no
+/// sense, 1 for every other failure. A failure has been logged at error level; an exception is logged as one
+/// message and is a failure. Unless its cause is the last message already, it is told once more at the end.
+/// What was written to standard output must have arrived, or the run has failed; when its reader went away,
+/// without a message.
 ///
-/// Every program has the options --help, --version, --log-config, --log-level, --global-config,
-/// --plugin-folder and --no-plugins. Without --log-config, messages of info level go to standard output and
-/// the others to standard error. Help is as wide as the terminal; on a terminal control characters are
-/// escaped.
+/// Every program has the options --help, --version, --quiet, --verbose, --log-config, --log-level,
+/// --global-config, --plugin-folder and --no-plugins. Without --log-config, messages of info level go to
+/// standard output and the others to standard error, where warnings and errors of one kind are counted after
+/// the first ten. Help is as wide as the terminal; on a terminal control characters are escaped.
 ///
 /// Copyable: options that store their values into members of the original would not be, so read the values
 /// from the map.
@@ -41,9 +42,22 @@ public:
 
     const char* getName() const { return m_name; }
 
+    /// The value of an option that takes one string with a number in it. Throws CommandLineError when it was
+    /// not given or is no number from in_min to in_max; the option parser itself would turn -1 into a huge
+    /// count.
+    static std::uint64_t getCount(const variables_map& in_map, const char* in_option, std::uint64_t in_uiMin,
+                                  std::uint64_t in_uiMax);
+    static double getReal(const variables_map& in_map, const char* in_option, double in_dMin, double in_dMax);
+
 protected:
     /// The options of the derived class, in the order of the help text.
     options_description& getOptions() { return m_options; }
+
+    /// From the constructor: what the program does, below the usage line.
+    void setDescription(const char* in_text) { m_strDescription = in_text; }
+    /// From the constructor: commands as one would type them, at the end of the help. Lines that go on end
+    /// with a backslash.
+    void setExamples(const char* in_text) { m_strExamples = in_text; }
 
     /// Lets the command line carry up to in_iMax arguments that are no options (-1: any number); they are
     /// found in the map under in_name, as a StringVector. in_usage is their part of the usage line,
@@ -85,22 +99,19 @@ protected:
     static bool isSwitchOn(const variables_map& in_map, const char* in_option);
     /// The value of an option that takes one string; empty when it was not given.
     static std::string getString(const variables_map& in_map, const char* in_option);
-    /// The value of an option that takes one string with a number in it. Throws ExceptionWithMsg when it was
-    /// not given or is no number from in_min to in_max; the option parser itself would turn -1 into a huge
-    /// count.
-    static std::uint64_t getCount(const variables_map& in_map, const char* in_option, std::uint64_t in_uiMin,
-                                  std::uint64_t in_uiMax);
-    static double getReal(const variables_map& in_map, const char* in_option, double in_dMin, double in_dMax);
 
 private:
+    int runOptions(int in_iCount, const char* const* in_arguments);
     variables_map parse(int in_iCount, const char* const* in_arguments) const;
     bool process(const variables_map& in_map);
     bool configureLogging(const variables_map& in_map) const;
     bool configurePlugins(const variables_map& in_map) const;
     bool readGlobalConfiguration(const variables_map& in_map);
     bool answerPending() const;
+    void writeHelp() const;
     void reportError(const std::string& in_strMessage) const;
-    bool runGuarded(const std::function<bool()>& in_step) const;
+    void repeatCause() const;
+    bool runGuarded(const std::function<bool()>& in_step);
 
     Logger* m_pLogger;
     const char* m_name;
@@ -110,6 +121,7 @@ private:
     positional_options_description m_positions;
     std::string m_strUsage;
     std::string m_strDescription;
+    std::string m_strExamples;
     StringVector m_vPending;
     StringVector m_vHidden;
     bool m_bStopped = false;

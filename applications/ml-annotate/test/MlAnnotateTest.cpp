@@ -346,7 +346,7 @@ TEST_F(MlAnnotateTest, CheckFindsFaults)
                    "--ignore", "mixed", "--ignore", "beyond", "--ignore", "uncovered"})
                   .m_iExit,
               0);
-    fail({"check", "a.wav", "--ignore", "everything"}, "there is no kind \"everything\"");
+    fail({"check", "a.wav", "--ignore", "everything"}, "there is no kind \"everything\"", 2);
     // What tiles the recording is fine, whatever the order.
     m_folder.write("fine.wav", wav({{4000, 8000, "b"}, {0, 4000, "a"}}));
     EXPECT_EQ(succeed({"check", "fine.wav"}), "");
@@ -389,8 +389,8 @@ TEST_F(MlAnnotateTest, BadInputIsReported)
     fail({"export", "a.wav", "/dev/full", "--fill", "x"}, "Cannot write /dev/full: No space left on device");
     fail({}, "A command is needed", 2);
     fail({"lsit", "a.wav"}, "A command is needed", 2);
-    fail({"list", "a.wav", "--map", "x"}, "Option --map: \"x\" is no mapping of the form A=B");
-    fail({"list", "a.wav", "--map", "x=y", "--map", "x=z"}, "Option --map: label \"x\" is mapped twice");
+    fail({"list", "a.wav", "--map", "x"}, "Option --map: \"x\" is no mapping of the form A=B", 2);
+    fail({"list", "a.wav", "--map", "x=y", "--map", "x=z"}, "Option --map: label \"x\" is mapped twice", 2);
     fail({"list", "a.wav", "--no-such-option"}, "no-such-option", 2);
     // The others are listed all the same.
     EXPECT_EQ(run({"list", "text.wav", "a.wav", "--fill", "x"}).m_strOut, "# a.wav\n0\t1\tx\n");

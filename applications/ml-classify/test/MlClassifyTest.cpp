@@ -270,9 +270,10 @@ TEST_F(MlClassifyTest, WhatIsWrongIsSaidAndFails)
     {
         const char* m_line;
         const char* m_message;
+        int m_iExit = 1;
     } cases[] = {
-        {"P a.wav", "a script must be supplied"},
-        {"P --script sums", "a recording must be supplied"},
+        {"P a.wav", "a script must be supplied", 2},
+        {"P --script sums", "a recording must be supplied", 2},
         {"P --script none a.wav", "Failed to use script 'none' in the classifier."},
         {"P --script sums --script sums a.wav", "Script sums is given twice"},
         {"P --script syntax a.wav", "syntax.xpr"},
@@ -282,8 +283,8 @@ TEST_F(MlClassifyTest, WhatIsWrongIsSaidAndFails)
         {"P --script sums none.wav", "none.wav"},
         {"P --script sums a.raw", "a.raw"},
         {"P --script sums a.wav --rate 1000", "Option --rate is for raw samples"},
-        {"P --script sums - --rate 0 <a.raw", "'0' is no number"},
-        {"P --script sums - --encoding s17 <a.raw", "there is no \"s17\", only s16"},
+        {"P --script sums - --rate 0 <a.raw", "'0' is no number", 2},
+        {"P --script sums - --encoding s17 <a.raw", "there is no \"s17\", only s16", 2},
         {"head -c 5 a.raw | P --script sums -", "The samples end within a sample: 1 of 2 bytes"},
         {"P --filesystem-path none --script sums a.wav", "Failed to set working directory to : none"},
         {"P --script sums a.wav >/dev/full", "cannot write to standard output"},
@@ -291,7 +292,7 @@ TEST_F(MlClassifyTest, WhatIsWrongIsSaidAndFails)
     for (const auto& test : cases)
     {
         const CommandResult result = shell(test.m_line);
-        EXPECT_EQ(result.m_iExit, 1) << test.m_line;
+        EXPECT_EQ(result.m_iExit, test.m_iExit) << test.m_line;
         EXPECT_THAT(result.m_strErr, HasSubstr(test.m_message)) << test.m_line;
         EXPECT_THAT(result.m_strOut, testing::Not(HasSubstr("# end"))) << test.m_line;
     }

@@ -337,6 +337,7 @@ TEST_F(MlConfigTest, RefusesWhatCannotWork)
     {
         std::vector<std::string> m_vOptions;
         const char* m_reason;
+        int m_iExit = 1;
     };
     const Case CASES[] = {
         {{"--generator", "audi"}, "there is no generator 'audi'"},
@@ -354,7 +355,9 @@ TEST_F(MlConfigTest, RefusesWhatCannotWork)
          "option '--feature': the configuration has no field m_pFeatureComputer"},
         {{"--generator", "binary-file", "--class", "A"},
          "option '--classes': the configuration has no field m_vClasses"},
-        {{"--set", "m_uiWindowLength"}, "option '--set': 'm_uiWindowLength' is not of the form FIELD=VALUE"},
+        {{"--set", "m_uiWindowLength"},
+         "option '--set': 'm_uiWindowLength' is not of the form FIELD=VALUE",
+         2},
         {{"--set", "MfccFeatureComputer/m_uiNbBands=8"},
          "option '--set': the configuration has no field MfccFeatureComputer/m_uiNbBands"},
         {{"--set", "m_audioConfig=8"}, "option '--set': field m_audioConfig is no number, text or list"},
@@ -364,17 +367,17 @@ TEST_F(MlConfigTest, RefusesWhatCannotWork)
         {{"--generator", "vector-file-features", "--rate", "0"}, "m_dSamplingRate"},
         {{"--feature", "energy", "--bands", "8"},
          "option '--bands': the configuration has no field m_uiNbBands"},
-        {{"--rate", "-8000"}, "option '--rate': '-8000' is no number"},
-        {{"--window", "0"}, "option '--window': '0' is no number"},
+        {{"--rate", "-8000"}, "option '--rate': '-8000' is no number", 2},
+        {{"--window", "0"}, "option '--window': '0' is no number", 2},
         {{"--rate", "40", "--feature", "energy", "--shift", "12"}, "a shift of 12 ms at 40 Hz"},
-        {{"--channel", "left"}, "option '--channel': 'left' is no number"},
-        {{"--max-time", "-1"}, "option '--max-time': '-1' is no number"},
+        {{"--channel", "left"}, "option '--channel': 'left' is no number", 2},
+        {{"--max-time", "-1"}, "option '--max-time': '-1' is no number", 2},
         {{"--bands", "200"}, "the number of bands (m_uiNbBands) must be from 1"},
         {{"--feature", "mfcc", "--cepstra", "24"}, "24 cepstral coefficients of 23 bands"},
         {{"--feature", "tones"}, "there are no frequencies (m_vFrequencies)"},
         {{"--feature", "tones", "--frequency", "4000"}, "below half the sampling rate"},
-        {{"--feature", "tones", "--frequency", "697,"}, "option '--frequency': '' is no number above 0"},
-        {{"--feature", "tones", "--frequency", "inf"}, "option '--frequency': 'inf' is no number above 0"},
+        {{"--feature", "tones", "--frequency", "697,"}, "option '--frequency': '' is no number above 0", 2},
+        {{"--feature", "tones", "--frequency", "inf"}, "option '--frequency': 'inf' is no number above 0", 2},
         {{"--window", "4000000", "--feature", "identity"}, "too large to be tried"},
         {{"--feature", "mfcc", "--window", "60000", "--bands", "9000", "--cepstra", "9000"},
          "too large to be tried"},
@@ -385,7 +388,7 @@ TEST_F(MlConfigTest, RefusesWhatCannotWork)
         {{"--generator", "wideband-set", "--class", "SF:1000"}, "class 'SF:1000' is not WB_SF_TONE or OTHER"},
         {{"--generator", "vad-set", "--classes", "VOICE,SILENCE"}, "the classes are always VOICE,OTHER"},
         {{"--generator", "smoothed-vad", "--class", "VOICE"}, "the classes are always VOICE,SILENCE"},
-        {{"--generator", "tone-set", "--class", "SF:1000", "--constant-input", "1"}, "neither yes nor no"},
+        {{"--generator", "tone-set", "--class", "SF:1000", "--constant-input", "1"}, "neither yes nor no", 2},
         {{"--class", "(voice"}, "class '(voice' is no valid regular expression"},
         {{"--classes", "VOICE,,OTHER"}, "a class has no name"},
         {{"--classes", "VOICE,OTHER", "--class", "VOICE"}, "class 'VOICE' is there twice"},
@@ -397,14 +400,14 @@ TEST_F(MlConfigTest, RefusesWhatCannotWork)
         std::vector<std::string> vArguments{"write", "out.xml"};
         vArguments.insert(vArguments.end(), test.m_vOptions.begin(), test.m_vOptions.end());
         const CommandResult result = run(vArguments);
-        EXPECT_EQ(result.m_iExit, 1);
+        EXPECT_EQ(result.m_iExit, test.m_iExit);
         EXPECT_THAT(result.m_strErr, HasSubstr(test.m_reason));
         EXPECT_THAT(list(), IsEmpty());
     }
     for (const std::vector<std::string>& vArguments : std::vector<std::vector<std::string>>{
              {}, {"write"}, {"explain"}, {"change", "out.xml"}, {"write", "a", "b"}})
         EXPECT_EQ(run(vArguments).m_iExit, 2) << testing::PrintToString(vArguments);
-    EXPECT_EQ(run({"explain", "a", "--rate", "8"}).m_iExit, 1);
+    EXPECT_EQ(run({"explain", "a", "--rate", "8"}).m_iExit, 2);
 }
 
 TEST_F(MlConfigTest, LearnsAScalingThatIsAppliedToOtherData)
@@ -454,6 +457,7 @@ TEST_F(MlConfigTest, ScalingThatCannotBeLearntIsNotWritten)
     {
         std::vector<std::string> m_vOptions;
         const char* m_reason;
+        int m_iExit = 1;
     };
     const Case CASES[] = {
         {{"--data-gen-filename", "constant.txt"}, "Input 1 has one value only: it cannot be standardized"},
@@ -461,12 +465,12 @@ TEST_F(MlConfigTest, ScalingThatCannotBeLearntIsNotWritten)
         {{"--data-gen-filename", "none.txt"}, "Cannot go to the start of the data set"},
         {{"--data-gen-filename", "good.txt", "--data-gen-filename", "none.txt"},
          "The data set stopped before its end"},
-        {{"--inputs", "minmax"}, "there is no scaling 'minmax'"},
-        {{"--interval", "0,1"}, "option '--interval' is only for: min-max"},
-        {{"--inputs", "min-max", "--interval", "1"}, "option '--interval' takes two numbers"},
-        {{"--inputs", "min-max", "--interval", "0,x"}, "option '--interval': 'x' is no number\n"},
-        {{"--rate", "8000"}, "option '--rate' is for write"},
-        {{"--data-gen-config", ""}, "a data generator configuration file must be supplied"},
+        {{"--inputs", "minmax"}, "there is no scaling 'minmax'", 2},
+        {{"--interval", "0,1"}, "option '--interval' is only for: min-max", 2},
+        {{"--inputs", "min-max", "--interval", "1"}, "option '--interval' takes two numbers", 2},
+        {{"--inputs", "min-max", "--interval", "0,x"}, "option '--interval': 'x' is no number\n", 2},
+        {{"--rate", "8000"}, "option '--rate' is for write", 2},
+        {{"--data-gen-config", ""}, "a data generator configuration file must be supplied", 2},
     };
     for (const Case& test : CASES)
     {
@@ -475,12 +479,12 @@ TEST_F(MlConfigTest, ScalingThatCannotBeLearntIsNotWritten)
             vArguments.insert(vArguments.end(), {"--data-gen-config", "generator.xml"});
         vArguments.insert(vArguments.end(), test.m_vOptions.begin(), test.m_vOptions.end());
         const CommandResult result = run(vArguments);
-        EXPECT_EQ(result.m_iExit, 1) << test.m_reason;
+        EXPECT_EQ(result.m_iExit, test.m_iExit) << test.m_reason;
         EXPECT_THAT(result.m_strErr, HasSubstr(test.m_reason));
         EXPECT_FALSE(std::filesystem::exists(m_folder.path("scaling.xml"))) << test.m_reason;
     }
-    EXPECT_EQ(run({"explain", "generator.xml", "--inputs", "none"}).m_iExit, 1);
-    EXPECT_EQ(run({"write", "generator.xml", "--inputs", "none"}).m_iExit, 1);
+    EXPECT_EQ(run({"explain", "generator.xml", "--inputs", "none"}).m_iExit, 2);
+    EXPECT_EQ(run({"write", "generator.xml", "--inputs", "none"}).m_iExit, 2);
 
     // What is not finite is written, with a warning, and read again.
     const CommandResult infinite = run({"learn-scaling", "scaling.xml", "--data-gen-config", "generator.xml",

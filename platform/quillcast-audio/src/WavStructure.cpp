@@ -107,15 +107,20 @@ bool WavStructure::readFormat(IffSource& io_source, const IffChunk& in_chunk)
     return m_format.m_uiChannels != 0 || fail("it has 0 channels");
 }
 
+std::uint64_t WavStructure::getFrameBytes() const
+{
+    if (!hasFixedFrames(m_format.m_uiTag))
+        return 0;
+    const std::uint64_t uiSampleBytes = (m_format.m_uiBits + std::uint64_t(7)) / 8;
+    return m_format.m_uiBlockAlign != 0 ? m_format.m_uiBlockAlign : uiSampleBytes * m_format.m_uiChannels;
+}
+
 void WavStructure::countFrames()
 {
     m_uiFrames = m_uiFactFrames;
     if (!hasFixedFrames(m_format.m_uiTag))
         return;
-    const std::uint64_t uiSampleBytes = (m_format.m_uiBits + std::uint64_t(7)) / 8;
-    const std::uint64_t uiFrameBytes =
-        m_format.m_uiBlockAlign != 0 ? m_format.m_uiBlockAlign : uiSampleBytes * m_format.m_uiChannels;
-    m_uiFrames = uiFrameBytes == 0 ? 0 : m_data.m_uiSize / uiFrameBytes;
+    m_uiFrames = getFrameBytes() == 0 ? 0 : m_data.m_uiSize / getFrameBytes();
 }
 
 } // namespace Vexalor

@@ -24,6 +24,8 @@ public:
     const IffChunk& getData() const { return m_data; }
     /// Frames by the headers; 0 for codings in which frames have no fixed size and which do not tell.
     std::uint64_t getFrameCount() const { return m_uiFrames; }
+    /// Bytes of a frame; 0 for codings in which frames have no fixed size.
+    std::uint64_t getFrameBytes() const;
 
     /// True when the header states a size and the file is shorter.
     bool isCut() const { return m_bCut; }

@@ -1,4 +1,5 @@
 #include "quillcast-audio/AnnotatedFile.h"
+#include "quillcast-core/FileReplacer.h"
 #include "test-support/LogCapture.h"
 #include "test-support/TempDir.h"
 #include "test-support/WavBuilder.h"
@@ -178,4 +179,51 @@ TEST(AnnotationWriterTest, RefusesAndLeavesTheFileAlone)
         EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.path()), {}), 1)
             << "a temporary file is left";
     }
+}
+
+// Of 8 frames the first 3: 6 bytes of 16 bits; 9 bytes and a pad byte of three channels of 8 bits.
+TEST(AnnotationWriterTest, TheBeginningOfARecordingKeepsAllButAudio)
+{
+    const std::string strRest =
+        Wav::cue({{1, 2}}) + Wav::adtl(Wav::labl(1, "x") + Wav::ltxt(1, 6)) + Wav::chunk("xtra", "abc");
+    const auto ds64 = [](std::uint64_t in_uiFile, std::uint64_t in_uiData, std::uint64_t in_uiFrames)
+    {
+        return Wav::chunk("ds64",
+                          Wav::u64(in_uiFile) + Wav::u64(in_uiData) + Wav::u64(in_uiFrames) + Wav::u32(0));
+    };
+    const auto rf64 = [&](std::uint64_t in_uiFrames)
+    {
+        const std::uint64_t uiBytes = 2 * in_uiFrames;
+        return "RF64" + Wav::u32(0xFFFFFFFF) + "WAVE" +
+               ds64(4 + 36 + FMT.size() + 8 + uiBytes + strRest.size(), uiBytes, in_uiFrames) + FMT + "data" +
+               Wav::u32(0xFFFFFFFF) + DATA.substr(8, uiBytes) + strRest;
+    };
+    const std::string strMuLaw = Wav::fmt(8000, 3, 8, 7);
+    const std::string strWide = "abcdefghijklmnopqrstuvwx";
+    const std::string strCompressed = Wav::riff(Wav::fmt(8000, 1, 4, 17) + DATA + strRest);
+    const struct
+    {
+        const char* m_name;
+        std::string m_strBefore;
+        std::string m_strAfter;
+    } CASES[] = {
+        {"16 bits", Wav::riff(FMT + DATA + strRest), Wav::riff(FMT + Wav::data({0, 1, 2}) + strRest)},
+        {"what counts frames",
+         Wav::riff(strMuLaw + Wav::chunk("fact", Wav::u32(8)) + Wav::chunk("data", strWide)),
+         Wav::riff(strMuLaw + Wav::chunk("fact", Wav::u32(3)) + Wav::chunk("data", strWide.substr(0, 9)))},
+        {"64-bit sizes", rf64(8), rf64(3)},
+        {"a coding without frames of a fixed size", strCompressed, strCompressed},
+        {"fewer frames than asked for", Wav::riff(FMT + Wav::data({7})), Wav::riff(FMT + Wav::data({7}))},
+    };
+    for (const auto& test : CASES)
+    {
+        const TempDir folder;
+        const std::string strFile = folder.write("a.wav", test.m_strBefore);
+        FileReplacer target(folder.path("b.wav"));
+        EXPECT_TRUE(AnnotatedFile::copyStartOfWAV(strFile.c_str(), 3, target)) << test.m_name;
+        EXPECT_EQ(readFile(folder.path("b.wav")), test.m_strAfter) << test.m_name;
+        EXPECT_EQ(readFile(strFile), test.m_strBefore) << test.m_name;
+    }
+    FileReplacer target("/dev/null/none");
+    EXPECT_FALSE(AnnotatedFile::copyStartOfWAV("/nonexistent", 3, target));
 }

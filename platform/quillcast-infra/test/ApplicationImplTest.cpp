@@ -47,24 +47,33 @@ TEST(ApplicationImplTest, ExitStatusMirrorsTheResult)
         {"exception in the run", {"--action", "throw"}, 1, "running\n", "thrown late\n"},
         {"exception of another kind", {"--action", "throw-int"}, 1, "running\n", "unknown exception\n"},
         {"no memory", {"--action", "throw-memory"}, 1, "running\n", "out of memory\n"},
-        {"negative count", {"--count=-1"}, 1, "", "option '--count': '-1' is no number from 1 to 9\n"},
-        {"count and more", {"--count=1x"}, 1, "", "option '--count': '1x' is no number from 1 to 9\n"},
-        {"count too large", {"--count=10"}, 1, "", "option '--count': '10' is no number from 1 to 9\n"},
-        {"no number", {"--real=x"}, 1, "", "option '--real': 'x' is no number from -1 to 1\n"},
-        {"not finite", {"--real=nan"}, 1, "", "option '--real': 'nan' is no number from -1 to 1\n"},
-        {"unknown option", {"--actions", "ok"}, 2, "", "unrecognised option '--actions'\n"},
-        {"shortened option", {"--act", "ok"}, 2, "", "unrecognised option '--act'\n"},
+        {"negative count", {"--count=-1"}, 2, "", "option '--count': '-1' is no number from 1 to 9\n"},
+        {"count and more", {"--count=1x"}, 2, "", "option '--count': '1x' is no number from 1 to 9\n"},
+        {"count too large", {"--count=10"}, 2, "", "option '--count': '10' is no number from 1 to 9\n"},
+        {"no number", {"--real=x"}, 2, "", "option '--real': 'x' is no number from -1 to 1\n"},
+        {"not finite", {"--real=nan"}, 2, "", "option '--real': 'nan' is no number from -1 to 1\n"},
+        {"unknown option", {"--actions", "ok"}, 2, "", "unrecognised option '--actions', see --help\n"},
+        {"shortened option", {"--act", "ok"}, 2, "", "unrecognised option '--act', see --help\n"},
+        {"quiet and verbose",
+         {"-q", "-v"},
+         2,
+         "",
+         "options --quiet, --verbose and --log-level exclude each other\n"},
         {"option given twice",
          {"--action", "ok", "--action", "ok"},
          2,
          "",
-         "option '--action' cannot be specified more than once\n"},
-        {"missing value", {"--action"}, 2, "", "the required argument for option '--action' is missing\n"},
+         "option '--action' cannot be specified more than once, see --help\n"},
+        {"missing value",
+         {"--action"},
+         2,
+         "",
+         "the required argument for option '--action' is missing, see --help\n"},
         {"surplus argument",
          {"one", "two", "three"},
          2,
          "",
-         "too many positional options have been specified on the command line\n"},
+         "too many positional options have been specified on the command line, see --help\n"},
     };
     for (const StatusCase& statusCase : CASES)
     {
@@ -85,6 +94,9 @@ TEST(ApplicationImplTest, RequestsAreAnsweredInPlaceOfTheRun)
     EXPECT_THAT(help.m_strOut, HasSubstr("--action arg"));
     EXPECT_THAT(help.m_strOut, HasSubstr("--log-config FILE"));
     EXPECT_THAT(help.m_strOut, testing::Not(HasSubstr("words")));
+    EXPECT_THAT(help.m_strOut,
+                testing::EndsWith("\nExamples:\n  infra-test-application --action ok \\\n      word\n"));
+    EXPECT_EQ(run({"-h"}).m_strOut, help.m_strOut);
 
     const CommandResult version = run({"--version", "--action", "fail"});
     EXPECT_EQ(version.m_iExit, 0);
@@ -160,9 +172,11 @@ TEST(ApplicationImplTest, LoggingOptions)
     EXPECT_EQ(debug.m_iExit, 0);
     EXPECT_EQ(debug.m_strErr, "DEBUG quillcast.test.Application: processed 9 -0.5\n");
     EXPECT_EQ(run({"--log-level", "ERROR"}).m_strOut, "");
+    EXPECT_EQ(run({"--quiet"}).m_strOut, "");
+    EXPECT_EQ(run({"--verbose"}).m_strErr, "DEBUG quillcast.test.Application: processed 1 0\n");
 
     const CommandResult unknown = run({"--log-level", "loud"});
-    EXPECT_EQ(unknown.m_iExit, 1);
+    EXPECT_EQ(unknown.m_iExit, 2);
     EXPECT_EQ(unknown.m_strErr, NAME + "'loud' is no log level\n");
 
     const TempDir folder;
@@ -181,6 +195,29 @@ TEST(ApplicationImplTest, LoggingOptions)
     EXPECT_EQ(Testing::readFile(strLog),
               "quillcast.test.Application|running\nquillcast.test.Application|secret\n");
     EXPECT_EQ(run({"--log-config", folder.path("none")}).m_iExit, 1);
+}
+
+// 13 warnings of one kind: ten, then three counted.
+TEST(ApplicationImplTest, MessagesOfAKindAreCountedAndTheLastLineIsTheCause)
+{
+    std::string strWarnings;
+    for (int i = 0; i < 10; ++i)
+        strWarnings += "WARN: line " + std::to_string(i) + " is no pattern\n";
+    const std::string strErrors =
+        "ERROR: Assertion failed: it works\nERROR: no such file\nERROR: failed to do anything\n";
+    const std::string strCause = "ERROR: infra-test-application failed: no such file\n";
+    const CommandResult result = run({"--action", "fail-deeply"});
+    EXPECT_EQ(result.m_iExit, 1);
+    EXPECT_EQ(result.m_strErr, "ERROR: x.wav is no recording\n" + strWarnings + strErrors +
+                                   "WARN: ... and 3 more like \"line 0 is no pattern\"\n" + strCause);
+    for (int i = 10; i < 13; ++i)
+        strWarnings += "WARN: line " + std::to_string(i) + " is no pattern\n";
+    EXPECT_THAT(run({"--action", "fail-deeply", "--verbose"}).m_strErr,
+                testing::EndsWith(strWarnings + strErrors + strCause));
+    const TempDir folder;
+    const std::string strNone = folder.write("none.properties", "log4cplus.rootLogger=INFO\n");
+    EXPECT_EQ(run({"--action", "fail-deeply", "--log-config", strNone}).m_strErr, strCause);
+    EXPECT_EQ(run({"--action", "fail-deeply", "--log-level", "OFF"}).m_strErr, "");
 }
 
 TEST(ApplicationImplTest, GlobalConfigurationReachesTheRun)

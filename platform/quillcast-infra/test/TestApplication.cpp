@@ -1,3 +1,5 @@
+#include "quillcast-core/Assertion.h"
+#include "quillcast-core/ConsoleLog.h"
 #include "quillcast-infra/ApplicationImpl.h"
 #include "quillcast-infra/DynLibsLoader.h"
 
@@ -19,6 +21,7 @@ public:
         : ApplicationImpl(s_logger, "infra-test-application")
     {
         hideOnConsole("secret");
+        setExamples("infra-test-application --action ok \\\n    word");
         getOptions().add_options()("action", value<std::string>(), "what to do");
         getOptions().add_options()("count", value<std::string>()->default_value("1"), "a count");
         getOptions().add_options()("real", value<std::string>()->default_value("0"), "a number");
@@ -54,6 +57,8 @@ protected:
     {
         QC_INFO("running");
         QC_INFO("secret");
+        if (m_strAction == "fail-deeply")
+            return failDeeply();
         if (m_strAction == "throw")
             throw std::runtime_error("thrown late");
         if (m_strAction == "throw-int")
@@ -71,6 +76,19 @@ protected:
     }
 
 private:
+    /// As an operation does that calls others, in the course of many.
+    static bool failDeeply()
+    {
+        QC_ERROR("x.wav is no recording");
+        ConsoleLog::settleErrors();
+        for (int i = 0; i < 13; ++i)
+            QC_WARN("line " << i << " is no pattern");
+        QC_CHECK_TEXT("it works", false);
+        QC_ERROR("no such file");
+        QC_ERROR("failed to do anything");
+        return false;
+    }
+
     std::string m_strAction;
     StringVector m_vWords;
 };
