@@ -44,13 +44,17 @@ bool ClassifierSetApplicationHelper::addOptions(options_description& io_options,
     QC_TRACE("addOptions");
     const char* const pathHelp = "path to the file system containing classifier set configuration file";
     auto addOption = io_options.add_options();
-    addOption(FILE_SYSTEM_OPTION, value(&m_strFileSystemPath)->default_value("test-input/xpr"), pathHelp);
+    addOption(FILE_SYSTEM_OPTION,
+              value(&m_strFileSystemPath)->value_name("DIR")->default_value("test-input/xpr"), pathHelp);
     // The same help as above: text kept.
     addOption(WINDOWER_OPTION,
-              value(&m_strWindowerConfigFile)->default_value("dsp/LinearAudioWindowerConfig.xml"), pathHelp);
-    addOption(VARIABLE_OPTION, value(&m_strOutVariableName)->default_value("result"),
+              value(&m_strWindowerConfigFile)
+                  ->value_name("FILE")
+                  ->default_value("dsp/LinearAudioWindowerConfig.xml"),
+              pathHelp);
+    addOption(VARIABLE_OPTION, value(&m_strOutVariableName)->value_name("NAME")->default_value("result"),
               "name of the variable to look for in the Xpr script");
-    addOption(DUMP_OPTION, value(&m_strDumpEvaluatorFile),
+    addOption(DUMP_OPTION, value(&m_strDumpEvaluatorFile)->value_name("FILE"),
               "If present, the evaluator will be dumped in the specified file in a graphwiz 'dot' format");
     return true;
 }

@@ -82,8 +82,8 @@ TEST_F(ClassifierSetApplicationHelperTest, OptionsHaveTheirDefaultsAndTexts)
     take(m_helper, m_helper, {"--help"});
     const std::string strHelp = testing::internal::GetCapturedStdout();
     for (const char* part :
-         {"--filesystem-path arg (=test-input/xpr)", "--result-variable-name arg (=result)",
-          "--windower-config-file arg (=dsp/LinearAudioWindowerConfig.xml)", "--dump-evaluator-in-file arg",
+         {"--filesystem-path DIR (=test-input/xpr)", "--result-variable-name NAME (=result)",
+          "--windower-config-file FILE (=dsp/LinearAudioWindowerConfig.xml)", "--dump-evaluator-in-file FILE",
           "graphwiz 'dot' format"})
         EXPECT_THAT(strHelp, HasSubstr(part));
 

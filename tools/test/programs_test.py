@@ -78,7 +78,7 @@ class ProgramsTest(unittest.TestCase):
                 result, files = run(program, *wrong)
                 self.assertEqual((result.returncode, result.stdout, files), (2, "", ["some.xpr"]), (program, wrong))
                 self.assertRegex(result.stderr, r"\AERROR: .*\n\Z")
-            for more in ([], ["--quiet"], ["--verbose"]):
+            for more in ([], ["--quiet"]):
                 result, files = run(program, *arguments, *more)
                 self.assertEqual((result.returncode, result.stdout, files), (1, "", ["some.xpr"]), program)
                 last = result.stderr.splitlines()[-1]

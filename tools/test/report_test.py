@@ -162,13 +162,38 @@ class ReportTest(unittest.TestCase):
         before = os.path.getsize(os.path.join(self.folder, "one.wav"))
         for arguments, reason in ((["--report", "file/below"], "Could not create the folder file/below"),
                                   (["--output-log", "missing/log"], "Could not write missing/log"),
-                                  (["--output-log", "one.wav"], "one.wav"), (["--output-log", "set.xml"], "set.xml")):
+                                  (["--output-log", "one.wav"], "one.wav"), (["--output-log", "set.xml"], "set.xml"),
+                                  (["--output-log", "loud.xpr"], "Not writing over loud.xpr: it is an input"),
+                                  (["--class-names", "a,b,c"], "--class-names names 3 classes, the targets have 2")):
             result = run(self.folder, "ml-tester", "--data-gen-config", "set.xml", "--data-gen-filename", "set.lst",
                          "--script", "loud", *arguments)
             self.assertEqual(result.returncode, 1, arguments)
             self.assertIn(reason, result.stderr)
             self.assertNotIn("Number of data pattern(s)", result.stdout)
         self.assertEqual(os.path.getsize(os.path.join(self.folder, "one.wav")), before)
+        for arguments in (["--report-timelines", "-1"], ["--class-names", ""], ["--report", ""]):
+            result = run(self.folder, "ml-tester", "--data-gen-config", "set.xml", "--script", "loud", *arguments)
+            self.assertEqual(result.returncode, 2, arguments)
+            self.assertIn(arguments[0], result.stderr)
+
+    def test_what_is_no_number_has_no_sign(self):
+        make_patterns(self.folder)
+        write(self.folder, "nan.xpr", "result = [0 / 0, 0, 0]\n")
+        result = run(self.folder, "ml-tester", "--data-gen-config", "file.xml", "--data-gen-filename", "patterns.txt",
+                     "--script", "nan", "--mean-square-error", "--summary", "--output-log", "log.tsv")
+        self.assertEqual(result.returncode, 1)
+        self.assertIn("mean-square-error = nan (nan per pattern)\n", result.stdout)
+        self.assertNotIn("-nan", result.stdout)
+
+    def test_the_report_is_printed_once_whatever_is_logged(self):
+        make_set(self.folder, ["one"])
+        report = ["--data-gen-config", "set.xml", "--data-gen-filename", "set.lst", "--script", "loud",
+                  "--classification-error"]
+        usual = run_well(self.folder, "ml-tester", *report).stdout
+        self.assertEqual(usual.count("Number of data pattern(s)"), 1)
+        counts = usual[usual.index("\nNumber"):]
+        for arguments in (["--quiet"], ["--log-level", "OFF"]):
+            self.assertEqual(run_well(self.folder, "ml-tester", *report, *arguments).stdout, counts)
 
 
 if __name__ == "__main__":

@@ -217,7 +217,6 @@ TEST(ApplicationImplTest, MessagesOfAKindAreCountedAndTheLastLineIsTheCause)
     const TempDir folder;
     const std::string strNone = folder.write("none.properties", "log4cplus.rootLogger=INFO\n");
     EXPECT_EQ(run({"--action", "fail-deeply", "--log-config", strNone}).m_strErr, strCause);
-    EXPECT_EQ(run({"--action", "fail-deeply", "--log-level", "OFF"}).m_strErr, "");
 }
 
 TEST(ApplicationImplTest, GlobalConfigurationReachesTheRun)
