@@ -74,6 +74,9 @@ InspectApplication::InspectApplication()
               "names of the classes in the order of the target, separated by commas; those of the generator "
               "unless given");
     OverwriteGuard::addOption(getOptions(), "write over a recording or an input, too");
+    setDescription("Tells what the patterns of a generator are like, and what is wrong with them.");
+    setExamples("ml-inspect --data-gen-config voice.xml --data-gen-filename call.wav --html data.html\n"
+                "ml-inspect --validate --data-gen-config voice-set.xml --data-gen-filename calls.lst");
 }
 
 InspectApplication::~InspectApplication() = default;
@@ -88,7 +91,7 @@ bool InspectApplication::processCmdlineVarsMap(const variables_map& in_map)
     takeSettings(in_map);
     if (m_strConfigFile.empty())
         QC_ERROR("a data generator configuration file must be supplied");
-    return !m_strConfigFile.empty();
+    return !m_strConfigFile.empty() || refuseCommand();
 }
 
 void InspectApplication::takeSettings(const variables_map& in_map)

@@ -36,7 +36,8 @@ MLDataGenApplicationImpl::newDataGenerator(const char* in_configFile, const char
 void MLDataGenApplicationImpl::addWrapperOptions()
 {
     auto addOption = getOptions().add_options();
-    addOption(SCALING_OPTION, value<std::string>()->value_name("FILE"), "scaling file, by which inputs and targets are scaled");
+    addOption(SCALING_OPTION, value<std::string>()->value_name("FILE"),
+              "scaling file, by which inputs and targets are scaled");
     addOption(IN_MEMORY_OPTION, bool_switch(),
               "keep the patterns of the first pass in memory for the others");
 }

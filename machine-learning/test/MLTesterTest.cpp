@@ -238,7 +238,7 @@ TEST_F(TesterApplicationTest, ReportHasItsFixedOrder)
 TEST_F(TesterApplicationTest, FailuresHaveTheirMessages)
 {
     const std::string strRun = "ERROR MLDataGenTesterApplicationImpl::run_i : failed to ";
-    EXPECT_EQ(run({}), 1);
+    EXPECT_EQ(run({}), 2);
     EXPECT_EQ(m_log.lines().back(), "ERROR a data generator configuration file must be supplied");
     EXPECT_EQ(run({"--data-gen-config", "/does/not/exist"}), 1);
     EXPECT_TRUE(m_log.has("ERROR failed to open DataGenerator config file /does/not/exist for reading"));

@@ -21,6 +21,7 @@ MISSING = {
     "ml-classify": ["--filesystem-path", ".", "--windower-config-file", "missing", "--script", "a", "a.wav"],
     "ml-config": ["explain", "missing"],
     "ml-convert": ["--datagen-config", "missing", "--output-type", "binary", "--output-file", "out"],
+    "ml-inspect": ["--data-gen-config", "missing"],
     "ml-tester": ["--data-gen-config", "missing", "--script", "some"],
     "ml-train": ["--data-gen-config", "missing", "--network", "out"],
 }
@@ -54,7 +55,8 @@ class ProgramsTest(unittest.TestCase):
             self.document = text.read()
 
     def test_every_program_is_looked_at(self):
-        self.assertEqual({os.path.basename(path) for path in glob.glob(os.path.join(PROGRAMS, "ml-*"))}, set(MISSING))
+        names = {os.path.basename(path) for path in glob.glob(os.path.join(PROGRAMS, "ml-*"))}
+        self.assertEqual({name for name in names if not name.endswith("-test")}, set(MISSING))
 
     def test_help(self):
         for program in MISSING:
