@@ -313,7 +313,7 @@ TEST_F(RecordingSetsTest, TrainingTellsTheMistakesInItsData)
         const CommandResult strict = train("set.lst", "none", {"--strict", "--least-patterns", "11"});
         EXPECT_EQ(strict.m_iExit, 1);
         EXPECT_THAT(strict.m_strErr, HasSubstr(std::string("ERROR: ") + mistake.m_message));
-        EXPECT_THAT(strict.m_strErr, EndsWith(NOT_TRAINED));
+        EXPECT_THAT(strict.m_strErr, HasSubstr(NOT_TRAINED));
         EXPECT_EQ(train("set.lst", "new", {"--insist"}).m_iExit, 0);
     }
     EXPECT_FALSE(std::filesystem::exists(m_folder.path("none")));
