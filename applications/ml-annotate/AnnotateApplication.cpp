@@ -54,6 +54,7 @@ AnnotateApplication::AnnotateApplication()
     addOption("markers", bool_switch(), "list, export: markers, too, after the annotations");
     addOption("map", value<StringVector>()->value_name("A=B"), "label B instead of A; may be repeated");
     addOption("fill", value<std::string>()->value_name("LABEL"), "label for what no annotation covers");
+    addOption("join", bool_switch(), "join annotations of one label that touch or overlap");
     addOption("sort", bool_switch(), "sort by time");
     addOption("format", value<std::string>()->value_name("FORMAT"),
               ("of files of labels: " + LabelFormat::listNames()).c_str());
@@ -66,7 +67,9 @@ AnnotateApplication::AnnotateApplication()
     setArguments("arguments", -1, "COMMAND FILE...", DESCRIPTION);
     setExamples("ml-annotate list call.wav\n"
                 "ml-annotate import call.wav labels.txt --fill SILENCE\n"
-                "ml-annotate check call.wav --ignore uncovered");
+                "ml-annotate check call.wav --ignore uncovered\n"
+                "ml-annotate label-copies labelled corpus/*.wav --map FEE016=VOICE --join --fill OTHER\n"
+                "ml-annotate draw call.wav call.svg");
 }
 
 bool AnnotateApplication::processCmdlineVarsMap(const variables_map& in_map)
@@ -86,6 +89,7 @@ bool AnnotateApplication::processCmdlineVarsMap(const variables_map& in_map)
     m_request.m_bMarkers = isSwitchOn(in_map, "markers");
     m_request.m_bDecode = isSwitchOn(in_map, "decode");
     m_request.m_guard.takeOption(in_map);
+    m_request.m_edits.setJoin(isSwitchOn(in_map, "join"));
     m_request.m_edits.setSort(isSwitchOn(in_map, "sort"));
     if (in_map.count("fill") != 0)
         m_request.m_edits.setFill(getString(in_map, "fill"));
@@ -108,7 +112,7 @@ bool AnnotateApplication::takeFormat(const variables_map& in_map)
     m_request.m_pFormat = LabelFormat::find(strFormat);
     if (m_request.m_pFormat == nullptr)
         QC_ERROR("Option --format: there is no \"" << strFormat << "\", only " << LabelFormat::listNames());
-    return m_request.m_pFormat != nullptr;
+    return m_request.m_pFormat != nullptr || refuseCommand();
 }
 
 bool AnnotateApplication::takeIgnored(const variables_map& in_map)

@@ -29,7 +29,8 @@ Annotation join(const Annotation& in_first, const Annotation& in_second)
 {
     const std::string& strNote = in_first.getNote();
     const char* separator = strNote.empty() || in_second.getNote().empty() ? "" : "; ";
-    return {in_first.getLabel(), in_first.getStartTime(), in_second.getStopTime(),
+    return {in_first.getLabel(), in_first.getStartTime(),
+            std::max(in_first.getStopTime(), in_second.getStopTime()),
             strNote + separator + in_second.getNote()};
 }
 
@@ -99,7 +100,7 @@ void AnnotationEdits::joinTouching(std::vector<Annotation>& io_vAnnotations, std
     std::vector<std::size_t> vOrder;
     for (std::size_t i = 0; i < io_vAnnotations.size(); ++i)
         if (io_vAnnotations[i].getStartTime() < io_vAnnotations[i].getStopTime() &&
-            gives(io_vAnnotations[i].getLabel()))
+            (m_bJoin || gives(io_vAnnotations[i].getLabel())))
             vOrder.push_back(i);
     std::stable_sort(
         vOrder.begin(), vOrder.end(),
@@ -111,8 +112,11 @@ void AnnotationEdits::joinTouching(std::vector<Annotation>& io_vAnnotations, std
     {
         const Annotation& annotation = io_vAnnotations[uiIndex];
         const auto itLatest = latest.find(annotation.getLabel());
-        if (itLatest == latest.end() || toSample(io_vAnnotations[itLatest->second].getStopTime(),
-                                                 in_uiRate) != toSample(annotation.getStartTime(), in_uiRate))
+        const std::uint64_t uiStart = toSample(annotation.getStartTime(), in_uiRate);
+        const std::uint64_t uiReached =
+            itLatest == latest.end() ? 0
+                                     : toSample(io_vAnnotations[itLatest->second].getStopTime(), in_uiRate);
+        if (itLatest == latest.end() || uiReached < uiStart || (uiReached > uiStart && !m_bJoin))
         {
             latest[annotation.getLabel()] = uiIndex;
             continue;

@@ -22,7 +22,7 @@ struct SampleRange
 std::vector<SampleRange> findGaps(const std::vector<Annotation>& in_vAnnotations, std::uint32_t in_uiRate,
                                   std::uint64_t in_uiFrames);
 
-/// Changes that are made to annotations on their way: labels renamed, gaps filled, sorted, in this order.
+/// Changes that are made to annotations on their way: labels renamed, gaps filled, joined, sorted, in this order.
 /// Where stretches of a label that was given by the first two touch they become one, in the place of the
 /// earlier one: what reads annotations refuses those of one class that touch.
 class AnnotationEdits
@@ -33,6 +33,8 @@ public:
     bool setMaps(const StringVector& in_vMaps, std::string& out_strError);
     /// Gaps get this label and come after the others.
     void setFill(const std::string& in_strLabel);
+    /// All that touch or overlap others of their label become one.
+    void setJoin(bool in_bJoin) { m_bJoin = in_bJoin; }
     /// By start, then stop; equal ones keep their order.
     void setSort(bool in_bSort) { m_bSort = in_bSort; }
 
@@ -49,6 +51,7 @@ private:
     std::map<std::string, std::string> m_labels;
     std::string m_strFill;
     bool m_bFill = false;
+    bool m_bJoin = false;
     bool m_bSort = false;
 };
 

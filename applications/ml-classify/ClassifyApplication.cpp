@@ -4,7 +4,7 @@
 #include "ml-classify/RecordingStream.h"
 #include "ml-classify/ResultWriter.h"
 #include "quillcast-audio/AudioFileReader.h"
-#include "quillcast-core/ExceptionWithMsg.h"
+#include "quillcast-infra/CommandLineError.h"
 
 #include <algorithm>
 #include <limits>
@@ -81,11 +81,15 @@ ClassifyApplication::ClassifyApplication()
     m_helper.addOptions(getOptions(), hidden);
     setArguments(
         "input", 1, "FILE",
-        "Classifies a WAV recording by expression scripts, window by window, and prints the results.\n"
+        "Classifies a WAV recording by expression scripts, window by window, and prints the results, or "
+        "labels of what "
+        "was decided.\n"
         "FILE - stands for standard input: a WAV recording, or raw samples of one channel, little-endian.");
     setExamples("ml-classify --filesystem-path examples/scripts --script voice --script dtmf call.wav\n"
                 "cat call.alaw | ml-classify --filesystem-path examples/scripts --script dtmf \\\n"
-                "    --encoding alaw --rate 8000 --json -");
+                "    --encoding alaw --rate 8000 --json -\n"
+                "ml-classify --filesystem-path examples/scripts --script voice --class-names VOICE,OTHER \\\n"
+                "    --min-gap 0.3 --labels call.TextGrid call.wav");
 }
 
 bool ClassifyApplication::processCmdlineVarsMap(const variables_map& in_map)
@@ -107,7 +111,7 @@ bool ClassifyApplication::processCmdlineVarsMap(const variables_map& in_map)
     m_strInput = vInputs.front();
     m_labels.takeOptions(in_map, m_vScripts);
     if (m_bJson && m_labels.isWanted())
-        throw ExceptionWithMsg(
+        throw CommandLineError(
             "option '--json' is for the results of windows; --labels-format is for labels");
     return mayWriteGraph(in_map) && takeRawOptions(in_map);
 }

@@ -3,9 +3,10 @@
 #include "labels/LabelFile.h"
 #include "labels/LabelReading.h"
 #include "quillcast-audio/AnnotatedFile.h"
-#include "quillcast-core/ExceptionWithMsg.h"
 #include "quillcast-core/InputFile.h"
 #include "quillcast-core/Logger.h"
+#include "quillcast-infra/ApplicationImpl.h"
+#include "quillcast-infra/CommandLineError.h"
 
 #include <algorithm>
 #include <cmath>
@@ -33,17 +34,6 @@ constexpr const char* NO_CLASS = "OTHER";
 constexpr unsigned int DECIMALS = 6;
 /// Seconds: a year.
 constexpr double MOST_SECONDS = 366.0 * 86400.0;
-
-/// Throws for what is no number in those bounds.
-double getReal(const variables_map& in_map, const char* in_option, double in_dMin, double in_dMax)
-{
-    const std::string& strNumber = in_map[in_option].as<std::string>();
-    double dNumber = 0.0;
-    if (!LabelReading::parseNumber(strNumber, dNumber) || dNumber < in_dMin || dNumber > in_dMax)
-        throw ExceptionWithMsg(std::string("option '--") + in_option + "': '" + strNumber +
-                               "' is no number that makes sense here");
-    return dNumber;
-}
 
 std::uint64_t toSamples(double in_dSeconds, double in_dRate)
 {
@@ -80,13 +70,13 @@ void LabelOutput::takeOptions(const variables_map& in_map, const StringVector& i
         for (const char* option :
              {FORMAT_OPTION, THRESHOLD_OPTION, LOW_OPTION, GAP_OPTION, DURATION_OPTION, CLASSES_OPTION})
             if (in_map.count(option) != 0 && !in_map[option].defaulted())
-                throw ExceptionWithMsg(std::string("option '--") + option + "' needs --" + LABELS_OPTION);
+                throw CommandLineError(std::string("option '--") + option + "' needs --" + LABELS_OPTION);
         return;
     }
     m_strTarget = in_map[LABELS_OPTION].as<std::string>();
     m_vScripts = in_vScripts;
     if (m_strTarget.empty())
-        throw ExceptionWithMsg(std::string("option '--") + LABELS_OPTION + "' needs a value");
+        throw CommandLineError(std::string("option '--") + LABELS_OPTION + "' needs a value");
     const bool bFormat = in_map.count(FORMAT_OPTION) != 0;
     const bool bCopy = !bFormat && m_strTarget.size() > 4 && m_strTarget.ends_with(".wav");
     if (!bCopy)
@@ -94,7 +84,7 @@ void LabelOutput::takeOptions(const variables_map& in_map, const StringVector& i
                         ? LabelFormat::find(in_map[FORMAT_OPTION].as<std::string>())
                         : LabelFormat::findForFile(m_strTarget == STANDARD_STREAM ? "-.txt" : m_strTarget);
     if (!bCopy && m_pFormat == nullptr)
-        throw ExceptionWithMsg(bFormat ? std::string("option '--") + FORMAT_OPTION + "': there is only " +
+        throw CommandLineError(bFormat ? std::string("option '--") + FORMAT_OPTION + "': there is only " +
                                              LabelFormat::listNames()
                                        : "the extension of " + m_strTarget +
                                              " tells no format of labels: --" + FORMAT_OPTION + " is needed");
@@ -107,15 +97,15 @@ void LabelOutput::takeRule(const variables_map& in_map)
 {
     constexpr double MOST = std::numeric_limits<double>::max();
     if (in_map.count(THRESHOLD_OPTION) != 0)
-        m_rule.m_threshold = getReal(in_map, THRESHOLD_OPTION, -MOST, MOST);
+        m_rule.m_threshold = ApplicationImpl::getReal(in_map, THRESHOLD_OPTION, -MOST, MOST);
     if (in_map.count(LOW_OPTION) == 0)
         m_rule.m_dLowThreshold = m_rule.m_threshold.value_or(0.0);
     else if (!m_rule.m_threshold)
-        throw ExceptionWithMsg(std::string("option '--") + LOW_OPTION + "' needs --" + THRESHOLD_OPTION);
+        throw CommandLineError(std::string("option '--") + LOW_OPTION + "' needs --" + THRESHOLD_OPTION);
     else
-        m_rule.m_dLowThreshold = getReal(in_map, LOW_OPTION, -MOST, *m_rule.m_threshold);
-    m_dMinGap = getReal(in_map, GAP_OPTION, 0.0, MOST_SECONDS);
-    m_dMinDuration = getReal(in_map, DURATION_OPTION, 0.0, MOST_SECONDS);
+        m_rule.m_dLowThreshold = ApplicationImpl::getReal(in_map, LOW_OPTION, -MOST, *m_rule.m_threshold);
+    m_dMinGap = ApplicationImpl::getReal(in_map, GAP_OPTION, 0.0, MOST_SECONDS);
+    m_dMinDuration = ApplicationImpl::getReal(in_map, DURATION_OPTION, 0.0, MOST_SECONDS);
 }
 
 bool LabelOutput::start(const std::string& in_strInput, const OverwriteGuard& in_guard,

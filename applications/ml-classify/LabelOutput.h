@@ -28,7 +28,7 @@ class LabelOutput
 {
 public:
     static void addOptions(options_description& io_options);
-    /// Throws ExceptionWithMsg for options that make no sense.
+    /// Throws CommandLineError for options that make no sense.
     void takeOptions(const variables_map& in_map, const StringVector& in_vScripts);
     bool isWanted() const { return !m_strTarget.empty(); }
 

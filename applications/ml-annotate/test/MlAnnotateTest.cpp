@@ -82,6 +82,9 @@ TEST_F(MlAnnotateTest, EditedLabelsThatTouchBecomeOne)
     // it.
     EXPECT_EQ(succeed({"list", "a.wav", "--map", "x=y", "--fill", "y"}),
               "0\t0.25\ty\n0.25\t0.375\tz\n0.375\t0.5\tz\n0.6875\t1\ty\n0.5\t0.75\ty\n");
+    // Asked for, any labels and overlaps, too.
+    EXPECT_EQ(succeed({"list", "a.wav", "--join"}),
+              "0.125\t0.25\tx\n0\t0.125\ty\n0.25\t0.5\tz\n0.625\t1\ty\n");
 }
 
 TEST_F(MlAnnotateTest, JsonHoldsEverything)
@@ -233,7 +236,7 @@ TEST_F(MlAnnotateTest, EveryFormatIsAFixedPoint)
     fail({"export", "other/a.wav", "--map", "VOICE=a b", "--format", "rttm"},
          "Cannot export other/a.wav: label \"a b\" at 0 s cannot be a field of RTTM");
     fail({"export", "other/a.wav", "--format", "xml"},
-         "Option --format: there is no \"xml\", only text, textgrid");
+         "Option --format: there is no \"xml\", only text, textgrid", 2);
     fail({"import", "other/a.wav", "b.txt", "--format", "csv"},
          "Cannot import b.txt: line 1: no column is named start_s");
 }
@@ -263,7 +266,8 @@ TEST_F(MlAnnotateTest, RecordingsAreCopiedWithTheLabelsBesideThem)
               "ERROR: Not copying both.wav: labels lie beside it in both.txt and in both.csv; --format "
               "chooses\n"
               "ERROR: Not copying out/../a.wav: out/a.wav is the copy of another recording of that "
-              "name\n");
+              "name\n"
+              "ERROR: ml-annotate failed: Not copying bare.wav: no labels lie beside it\n");
     EXPECT_EQ(readFile(m_folder.path("out/list.txt")), "a.wav\n");
     succeed({"label-copies", "out", "both.wav", "--format", "csv"});
     EXPECT_EQ(succeed({"list", "out/both.wav"}), "0\t1\tc\n");
