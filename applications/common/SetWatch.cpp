@@ -39,6 +39,11 @@ SetWatch::newDataGenerator(const char* in_configFile, const char* in_inputFile,
     m_pGenerator = loadDataGenerator(in_configFile);
     if (m_pGenerator.isNull())
         return {};
+    if (dynamic_cast<FileDataGenerator*>(m_pGenerator.get()) != nullptr && *in_inputFile == '\0')
+    {
+        QC_ERROR("The generator of " << in_configFile << " reads a file: give it with --data-gen-filename");
+        return {};
+    }
     auto* pSet = dynamic_cast<FileSetDataGeneratorImpl*>(m_pGenerator.get());
     m_progress.emplace();
     m_start = std::chrono::steady_clock::now();

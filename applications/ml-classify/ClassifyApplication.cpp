@@ -85,7 +85,7 @@ ClassifyApplication::ClassifyApplication()
         "labels of what "
         "was decided.\n"
         "FILE - stands for standard input: a WAV recording, or raw samples of one channel, little-endian.");
-    setExamples("ml-classify --filesystem-path examples/scripts --script voice --script dtmf call.wav\n"
+    setExamples("ml-classify --filesystem-path examples/scripts --script voice call.wav\n"
                 "cat call.alaw | ml-classify --filesystem-path examples/scripts --script dtmf \\\n"
                 "    --encoding alaw --rate 8000 --json -\n"
                 "ml-classify --filesystem-path examples/scripts --script voice --class-names VOICE,OTHER \\\n"

@@ -131,8 +131,9 @@ std::string HeaderReader::takeCoding(std::uint16_t in_uiTag, const unsigned char
         return "samples of coding " + std::to_string(in_uiTag) + " with " + std::to_string(uiBits) +
                " bits are read from a file only";
     m_layout.m_pEncoding = SampleEncoding::find(itCoding->m_encoding);
-    const bool bSound = m_layout.m_uiRate != 0 && m_layout.m_uiChannels != 0 &&
-                        uiFrameBytes == m_layout.m_uiChannels * m_layout.m_pEncoding->m_uiBytes;
+    const bool bSound =
+        m_layout.m_uiRate != 0 && m_layout.m_uiChannels != 0 &&
+        (uiFrameBytes == 0 || uiFrameBytes == m_layout.m_uiChannels * m_layout.m_pEncoding->m_uiBytes);
     return bSound ? "" : "its header is damaged";
 }
 

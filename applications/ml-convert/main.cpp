@@ -17,10 +17,10 @@ public:
         addWrapperOptions();
         setDescription(
             "Writes the patterns of a generator to a pattern file, or tests that a file delivers the same.");
-        setExamples("ml-convert --datagen-config text.xml --input-file patterns.txt \\\n"
-                    "    --output-type binary --output-file patterns.bin\n"
-                    "ml-convert --test --strict --datagen-config text.xml --input-file patterns.txt \\\n"
-                    "    --output-datagen-config binary.xml --output-file patterns.bin");
+        setExamples("ml-convert --datagen-config text.xml --input-file p.txt \\\n"
+                    "    --output-type binary --output-file p.bin\n"
+                    "ml-convert --test --strict --datagen-config text.xml --input-file p.txt \\\n"
+                    "    --output-datagen-config binary.xml --output-file p.bin");
     }
 
 protected:

@@ -75,8 +75,8 @@ InspectApplication::InspectApplication()
               "unless given");
     OverwriteGuard::addOption(getOptions(), "write over a recording or an input, too");
     setDescription("Tells what the patterns of a generator are like, and what is wrong with them.");
-    setExamples("ml-inspect --data-gen-config voice.xml --data-gen-filename call.wav --html data.html\n"
-                "ml-inspect --validate --data-gen-config voice-set.xml --data-gen-filename calls.lst");
+    setExamples("ml-inspect --data-gen-config a.xml --data-gen-filename a.wav --html a.html\n"
+                "ml-inspect --validate --data-gen-config set.xml --data-gen-filename calls.lst");
 }
 
 InspectApplication::~InspectApplication() = default;

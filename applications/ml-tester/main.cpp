@@ -47,10 +47,10 @@ public:
         setDescription("Tests a network or an expression script on the patterns of a generator and reports.");
         setExamples("ml-tester --data-gen-config voice.xml --data-gen-filename call.wav \\\n"
                     "    --network voice.net --classification-error --report report\n"
-                    "ml-tester --data-gen-config windows.xml --data-gen-filename call.wav --script voice \\\n"
-                    "    --filesystem-path examples/scripts --classification-error --summary\n"
+                    "ml-tester --data-gen-config windows.xml --data-gen-filename call.wav \\\n"
+                    "    --script voice --filesystem-path examples/scripts --summary\n"
                     "ml-tester --data-gen-config voice-set.xml --data-gen-filename calls.lst \\\n"
-                    "    --network voice.net --extract-failures failures");
+                    "    --network voice.net --classification-error --extract-failures failures");
     }
 
     CountedObjPtr<DataGenerator> newDataGenerator(const char* in_configFile, const char* in_inputFile,

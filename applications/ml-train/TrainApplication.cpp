@@ -72,7 +72,8 @@ TrainApplication::TrainApplication()
     SetWatch::addOption(getOptions());
     TrainingCheck::addOptions(getOptions());
     setDescription("Trains a network on the patterns of a generator and writes it.");
-    setExamples("ml-train --data-gen-config voice.xml --data-gen-filename call.wav --network voice.net\n"
+    setExamples("ml-train --data-gen-config voice.xml --data-gen-filename call.wav \\\n"
+                "    --network voice.net\n"
                 "ml-train --data-gen-config voice-set.xml --data-gen-filename calls.lst \\\n"
                 "    --network voice.net --hold-out 10 --strict");
     OverwriteGuard::addOption(getOptions(), "write the network over a recording or an input, too");

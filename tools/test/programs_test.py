@@ -33,7 +33,7 @@ def run(program, *arguments):
         with open(os.path.join(folder, "some.xpr"), "w", encoding="utf-8") as script:
             script.write("result = audio\n")
         result = subprocess.run([os.path.join(PROGRAMS, program), *arguments], cwd=folder, capture_output=True,
-                                text=True, stdin=subprocess.DEVNULL, env=dict(os.environ, COLUMNS="200"), timeout=60)
+                                text=True, stdin=subprocess.DEVNULL, env=dict(os.environ, COLUMNS="100"), timeout=60)
         return result, os.listdir(folder)
 
 
@@ -67,6 +67,9 @@ class ProgramsTest(unittest.TestCase):
             self.assertNotRegex(result.stdout, r"(?m)^  --\S+ arg\b", program)
             examples = result.stdout.split("\nExamples:\n")[1].replace("\\\n", "").splitlines()
             options = set(OPTION.findall(result.stdout.split("\nExamples:\n")[0]))
+            # As they stand there they fit a usual terminal: a line that is wrapped cannot be copied.
+            for line in result.stdout.split("\nExamples:\n")[1].splitlines():
+                self.assertLessEqual(len(line), 80, line)
             for example in examples:
                 self.assertIn(program, shlex.split(example), example)
                 self.assertLessEqual(set(OPTION.findall(example)), options, example)
