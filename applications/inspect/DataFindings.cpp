@@ -4,6 +4,7 @@
 #include "report/ReportText.h"
 
 #include <algorithm>
+#include <cmath>
 #include <nlohmann/json.hpp>
 
 namespace Vexalor::MachineLearning
@@ -39,6 +40,19 @@ std::string join(const StringVector& in_vNames)
     return strText;
 }
 
+/// As it stands, unless that would hide a blank at its end.
+std::string toName(const std::string& in_strLabel)
+{
+    const bool bBlank = !in_strLabel.empty() && (in_strLabel.front() == ' ' || in_strLabel.back() == ' ');
+    return bBlank ? '\'' + in_strLabel + '\'' : in_strLabel;
+}
+
+std::string toRate(double in_dRate)
+{
+    return std::round(in_dRate) == in_dRate ? ReportText::toFixed(in_dRate, 0)
+                                            : ReportText::toNumber(in_dRate);
+}
+
 /// "3, 7 to 9"; in rising order.
 std::string joinPlaces(const std::vector<std::size_t>& in_vPlaces)
 {
@@ -48,9 +62,10 @@ std::string joinPlaces(const std::vector<std::size_t>& in_vPlaces)
         std::size_t uiEnd = i + 1;
         while (uiEnd < in_vPlaces.size() && in_vPlaces[uiEnd] == in_vPlaces[uiEnd - 1] + 1)
             ++uiEnd;
+        const bool bRun = uiEnd - i > 2;
         vRuns.push_back(std::to_string(in_vPlaces[i]) +
-                        (uiEnd - i == 1 ? "" : " to " + std::to_string(in_vPlaces[uiEnd - 1])));
-        i = uiEnd;
+                        (bRun ? " to " + std::to_string(in_vPlaces[uiEnd - 1]) : ""));
+        i = bRun ? uiEnd : i + 1;
     }
     return join(vRuns);
 }
@@ -139,7 +154,7 @@ private:
             const auto itOther = std::find_if(m_facts.m_vFeatureRates.begin(), m_facts.m_vFeatureRates.end(),
                                               [&](double in_dRate) { return in_dRate != dRate; });
             if (itOther != m_facts.m_vFeatureRates.end())
-                add(Severity::ERROR, "the features are for " + ReportText::toNumber(*itOther) + " Hz, but " +
+                add(Severity::ERROR, "the features are for " + toRate(*itOther) + " Hz, but " +
                                          countOf(rate.m_uiRecordings, "recording") + " of " +
                                          std::to_string(uiRate) + " Hz, the first is " + rate.m_strFirst +
                                          ": frequencies are wrong there");
@@ -217,7 +232,7 @@ private:
         if (strNearest.empty())
             strNearest = findNearestName(in_row.m_strClass, getLabels(true));
         if (!strNearest.empty())
-            return "; did you mean " + strNearest + '?';
+            return "; did you mean " + toName(strNearest) + '?';
         const StringVector vAll = getLabels(true);
         return vAll.empty() ? "; there are no annotations at all" : "; there are annotations " + join(vAll);
     }

@@ -138,6 +138,16 @@ TEST(DataFindingsTest, Recordings)
              io.m_survey.m_labels["SILENCE"] = {1, 2.0, false};
          },
          {"note: no class takes the label 'SILENCE' (1 annotation, 2 s)"}},
+        {[](DataFacts& io)
+         {
+             setClasses(io, {"SF:500", "OTHER"});
+             io.m_survey.m_labels = {{"SF:510 ", {1, 2.0, false}}};
+             io.m_survey.m_rates[16000] = {2, "b.wav"};
+             io.m_vFeatureRates.clear();
+         },
+         {"error: SF:500: 0 patterns; did you mean 'SF:510 '?",
+          "warning: no class takes the label 'SF:510 ' (1 annotation, 2 s); did you mean SF:500?",
+          "note: recordings of several rates: 3 of 8000 Hz, 2 of 16000 Hz"}},
         {[](DataFacts& io) { io.m_survey.m_vWithoutAnnotation = {"b.wav"}; },
          {"warning: 1 of 3 recordings without any annotation, wholly OTHER: b.wav"}},
         {[](DataFacts& io)
@@ -154,13 +164,10 @@ TEST(DataFindingsTest, Recordings)
              io.m_survey.m_vSkipped = {{"b.wav", "b.wav is empty"}, {"c.wav", "it is too short"}};
          },
          {"warning: skipped: b.wav is empty", "warning: skipped: c.wav: it is too short"}},
-        {[](DataFacts& io) {
-             io.m_survey.m_rates[16000] = {2, "b.wav"};
-         },
-         {"error: the features are for 8000 Hz, but 2 recordings of 16000 Hz, the first is b.wav: "
+        {[](DataFacts& io) { io.m_vFeatureRates = {16000.0}; },
+         {"error: the features are for 16000 Hz, but 3 recordings of 8000 Hz, the first is a.wav: "
           "frequencies "
-          "are wrong there",
-          "note: recordings of several rates: 3 of 8000 Hz, 2 of 16000 Hz"}},
+          "are wrong there"}},
     };
     for (const Case& testCase : CASES)
         EXPECT_EQ(findIn(testCase), testCase.m_vFindings);
