@@ -2,6 +2,7 @@
 
 #include "MLDataGeneratorFactory.h"
 #include "MLFileSetDataGenerator.h"
+#include "common/OutputFile.h"
 #include "inspect/InspectionJson.h"
 #include "inspect/InspectionPage.h"
 #include "inspect/InspectionText.h"
@@ -25,24 +26,6 @@ namespace
 constinit Logger s_logger("quillcast.app.Inspect");
 
 constexpr const char* STANDARD_OUTPUT = "-";
-
-bool openFile(const OverwriteGuard& in_guard, FileReplacer& io_file)
-{
-    if (!in_guard.allows(io_file.getPath()))
-        return false;
-    if (io_file.open())
-        return true;
-    QC_ERROR("Could not write " << io_file.getPath() << ": " << io_file.getReason());
-    return false;
-}
-
-bool writeFile(FileReplacer& io_file, const std::string& in_strText)
-{
-    if (io_file.write(in_strText) && io_file.commit())
-        return true;
-    QC_ERROR("Could not write " << io_file.getPath() << ": " << io_file.getReason());
-    return false;
-}
 
 /// What the generator said of its failure.
 std::string explainStop(const std::string& in_strFile, LogListener& io_listener)
@@ -125,8 +108,8 @@ bool InspectApplication::openOutputs()
         m_pJson = std::make_unique<FileReplacer>(m_strJson);
     if (!m_strPage.empty())
         m_pPage = std::make_unique<FileReplacer>(m_strPage);
-    return (m_pJson == nullptr || openFile(m_guard, *m_pJson)) &&
-           (m_pPage == nullptr || openFile(m_guard, *m_pPage));
+    return (m_pJson == nullptr || openOutput(m_guard, *m_pJson)) &&
+           (m_pPage == nullptr || openOutput(m_guard, *m_pPage));
 }
 
 bool InspectApplication::run_i()
@@ -243,9 +226,9 @@ bool InspectApplication::deliver(const Inspection& in_inspection) const
         std::cout << makeFindingsText(json);
     else
         std::cout << makeInspectionText(json);
-    const bool bJson = m_pJson == nullptr || writeFile(*m_pJson, strJson);
+    const bool bJson = m_pJson == nullptr || writeOutput(*m_pJson, strJson);
     return (m_pPage == nullptr ||
-            writeFile(*m_pPage, makeInspectionPage(nlohmann::ordered_json::parse(strJson)))) &&
+            writeOutput(*m_pPage, makeInspectionPage(nlohmann::ordered_json::parse(strJson)))) &&
            bJson;
 }
 

@@ -1,5 +1,6 @@
 #include "report/TestReporter.h"
 
+#include "common/OutputFile.h"
 #include "quillcast-core/Logger.h"
 #include "quillcast-infra/ApplicationImpl.h"
 #include "quillcast-infra/CommandLineError.h"
@@ -102,17 +103,7 @@ bool TestReporter::beginPage()
     }
     m_pJson = std::make_unique<FileReplacer>(m_strFolder + "/report.json");
     m_pPage = std::make_unique<FileReplacer>(m_strFolder + "/report.html");
-    return openFile(*m_pJson) && openFile(*m_pPage);
-}
-
-bool TestReporter::openFile(FileReplacer& io_file) const
-{
-    if (!m_guard.allows(io_file.getPath()))
-        return false;
-    if (io_file.open())
-        return true;
-    QC_ERROR("Could not write " << io_file.getPath() << ": " << io_file.getReason());
-    return false;
+    return openOutput(m_guard, *m_pJson) && openOutput(m_guard, *m_pPage);
 }
 
 void TestReporter::watch(DataGenerator& io_generator, DataGenerator& io_reader)
@@ -168,16 +159,8 @@ bool TestReporter::finish(const TestDescription& in_description, bool in_bComple
     if (m_pJson == nullptr)
         return bDone;
     const std::string strText = toText(report);
-    bDone = writeFile(*m_pJson, strText) && bDone;
-    return writeFile(*m_pPage, makePage(nlohmann::ordered_json::parse(strText))) && bDone;
-}
-
-bool TestReporter::writeFile(FileReplacer& io_file, const std::string& in_strText) const
-{
-    if (io_file.write(in_strText) && io_file.commit())
-        return true;
-    QC_ERROR("Could not write " << io_file.getPath() << ": " << io_file.getReason());
-    return false;
+    bDone = writeOutput(*m_pJson, strText) && bDone;
+    return writeOutput(*m_pPage, makePage(nlohmann::ordered_json::parse(strText))) && bDone;
 }
 
 } // namespace Vexalor::MachineLearning

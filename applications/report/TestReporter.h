@@ -52,8 +52,6 @@ public:
 private:
     bool beginPage();
     bool acceptClassNames(const DoubleVector& in_vTarget);
-    bool openFile(FileReplacer& io_file) const;
-    bool writeFile(FileReplacer& io_file, const std::string& in_strText) const;
 
     std::string m_strFolder; ///< empty: no page
     std::string m_strLog;    ///< empty: no log

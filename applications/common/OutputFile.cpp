@@ -1,0 +1,36 @@
+#include "common/OutputFile.h"
+
+#include "common/OverwriteGuard.h"
+#include "quillcast-core/FileReplacer.h"
+#include "quillcast-core/Logger.h"
+
+namespace Vexalor
+{
+
+namespace
+{
+
+constinit Logger s_logger("quillcast.app.OutputFile");
+
+bool report(const FileReplacer& in_file, bool in_bDone)
+{
+    if (!in_bDone)
+        QC_ERROR("Could not write " << in_file.getPath() << ": " << in_file.getReason());
+    return in_bDone;
+}
+
+} // namespace
+
+bool openOutput(const OverwriteGuard& in_guard, FileReplacer& io_file)
+{
+    QC_TRACE("openOutput");
+    return in_guard.allows(io_file.getPath()) && report(io_file, io_file.open());
+}
+
+bool writeOutput(FileReplacer& io_file, const std::string& in_strText)
+{
+    QC_TRACE("writeOutput");
+    return report(io_file, io_file.write(in_strText) && io_file.commit());
+}
+
+} // namespace Vexalor
