@@ -125,6 +125,7 @@ bool TrainApplication::run_i()
     QC_INFO("Training on " << patterns.size() << " patterns of " << patterns.getInputSize() << " inputs and "
                            << patterns.getTargetSize() << " targets; " << patterns.getNbSkipped()
                            << " without target left out");
+    const Interrupt interrupt; // until the network is whole
     FannTrainer::Epoch taken;
     const std::unique_ptr<FannNetwork> pNetwork = train(patterns, taken);
     if (pNetwork == nullptr || !writeNetwork(*pNetwork, networkFile))
@@ -136,7 +137,6 @@ bool TrainApplication::run_i()
 std::unique_ptr<FannNetwork> TrainApplication::train(const PatternSet& in_patterns,
                                                      FannTrainer::Epoch& out_taken) const
 {
-    const Interrupt interrupt;
     TrainingProgress progress(m_settings.m_uiEpochs);
     unsigned int uiLast = 0;
     const auto watch = [&](const FannTrainer::Epoch& in_epoch)

@@ -281,10 +281,15 @@ TEST_F(ProgramsTest, ScalingIsLearntOnceAndAppliedInTrainingAndTest)
 
 TEST_F(ProgramsTest, AnInterruptEndsTrainingAndKeepsTheNetwork)
 {
+    std::string strPatterns; // that contradict each other, so that training has no end of its own
+    for (int i = 0; i < 40; ++i)
+        strPatterns += '[' + std::to_string(i / 2) + (i % 2 == 0 ? " 1] [1 0]\n" : " 1] [0 1]\n");
+    m_folder.write("endless.txt", strPatterns);
     // Where jobs are controlled, SIGINT is not ignored in the background.
     const CommandResult result = Testing::runCommand(
         {"/usr/bin/timeout", "60", "/bin/bash", "-c",
-         "set -m; " QC_BINARY_DIR "/bin/ml-train --data-gen-config vector.xml --data-gen-filename train.txt "
+         "set -m; " QC_BINARY_DIR
+         "/bin/ml-train --data-gen-config vector.xml --data-gen-filename endless.txt "
          "--network net --epochs 1000000000 --hold-out 4 --patience 1000000000 --log-level DEBUG 2>log & "
          "until grep -q 'epoch 3,' log; do sleep 0.05; done; kill -INT $!; wait $!"},
         m_folder.path());
