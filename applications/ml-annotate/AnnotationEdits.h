@@ -22,9 +22,9 @@ struct SampleRange
 std::vector<SampleRange> findGaps(const std::vector<Annotation>& in_vAnnotations, std::uint32_t in_uiRate,
                                   std::uint64_t in_uiFrames);
 
-/// Changes that are made to annotations on their way: labels renamed, gaps filled, joined, sorted, in this order.
-/// Where stretches of a label that was given by the first two touch they become one, in the place of the
-/// earlier one: what reads annotations refuses those of one class that touch.
+/// Changes that are made to annotations on their way: labels renamed, gaps filled, joined, sorted, in this
+/// order. Where stretches of a label that was given by the first two touch they become one, in the place of
+/// the earlier one: what reads annotations refuses those of one class that touch.
 class AnnotationEdits
 {
 public:
