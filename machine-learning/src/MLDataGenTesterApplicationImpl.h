@@ -11,7 +11,7 @@ namespace Vexalor::MachineLearning
 
 /// The command-line tester: runs the entity of a derived application over a generator and logs the report of
 /// the chosen error functions at info level. A test whose first output and target differ in size ends there,
-/// without a report. The options are those of doc/formats.md, "Tester command line".
+/// without a report. The options are those of doc/programs.md, "ml-tester".
 class MLDataGenTesterApplicationImpl : public MLDataGenApplicationImpl
 {
 public:
