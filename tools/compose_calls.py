@@ -70,7 +70,9 @@ SHARES = {"room": "echoes of a room", "hum": "hum of the mains", "rumble": "rumb
           "band": "the band of a telephone line, 300 to 3400 Hz"}
 LINE_DEFAULTS = {"noise": "room,white", "other": ",".join(CALL_TONES), "level": "", "codec": "pcm",
                  **dict.fromkeys(SHARES, "0")}
-TELEPHONE = {"noise": ",".join(NOISES), "other": ",".join(OTHERS + SOUNDS_OF_LINES), "level": "-40,-3",
+# More often what is hard to tell from voice; no babble, which is voice to a detector that hears far speakers.
+TELEPHONE = {"noise": "white,room,pink,brown,street,street,music,music",
+             "other": ",".join(OTHERS + SOUNDS_OF_LINES + SOUNDS_OF_LINES + ("music",)), "level": "-40,-3",
              "codec": ",".join(CODECS), "room": "0.4", "hum": "0.3", "rumble": "0.3", "clicks": "0.2", "band": "0.5"}
 
 DTMF_ROWS = (697, 770, 852, 941)

@@ -134,8 +134,9 @@ StringVector ConfigApplication::takeValue(const variables_map& in_map, const std
         {"bands", 1, MOST},
         {"cepstra", 1, MOST},
         {"reach", 1, MOST},
-        {"order", 1, MOST},
+        {"order", 1, 4},
         {"step", 1, MOST},
+        {"scales", 1, 16},
         {"channel", 0, LAST_CHANNEL},
         {"tone-tolerance", 0, std::numeric_limits<std::int32_t>::max()},
     };

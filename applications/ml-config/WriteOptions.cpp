@@ -53,6 +53,7 @@ constexpr ConfigOption OPTIONS[] = {
     {"frequency", "LIST", "", true, "m_vFrequencies"},
     {"reach", "N", "", false, "m_uiReach"},
     {"order", "N", "", false, "m_uiOrder"},
+    {"scales", "N", "", false, "m_uiScales"},
     {"windows-before", "N", "", false, "m_uiWindowsBefore"},
     {"step", "N", "", false, "m_uiStep"},
     {"time-constant", "N", "", false, "m_dTimeConstant"},

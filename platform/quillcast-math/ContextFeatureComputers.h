@@ -80,8 +80,8 @@ private:
 };
 
 /// Deltas, how fast features change: for each of D features its value, then for each its slope a window, then
-/// the slope of the slope and so on, D (order + 1) features. The slope is that of the regression line through
-/// the last 2 N + 1 windows,
+/// the slope of the slope and so on; the same with twice the reach for each further scale, D (order S + 1)
+/// features. The slope is that of the regression line through the last 2 N + 1 windows,
 ///     d[t] = sum over n = -N .. N of n c[t - N + n] / sum over n of n^2
 /// (S. Furui, "Speaker-independent isolated word recognition using dynamic features of speech spectrum", IEEE
 /// Trans. ASSP 34, 1986); higher orders apply it again. It is that of the window N before the last, so slopes
@@ -92,8 +92,9 @@ public:
     class Config
     {
     public:
-        unsigned int m_uiReach = 2; ///< N, windows; 1 or more
-        unsigned int m_uiOrder = 1; ///< 1: slopes, 2: slopes of slopes too, ...
+        unsigned int m_uiReach = 2;  ///< N, windows; 1 or more
+        unsigned int m_uiOrder = 1;  ///< 1: slopes, 2: slopes of slopes too, ... to 4
+        unsigned int m_uiScales = 1; ///< S: reaches N, 2 N, 4 N, ... side by side; 1 to 16
 
     private:
         friend class boost::serialization::access;
@@ -107,8 +108,12 @@ public:
     const Config& getConfig() const { return m_config; }
 
 private:
+    static constexpr unsigned int MAX_ORDER = 4;
+    static constexpr unsigned int MAX_SCALES = 16;
+
     const char* findFault(std::size_t in_uiFeatures) const override;
     void begin(const DoubleVector& in_vFeatures) override;
+    void addSlopes(std::size_t in_uiReach);
     void computeFeatures_i(const DoubleVector& in_vFeatures, DoubleVector& out_vFeatures) override;
 
     friend class boost::serialization::access;
@@ -117,7 +122,7 @@ private:
 
     Config m_config;
     std::vector<std::vector<double>>
-        m_vWeights; ///< for each order those of the last windows, the oldest first
+        m_vWeights; ///< for each slope those of the last windows, the oldest first
     FeatureHistory m_history;
 };
 

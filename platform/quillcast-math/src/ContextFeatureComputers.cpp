@@ -117,33 +117,43 @@ DeltaFeatureComputer::DeltaFeatureComputer(const Config& in_config)
 
 const char* DeltaFeatureComputer::findFault(std::size_t in_uiFeatures) const
 {
-    if (m_config.m_uiReach == 0 || m_config.m_uiOrder == 0)
-        return "the reach (m_uiReach) and the order (m_uiOrder) of deltas must be 1 or more";
-    // The first comparison keeps the product in the second below 2^64.
-    if (isTooMuch(std::uint64_t(m_config.m_uiReach) * 2 + 1, in_uiFeatures) ||
-        isTooMuch(std::uint64_t(m_config.m_uiReach) * 2 * m_config.m_uiOrder + 1, in_uiFeatures))
-        return "deltas of so many windows (m_uiReach, m_uiOrder) are more than 1048576 values";
+    if (m_config.m_uiReach == 0 || m_config.m_uiOrder == 0 || m_config.m_uiOrder > MAX_ORDER ||
+        m_config.m_uiScales == 0 || m_config.m_uiScales > MAX_SCALES)
+        return "the reach of deltas (m_uiReach) must be 1 or more, their order (m_uiOrder) 1 to 4, their "
+               "scales (m_uiScales) 1 to 16";
+    const std::uint64_t uiLongest = std::uint64_t(m_config.m_uiReach) << m_config.m_uiScales;
+    // There are fewer slopes than windows.
+    if (isTooMuch(uiLongest * m_config.m_uiOrder + 1, in_uiFeatures))
+        return "deltas of so many windows (m_uiReach, m_uiOrder, m_uiScales) are more than 1048576 values";
     return nullptr;
 }
 
 void DeltaFeatureComputer::begin(const DoubleVector& in_vFeatures)
 {
-    const std::size_t uiReach = m_config.m_uiReach;
+    m_vWeights.clear();
+    std::size_t uiReach = m_config.m_uiReach;
+    for (unsigned int uiScale = 0; uiScale < m_config.m_uiScales; ++uiScale, uiReach *= 2)
+        addSlopes(uiReach);
+    m_history.fill(m_vWeights.back().size(), in_vFeatures);
+}
+
+/// Slope, slope of the slope and so on: each weighs the windows of the one before once more.
+void DeltaFeatureComputer::addSlopes(std::size_t in_uiReach)
+{
     double dSquares = 0.0;
-    for (std::size_t n = 1; n <= uiReach; ++n)
+    for (std::size_t n = 1; n <= in_uiReach; ++n)
         dSquares += 2.0 * static_cast<double>(n) * static_cast<double>(n);
-    m_vWeights.assign(m_config.m_uiOrder, {});
     std::vector<double> vBefore{1.0};
-    for (std::vector<double>& vWeights : m_vWeights)
+    for (unsigned int uiOrder = 0; uiOrder < m_config.m_uiOrder; ++uiOrder)
     {
-        vWeights.assign(vBefore.size() + 2 * uiReach, 0.0);
+        std::vector<double> vWeights(vBefore.size() + 2 * in_uiReach, 0.0);
         for (std::size_t i = 0; i < vBefore.size(); ++i)
-            for (std::size_t n = 0; n <= 2 * uiReach; ++n)
+            for (std::size_t n = 0; n <= 2 * in_uiReach; ++n)
                 vWeights[i + n] +=
-                    vBefore[i] * ((static_cast<double>(n) - static_cast<double>(uiReach)) / dSquares);
-        vBefore = vWeights;
+                    vBefore[i] * ((static_cast<double>(n) - static_cast<double>(in_uiReach)) / dSquares);
+        m_vWeights.push_back(vWeights);
+        vBefore = std::move(vWeights);
     }
-    m_history.fill(2 * uiReach * m_config.m_uiOrder + 1, in_vFeatures);
 }
 
 void DeltaFeatureComputer::computeFeatures_i(const DoubleVector& in_vFeatures, DoubleVector& out_vFeatures)
@@ -240,6 +250,7 @@ void DeltaFeatureComputer::Config::serialize(Archive& io_archive, unsigned int)
     QC_FIELD(m_uiReach, "windows",
              "half the length of the line through the last windows whose slope is taken");
     QC_FIELD(m_uiOrder, "", "1: slopes, 2: slopes of slopes too, and so on");
+    QC_FIELD(m_uiScales, "", "number of reaches side by side, each twice the one before");
 }
 
 template <class Archive>

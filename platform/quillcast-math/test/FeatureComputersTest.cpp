@@ -89,6 +89,15 @@ DeltaFeatureComputer* deltas(unsigned int in_uiReach, unsigned int in_uiOrder, F
     return inContext<DeltaFeatureComputer>(config, in_pComputer);
 }
 
+DeltaFeatureComputer* scaledDeltas(unsigned int in_uiReach, unsigned int in_uiScales,
+                                   FeatureComputer* in_pComputer)
+{
+    DeltaFeatureComputer::Config config;
+    config.m_uiReach = in_uiReach;
+    config.m_uiScales = in_uiScales;
+    return inContext<DeltaFeatureComputer>(config, in_pComputer);
+}
+
 SpliceFeatureComputer* splice(unsigned int in_uiBefore, unsigned int in_uiStep, FeatureComputer* in_pComputer)
 {
     SpliceFeatureComputer::Config config;
@@ -704,6 +713,11 @@ TEST(ContextFeaturesTest, ValuesByHand)
          deltas(1, 2, new IdentityFeatureComputer),
          {0, 4, 4, 4, 4},
          {{0, 0, 0}, {4, 2, 1}, {4, 2, 1}, {4, 0, -1}, {4, 0, -1}}},
+        // N = 1 and 2: (c[t] - c[t-2]) / 2 and that of the longer slopes.
+        {"two scales",
+         scaledDeltas(1, 2, new IdentityFeatureComputer),
+         {0, 5, 10, 15, 20},
+         {{0, 0, 0}, {5, 2.5, 1}, {10, 5, 2.5}, {15, 5, 4}, {20, 5, 5}}},
         {"spliced",
          splice(2, 2, new IdentityFeatureComputer),
          {1, 2, 3, 4, 5, 6},
@@ -752,17 +766,23 @@ TEST(ContextFeaturesTest, ClonesGoOnByThemselves)
 TEST(ContextFeaturesTest, RefuseWhatMakesNoSense)
 {
     const std::string strDeltas =
-        "deltas of so many windows (m_uiReach, m_uiOrder) are more than 1048576 values";
+        "deltas of so many windows (m_uiReach, m_uiOrder, m_uiScales) are more than 1048576 values";
     const std::string strSplice =
         "so many spliced windows (m_uiWindowsBefore, m_uiStep) are more than 1048576 values";
-    const std::string strZero = "the reach (m_uiReach) and the order (m_uiOrder) of deltas must be 1 or more";
+    const std::string strZero =
+        "the reach of deltas (m_uiReach) must be 1 or more, their order (m_uiOrder) 1 to 4, their scales "
+        "(m_uiScales) 1 to 16";
     const std::string strTime = "the time constant of normalisation (m_dTimeConstant) must be 1 or more";
     constexpr unsigned int MOST = std::numeric_limits<unsigned int>::max();
     const std::pair<FeatureComputerWithInputs*, std::string> cases[] = {
         {deltas(0, 1, new EnergyFeatureComputer), strZero},
         {deltas(1, 0, new EnergyFeatureComputer), strZero},
-        {deltas(MOST, MOST, new EnergyFeatureComputer), strDeltas},
+        {deltas(1, 5, new EnergyFeatureComputer), strZero},
+        {deltas(MOST, 4, new EnergyFeatureComputer), strDeltas},
         {deltas(1U << 19, 1, new EnergyFeatureComputer), strDeltas}, // 2^20 + 1 windows
+        {scaledDeltas(1, 0, new EnergyFeatureComputer), strZero},
+        {scaledDeltas(1, 64, new EnergyFeatureComputer), strZero},
+        {scaledDeltas(1U << 20, 16, new EnergyFeatureComputer), strDeltas},
         {splice(1, 0, new EnergyFeatureComputer),
          "the step between spliced windows (m_uiStep) must be 1 or more"},
         {splice(MOST, MOST, new EnergyFeatureComputer), strSplice},
