@@ -68,7 +68,7 @@ AnnotateApplication::AnnotateApplication()
     setExamples("ml-annotate list call.wav\n"
                 "ml-annotate import call.wav labels.txt --fill SILENCE\n"
                 "ml-annotate check call.wav --ignore uncovered\n"
-                "ml-annotate label-copies labelled corpus/*.wav --map FEE016=VOICE --join --fill OTHER\n"
+                "ml-annotate label-copies out corpus/*.wav --map A=VOICE --join --fill OTHER\n"
                 "ml-annotate draw call.wav call.svg");
 }
 

@@ -88,8 +88,8 @@ ClassifyApplication::ClassifyApplication()
     setExamples("ml-classify --filesystem-path examples/scripts --script voice call.wav\n"
                 "cat call.alaw | ml-classify --filesystem-path examples/scripts --script dtmf \\\n"
                 "    --encoding alaw --rate 8000 --json -\n"
-                "ml-classify --filesystem-path examples/scripts --script voice --class-names VOICE,OTHER \\\n"
-                "    --min-gap 0.3 --labels call.TextGrid call.wav");
+                "ml-classify --filesystem-path examples/scripts --script voice \\\n"
+                "    --class-names VOICE,OTHER --min-gap 0.3 --labels call.TextGrid call.wav");
 }
 
 bool ClassifyApplication::processCmdlineVarsMap(const variables_map& in_map)
