@@ -58,7 +58,7 @@ class SampleJob(unittest.TestCase):
         # The list of calls to test on and its only call: the same report. Then the script.
         self.assertEqual(len(counts), 6, first.stdout)
         self.assertEqual(counts[:2], counts[2:4])
-        self.assertRegex(first.stdout, r"6 file\(s\) listed, 6 used, 0 skipped\. Patterns: \d+ ")
+        self.assertRegex(first.stdout, r"14 file\(s\) listed, 14 used, 0 skipped\. Patterns: \d+ ")
         # Guessing the more frequent class would be wrong as often as the other occurs.
         for rate in rates:
             self.assertLess(float(rate), min(map(float, counts)) / 2, first.stdout)
