@@ -98,6 +98,9 @@ PAIRS = [
     Pair([["OnnxBench"]], None, [], None,
          [Row("ONNX network, %s" % name, "%s, ONNX" % name, "%s, plain loop by columns" % name, 1.5)
           for name in ("40-64-2", "GRU 40-64-2")]),
+    Pair([["DetectorBench"]], None, [], None,
+         [Row("detector, FANN 40-64-2, a window", "FANN 40-64-2, detector", "FANN 40-64-2 by hand", 1.1),
+          Row("detector, ONNX 40-64-2, a window", "ONNX 40-64-2, detector", "ONNX 40-64-2, plain loop by hand", 1.5)]),
     Pair([["VadBench", "data/voice.wav"]], "VoiceLimit.cpp", ["data/voice.wav"],
          AUDIO_FLAGS + ["-DWEBRTC_POSIX", "-DWEBRTC_AUDIO_PROCESSING_ONLY_BUILD",
                         "-I/usr/include/webrtc_audio_processing", "-lwebrtc_audio_processing"],

@@ -1,7 +1,11 @@
 // MakeSeeds FOLDER: writes the seeds that are no texts for the hand, into a folder a target.
 
+#include "MLAudioFileDataGenerator.h"
 #include "MLBinaryFileDataGenerator.h"
 #include "common/FannNetwork.h"
+#include "detector/Base64.h"
+#include "detector/Detector.h"
+#include "quillcast-math/AudioFeatureComputers.h"
 #include "test-support/OnnxWriter.h"
 #include "test-support/TempDir.h"
 #include "test-support/WavBuilder.h"
@@ -170,6 +174,48 @@ std::string parts()
         .getFile();
 }
 
+/// A network behind the energy of a window, with two classes.
+std::string newDetector(const std::string& in_strKind, const std::string& in_strNetwork)
+{
+    AudioFileDataGenerator::Config config;
+    config.m_pFeatureComputer = CloneableObjPtr<FeatureComputer>(new EnergyFeatureComputer);
+    config.m_vClasses = {"A", "OTHER"};
+    const CountedObjPtr<AudioFileDataGenerator> pGenerator(new AudioFileDataGenerator);
+    pGenerator->configure(config);
+    DetectorContent content;
+    content.m_pGenerator = pGenerator;
+    content.m_strKind = in_strKind;
+    content.m_strNetwork = in_strNetwork;
+    if (in_strKind == DetectorContent::ONNX)
+    {
+        content.m_scaling.m_vInputSlope = {0.5};
+        content.m_scaling.m_vInputYIntercept = {1.0};
+    }
+    content.m_origin.m_vInputFiles = {"calls.lst"};
+    content.m_origin.m_vClasses.resize(2);
+    std::string strReason;
+    const std::unique_ptr<Detector> pDetector = Detector::newFromContent(content, strReason);
+    return pDetector == nullptr ? strReason : pDetector->describe().m_strText;
+}
+
+bool saveDetectors(const std::filesystem::path& in_folder)
+{
+    using Writer = Testing::OnnxWriter;
+    const std::string strOnnx = Writer()
+                                    .input("x", {1})
+                                    .input("h", {1})
+                                    .constant("w", {2}, {1.0F, -1.0F})
+                                    .node("Add", {"x", "h"}, {"h_next"})
+                                    .node("Mul", {"h_next", "w"}, {"y"})
+                                    .output("y")
+                                    .output("h_next")
+                                    .getFile();
+    const std::unique_ptr<FannNetwork> pFann(
+        FannNetwork::newLayered({1, 2}, FannNetwork::Output::SIGMOID, 1));
+    return save(in_folder / "fann", newDetector(DetectorContent::FANN, pFann->getText())) &&
+           save(in_folder / "onnx", newDetector(DetectorContent::ONNX, toBase64(strOnnx)));
+}
+
 bool saveOnnx(const std::filesystem::path& in_folder)
 {
     return save(in_folder / "gru", recurrentNetwork("GRU", 3)) &&
@@ -193,6 +239,6 @@ int main(int in_iCount, char** in_arguments)
                         savePatterns(folder / "BinaryFileFuzz") &&
                         saveNetwork(folder / "NetworkFuzz/linear.net", FannNetwork::Output::LINEAR) &&
                         saveNetwork(folder / "NetworkFuzz/sigmoid.net", FannNetwork::Output::SIGMOID) &&
-                        saveOnnx(folder / "OnnxFuzz");
+                        saveOnnx(folder / "OnnxFuzz") && saveDetectors(folder / "DetectorFuzz");
     return bSaved ? 0 : 1;
 }

@@ -46,7 +46,7 @@ THIRD_PARTY = [
     (r"ace/", ["quillcast-core"]),
     (r"(dlfcn|link)\.h", ["quillcast-infra", "test-support"]),
     (r"sndfile\.(h|hh)", ["quillcast-audio", "bench"]),
-    (r"(float|double|fixed)?fann(_\w+)?\.h", ["applications"]),
+    (r"(float|double|fixed)?fann(_\w+)?\.h", ["applications", "bench"]),
     (r"nlohmann/", ["applications"]),
     (r"png\.h", ["applications"]),
     (r"(gtest|gmock)/", ["test-support"]),

@@ -301,11 +301,16 @@ private:
         return bFits || fail("wrong source of a connection of neuron " + std::to_string(in_uiNeuron));
     }
 
+    /// Comments may follow, a line each.
     bool checkEnd()
     {
         m_field.clear();
-        ++m_uiLine;
-        return m_left.find_first_not_of("\n ") == std::string_view::npos || fail("surplus text");
+        do
+        {
+            nextLine();
+            skipBlanks();
+        } while (!m_left.empty() && (m_line.empty() || m_line.front() == '#'));
+        return m_line.empty() || m_line.front() == '#' || fail("surplus text");
     }
 
     std::string_view m_left;

@@ -141,15 +141,52 @@ double countConnections(const std::vector<unsigned int>& in_vSizes)
 
 } // namespace
 
-void FannNetwork::Destroy::operator()(fann* io_pFann) const
+/// A network of the library's that shares the weights of another one.
+struct FannNetwork::Copy
 {
-    fann_destroy(io_pFann);
-}
+    explicit Copy(const fann& in_other)
+        : m_fann(in_other)
+        , m_vLayers(in_other.first_layer, in_other.last_layer)
+        , m_vNeurons(in_other.first_layer->first_neuron, (in_other.last_layer - 1)->last_neuron)
+        , m_vOutput(in_other.num_output)
+    {
+        const fann_neuron* pOthers = in_other.first_layer->first_neuron;
+        for (fann_layer& layer : m_vLayers)
+        {
+            layer.first_neuron = m_vNeurons.data() + (layer.first_neuron - pOthers);
+            layer.last_neuron = m_vNeurons.data() + (layer.last_neuron - pOthers);
+        }
+        // Only where not all are connected are the connections looked at.
+        if (in_other.connection_rate < 1)
+            for (unsigned int i = 0; i < in_other.total_connections; ++i)
+                m_vConnections.push_back(m_vNeurons.data() + (in_other.connections[i] - pOthers));
+        m_fann.first_layer = m_vLayers.data();
+        m_fann.last_layer = m_vLayers.data() + m_vLayers.size();
+        m_fann.connections = m_vConnections.data();
+        m_fann.output = m_vOutput.data();
+    }
+    Copy(const Copy&) = delete;
+    Copy& operator=(const Copy&) = delete;
+
+    fann m_fann;
+    std::vector<fann_layer> m_vLayers;
+    std::vector<fann_neuron> m_vNeurons;
+    std::vector<fann_neuron*> m_vConnections;
+    std::vector<double> m_vOutput;
+};
 
 FannNetwork::FannNetwork(fann* io_pFann)
-    : m_pFann(io_pFann)
+    : m_pFann(io_pFann, fann_destroy)
+    , m_pRun(io_pFann)
 {
     fann_set_error_log(reinterpret_cast<struct fann_error*>(io_pFann), nullptr);
+}
+
+FannNetwork::FannNetwork(const FannNetwork& in_other, std::unique_ptr<Copy> in_pCopy)
+    : m_pFann(in_other.m_pFann)
+    , m_pCopy(std::move(in_pCopy))
+    , m_pRun(&m_pCopy->m_fann)
+{
 }
 
 FannNetwork::~FannNetwork() = default;
@@ -199,27 +236,51 @@ FannNetwork* FannNetwork::newLayered(const std::vector<unsigned int>& in_vSizes,
     return new FannNetwork(pFann);
 }
 
+FannNetwork* FannNetwork::clone() const
+{
+    return new FannNetwork(*this, std::make_unique<Copy>(*m_pFann));
+}
+
 std::size_t FannNetwork::getInputSize() const
 {
-    return fann_get_num_input(m_pFann.get());
+    return m_pRun->num_input;
 }
 
 std::size_t FannNetwork::getOutputSize() const
 {
-    return fann_get_num_output(m_pFann.get());
+    return m_pRun->num_output;
+}
+
+std::size_t FannNetwork::getCloneSize() const
+{
+    const auto uiLayers = static_cast<std::size_t>(m_pRun->last_layer - m_pRun->first_layer);
+    const std::size_t uiConnections = m_pRun->connection_rate < 1 ? m_pRun->total_connections : 0;
+    return sizeof(*this) + sizeof(Copy) + uiLayers * sizeof(fann_layer) +
+           m_pRun->total_neurons * sizeof(fann_neuron) + uiConnections * sizeof(fann_neuron*) +
+           getOutputSize() * sizeof(double);
+}
+
+bool FannNetwork::isUsable(const double* in_begin, const double* in_end) const
+{
+    const auto uiSize = static_cast<std::size_t>(in_end - in_begin);
+    const double* pBad = in_begin;
+    while (pBad != in_end && std::isfinite(*pBad))
+        ++pBad;
+    if (uiSize == getInputSize() && pBad == in_end)
+        return true;
+    if (uiSize != getInputSize() && !m_bReported)
+        QC_ERROR("The network takes " << getInputSize() << " inputs, the patterns have " << uiSize);
+    else if (!m_bReported)
+        QC_ERROR("Input " << pBad - in_begin << " of the network is " << *pBad);
+    m_bReported = true;
+    return false;
 }
 
 bool FannNetwork::compute(const double* in_begin, const double* in_end, DoubleVector& out_vOutput) const
 {
-    const auto uiSize = static_cast<std::size_t>(in_end - in_begin);
-    if (uiSize != getInputSize())
-    {
-        if (!m_bSizeReported)
-            QC_ERROR("The network takes " << getInputSize() << " inputs, the patterns have " << uiSize);
-        m_bSizeReported = true;
+    if (!isUsable(in_begin, in_end))
         return false;
-    }
-    const double* pOutput = fann_run(m_pFann.get(), const_cast<double*>(in_begin));
+    const double* pOutput = fann_run(m_pRun, const_cast<double*>(in_begin));
     out_vOutput.assign(pOutput, pOutput + getOutputSize());
     return true;
 }
@@ -241,6 +302,43 @@ bool FannNetwork::foldInputScaling(const DoubleVector& in_vMean, const DoubleVec
             pWeights[in_vMean.size()] -= pWeights[i] * in_vMean[i];
         }
     }
+    return true;
+}
+
+bool FannNetwork::foldLinearScaling(const DoubleVector& in_vSlope, const DoubleVector& in_vIntercept)
+{
+    QC_TRACE("FannNetwork::foldLinearScaling");
+    const std::size_t uiInputs = getInputSize();
+    if (in_vSlope.size() != uiInputs || in_vIntercept.size() != uiInputs)
+        return false;
+    const fann_neuron* pInputs = m_pFann->first_layer->first_neuron;
+    std::vector<double> vWeights(m_pFann->weights, m_pFann->weights + m_pFann->total_connections);
+    const fann_neuron* pEnd = (m_pFann->last_layer - 1)->last_neuron;
+    for (const fann_neuron* pNeuron = pInputs; pNeuron != pEnd; ++pNeuron)
+    {
+        double dBias = 0.0;
+        bool bHasBias = false;
+        std::size_t uiBias = 0;
+        for (unsigned int i = pNeuron->first_con; i < pNeuron->last_con; ++i)
+        {
+            const auto uiSource = static_cast<std::size_t>(m_pFann->connections[i] - pInputs);
+            if (uiSource < uiInputs)
+            {
+                dBias += vWeights[i] * in_vIntercept[uiSource];
+                vWeights[i] *= in_vSlope[uiSource];
+            }
+            else if (uiSource == uiInputs)
+            {
+                bHasBias = true;
+                uiBias = i;
+            }
+        }
+        if (bHasBias)
+            vWeights[uiBias] += dBias;
+        else if (dBias != 0.0)
+            return false;
+    }
+    std::copy(vWeights.begin(), vWeights.end(), m_pFann->weights);
     return true;
 }
 

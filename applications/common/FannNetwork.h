@@ -1,6 +1,6 @@
 #pragma once
 
-#include "MLTester.h"
+#include "common/Network.h"
 
 #include <cstdint>
 #include <memory>
@@ -12,9 +12,9 @@ struct fann;
 namespace Vexalor::MachineLearning
 {
 
-/// A feed-forward neural network of the FANN library, in double precision, as the entity under test. Inputs
-/// and outputs are taken and given as they are; nothing scales them.
-class FannNetwork : public MLTester::TestedEntity
+/// A feed-forward neural network of the FANN library, in double precision. Inputs and outputs are taken and
+/// given as they are; nothing scales them.
+class FannNetwork final : public Network
 {
 public:
     /// Values that an output neuron can give: all, (0, 1) or (-1, 1).
@@ -47,33 +47,46 @@ public:
     FannNetwork& operator=(const FannNetwork&) = delete;
     ~FannNetwork() override;
 
-    std::size_t getInputSize() const;
-    std::size_t getOutputSize() const;
+    std::size_t getInputSize() const override;
+    std::size_t getOutputSize() const override;
+    std::size_t getCloneSize() const override;
 
-    /// False for an input of another size than getInputSize, logged at error level the first time. Allocates
-    /// nothing once out_vOutput has its size.
+    /// Shares the weights, which must not change any more, and has layers and neurons of its own: a
+    /// computation writes into these.
+    FannNetwork* clone() const override;
+
+    /// False for an input of another size than getInputSize, and for one with a number that is not finite,
+    /// for which FANN would give an output that looks like any other; logged at error level the first time.
+    /// Allocates nothing once out_vOutput has its size.
     bool compute(const double* in_begin, const double* in_end, DoubleVector& out_vOutput) const override;
 
     /// Takes the scaling (x - in_vMean) * in_vFactor of every input into the weights of the first layer: the
-    /// network then gives for x what it gave for the scaled x. For a network of newLayered.
+    /// network then gives for x what it gave for the scaled x. For a network of newLayered that has no
+    /// clones.
     bool foldInputScaling(const DoubleVector& in_vMean, const DoubleVector& in_vFactor);
+    /// The same for x * in_vSlope + in_vIntercept and any network. False, with the network as it was and
+    /// nothing logged, for other numbers of inputs, and where an input with an intercept leads to a neuron
+    /// without bias.
+    bool foldLinearScaling(const DoubleVector& in_vSlope, const DoubleVector& in_vIntercept);
 
     /// The text of the network file.
     std::string getText() const;
 
     /// The library's own network, for training.
-    fann& getFann() { return *m_pFann; }
+    fann& getFann() { return *m_pRun; }
 
 private:
-    struct Destroy
-    {
-        void operator()(fann* io_pFann) const;
-    };
+    struct Copy;
 
     explicit FannNetwork(fann* io_pFann);
+    FannNetwork(const FannNetwork& in_other, std::unique_ptr<Copy> in_pCopy);
 
-    std::unique_ptr<fann, Destroy> m_pFann;
-    mutable bool m_bSizeReported = false;
+    bool isUsable(const double* in_begin, const double* in_end) const;
+
+    std::shared_ptr<fann> m_pFann; ///< owns the weights
+    std::unique_ptr<Copy> m_pCopy; ///< of what a computation writes into; null: that of m_pFann
+    fann* m_pRun;                  ///< what computes
+    mutable bool m_bReported = false;
 };
 
 } // namespace Vexalor::MachineLearning

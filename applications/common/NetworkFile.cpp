@@ -2,8 +2,11 @@
 
 #include "common/FannNetwork.h"
 #include "onnx/OnnxNetwork.h"
+#include "quillcast-core/CheckedXmlInputArchive.h"
 #include "quillcast-core/Logger.h"
 #include "quillcast-infra/DiskFileSystem.h"
+
+#include <algorithm>
 
 namespace Vexalor::MachineLearning
 {
@@ -30,16 +33,21 @@ bool readNetworkFile(const char* in_filename, std::string& out_strContent, std::
         out_strContent.resize(uiRead + BLOCK);
         file.read(out_strContent.data() + uiRead, BLOCK);
         uiRead += static_cast<std::size_t>(file.gcount());
-    } while (file && uiRead <= MAX_NETWORK_FILE);
+    } while (file && uiRead <= CheckedXmlInputArchive::MAX_SIZE);
     out_strContent.resize(uiRead);
     if (file.bad())
         out_strReason = "read error";
-    else if (uiRead > MAX_NETWORK_FILE)
+    else if (uiRead > CheckedXmlInputArchive::MAX_SIZE)
         out_strReason = "file too long";
     return out_strReason.empty();
 }
 
-MLTester::TestedEntity* newNetworkFromFile(const char* in_filename)
+bool isOnnxFile(std::string_view in_content, std::string_view in_filename)
+{
+    return OnnxNetwork::isOnnx(in_content) || in_filename.ends_with(".onnx");
+}
+
+Network* newNetworkFromFile(const char* in_filename, std::string* out_pComment)
 {
     QC_TRACE("newNetworkFromFile");
     std::string strContent;
@@ -49,8 +57,10 @@ MLTester::TestedEntity* newNetworkFromFile(const char* in_filename)
         QC_ERROR("Cannot read network file " << in_filename << ": " << strReason);
         return nullptr;
     }
-    if (OnnxNetwork::isOnnx(strContent) || std::string_view(in_filename).ends_with(".onnx"))
+    if (isOnnxFile(strContent, in_filename))
         return OnnxNetwork::newFromContent(strContent, in_filename);
+    if (out_pComment != nullptr)
+        *out_pComment = strContent.substr(std::min(strContent.rfind('#'), strContent.size()));
     return FannNetwork::newFromText(strContent, in_filename);
 }
 

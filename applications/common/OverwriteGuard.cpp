@@ -17,7 +17,9 @@ constinit Logger s_logger("quillcast.app.OverwriteGuard");
 
 constexpr const char* FORCE_OPTION = "force";
 
-bool isRecording(const std::string& in_strFile)
+} // namespace
+
+bool isRecordingFile(const std::string& in_strFile)
 {
     char beginning[4] = {};
     InputFile file;
@@ -25,8 +27,6 @@ bool isRecording(const std::string& in_strFile)
            file.readAt(0, beginning, sizeof beginning) == sizeof beginning &&
            AudioFileReader::isRecording({beginning, sizeof beginning});
 }
-
-} // namespace
 
 void OverwriteGuard::addOption(options_description& io_options, const char* in_help)
 {
@@ -55,7 +55,7 @@ std::string OverwriteGuard::findReason(const std::string& in_strOutput) const
     };
     if (std::any_of(m_vInputs.begin(), m_vInputs.end(), isSame))
         return "it is an input";
-    return isRecording(in_strOutput) ? "it is a recording" : "";
+    return isRecordingFile(in_strOutput) ? "it is a recording" : "";
 }
 
 bool OverwriteGuard::allows(const std::string& in_strOutput) const

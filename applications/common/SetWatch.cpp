@@ -35,15 +35,25 @@ SetWatch::newDataGenerator(const char* in_configFile, const char* in_inputFile,
                            const Handle<Resettable, ReferenceCount>& in_entityToReset, bool in_bInMemory,
                            const char* in_scalingConfigFile)
 {
-    QC_TRACE("SetWatch::newDataGenerator");
-    m_pGenerator = loadDataGenerator(in_configFile);
-    if (m_pGenerator.isNull())
-        return {};
-    if (dynamic_cast<FileDataGenerator*>(m_pGenerator.get()) != nullptr && *in_inputFile == '\0')
+    const CountedObjPtr<DataGenerator> pGenerator = loadDataGenerator(in_configFile);
+    if (dynamic_cast<FileDataGenerator*>(pGenerator.get()) != nullptr && *in_inputFile == '\0')
     {
         QC_ERROR("The generator of " << in_configFile << " reads a file: give it with --data-gen-filename");
         return {};
     }
+    return prepareDataGenerator(pGenerator, in_inputFile, in_entityToReset, in_bInMemory,
+                                in_scalingConfigFile);
+}
+
+CountedObjPtr<DataGenerator>
+SetWatch::prepareDataGenerator(const CountedObjPtr<DataGenerator>& in_pGenerator, const char* in_inputFile,
+                               const Handle<Resettable, ReferenceCount>& in_entityToReset, bool in_bInMemory,
+                               const char* in_scalingConfigFile)
+{
+    QC_TRACE("SetWatch::prepareDataGenerator");
+    m_pGenerator = in_pGenerator;
+    if (m_pGenerator.isNull())
+        return {};
     auto* pSet = dynamic_cast<FileSetDataGeneratorImpl*>(m_pGenerator.get());
     m_progress.emplace();
     m_start = std::chrono::steady_clock::now();
@@ -59,7 +69,7 @@ SetWatch::newDataGenerator(const char* in_configFile, const char* in_inputFile,
     };
     if (pSet != nullptr)
         pSet->setFileWatcher(show);
-    if (!prepareDataGenerator(*m_pGenerator, in_inputFile, in_entityToReset))
+    if (!MachineLearning::prepareDataGenerator(*m_pGenerator, in_inputFile, in_entityToReset))
         return {};
     return wrapDataGenerator(m_pGenerator, in_entityToReset, in_bInMemory, in_scalingConfigFile);
 }

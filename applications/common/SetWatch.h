@@ -35,6 +35,11 @@ public:
                                                   bool in_bInMemory, const char* in_scalingConfigFile);
     /// In a pass, for each pattern: shows on a terminal how far it is.
     void countPattern();
+    /// The same with a generator that is made already; null is handed on.
+    CountedObjPtr<DataGenerator>
+    prepareDataGenerator(const CountedObjPtr<DataGenerator>& in_pGenerator, const char* in_inputFile,
+                         const Handle<Resettable, ReferenceCount>& in_entityToReset, bool in_bInMemory,
+                         const char* in_scalingConfigFile);
     /// What newDataGenerator made, without what is wrapped around it; null after closeSet.
     DataGenerator* getGenerator() { return m_pGenerator.get(); }
     /// Counts the recordings of the set that were skipped in the last pass, and lets go of it.

@@ -21,6 +21,7 @@ constinit Logger s_logger("quillcast.app.ml-classify");
 
 constexpr const char* SCRIPT_OPTION = "script";
 constexpr const char* FURTHER_OPTION = "further-script";
+constexpr const char* DETECTOR_OPTION = "detector";
 constexpr const char* RATE_OPTION = "rate";
 constexpr const char* ENCODING_OPTION = "encoding";
 constexpr const char* GRAPH_OPTION = "dump-evaluator-in-file";
@@ -67,7 +68,11 @@ ClassifyApplication::ClassifyApplication()
 {
     auto addOption = getOptions().add_options();
     addOption(SCRIPT_OPTION, value<StringVector>()->value_name("NAME"),
-              "classify by the script NAME.xpr of the file system; may be repeated. MANDATORY");
+              "classify by the script NAME.xpr of the file system; may be repeated. MANDATORY, or "
+              "--detector");
+    addOption(DETECTOR_OPTION, value<StringVector>()->value_name("FILE"),
+              "detector whose outputs scripts find under the name of the file without extension; may be "
+              "repeated. Without scripts its outputs are the result, and the windower is its own");
     addOption(FURTHER_OPTION, value<StringVector>()->value_name("NAME"),
               "a script that those need; may be repeated");
     addOption(RATE_OPTION, value<std::string>()->value_name("HZ"),
@@ -81,11 +86,11 @@ ClassifyApplication::ClassifyApplication()
     m_helper.addOptions(getOptions(), hidden);
     setArguments(
         "input", 1, "FILE",
-        "Classifies a WAV recording by expression scripts, window by window, and prints the results, or "
-        "labels of what "
-        "was decided.\n"
+        "Classifies a WAV recording by expression scripts or detectors, window by window, and prints the "
+        "results, or labels of what was decided.\n"
         "FILE - stands for standard input: a WAV recording, or raw samples of one channel, little-endian.");
-    setExamples("ml-classify --filesystem-path examples/scripts --script voice call.wav\n"
+    setExamples("ml-classify --detector voice.detector call.wav\n"
+                "ml-classify --filesystem-path examples/scripts --script voice call.wav\n"
                 "cat call.alaw | ml-classify --filesystem-path examples/scripts --script dtmf \\\n"
                 "    --encoding alaw --rate 8000 --json -\n"
                 "ml-classify --filesystem-path examples/scripts --script voice \\\n"
@@ -102,10 +107,12 @@ bool ClassifyApplication::processCmdlineVarsMap(const variables_map& in_map)
     m_bJson = isSwitchOn(in_map, JSON_OPTION);
     m_vScripts = getStrings(in_map, SCRIPT_OPTION);
     m_vFurtherScripts = getStrings(in_map, FURTHER_OPTION);
+    m_vDetectorFiles = getStrings(in_map, DETECTOR_OPTION);
     const StringVector vInputs = getStrings(in_map, "input");
-    if (m_vScripts.empty() || vInputs.empty())
+    const bool bNothing = m_vScripts.empty() && m_vDetectorFiles.empty();
+    if (bNothing || vInputs.empty())
     {
-        QC_ERROR((m_vScripts.empty() ? "a script must be supplied" : "a recording must be supplied, or -"));
+        QC_ERROR((bNothing ? "a script must be supplied" : "a recording must be supplied, or -"));
         return refuseCommand();
     }
     m_strInput = vInputs.front();
@@ -113,13 +120,30 @@ bool ClassifyApplication::processCmdlineVarsMap(const variables_map& in_map)
     if (m_bJson && m_labels.isWanted())
         throw CommandLineError(
             "option '--json' is for the results of windows; --labels-format is for labels");
+    if (!checkOptions(in_map))
+        return refuseCommand();
     return mayWriteGraph(in_map) && takeRawOptions(in_map);
+}
+
+/// False, with the reason logged, when an option for scripts would have no effect.
+bool ClassifyApplication::checkOptions(const variables_map& in_map) const
+{
+    for (const char* option :
+         {FURTHER_OPTION, "windower-config-file", "filesystem-path", "result-variable-name"})
+        if (m_vScripts.empty() && in_map.count(option) != 0 && !in_map[option].defaulted())
+        {
+            QC_ERROR("Option --" << option << " is for scripts, and there is no --script");
+            return false;
+        }
+    return true;
 }
 
 bool ClassifyApplication::mayWriteGraph(const variables_map& in_map)
 {
     m_guard.takeOption(in_map);
     m_guard.addInput(m_strInput);
+    for (const std::string& strFile : m_vDetectorFiles)
+        m_guard.addInput(strFile);
     return in_map.count(GRAPH_OPTION) == 0 || m_guard.allows(in_map[GRAPH_OPTION].as<std::string>());
 }
 
@@ -169,10 +193,37 @@ bool ClassifyApplication::addClassifiers(AudioClassifierSet& io_set)
     return true;
 }
 
+bool ClassifyApplication::readDetectors()
+{
+    for (const std::string& strFile : m_vDetectorFiles)
+        if (m_vDetectors.emplace_back(Detector::newFromFile(strFile.c_str())) == nullptr)
+            return false;
+    return true;
+}
+
+/// Once the rate of the audio is known: that of a detector has to be the same.
+bool ClassifyApplication::addDetectors(AudioClassifierSet& io_set)
+{
+    for (std::size_t i = 0; i < m_vDetectors.size(); ++i)
+        if (!addDetector(*m_vDetectors[i], Detector::makeName(m_vDetectorFiles[i]), m_vScripts.empty(),
+                         io_set))
+            return false;
+    return true;
+}
+
+bool ClassifyApplication::setup()
+{
+    if (!readDetectors())
+        return false;
+    if (!m_vScripts.empty())
+        return m_helper.setupClassifierSet();
+    return m_helper.getSet().configure(m_vDetectors.front()->getWindows());
+}
+
 bool ClassifyApplication::run_i()
 {
     QC_TRACE("ClassifyApplication::run_i");
-    return m_helper.setupClassifierSet() && (m_pEncoding == nullptr ? runRecording() : runStream());
+    return setup() && (m_pEncoding == nullptr ? runRecording() : runStream());
 }
 
 bool ClassifyApplication::runRecording()
@@ -254,7 +305,7 @@ bool ClassifyApplication::start(std::uint32_t in_uiRate)
         QC_ERROR("Audio of " << in_uiRate << " Hz does not fit the configuration of the windower");
         return false;
     }
-    if (m_helper.startSet())
+    if (addDetectors(m_helper.getSet()) && m_helper.startSet())
         return true;
     QC_ERROR("Failed to start the classifiers");
     return false;

@@ -2,18 +2,24 @@
 
 #include "ClassifierSetApplicationHelper.h"
 #include "common/OverwriteGuard.h"
+#include "detector/Detector.h"
 #include "ml-classify/LabelOutput.h"
 #include "ml-classify/RawSamples.h"
 #include "quillcast-infra/ApplicationImpl.h"
 
 #include <functional>
+#include <memory>
 #include <string>
+#include <vector>
 
 namespace Vexalor::MachineLearning
 {
 
-/// Classifies a recording, or what comes from standard input, by scripts, and prints the results of every
-/// window or writes labels of what they decided.
+/// Classifies a recording, or what comes from standard input, by scripts and detectors, and prints the
+/// results of every window or writes labels of what they decided.
+///
+/// The outputs of detectors are inputs of the scripts. Without a script each detector is a classifier of its
+/// own, whose entries are the outputs under the names of the classes (DetectorClassifier).
 class ClassifyApplication
     : public ApplicationImpl
     , private ClassifierSetApplicationHelper::Strategy
@@ -39,6 +45,10 @@ private:
     };
 
     bool addClassifiers(AudioClassifierSet& io_set) override;
+    bool readDetectors();
+    bool addDetectors(AudioClassifierSet& io_set);
+    bool setup();
+    bool checkOptions(const variables_map& in_map) const;
     bool mayWriteGraph(const variables_map& in_map);
     bool takeRawOptions(const variables_map& in_map);
     bool acceptRecording() const;
@@ -56,9 +66,11 @@ private:
     std::string m_strInput;
     StringVector m_vScripts;
     StringVector m_vFurtherScripts;
-    const SampleEncoding* m_pEncoding = nullptr; ///< of raw samples; null for the name of a recording
-    std::uint32_t m_uiRate = 0;                  ///< of raw samples, in Hz; 0: the configured one
-    std::string m_strRawOption;                  ///< one that was given for raw samples
+    StringVector m_vDetectorFiles;
+    std::vector<std::unique_ptr<Detector>> m_vDetectors; ///< of those files
+    const SampleEncoding* m_pEncoding = nullptr;         ///< of raw samples; null for the name of a recording
+    std::uint32_t m_uiRate = 0;                          ///< of raw samples, in Hz; 0: the configured one
+    std::string m_strRawOption;                          ///< one that was given for raw samples
     bool m_bJson = false;
 };
 

@@ -1,11 +1,35 @@
 #include "ml-classify/ResultWriter.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <iostream>
+#include <nlohmann/json.hpp>
 
 namespace Vexalor::MachineLearning
 {
+
+namespace
+{
+
+bool isBlank(char in_c)
+{
+    return static_cast<unsigned char>(in_c) <= ' ';
+}
+
+/// Names of scripts and variables need no escapes, those of classes may.
+bool isPlain(const std::string& in_strName)
+{
+    return std::all_of(in_strName.begin(), in_strName.end(),
+                       [](char in_c) { return in_c > ' ' && in_c <= '~' && in_c != '"' && in_c != '\\'; });
+}
+
+std::string toJson(const std::string& in_strText)
+{
+    return nlohmann::json(in_strText).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+}
+
+} // namespace
 
 ResultWriter::ResultWriter(bool in_bJson, bool in_bFlush)
     : m_bJson(in_bJson)
@@ -37,7 +61,8 @@ void ResultWriter::appendText(double in_dTime, const std::string& in_strClassifi
     for (const Classifier::SingleOutputResult& entry : in_result)
     {
         m_strBuffer += separator;
-        m_strBuffer += entry.m_strName;
+        for (const char c : entry.m_strName)
+            m_strBuffer += isBlank(c) ? '_' : c;
         m_strBuffer += '=';
         appendNumber(entry.m_dValue);
         separator = ' ';
@@ -45,7 +70,6 @@ void ResultWriter::appendText(double in_dTime, const std::string& in_strClassifi
     m_strBuffer += '\n';
 }
 
-/// Names of scripts and variables are made of letters, digits and "_": nothing needs an escape.
 void ResultWriter::appendJson(double in_dTime, const std::string& in_strClassifier,
                               const Classifier::Result& in_result)
 {
@@ -58,9 +82,9 @@ void ResultWriter::appendJson(double in_dTime, const std::string& in_strClassifi
     for (const Classifier::SingleOutputResult& entry : in_result)
     {
         m_strBuffer += separator;
-        m_strBuffer += "{\"name\":\"";
-        m_strBuffer += entry.m_strName;
-        m_strBuffer += "\",\"value\":";
+        m_strBuffer += "{\"name\":";
+        m_strBuffer += isPlain(entry.m_strName) ? '"' + entry.m_strName + '"' : toJson(entry.m_strName);
+        m_strBuffer += ",\"value\":";
         const char* quote = std::isfinite(entry.m_dValue) ? "" : "\"";
         m_strBuffer += quote;
         appendNumber(entry.m_dValue);

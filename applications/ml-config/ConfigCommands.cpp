@@ -1,5 +1,7 @@
 #include "ml-config/ConfigCommands.h"
 
+#include "detector/Detector.h"
+#include "detector/FeatureTrial.h"
 #include "ml-config/Explanation.h"
 #include "ml-config/GeneratorFile.h"
 #include "quillcast-core/FileReplacer.h"
@@ -49,6 +51,26 @@ bool write(const GeneratorFile& in_made, const std::string& in_strFile)
     return true;
 }
 
+bool explainDetector(const std::string& in_strFile)
+{
+    const std::unique_ptr<Detector> pDetector = Detector::newFromFile(in_strFile.c_str());
+    if (pDetector == nullptr)
+        return false;
+    const ArchiveDescription description = pDetector->describe();
+    // Behind the libraries; the generator is its first field.
+    const ArchiveElement& generator = description.m_root.m_vElements.at(1).m_vElements.at(0);
+    GeneratorOutlook outlook = examineGenerator(*pDetector->getContent().m_pGenerator, generator);
+    std::string strClasses;
+    for (const std::string& strClass : pDetector->getClassNames())
+        strClasses += (strClasses.empty() ? "" : ", ") + strClass;
+    const Network& network = pDetector->getNetwork();
+    outlook.m_vRemarks.push_back("a network of " + countOf(network.getInputSize(), "input") + " and " +
+                                 countOf(network.getOutputSize(), "output") + ": " + strClasses +
+                                 (network.hasState() ? "; it has states" : ""));
+    printExplanation(std::cout, description.m_root, outlook);
+    return true;
+}
+
 } // namespace
 
 bool writeConfiguration(const GeneratorRequest& in_request, const std::string& in_strFile)
@@ -77,7 +99,11 @@ bool explainConfiguration(const std::string& in_strFile)
     QC_TRACE("MachineLearning::explainConfiguration");
     std::string strText;
     GeneratorFile file;
-    if (!readConfigurationText(in_strFile.c_str(), strText) || !file.fromText(strText, in_strFile.c_str()))
+    if (!readConfigurationText(in_strFile.c_str(), strText))
+        return false;
+    if (Detector::isDetector(strText))
+        return explainDetector(in_strFile);
+    if (!file.fromText(strText, in_strFile.c_str()))
         return false;
     const ArchiveDescription description = file.describe();
     const GeneratorOutlook outlook = examineGenerator(*file.m_pGenerator, description.m_root);

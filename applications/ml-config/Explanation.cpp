@@ -16,8 +16,18 @@ using Kind = ArchiveElement::Kind;
 constexpr std::size_t INDENT = 2;
 /// Value of a null object and of an empty list.
 constexpr const char* NONE = "none";
+constexpr std::size_t LONGEST_VALUE = 500;
 /// Column of the meanings.
 constexpr std::size_t MEANING_COLUMN = 56;
+
+/// A network is no line of text.
+std::string shorten(const std::string& in_strValue)
+{
+    if (in_strValue.size() <= LONGEST_VALUE)
+        return in_strValue;
+    return in_strValue.substr(0, std::min<std::size_t>(in_strValue.find_first_of("= \n"), 76)) + "... (" +
+           std::to_string(in_strValue.size()) + " characters)";
+}
 
 /// As it is printed; empty for a value with fields of its own.
 std::string toValue(const ArchiveElement& in_element)
@@ -26,7 +36,7 @@ std::string toValue(const ArchiveElement& in_element)
     switch (in_element.m_kind)
     {
     case Kind::VALUE:
-        return toPrintable(in_element.m_strValue);
+        return toPrintable(shorten(in_element.m_strValue));
     case Kind::OBJECT:
         return in_element.m_bPointer ? in_element.m_strClass : "";
     case Kind::LIST:

@@ -2,12 +2,11 @@
 
 #include "MLGeneratorFacts.h"
 #include "MLScalingDataGenerator.h"
+#include "detector/FeatureTrial.h"
 #include "ml-config/ClassNames.h"
-#include "ml-config/FieldSettings.h"
 #include "quillcast-audio/ToneAnnotations.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cmath>
 
 namespace Vexalor::MachineLearning
@@ -16,77 +15,11 @@ namespace Vexalor::MachineLearning
 namespace
 {
 
-constexpr std::uint32_t USUAL_RATE = 8000;
 constexpr std::size_t USUAL_WINDOW = 200;
-/// Values that a trial may compute and keep in tables; far more than any sensible feature needs.
-constexpr double MAX_TRIAL_COST = 1 << 24;
-
-std::string countOf(std::size_t in_uiCount, const char* in_what)
-{
-    return std::to_string(in_uiCount) + " " + in_what + (in_uiCount == 1 ? "" : "s");
-}
 
 std::string countOfEach(std::size_t in_uiInputs, std::size_t in_uiTargets)
 {
     return countOf(in_uiInputs, "input") + " and " + countOf(in_uiTargets, "target");
-}
-
-/// Values of a field, wherever it stands.
-std::vector<double> findNumbers(const ArchiveElement& in_root, const char* in_field)
-{
-    std::vector<double> vNumbers;
-    for (const ArchiveElement* pField : findFields(in_root, in_field))
-    {
-        const std::string& strText = pField->m_strValue;
-        std::from_chars(strText.data(), strText.data() + strText.size(), vNumbers.emplace_back());
-    }
-    return vNumbers;
-}
-
-std::size_t countItems(const ArchiveElement& in_parent)
-{
-    std::size_t uiItems = 0;
-    for (const ArchiveElement& element : in_parent.m_vElements)
-    {
-        if (element.m_kind == ArchiveElement::Kind::LIST && element.m_strName != "m_vClasses")
-            uiItems += element.m_vElements.size();
-        uiItems += countItems(element);
-    }
-    return uiItems;
-}
-
-/// An upper bound; a configuration may ask for more than the machine has.
-double estimateCost(const ArchiveElement& in_root, std::size_t in_uiWindow)
-{
-    double dCost = static_cast<double>(in_uiWindow) * static_cast<double>(countItems(in_root) + 1);
-    for (const double dSize : findNumbers(in_root, "m_uiFftSize"))
-        dCost += dSize;
-    double dMostBands = 0.0;
-    for (const double dBands : findNumbers(in_root, "m_uiNbBands"))
-        dMostBands = std::max(dMostBands, dBands);
-    for (const double dCepstra : findNumbers(in_root, "m_uiNbCepstra"))
-        dCost += dCepstra * dMostBands;
-    return dCost;
-}
-
-/// How many features a window of silence has; 0, with the fault, when they cannot be computed.
-std::size_t countFeatures(const std::optional<CloneableObjPtr<FeatureComputer>>& in_pComputer,
-                          const ArchiveElement& in_root, std::size_t in_uiWindow, std::string& out_strFault)
-{
-    const CloneableObjPtr<FeatureComputer> pComputer =
-        in_pComputer.value_or(CloneableObjPtr<FeatureComputer>());
-    auto* pInputs = dynamic_cast<FeatureComputerWithInputs*>(pComputer.get());
-    DoubleVector vFeatures;
-    if (pComputer.isNull())
-        out_strFault = "there is no feature computer";
-    else if (estimateCost(in_root, in_uiWindow) > MAX_TRIAL_COST)
-        out_strFault = "windows and features are too large to be tried";
-    else if (const DoubleVector vSilence(in_uiWindow);
-             pInputs == nullptr || !pInputs->setInput("audio", vSilence) ||
-             !pInputs->computeFeatures(vFeatures) || vFeatures.empty())
-        out_strFault =
-            "the features of a window of " + countOf(in_uiWindow, "sample") + " cannot be computed";
-    return vFeatures.size();
 }
 
 class AudioExaminer
@@ -122,14 +55,7 @@ public:
     }
 
 private:
-    /// That of the recordings, as far as the configuration tells.
-    std::uint32_t getRate() const
-    {
-        if (m_windows.m_uiSamplingRate != 0)
-            return m_windows.m_uiSamplingRate;
-        const bool bUsable = !m_vRates.empty() && m_vRates.front() >= 1.0 && m_vRates.front() < 1e9;
-        return bUsable ? static_cast<std::uint32_t>(m_vRates.front()) : USUAL_RATE;
-    }
+    std::uint32_t getRate() const { return findTrialRate(m_windows, m_root); }
 
     void examineWindows()
     {
@@ -157,7 +83,8 @@ private:
     void tryFeatures()
     {
         const std::size_t uiFeatures =
-            countFeatures(m_facts.m_pFeatureComputer, m_root, m_size.m_uiLength, m_outlook.m_strFault);
+            countFeatures(m_facts.m_pFeatureComputer.value_or(CloneableObjPtr<FeatureComputer>()), m_root,
+                          m_size.m_uiLength, m_outlook.m_strFault);
         if (m_outlook.m_strFault.empty())
             m_outlook.m_strPatterns =
                 countOfEach(uiFeatures + m_facts.m_uiFurtherInputs, m_facts.m_uiTargets) + " a pattern";
@@ -182,7 +109,7 @@ GeneratorOutlook examinePatternFile(const GeneratorFacts& in_facts, const Archiv
     if (!in_facts.m_pFeatureComputer.has_value())
         return outlook;
     const std::size_t uiFeatures =
-        countFeatures(in_facts.m_pFeatureComputer, in_root, USUAL_WINDOW, outlook.m_strFault);
+        countFeatures(*in_facts.m_pFeatureComputer, in_root, USUAL_WINDOW, outlook.m_strFault);
     outlook.m_strPatterns = countOf(uiFeatures, "input") + " a pattern, from windows of " +
                             countOf(USUAL_WINDOW, "sample") +
                             " in the pattern file, and the targets of the file";

@@ -2,10 +2,14 @@
 #include "common/NetworkFile.h"
 #include "common/ScriptEntity.h"
 #include "common/SetWatch.h"
+#include "detector/Detector.h"
+#include "detector/TrainingDigest.h"
 #include "quillcast-core/ConsoleLog.h"
 #include "report/TestReporter.h"
 
 #include <iostream>
+#include <memory>
+#include <optional>
 
 using namespace Vexalor;
 using namespace Vexalor::MachineLearning;
@@ -17,7 +21,7 @@ constinit Logger s_logger("quillcast.app.Tester");
 
 constexpr const char* REPORT_BEGINNING = "\nNumber of data pattern(s) processed ";
 
-/// Tests a network of the FANN library or from an ONNX file, or an expression script.
+/// Tests a network of the FANN library or from an ONNX file, a detector, or an expression script.
 class TesterApplication
     : public MLDataGenTesterApplicationImpl
     , private MLTester::PatternObserver
@@ -28,7 +32,10 @@ public:
     {
         auto addOption = getOptions().add_options();
         addOption("network", value<std::string>()->value_name("FILE"),
-                  "network file of the FANN library, or ONNX. MANDATORY, or --script");
+                  "network file of the FANN library, or ONNX. MANDATORY, or --detector, or --script");
+        addOption("detector", value<std::string>()->value_name("FILE"),
+                  "detector file, which brings configuration and scaling along: --data-gen-filename is a "
+                  "recording or a list of recordings");
         addOption("script", value<std::string>()->value_name("NAME"),
                   "test the script NAME.xpr: the input of a pattern is its variable audio");
         addOption("further-script", value<StringVector>()->value_name("NAME"),
@@ -45,7 +52,8 @@ public:
         TestReporter::addOptions(getOptions());
         hideOnConsole(REPORT_BEGINNING); // which showReport_i brings there
         setDescription("Tests a network or an expression script on the patterns of a generator and reports.");
-        setExamples("ml-tester --data-gen-config voice.xml --data-gen-filename call.wav \\\n"
+        setExamples("ml-tester --detector voice.detector --data-gen-filename calls.lst --summary\n"
+                    "ml-tester --data-gen-config voice.xml --data-gen-filename call.wav \\\n"
                     "    --network voice.net --classification-error --report report\n"
                     "ml-tester --data-gen-config windows.xml --data-gen-filename call.wav \\\n"
                     "    --script voice --filesystem-path examples/scripts --summary\n"
@@ -57,16 +65,18 @@ public:
                                                   Handle<Resettable, ReferenceCount> in_entityToReset,
                                                   const char* in_scalingConfigFile) override
     {
-        m_description.m_strConfiguration = in_configFile;
+        m_description.m_strConfiguration = m_pDetector == nullptr ? in_configFile : m_strDetector;
         m_description.m_strInput = in_inputFile;
         // A cache would hide where the patterns come from, and one pass has no use for it.
         const bool bInMemory = isInMemory() && !m_reporter.isWanted();
         const CountedObjPtr<DataGenerator> pGenerator =
-            m_watch.newDataGenerator(in_configFile, in_inputFile, m_reporter.watchResets(in_entityToReset),
-                                     bInMemory, in_scalingConfigFile);
+            newGenerator(in_configFile, in_inputFile, m_reporter.watchResets(in_entityToReset), bInMemory,
+                         in_scalingConfigFile);
         m_bReady = !pGenerator.isNull();
         if (m_bReady && m_reporter.isWanted())
             m_reporter.watch(*pGenerator, *m_watch.getGenerator());
+        if (m_bReady && m_trainingDigest)
+            compareDigest(TrainingDigest::of(*m_watch.getGenerator(), *pGenerator, false));
         return pGenerator;
     }
 
@@ -80,18 +90,19 @@ protected:
         takeWrapperOptions(in_map);
         m_watch.takeOption(in_map);
         m_strNetwork = getString(in_map, "network");
+        m_strDetector = getString(in_map, "detector");
         takeScriptOptions(in_map);
-        if (m_strNetwork.empty() == m_script.m_strScript.empty())
-        {
-            QC_ERROR((m_strNetwork.empty() ? "a network file must be supplied"
-                                           : "Options --network and --script exclude each other"));
-            return refuseCommand();
-        }
-        for (const char* option : {"network", "data-gen-config", "data-gen-filename", "scaling-config"})
+        for (const char* option :
+             {"network", "detector", "data-gen-config", "data-gen-filename", "scaling-config"})
             m_reporter.addInput(getString(in_map, option));
-        m_description.m_strEntity = m_strNetwork.empty() ? m_script.m_strScript : m_strNetwork;
+        m_description.m_strEntity = m_strNetwork + m_strDetector + m_script.m_strScript;
         m_reporter.takeOptions(in_map);
-        return true;
+        return checkEntity(in_map) || refuseCommand();
+    }
+
+    bool bringsGenerator_i(const variables_map& in_map) const override
+    {
+        return in_map.count("detector") != 0;
     }
 
     void showReport_i(const MLTester::TesterStats& in_stats) override
@@ -103,9 +114,17 @@ protected:
 
     MLTester::TestedEntity* newTestedEntity_i() override
     {
+        if (!m_strDetector.empty())
+        {
+            m_pDetector = Detector::newFromFile(m_strDetector.c_str());
+            return m_pDetector == nullptr ? nullptr : m_pDetector->getNetwork().clone();
+        }
         if (m_strNetwork.empty())
             return ScriptEntity::newFromScript(m_script);
-        return newNetworkFromFile(m_strNetwork.c_str());
+        std::string strComment;
+        Network* pNetwork = newNetworkFromFile(m_strNetwork.c_str(), &strComment);
+        m_trainingDigest = TrainingDigest::find(strComment);
+        return pNetwork;
     }
 
     MLTester::PatternObserver* getObserver_i() override { return this; }
@@ -128,6 +147,51 @@ protected:
     }
 
 private:
+    /// That of the detector, or of the configuration.
+    CountedObjPtr<DataGenerator> newGenerator(const char* in_configFile, const char* in_inputFile,
+                                              const Handle<Resettable, ReferenceCount>& in_entityToReset,
+                                              bool in_bInMemory, const char* in_scalingConfigFile)
+    {
+        if (m_pDetector == nullptr)
+            return m_watch.newDataGenerator(in_configFile, in_inputFile, in_entityToReset, in_bInMemory,
+                                            in_scalingConfigFile);
+        return m_watch.prepareDataGenerator(m_pDetector->takeGeneratorFor(in_inputFile), in_inputFile,
+                                            in_entityToReset, in_bInMemory, "");
+    }
+
+    void compareDigest(const TrainingDigest& in_patterns) const
+    {
+        const std::string strDifference = m_trainingDigest->findDifference(in_patterns);
+        if (!strDifference.empty())
+            QC_WARN("Network " << m_strNetwork << " was trained otherwise: these patterns have "
+                               << strDifference);
+    }
+
+    /// There is one of a network, a detector and a script, and nothing that a detector has in itself.
+    bool checkEntity(const variables_map& in_map) const
+    {
+        std::string strGiven;
+        std::size_t uiGiven = 0;
+        for (const char* option : {"network", "detector", "script"})
+            if (!getString(in_map, option).empty())
+                strGiven += (uiGiven++ == 0 ? "--" : " and --") + std::string(option);
+        if (uiGiven == 0)
+            QC_ERROR("a network file must be supplied");
+        else if (uiGiven > 1)
+            QC_ERROR("Options " << strGiven << " exclude each other");
+        if (uiGiven != 1 || m_strDetector.empty())
+            return uiGiven == 1;
+        for (const char* option : {"data-gen-config", "scaling-config"})
+            if (in_map.count(option) != 0)
+            {
+                QC_ERROR("A detector has what --" << option << " would say in itself");
+                return false;
+            }
+        if (in_map.count("data-gen-filename") == 0)
+            QC_ERROR("a recording, or a list of recordings, must be supplied: --data-gen-filename");
+        return in_map.count("data-gen-filename") != 0;
+    }
+
     void takeScriptOptions(const variables_map& in_map)
     {
         m_script.m_strScript = getString(in_map, "script");
@@ -148,6 +212,9 @@ private:
     TestDescription m_description;
     bool m_bReady = false; ///< there are patterns to test
     std::string m_strNetwork;
+    std::optional<TrainingDigest> m_trainingDigest; ///< of the network
+    std::string m_strDetector;
+    std::unique_ptr<Detector> m_pDetector; ///< null: another entity is tested
     ScriptEntity::Settings m_script;
 };
 

@@ -60,7 +60,9 @@ TrainApplication::TrainApplication()
     addOption("data-gen-config", file(), "data generator configuration file. MANDATORY");
     addOption("data-gen-filename", value<StringVector>()->value_name("FILE"),
               "data generator input file; repeated, the patterns of all files are joined");
-    addOption("network", file(), "network file to write. MANDATORY");
+    addOption("network", file(), "network file to write. MANDATORY, or --detector");
+    addOption("detector", file(), "detector to write: network, features, scaling and classes in one file");
+    addOption("import", file(), "make the detector of this network, FANN or ONNX, and train none");
     addOption("hidden", number("20", "LIST"), "sizes of the hidden layers, joined by commas; 0: none");
     addOption("epochs", number("200"), "most epochs to train");
     addOption("seed", number("1"), "seed of the start weights");
@@ -75,7 +77,8 @@ TrainApplication::TrainApplication()
     setExamples("ml-train --data-gen-config voice.xml --data-gen-filename call.wav \\\n"
                 "    --network voice.net\n"
                 "ml-train --data-gen-config voice-set.xml --data-gen-filename calls.lst \\\n"
-                "    --network voice.net --hold-out 10 --strict");
+                "    --detector voice.detector --hold-out 10 --strict\n"
+                "ml-train --data-gen-config voice.xml --import voice.onnx --detector voice.detector");
     OverwriteGuard::addOption(getOptions(), "write the network over a recording or an input, too");
 }
 
@@ -87,11 +90,25 @@ bool TrainApplication::processCmdlineVarsMap(const variables_map& in_map)
     if (isStopped())
         return true;
     takeSettings(in_map);
+    return checkFiles(in_map) || refuseCommand();
+}
+
+bool TrainApplication::checkFiles(const variables_map& in_map) const
+{
+    const bool bImport = in_map.count("import") != 0;
     if (m_strConfigFile.empty())
         QC_ERROR("a data generator configuration file must be supplied");
-    else if (m_strNetwork.empty())
+    else if (bImport && (m_strDetector.empty() || !m_strNetwork.empty()))
+        QC_ERROR("Option --import makes a detector of a network: it needs --detector, and no --network");
+    else if (bImport && in_map.count("data-gen-filename") != 0)
+        QC_ERROR("Option --import trains nothing: it takes no --data-gen-filename");
+    else if (m_strNetwork.empty() && m_strDetector.empty())
         QC_ERROR("a network file must be supplied");
-    return (!m_strConfigFile.empty() && !m_strNetwork.empty()) || refuseCommand();
+    else if (m_strNetwork == m_strDetector)
+        QC_ERROR("Network and detector are written into files of their own");
+    else
+        return true;
+    return false;
 }
 
 void TrainApplication::takeSettings(const variables_map& in_map)
@@ -102,6 +119,8 @@ void TrainApplication::takeSettings(const variables_map& in_map)
     m_guard.takeOption(in_map);
     m_strConfigFile = getString(in_map, "data-gen-config");
     m_strNetwork = getString(in_map, "network");
+    m_strDetector = getString(in_map, "detector");
+    m_strImport = getString(in_map, "import");
     // Without a file there is one stream all the same: that of a generator that reads none.
     m_vInputFiles = in_map.count("data-gen-filename") == 0 ? StringVector{""}
                                                            : in_map["data-gen-filename"].as<StringVector>();
@@ -118,19 +137,45 @@ void TrainApplication::takeSettings(const variables_map& in_map)
 bool TrainApplication::run_i()
 {
     QC_TRACE("TrainApplication::run_i");
-    PatternSet patterns;
     FileReplacer networkFile(m_strNetwork);
-    if (!openNetwork(networkFile) || !readPatterns(patterns) || !m_check.accept(patterns))
+    FileReplacer detectorFile(m_strDetector);
+    for (const std::string* pInput : {&m_strConfigFile, &m_strImport})
+        m_guard.addInput(*pInput);
+    m_guard.addInput(getScalingConfigFile());
+    for (const std::string& strFile : m_vInputFiles)
+        m_guard.addInput(strFile);
+    // Before the work, not after it.
+    if (!openOutput("network file", networkFile) || !openOutput("detector", detectorFile) ||
+        (!m_strDetector.empty() && !m_draft.open(m_strConfigFile)))
         return false;
-    QC_INFO("Training on " << patterns.size() << " patterns of " << patterns.getInputSize() << " inputs and "
-                           << patterns.getTargetSize() << " targets; " << patterns.getNbSkipped()
-                           << " without target left out");
-    const Interrupt interrupt; // until the network is whole
+    if (!m_strImport.empty())
+        return m_draft.import(m_strImport, getScalingConfigFile()) && writeDetector(detectorFile);
+    PatternSet patterns;
+    if (!readPatterns(patterns) || !m_check.accept(patterns))
+        return false;
+    const Interrupt interrupt; // until the files are whole
+    return trainAndWrite(patterns, networkFile) && (m_strDetector.empty() || writeDetector(detectorFile));
+}
+
+bool TrainApplication::trainAndWrite(const PatternSet& in_patterns, FileReplacer& io_networkFile)
+{
+    QC_INFO("Training on " << in_patterns.size() << " patterns of " << in_patterns.getInputSize()
+                           << " inputs and " << in_patterns.getTargetSize() << " targets; "
+                           << in_patterns.getNbSkipped() << " without target left out");
     FannTrainer::Epoch taken;
-    const std::unique_ptr<FannNetwork> pNetwork = train(patterns, taken);
-    if (pNetwork == nullptr || !writeNetwork(*pNetwork, networkFile))
+    const std::unique_ptr<FannNetwork> pNetwork = train(in_patterns, taken);
+    if (pNetwork == nullptr)
         return false;
-    QC_INFO("Network " << m_strNetwork << " written: " << TrainingProgress::toText(taken));
+    const std::string strText = pNetwork->getText();
+    if (!m_strDetector.empty() &&
+        !m_draft.setTrained(strText, m_settings.m_uiSeed, taken.m_dError, taken.m_dHeldOutError))
+        return false;
+    if (m_strNetwork.empty())
+        QC_INFO("Trained: " << TrainingProgress::toText(taken));
+    else if (!writeNetwork(strText + m_digest.toLine(), io_networkFile))
+        return false;
+    else
+        QC_INFO("Network " << m_strNetwork << " written: " << TrainingProgress::toText(taken));
     return true;
 }
 
@@ -168,32 +213,40 @@ bool TrainApplication::readPatterns(PatternSet& out_patterns)
             return false;
         }
         m_check.addPass(*m_watch.getGenerator());
+        if (!m_strDetector.empty() && !m_draft.addPass(strFile, *m_watch.getGenerator(), *pGenerator))
+            return false;
+        m_digest = TrainingDigest::of(*m_watch.getGenerator(), *pGenerator, true);
         m_watch.closeSet();
     }
     return m_watch.accept();
 }
 
-/// Before the work, not after it.
-bool TrainApplication::openNetwork(FileReplacer& io_file)
+bool TrainApplication::openOutput(const char* in_what, FileReplacer& io_file)
 {
-    m_guard.addInput(m_strConfigFile);
-    m_guard.addInput(getScalingConfigFile());
-    for (const std::string& strFile : m_vInputFiles)
-        m_guard.addInput(strFile);
-    if (!m_guard.allows(m_strNetwork))
+    if (io_file.getPath().empty())
+        return true;
+    if (!m_guard.allows(io_file.getPath()))
         return false;
     if (io_file.open())
+        return true;
+    QC_ERROR("Cannot write " << in_what << ' ' << io_file.getPath() << ": " << io_file.getReason());
+    return false;
+}
+
+bool TrainApplication::writeNetwork(const std::string& in_strText, FileReplacer& io_file) const
+{
+    if (io_file.write(in_strText) && io_file.commit())
         return true;
     QC_ERROR("Cannot write network file " << m_strNetwork << ": " << io_file.getReason());
     return false;
 }
 
-bool TrainApplication::writeNetwork(const FannNetwork& in_network, FileReplacer& io_file) const
+bool TrainApplication::writeDetector(FileReplacer& io_file)
 {
-    if (io_file.write(in_network.getText()) && io_file.commit())
-        return true;
-    QC_ERROR("Cannot write network file " << m_strNetwork << ": " << io_file.getReason());
-    return false;
+    if (!m_draft.write(io_file))
+        return false;
+    QC_INFO("Detector " << m_strDetector << " written");
+    return true;
 }
 
 } // namespace Vexalor::MachineLearning

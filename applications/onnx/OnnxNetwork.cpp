@@ -215,7 +215,9 @@ OnnxNetwork* OnnxNetwork::newFromContent(std::string_view in_content, const char
 
 OnnxNetwork* OnnxNetwork::clone() const
 {
-    return new OnnxNetwork(m_pProgram);
+    auto* pClone = new OnnxNetwork(m_pProgram);
+    pClone->m_vMemory = m_vMemory;
+    return pClone;
 }
 
 std::size_t OnnxNetwork::getInputSize() const

@@ -1,7 +1,6 @@
 #pragma once
 
-#include "MLTester.h"
-#include "quillcast-core/Object.h"
+#include "common/Network.h"
 
 #include <memory>
 #include <string>
@@ -23,12 +22,8 @@ struct Program;
 /// States start at 0, or at the initializer of the input's name, and go back there with reset. The one other
 /// input takes the pattern, the one other output is the result, both as rows of numbers whatever their shape.
 ///
-/// A network is used by one thread at a time. Clones share the weights and have states of their own; they
-/// may be used on different threads.
-class OnnxNetwork
-    : public MLTester::TestedEntity
-    , public virtual Resettable
-    , public virtual Cloneable
+/// A network is used by one thread at a time. Clones share the weights and may be used on different threads.
+class OnnxNetwork final : public Network
 {
 public:
     /// True for the first bytes of an ONNX file: the version of its format comes first.
@@ -44,14 +39,12 @@ public:
     OnnxNetwork& operator=(const OnnxNetwork&) = delete;
     ~OnnxNetwork() override;
 
-    /// A network with the same weights whose states are at their start; owned by the caller.
     OnnxNetwork* clone() const override;
 
-    std::size_t getInputSize() const;
-    std::size_t getOutputSize() const;
-    bool hasState() const;
-    /// Bytes that a further clone takes.
-    std::size_t getCloneSize() const;
+    std::size_t getInputSize() const override;
+    std::size_t getOutputSize() const override;
+    bool hasState() const override;
+    std::size_t getCloneSize() const override;
 
     /// Moves the states on. False for an input of another size than getInputSize and for one with a number
     /// that is not finite in single precision, logged at error level the first time; the states then stay as

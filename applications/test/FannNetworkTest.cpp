@@ -3,6 +3,7 @@
 #include "test-support/LogCapture.h"
 #include "test-support/TempDir.h"
 
+#include <cmath>
 #include <doublefann.h>
 #include <gmock/gmock.h>
 #include <memory>
@@ -233,4 +234,72 @@ TEST(FannNetworkTest, FilesThatCannotBeReadOrWrittenAreReported)
         EXPECT_EQ(load(strPath), nullptr);
         EXPECT_THAT(log.lines(), ElementsAre("ERROR Cannot read network file " + strPath + ": " + strReason));
     }
+}
+
+TEST(FannNetworkTest, ClonesShareTheWeightsAndGiveTheSameBits)
+{
+    const DoubleVector vFirst{0.3, -0.2, 0.9};
+    const DoubleVector vSecond{-1.0, 0.5, 0.125};
+    for (const std::string& strText : textsOfAllKinds())
+    {
+        std::unique_ptr<FannNetwork> pNetwork(FannNetwork::newFromText(strText, "net"));
+        ASSERT_NE(pNetwork, nullptr);
+        const DoubleVector vExpected = compute(*pNetwork, vFirst);
+        const std::unique_ptr<FannNetwork> pClone(pNetwork->clone());
+        const std::unique_ptr<FannNetwork> pGrandchild(pClone->clone());
+        EXPECT_LT(pClone->getCloneSize(), 3000u);
+        compute(*pNetwork, vSecond);
+        EXPECT_EQ(compute(*pClone, vFirst), vExpected);
+        pNetwork.reset();
+        EXPECT_EQ(compute(*pGrandchild, vFirst), vExpected);
+        EXPECT_EQ(pGrandchild->getText(), strText);
+    }
+}
+
+TEST(FannNetworkTest, AnyNetworkTakesALinearScalingInOrStaysAsItWas)
+{
+    const DoubleVector vSlope{2.0, 0.0, -0.5};
+    const DoubleVector vIntercept{1.0, 0.25, 0.0};
+    const DoubleVector vInput{0.3, -0.2, 0.9};
+    const DoubleVector vScaled{1.6, 0.25, -0.45};
+    int iFolded = 0;
+    for (const std::string& strText : textsOfAllKinds())
+    {
+        const std::unique_ptr<FannNetwork> pNetwork(FannNetwork::newFromText(strText, "net"));
+        const DoubleVector vExpected = compute(*pNetwork, vScaled);
+        const DoubleVector vBefore = compute(*pNetwork, vInput);
+        EXPECT_FALSE(pNetwork->foldLinearScaling({1.0}, {1.0}));
+        const bool bFolded = pNetwork->foldLinearScaling(vSlope, vIntercept);
+        iFolded += bFolded ? 1 : 0;
+        for (std::size_t i = 0; i < vExpected.size(); ++i)
+            EXPECT_NEAR(compute(*pNetwork, vInput)[i], bFolded ? vExpected[i] : vBefore[i], 1e-12);
+    }
+    EXPECT_GE(iFolded, 2) << "full and shortcut";
+}
+
+TEST(FannNetworkTest, NumbersThatAreNotFiniteNeverReachTheNetwork)
+{
+    const std::unique_ptr<FannNetwork> pNetwork = load(LINEAR);
+    ASSERT_NE(pNetwork, nullptr);
+    const LogCapture log("quillcast.app.FannNetwork");
+    DoubleVector vOutput;
+    for (const double dBad : {double(NAN), double(-INFINITY)})
+    {
+        const DoubleVector vInput{1.0, dBad};
+        EXPECT_FALSE(pNetwork->compute(vInput.begin(), vInput.end(), vOutput));
+    }
+    EXPECT_THAT(log.lines(), ElementsAre("ERROR Input 1 of the network is nan"));
+}
+
+TEST(FannNetworkTest, CommentsAtTheEndAreNoneOfTheReadersBusiness)
+{
+    const TempDir folder;
+    const std::string strText = readFile(LINEAR) + "# one\n# two";
+    const std::unique_ptr<FannNetwork> pNetwork(FannNetwork::newFromText(strText, "net"));
+    ASSERT_NE(pNetwork, nullptr);
+    fann* pFann = fann_create_from_file(folder.write("net", strText).c_str());
+    ASSERT_NE(pFann, nullptr);
+    double input[] = {1.0, 2.0};
+    EXPECT_EQ(*fann_run(pFann, input), compute(*pNetwork, {1.0, 2.0})[0]);
+    fann_destroy(pFann);
 }

@@ -70,6 +70,17 @@ bool AudioClassifierSet::configure(const ROConfiguration& in_config,
     if (!QC_CHECK(!in_hFileSystem.isNull()) || !configureWindower(strFileName, *in_hFileSystem) ||
         !XprClassifierSet::configure(in_config, in_hFileSystem))
         return false;
+    return defineInputs();
+}
+
+bool AudioClassifierSet::configure(const LinearAudioWindower::Config& in_config)
+{
+    QC_TRACE("AudioClassifierSet::configure");
+    return LinearAudioWindower::configure(in_config) && defineInputs();
+}
+
+bool AudioClassifierSet::defineInputs()
+{
     if (getSamplingRate() != 0 && !setConstant(RATE_CONSTANT, getSamplingRate()))
         return false;
     return setVariableName(INPUT_VARIABLE);

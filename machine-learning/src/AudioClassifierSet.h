@@ -51,6 +51,9 @@ public:
     /// are. False, with the reason logged and the windower as it was if its configuration was the fault.
     bool configure(const ROConfiguration& in_config, const TSHandle<VirtualFileSystem>& in_hFileSystem);
 
+    /// The same without scripts and with a configuration of the windower at hand.
+    bool configure(const LinearAudioWindower::Config& in_config);
+
     /// Tells the rate of the audio, which the scripts find in "rate"; needed where the configured rate is 0,
     /// before scripts that use it are frozen and before the first push. False as in LinearAudioWindower, and
     /// when "rate" stands for something else; the windower is then as it was.
@@ -68,6 +71,7 @@ public:
     static const char* getParamNameAudioWindowerFilePath();
 
 private:
+    bool defineInputs();
     bool configureWindower(const std::string& in_strFileName, const VirtualFileSystem& in_fileSystem);
 
     DoubleVector m_vWindow;

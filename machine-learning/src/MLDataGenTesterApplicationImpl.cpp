@@ -85,7 +85,8 @@ bool MLDataGenTesterApplicationImpl::processCmdlineVarsMap(const variables_map& 
         return false;
     if (isStopped())
         return true;
-    if (in_map.count(CONFIG_OPTION) == 0)
+    const bool bBringsGenerator = bringsGenerator_i(in_map);
+    if (in_map.count(CONFIG_OPTION) == 0 && !bBringsGenerator)
     {
         QC_ERROR("a data generator configuration file must be supplied");
         return refuseCommand();
@@ -93,18 +94,18 @@ bool MLDataGenTesterApplicationImpl::processCmdlineVarsMap(const variables_map& 
     m_strConfigFile = getString(in_map, CONFIG_OPTION);
     m_strInputFile = getString(in_map, INPUT_OPTION);
     m_bPrintError = isSwitchOn(in_map, PRINT_ERROR_OPTION);
-    if (!chooseErrorFunctions(in_map))
+    if (!chooseErrorFunctions(in_map, isSwitchOn(in_map, ClassificationError::sGetErrFuncName())) &&
+        (!bBringsGenerator || !chooseErrorFunctions(in_map, true)))
         QC_WARN("no error function specified on the command line");
     return true;
 }
 
 /// False when none was chosen.
-bool MLDataGenTesterApplicationImpl::chooseErrorFunctions(const variables_map& in_map)
+bool MLDataGenTesterApplicationImpl::chooseErrorFunctions(const variables_map& in_map, bool in_bClassify)
 {
-    const bool bClassify = isSwitchOn(in_map, ClassificationError::sGetErrFuncName());
-    m_pStats = CountedObjPtr<MLTester::TesterStats>(bClassify ? new MLTester::ClassifierTesterStats
-                                                              : new MLTester::TesterStats);
-    bool bChosen = bClassify;
+    m_pStats = CountedObjPtr<MLTester::TesterStats>(in_bClassify ? new MLTester::ClassifierTesterStats
+                                                                 : new MLTester::TesterStats);
+    bool bChosen = in_bClassify;
     for (const ErrorOption& option : ERROR_OPTIONS)
     {
         if (option.m_type == ErrorFunction::CLASSIFICATION || !isSwitchOn(in_map, option.m_getName()))

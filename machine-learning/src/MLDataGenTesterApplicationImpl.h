@@ -25,6 +25,10 @@ protected:
     /// Resettable as well is reset at the start of every sequence.
     virtual MLTester::TestedEntity* newTestedEntity_i() = 0;
 
+    /// True for an application that makes the generator without a configuration file: none is asked for, and
+    /// the classification error is computed when no error function is chosen.
+    virtual bool bringsGenerator_i(const variables_map&) const { return false; }
+
     /// Told of every pattern of the test; null, as here, for none. Owned by the derived application.
     virtual MLTester::PatternObserver* getObserver_i() { return nullptr; }
 
@@ -37,7 +41,7 @@ protected:
     bool run_i() override;
 
 private:
-    bool chooseErrorFunctions(const variables_map& in_map);
+    bool chooseErrorFunctions(const variables_map& in_map, bool in_bClassify);
     bool test(MLTester::TestedEntity& io_entity, DataGenerator& io_generator);
 
     std::string m_strConfigFile;

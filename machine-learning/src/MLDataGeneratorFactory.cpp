@@ -101,19 +101,28 @@ bool loadLibrary(const std::string& in_strLibName, const StringVector& in_vKeys)
     return true;
 }
 
+bool loadLibraries(CheckedXmlInputArchive& io_archive, StringVector& out_vLibNames)
+{
+    io_archive.get() >> boost::serialization::make_nvp(LIBRARIES_ELEMENT, out_vLibNames);
+    const StringVector vKeys = io_archive.getClassKeys();
+    return std::all_of(out_vLibNames.begin(), out_vLibNames.end(),
+                       [&](const std::string& in_strLibName) { return loadLibrary(in_strLibName, vKeys); });
+}
+
+void saveLibraries(boost::archive::polymorphic_oarchive& io_archive, const StringVector& in_vLibNames)
+{
+    describeField(io_archive, "", "plug-in libraries to load before the generator is created");
+    io_archive << boost::serialization::make_nvp(LIBRARIES_ELEMENT, in_vLibNames);
+}
+
 DataGenerator* load(std::istream& io_stream)
 {
     CheckedXmlInputArchive archive(io_stream);
-    boost::archive::polymorphic_iarchive& base = archive.get();
     StringVector vLibNames;
-    base >> boost::serialization::make_nvp(LIBRARIES_ELEMENT, vLibNames);
+    if (!loadLibraries(archive, vLibNames))
+        return nullptr;
     const StringVector vKeys = archive.getClassKeys();
-    for (const std::string& strLibName : vLibNames)
-    {
-        if (!loadLibrary(strLibName, vKeys))
-            return nullptr;
-    }
-    std::unique_ptr<DataGenerator> pGenerator = loadObject<DataGenerator>(base, GENERATOR_ELEMENT);
+    std::unique_ptr<DataGenerator> pGenerator = loadObject<DataGenerator>(archive.get(), GENERATOR_ELEMENT);
     if (pGenerator == nullptr)
         throw ArchiveError("the file holds no generator");
     archive.finish();
@@ -127,8 +136,7 @@ DataGenerator* load(std::istream& io_stream)
 void saveElements(boost::archive::polymorphic_oarchive& io_archive, const StringVector& in_vLibNames,
                   const DataGenerator& in_generator)
 {
-    describeField(io_archive, "", "plug-in libraries to load before the generator is created");
-    io_archive << boost::serialization::make_nvp(LIBRARIES_ELEMENT, in_vLibNames);
+    saveLibraries(io_archive, in_vLibNames);
     describeField(io_archive, "", "the generator");
     saveObject<DataGenerator>(io_archive, GENERATOR_ELEMENT, &in_generator);
 }
@@ -206,6 +214,17 @@ bool saveDataGeneratorToStream(std::ostream& out_stream, const StringVector& in_
                                const DataGenerator& in_generator)
 {
     return Archives::save(out_stream, in_vLibNames, in_generator);
+}
+
+bool loadPluginLibraries(CheckedXmlInputArchive& io_archive, StringVector& out_vLibNames)
+{
+    QC_TRACE("MachineLearning::loadPluginLibraries");
+    return Archives::loadLibraries(io_archive, out_vLibNames);
+}
+
+void savePluginLibraries(boost::archive::polymorphic_oarchive& io_archive, const StringVector& in_vLibNames)
+{
+    Archives::saveLibraries(io_archive, in_vLibNames);
 }
 
 void describeDataGenerator(DescribingArchive& io_archive, const StringVector& in_vLibNames,

@@ -7,6 +7,11 @@
 
 #include <ostream>
 
+namespace Vexalor
+{
+class CheckedXmlInputArchive;
+}
+
 namespace Vexalor::MachineLearning
 {
 
@@ -23,6 +28,12 @@ DataGenerator* loadDataGeneratorFromStream(basic_vfsistream<char>& io_stream);
 /// Writes such a file. False, with the reason logged at error level, if it could not be written.
 bool saveDataGeneratorToStream(std::ostream& out_stream, const StringVector& in_vLibNames,
                                const DataGenerator& in_generator);
+
+/// The first element of every file that holds a generator: reads the names of its plug-in libraries and loads
+/// them. False, with the reason logged at error level, when one cannot be loaded.
+bool loadPluginLibraries(CheckedXmlInputArchive& io_archive, StringVector& out_vLibNames);
+/// Saves that element.
+void savePluginLibraries(boost::archive::polymorphic_oarchive& io_archive, const StringVector& in_vLibNames);
 
 /// Saves the same into an archive that tells what it holds. Throws archive exceptions.
 void describeDataGenerator(DescribingArchive& io_archive, const StringVector& in_vLibNames,

@@ -57,12 +57,13 @@ XprClassifierSet::XprClassifierSet(const XprClassifierSet& in_other)
     , m_pEvaluator(in_other.m_pEvaluator->clone())
     , m_strVariableName(in_other.m_strVariableName)
     , m_vDefaultInput(in_other.m_vDefaultInput)
+    , m_vComputedInputs(in_other.m_vComputedInputs)
     , m_bEvaluatorLinked(in_other.m_bEvaluatorLinked)
     , m_bStarted(in_other.m_bStarted)
 {
     QC_TRACE("XprClassifierSet cctor");
     if (!in_other.m_pVariable.isNull())
-        bindVariable(in_other.m_pVariable->getName());
+        bindVariables(in_other.m_pVariable->getName());
     for (const auto& [strName, pClassifier] : in_other.m_mapClassifiers)
         addCopyOf(strName, *pClassifier);
 }
@@ -80,9 +81,15 @@ XprClassifierSet::~XprClassifierSet()
     }
 }
 
-bool XprClassifierSet::bindVariable(const std::string& in_strName)
+bool XprClassifierSet::bindVariables(const std::string& in_strName)
 {
     m_pVariable = m_pEvaluator->getVariable(in_strName.c_str());
+    for (ComputedInput& input : m_vComputedInputs)
+    {
+        input.m_pVariable = m_pEvaluator->getVariable(input.m_strName.c_str());
+        if (!QC_CHECK(!input.m_pVariable.isNull()))
+            return false;
+    }
     return QC_CHECK(!m_pVariable.isNull());
 }
 
@@ -122,13 +129,36 @@ bool XprClassifierSet::setConstant(const char* in_szName, double in_dValue)
 bool XprClassifierSet::setVariableName(const char* in_szVariableName)
 {
     QC_TRACE("XprClassifierSet::setVariableName");
-    if (!QC_CHECK_TEXT("in_szVariableName != 0", in_szVariableName != nullptr))
+    if (!QC_CHECK_TEXT("in_szVariableName != 0", in_szVariableName != nullptr) ||
+        !QC_CHECK(!isComputedInput(in_szVariableName)))
         return false;
     const CountedObjPtr<Math::Xpr::DomainVariableImpl> pVariable(new Math::Xpr::DomainVariableImpl);
     pVariable->setName(in_szVariableName);
     if (!m_pEvaluator->addVariable(pVariable))
         return false;
     m_strVariableName = in_szVariableName;
+    return true;
+}
+
+bool XprClassifierSet::isComputedInput(const char* in_szName) const
+{
+    return std::any_of(m_vComputedInputs.begin(), m_vComputedInputs.end(),
+                       [&](const ComputedInput& in_input) { return in_input.m_strName == in_szName; });
+}
+
+bool XprClassifierSet::addComputedInput(const char* in_szName, FeatureComputerWithInputs* in_pComputer)
+{
+    QC_TRACE("XprClassifierSet::addComputedInput");
+    CloneableObjPtr<FeatureComputerWithInputs> pComputer(in_pComputer);
+    if (!QC_CHECK(in_szName != nullptr) || !QC_CHECK(!pComputer.isNull()) || !QC_CHECK(!m_bEvaluatorLinked) ||
+        !QC_CHECK(!m_strVariableName.empty()))
+        return false;
+    if (!QC_CHECK(m_strVariableName != in_szName) || !QC_CHECK(!isComputedInput(in_szName)))
+        return false;
+    const CountedObjPtr<Math::Xpr::DomainVariableImpl> pVariable(new Math::Xpr::DomainVariableImpl);
+    if (!pVariable->setName(in_szName) || !m_pEvaluator->addVariable(pVariable))
+        return false;
+    m_vComputedInputs.push_back({in_szName, std::move(pComputer), {}, {}});
     return true;
 }
 
@@ -169,9 +199,8 @@ bool XprClassifierSet::freeze()
     QC_DEBUG("Linking evaluator...");
     if (!QC_CHECK(m_pEvaluator->link(true)) || !QC_CHECK(m_pEvaluator->reconfigureExpressions()))
         return false;
-    // The reset, because the default input is no window.
-    m_bEvaluatorLinked =
-        bindVariable(m_strVariableName) && m_pVariable->assign(m_vDefaultInput) && m_pEvaluator->reset();
+    // The reset, because the default inputs are no window.
+    m_bEvaluatorLinked = bindVariables(m_strVariableName) && resetInputs() && m_pEvaluator->reset();
     return m_bEvaluatorLinked;
 }
 
@@ -209,12 +238,35 @@ bool XprClassifierSet::isStarted() const
 bool XprClassifierSet::reset()
 {
     QC_TRACE("XprClassifierSet::reset");
-    if (!QC_CHECK(!m_pVariable.isNull()) || !m_pVariable->assign(m_vDefaultInput))
+    if (!QC_CHECK(!m_pVariable.isNull()) || !resetInputs())
         return false;
     for (const auto& [strName, pClassifier] : m_mapClassifiers)
         if (!pClassifier->reset())
             return false;
     return m_pEvaluator->reset();
+}
+
+bool XprClassifierSet::resetInputs()
+{
+    const auto reset = [this](const ComputedInput& in_input)
+    {
+        return in_input.m_pComputer->reset() && in_input.m_pVariable->assign(m_vDefaultInput);
+    };
+    return m_pVariable->assign(m_vDefaultInput) &&
+           std::all_of(m_vComputedInputs.begin(), m_vComputedInputs.end(), reset);
+}
+
+/// All of them before the evaluator sees any: an input that one cannot take begins no window.
+bool XprClassifierSet::computeInputs(const DoubleVector& in_vInput)
+{
+    for (ComputedInput& input : m_vComputedInputs)
+        if (!input.m_pComputer->setInput(m_pVariable->getName().c_str(), in_vInput) ||
+            !input.m_pComputer->computeFeatures(input.m_vValue))
+        {
+            QC_ERROR("The input \"" << input.m_strName << "\" cannot be computed");
+            return false;
+        }
+    return true;
 }
 
 bool XprClassifierSet::classify(const DoubleVector& in_vInput)
@@ -227,8 +279,11 @@ bool XprClassifierSet::classify(const DoubleVector& in_vInput)
     if (!QC_CHECK(!m_pVariable.isNull()))
         return false;
     const ProfilingScope profilingScope("XprClassifierSet::classify");
-    if (!m_pVariable->assign(in_vInput))
+    if (!computeInputs(in_vInput) || !m_pVariable->assign(in_vInput))
         return false;
+    for (const ComputedInput& input : m_vComputedInputs)
+        if (!input.m_pVariable->assign(input.m_vValue))
+            return false;
     for (const auto& [strName, pClassifier] : m_mapClassifiers)
         if (pClassifier->isStarted() && !pClassifier->classify())
             return false;

@@ -1,12 +1,14 @@
 #pragma once
 
 #include "MLClassifier.h"
+#include "quillcast-core/CloneableObjPtr.h"
 #include "quillcast-core/Handle.h"
 #include "quillcast-core/LimitedObjPtr.h"
 #include "quillcast-core/Object.h"
 #include "quillcast-infra/ROConfiguration.h"
 #include "quillcast-infra/VirtualFileSystem.h"
 #include "quillcast-math/DoubleVector.h"
+#include "quillcast-math/FeatureComputer.h"
 #include "quillcast-mathxpr/Evaluator.h"
 #include "quillcast-mathxpr/Variable.h"
 
@@ -63,7 +65,8 @@ public:
 /// Classifiers that share one evaluator of expressions: each input is stored in one variable of it, then
 /// every started classifier evaluates its own variables and fills its result.
 ///
-/// Call order: configure? (setVariableName | addClassifier)* freeze (start classify* stop? | reset)*.
+/// Call order: configure? (setVariableName | addComputedInput | addClassifier)* freeze
+/// (start classify* stop? | reset)*.
 /// Whatever visits all classifiers does it in the byte-wise order of their names. Nothing allocates per input
 /// once the first one of its length was classified. One thread at a time.
 class XprClassifierSet : public ClassifierSet<XprClassifier>
@@ -86,6 +89,13 @@ public:
     bool setConstant(const char* in_szName, double in_dValue);
     /// Names the variable that takes the input from the next freeze on, and adds it to the evaluator.
     bool setVariableName(const char* in_szVariableName);
+    /// Adds a variable that takes what the computer makes of each input, which it is handed under the name of
+    /// setVariableName; in the order of addition, before any classifier runs and whether a script uses it or
+    /// not. Its state is that of the set: cloned with it, reset with it. An input that a computer fails on is
+    /// none for the scripts: classify is false, and their states stay as they are. The set owns the computer
+    /// in every case. Before freeze, after setVariableName. False, with the reason reported, when the
+    /// computer is null or the name stands for something else.
+    bool addComputedInput(const char* in_szName, FeatureComputerWithInputs* in_pComputer);
     /// A classifier that is configured already has its scripts loaded here, and a script that does not load
     /// is logged and no failure: configure it afterwards to have it fail. One that is added after freeze is
     /// not linked.
@@ -121,13 +131,26 @@ public:
     ClassifierMap::const_iterator findClassifier(const char* in_szName) const;
 
 private:
-    bool bindVariable(const std::string& in_strName);
+    /// A variable whose value is computed from the input.
+    struct ComputedInput
+    {
+        std::string m_strName;
+        CloneableObjPtr<FeatureComputerWithInputs> m_pComputer;
+        CountedObjPtr<Math::Xpr::Variable> m_pVariable; ///< null before freeze
+        DoubleVector m_vValue;
+    };
+
+    bool bindVariables(const std::string& in_strName);
+    bool computeInputs(const DoubleVector& in_vInput);
+    bool isComputedInput(const char* in_szName) const;
+    bool resetInputs();
     void addCopyOf(const std::string& in_strName, const XprClassifier& in_classifier);
 
     CountedObjPtr<Math::Xpr::Evaluator> m_pEvaluator; ///< never null
     std::string m_strVariableName;
     CountedObjPtr<Math::Xpr::Variable> m_pVariable; ///< null before freeze
     DoubleVector m_vDefaultInput;
+    std::vector<ComputedInput> m_vComputedInputs;
     ClassifierMap m_mapClassifiers;
     bool m_bEvaluatorLinked = false;
     bool m_bStarted = false;

@@ -3,6 +3,7 @@
 #include "TestPrelude.h"
 
 #include <filesystem>
+#include <numeric>
 #include <sys/stat.h>
 
 namespace
@@ -196,4 +197,69 @@ TEST_F(XprAudioClassifierTest, MemoryIsAccountedUnderTheName)
         EXPECT_GE(account.getBytes(), iBytes + std::int64_t(4 * sizeof(XprAudioClassifier)));
     }
     EXPECT_EQ(account.getBytes(), iBytes);
+}
+
+namespace
+{
+
+/// The sum of the input, and how many inputs there were; fails on an empty one.
+class RunningSum final : public virtual FeatureComputerWithInputs
+{
+public:
+    RunningSum* clone() const override { return new RunningSum(*this); }
+    bool reset() override
+    {
+        m_dInputs = 0;
+        return true;
+    }
+    bool setInput(const char* in_name, const DoubleVector& in_vInput) override
+    {
+        m_pInput = &in_vInput;
+        return std::string(in_name) == "audio";
+    }
+    bool computeFeatures(DoubleVector& out_vFeatures) override
+    {
+        if (m_pInput->empty())
+            return false;
+        const double dSum = std::accumulate(m_pInput->begin(), m_pInput->end(), 0.0);
+        out_vFeatures = {dSum, ++m_dInputs};
+        return true;
+    }
+
+private:
+    const DoubleVector* m_pInput = nullptr;
+    double m_dInputs = 0;
+};
+
+} // namespace
+
+TEST_F(XprAudioClassifierTest, ComputedInputsAreThereInEveryWindowWithTheirOwnState)
+{
+    m_folder.writeScript("a", "result = sums + [0, 100 * n]\nn = prev(n, 0) + sums[0]\n");
+    m_folder.writeScript("b", "result = audio\n");
+    ASSERT_TRUE(m_set.addComputedInput("sums", new RunningSum));
+    ASSERT_TRUE(addScript(m_set, "a") && addScript(m_set, "b") && start());
+    ASSERT_TRUE(stopOf("a") && m_set.classify({5})) << "nothing uses it";
+    ASSERT_TRUE(startOf("a"));
+    ASSERT_TRUE(m_set.classify({1, 2}));
+    EXPECT_EQ(result("a"), "0esult=3\n1esult=302\n");
+    EXPECT_FALSE(m_set.classify({})) << "no window for the scripts";
+    XprClassifierSet copy(m_set);
+    ASSERT_TRUE(m_set.classify({4}));
+    EXPECT_EQ(result("a"), "0esult=4\n1esult=703\n");
+    ASSERT_TRUE(copy.classify({6}));
+    EXPECT_EQ(resultText(copy, "a"), "0esult=6\n1esult=903\n");
+    ASSERT_TRUE(m_set.reset() && m_set.classify({2}));
+    EXPECT_EQ(result("a"), "0esult=2\n1esult=201\n");
+    EXPECT_THAT(m_assertions.conditions(), IsEmpty());
+
+    EXPECT_FALSE(m_set.addComputedInput("late", new RunningSum));
+    XprClassifierSet other;
+    EXPECT_FALSE(other.addComputedInput("early", new RunningSum)) << "before the variable of the input";
+    ASSERT_TRUE(other.setVariableName("audio") && other.setConstant("rate", 8000));
+    EXPECT_FALSE(other.addComputedInput("none", nullptr));
+    EXPECT_TRUE(other.addComputedInput("sums", new RunningSum));
+    for (const char* taken : {"audio", "rate", "sums", "no name"})
+        EXPECT_FALSE(other.addComputedInput(taken, new RunningSum)) << taken;
+    EXPECT_FALSE(other.setVariableName("sums"));
 }

@@ -38,7 +38,7 @@ class CheckedXmlInputArchive
 {
 public:
     /// Largest input, in bytes.
-    static constexpr std::size_t MAX_SIZE = std::size_t(16) << 20;
+    static constexpr std::size_t MAX_SIZE = std::size_t(64) << 20;
     /// Deepest nesting of elements.
     static constexpr std::size_t MAX_DEPTH = 64;
 

@@ -256,9 +256,14 @@ bool ApplicationImpl::answerPending() const
         if (strRequest == "help")
             writeHelp();
         else
-            std::cout << m_name << ' ' << QC_VERSION << '\n';
+            std::cout << m_name << ' ' << getVersion() << '\n';
     }
     return true;
+}
+
+const char* ApplicationImpl::getVersion()
+{
+    return QC_VERSION;
 }
 
 void ApplicationImpl::writeHelp() const

@@ -41,6 +41,8 @@ public:
     int run(int in_iCount, const char* const* in_arguments);
 
     const char* getName() const { return m_name; }
+    /// That of the programs and libraries, as --version prints it.
+    static const char* getVersion();
 
     /// The value of an option that takes one string with a number in it. Throws CommandLineError when it was
     /// not given or is no number from in_min to in_max; the option parser itself would turn -1 into a huge
