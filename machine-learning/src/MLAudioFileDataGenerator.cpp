@@ -385,6 +385,8 @@ Fallible<double> AudioFileDataGenerator::getShareRead() const
 {
     if (m_reader.getSamplingRate() == 0 || m_reader.getFrameCount() == 0)
         return {};
+    if (atEnd())
+        return 1.0;
     const double dLength = static_cast<double>(m_reader.getFrameCount()) / m_reader.getSamplingRate();
     return std::min(1.0, getCurrentAudioTime() / std::min(dLength, m_dEffectiveMaxAudioTime));
 }
