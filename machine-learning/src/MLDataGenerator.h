@@ -115,7 +115,7 @@ public:
     /// Flushes and closes. False if anything written since open did not reach the file. True when none is
     /// open, and for a writer that closes by its destructor only.
     virtual bool close() { return true; }
-    /// True once it is known that close will return false, for who would write on in vain.
+    /// True once it is known that close will return false, so that nothing more need be written.
     virtual bool hasLost() const { return false; }
     /// The name that getCurrentFilename and messages give from now on, for an open file that gets it when it
     /// is complete. A writer need not care.

@@ -51,7 +51,7 @@ public:
     /// The class keys that the input names, read or not yet read, in its order.
     std::vector<std::string> getClassKeys() const;
 
-    /// Throws ArchiveError unless the end tag of the archive follows, and behind it nothing but white space
+    /// Throws ArchiveError unless the end tag of the archive follows, and after it nothing but white space
     /// and XML comments.
     void finish();
 

@@ -64,7 +64,7 @@ public:
     static void setConsoleHook(void (*in_hook)());
     /// Sets the level of the back end's logger of that name; "" is the root.
     static void setLevel(const char* in_name, LogLevel in_level);
-    /// Takes over levels that were set in the back end behind our back.
+    /// Takes over levels that were set in the back end directly.
     static void refresh();
 
 private:

@@ -21,7 +21,7 @@
 ///         CountedObjPtr<Config> m_pInner;
 ///     };
 ///
-/// and behind all namespaces
+/// and after all namespaces
 ///
 ///     BOOST_CLASS_EXPORT_KEY2(Vexalor::MachineLearning::ThingConfig, "MLThingConfig")
 ///
@@ -37,7 +37,7 @@
 ///
 ///     QC_ARCHIVES(ThingConfig);
 ///
-/// and behind all namespaces, unless the class is abstract,
+/// and after all namespaces, unless the class is abstract,
 ///
 ///     BOOST_CLASS_EXPORT_IMPLEMENT(Vexalor::MachineLearning::ThingConfig)
 ///

@@ -24,7 +24,7 @@
 /// meaning, for programs that explain configurations: QC_FIELD(m_uiShift, "ms", "from window to window").
 #define QC_FIELD(member, ...) Vexalor::serializeField(io_archive, #member, member __VA_OPT__(, ) __VA_ARGS__)
 
-/// Behind the definition of serialize: the code for the archives that are in use, the polymorphic ones.
+/// After the definition of serialize: the code for the archives that are in use, the polymorphic ones.
 #define QC_ARCHIVES(Class)                                                                                   \
     template void Class::serialize(boost::archive::polymorphic_iarchive&, unsigned int);                     \
     template void Class::serialize(boost::archive::polymorphic_oarchive&, unsigned int)

@@ -16,7 +16,7 @@ namespace Vexalor
 /// Text form: "[v v v]", one blank between two values, "[]" when empty. Values have the shortest decimal
 /// digits that read back to the same double, in the classic locale whatever the stream's; "nan", "-nan",
 /// "inf" and "-inf" are values. The form delimits itself. Reading takes the numbers of std::from_chars, with
-/// any number of blanks (0x20) and tabs before, between and behind them; it refuses everything else, a number
+/// any number of blanks (0x20) and tabs before, between and after them; it refuses everything else, a number
 /// outside the range of double included.
 class DoubleVector
 {
@@ -65,14 +65,14 @@ public:
 
     /// Writes the text form; returns out_stream.
     std::ostream& write(std::ostream& out_stream) const;
-    /// Reads one text form, leaving the stream behind the "]". Line ends are not skipped. On a malformed form
+    /// Reads one text form, leaving the stream after the "]". Line ends are not skipped. On a malformed form
     /// sets the fail flag and leaves the vector empty; the position in the stream is then unspecified.
     std::istream& read(std::istream& in_stream);
 
     /// Appends the text form to a buffer.
     void appendTo(std::string& io_strBuffer) const;
     /// Reads one text form from characters, by the grammar of read; leading blanks and tabs are skipped.
-    /// Returns the position behind the "]", or null, with the vector empty, when the form is malformed or
+    /// Returns the position after the "]", or null, with the vector empty, when the form is malformed or
     /// incomplete.
     const char* parse(const char* in_begin, const char* in_end);
 
