@@ -1,7 +1,7 @@
 #include "detector/Detector.h"
 
 #include "AudioClassifierSet.h"
-#include "detector/Base64.h"
+#include "common/Base64.h"
 #include "test-support/Command.h"
 #include "test-support/LogCapture.h"
 #include "test-support/OnnxWriter.h"
