@@ -7,8 +7,8 @@
 
 #include "AudioClassifierSet.h"
 #include "MLAudioFileDataGenerator.h"
+#include "common/Base64.h"
 #include "common/FannNetwork.h"
-#include "detector/Base64.h"
 #include "detector/Detector.h"
 #include "quillcast-core/Logger.h"
 #include "quillcast-math/MelFeatureComputers.h"

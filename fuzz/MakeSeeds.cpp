@@ -2,8 +2,8 @@
 
 #include "MLAudioFileDataGenerator.h"
 #include "MLBinaryFileDataGenerator.h"
+#include "common/Base64.h"
 #include "common/FannNetwork.h"
-#include "detector/Base64.h"
 #include "detector/Detector.h"
 #include "quillcast-math/AudioFeatureComputers.h"
 #include "test-support/OnnxWriter.h"

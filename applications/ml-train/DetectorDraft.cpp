@@ -143,9 +143,12 @@ bool DetectorDraft::import(const std::string& in_strNetworkFile, const std::stri
                            << strDifference);
     if (!isOnnxFile(strContent, in_strNetworkFile))
         return setFann(strContent, in_strNetworkFile.c_str());
+    // Tried under the name of its file.
+    const std::unique_ptr<OnnxNetwork> pNetwork(
+        OnnxNetwork::newFromContent(strContent, in_strNetworkFile.c_str()));
     m_content.m_strKind = DetectorContent::ONNX;
     m_content.m_strNetwork = toBase64(strContent);
-    return true;
+    return pNetwork != nullptr;
 }
 
 bool DetectorDraft::write(FileReplacer& io_file)

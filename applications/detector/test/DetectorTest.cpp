@@ -417,6 +417,7 @@ TEST_F(DetectorTest, WhatMakesNoneIsRefusedByName)
     write("three.xml", {"--classes", "A,B,OTHER", "--bands", "10"}, {});
     write("eleven.xml", {"--classes", "TONE,OTHER", "--bands", "11"}, {});
     s_pFolder->write("not.net", "nothing");
+    s_pFolder->write("not.onnx", "nothing");
     expectDone("ml-config", {"learn-scaling", "targets.xml", "--data-gen-config", "one.xml",
                              "--data-gen-filename", "a.wav", "--targets", "min-max", "--interval", "-1,1"});
     using Arguments = std::vector<std::string>;
@@ -434,6 +435,7 @@ TEST_F(DetectorTest, WhatMakesNoneIsRefusedByName)
         {"three.xml", {"--import", "plain.onnx"}, "the network has 2 outputs, the classes are 3"},
         {"eleven.xml", {"--import", "fann.net"}, "the network takes 10 inputs, the features are 11"},
         {"one.xml", {"--import", "not.net"}, "Cannot read network file not.net: line 1"},
+        {"one.xml", {"--import", "not.onnx"}, "Cannot read network file not.onnx: "},
         {"one.xml", {"--import", "none.onnx"}, "none.onnx: No such file"},
         {"one.xml", {"--import", "plain.onnx", "--network", "n"}, "Option --import makes a detector"},
         {"one.xml", {"--import", "plain.onnx", "--scaling-config", "one.xml"}, "one.xml is no scaling"},
