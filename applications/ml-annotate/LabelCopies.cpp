@@ -140,6 +140,8 @@ bool copyWithLabels(const AnnotateRequest& in_request)
         else
             bDone = false;
     }
+    if (strNames.empty())
+        return false; // and an earlier list stays
     const auto iCopies = std::count(strNames.begin(), strNames.end(), '\n');
     if (!writeList(folder, strNames))
         return false;

@@ -272,6 +272,7 @@ TEST_F(MlAnnotateTest, RecordingsAreCopiedWithTheLabelsBesideThem)
     succeed({"label-copies", "out", "both.wav", "--format", "csv"});
     EXPECT_EQ(succeed({"list", "out/both.wav"}), "0\t1\tc\n");
     fail({"label-copies", "out", "a.wav"}, "Not writing over out/a.wav: it is a recording; --force");
+    EXPECT_EQ(readFile(m_folder.path("out/list.txt")), "both.wav\n");
     fail({"label-copies", ".", "a.wav", "--force"}, "Not copying a.wav onto itself");
     fail({"label-copies", "a.wav/x", "a.wav"}, "Cannot make the folder a.wav/x: Not a directory");
     EXPECT_EQ(readFile(m_folder.path("a.wav")), strBefore);
