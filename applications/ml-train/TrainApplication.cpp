@@ -78,7 +78,8 @@ TrainApplication::TrainApplication()
                 "    --network voice.net\n"
                 "ml-train --data-gen-config voice-set.xml --data-gen-filename calls.lst \\\n"
                 "    --detector voice.detector --hold-out 10 --strict\n"
-                "ml-train --data-gen-config voice.xml --import voice.onnx --detector voice.detector");
+                "ml-train --data-gen-config voice.xml --import voice.onnx \\\n"
+                "    --detector voice.detector");
     OverwriteGuard::addOption(getOptions(), "write the network over a recording or an input, too");
 }
 

@@ -82,28 +82,33 @@ TEST_F(ConvertApplicationTest, OptionsAreCheckedInTheirOrder)
     const std::string strVector = std::string("--datagen-config=") + VECTOR;
     const std::string strTested = std::string("--output-datagen-config=") + VECTOR;
     const std::string strBinary = "--output-type=binary";
-    const std::pair<Texts, const char*> CASES[] = {
-        {{}, "ERROR cannot configure data generator"},
-        {{"--datagen-config", ""}, "ERROR cannot configure data generator"},
-        {{"--datagen-config", "none.xml"},
+    const std::tuple<int, Texts, const char*> CASES[] = {
+        {2, {}, "ERROR cannot configure data generator"},
+        {2, {"--datagen-config", ""}, "ERROR cannot configure data generator"},
+        {1,
+         {"--datagen-config", "none.xml"},
          "ERROR Cannot open data generator config file none.xml for input."},
-        {{strVector},
+        {1,
+         {strVector},
          "ERROR This data generator needs an input file so you need  to specify an argument for "
          "--input-file"},
-        {{strVector, "--input-file=in"}, "ERROR need an output data type (\"binary\" or \"vector\")"},
-        {{strVector, "--input-file=in", "--output-type=Binary"},
+        {2, {strVector, "--input-file=in"}, "ERROR need an output data type (\"binary\" or \"vector\")"},
+        {2,
+         {strVector, "--input-file=in", "--output-type=Binary"},
          "ERROR output-type has to be either \"binary\" or \"vector\""},
-        {{strVector, "--input-file=in", strBinary}, "ERROR need an output filename"},
-        {{strVector, "--input-file=in", strBinary, "--output-file=out", "--output-datagen-config=none.xml"},
+        {2, {strVector, "--input-file=in", strBinary}, "ERROR need an output filename"},
+        {1,
+         {strVector, "--input-file=in", strBinary, "--output-file=out", "--output-datagen-config=none.xml"},
          "ERROR Cannot open data generator config file none.xml for input."},
-        {{"--test", strVector, "--input-file=in", "--output-file=out"},
+        {2,
+         {"--test", strVector, "--input-file=in", "--output-file=out"},
          "ERROR cannot configure output data generator"},
-        {{"--test", strVector, "--input-file=in", strTested}, "ERROR need an output filename"},
-        {{"--strict", strVector}, "ERROR --strict has no effect without --test"},
+        {2, {"--test", strVector, "--input-file=in", strTested}, "ERROR need an output filename"},
+        {2, {"--strict", strVector}, "ERROR --strict has no effect without --test"},
     };
-    for (const auto& [vArguments, message] : CASES)
+    for (const auto& [iStatus, vArguments, message] : CASES)
     {
-        EXPECT_EQ(run(vArguments), 1) << message;
+        EXPECT_EQ(run(vArguments), iStatus) << message;
         EXPECT_TRUE(m_log.has(message)) << message << '\n' << m_log.text();
     }
 }

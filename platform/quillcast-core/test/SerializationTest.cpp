@@ -361,7 +361,7 @@ TEST(CheckedXmlInputArchiveTest, DepthAndSizeAreLimited)
     }
     EXPECT_NE(refusal(save(pPart.get())).find("element 'm_pFirst': too deeply nested"), std::string::npos);
     EXPECT_EQ(refusal(std::string(CheckedXmlInputArchive::MAX_SIZE + 1, ' ')),
-              "the archive is larger than 16777216 bytes");
+              "the archive is larger than 67108864 bytes");
 }
 
 TEST(CheckedXmlInputArchiveTest, TellsClassKeys)
