@@ -191,7 +191,7 @@ bool benchOnnx(const DoubleVector& in_vSamples)
 int main()
 {
     const LoggingSession session;
-    Logger::setLevel("", LogLevel::WARN);
+    Logger::configureForConsole(LogLevel::WARN);
     const DoubleVector vSamples = makeNoise(WINDOWS * SHIFT);
     const bool bFann = benchFann(vSamples);
     const bool bOnnx = benchOnnx(vSamples);

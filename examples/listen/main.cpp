@@ -31,6 +31,7 @@ std::string findClass(const AudioClassifierSet& in_set)
 int main(int argc, char** argv)
 {
     const LoggingSession session;
+    Logger::configureForConsole(LogLevel::WARN);
     const auto pDetector = argc == 2 ? Detector::newFromFile(argv[1]) : nullptr;
     AudioClassifierSet set;
     if (pDetector == nullptr || !set.configure(pDetector->getWindows()) || !set.setSourceRate(8000) ||
