@@ -19,10 +19,12 @@ std::int64_t toKey(double in_dValue)
     return in_dValue < 0.0 ? -iMagnitude : iMagnitude;
 }
 
-/// Of the columns of that width, counted from zero.
+/// Of the columns of that width, counted from zero. A negative value is before it, however small the
+/// quotient.
 double toColumn(double in_dValue, double in_dWidth)
 {
-    return std::floor(in_dValue / in_dWidth);
+    const double dColumn = std::floor(in_dValue / in_dWidth);
+    return in_dValue < 0.0 && dColumn == 0.0 ? -1.0 : dColumn;
 }
 
 } // namespace

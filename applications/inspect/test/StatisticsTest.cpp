@@ -118,7 +118,9 @@ TEST(ValueBinsTest, AreasAndHistogramsAreThoseOfAllValues)
         {"whole numbers, each its own bin",
          [](double d, std::size_t ui) { return std::round(10.0 * d) + static_cast<double>(ui); }, 0.0},
         {"one outlier",
-         [](double d, std::size_t ui) { return d > 3.3 ? 1e300 : d - static_cast<double>(ui); }, 0.004},
+         [](double d, std::size_t ui) { return d > 3.0 ? 1e300 : d - static_cast<double>(ui); }, 0.004},
+        {"too small for their columns",
+         [](double d, std::size_t) { return d > 3.0 ? 1e300 : std::copysign(1e-300, d); }, 0.0},
         {"one value", [](double, std::size_t) { return -2.5; }, 0.0},
     };
     for (const Case& testCase : CASES)
