@@ -4,6 +4,7 @@
 #include "quillcast-core/FileReplacer.h"
 #include "quillcast-core/Logger.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <set>
 

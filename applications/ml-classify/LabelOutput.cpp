@@ -253,7 +253,12 @@ bool LabelOutput::writeCopy()
     AnnotatedFile annotated;
     std::vector<Annotation> vAnnotations;
     std::vector<Annotation> vMarkers;
-    if (!file.openRegular(m_strInput.c_str()) || !annotated.readFromWAV(file))
+    if (!file.openRegular(m_strInput.c_str()))
+    {
+        QC_ERROR("Cannot read " << m_strInput << ": " << file.getReason());
+        return false;
+    }
+    if (!annotated.readFromWAV(file))
         return false;
     LabelFile::toAnnotations(m_vSpans, vAnnotations, vMarkers);
     annotated.setAnnotations(std::move(vAnnotations));
