@@ -4,7 +4,7 @@
 # qc_precompiled(TARGET products|tests) lets a target use them. Libraries and programs share them, which is why all are
 # compiled with -fPIC.
 
-option(QC_PRECOMPILE "Compile the headers of the standard library, of Boost and of GoogleTest once" ON)
+option(QC_PRECOMPILE "Compile the headers of the standard library, of Boost, of nlohmann-json and of GoogleTest once" ON)
 
 set(QC_PRODUCT_HEADERS
     <algorithm> <charconv> <cmath> <cstdint> <cstring> <filesystem> <fstream> <functional> <limits> <map> <memory>

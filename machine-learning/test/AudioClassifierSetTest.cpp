@@ -4,6 +4,7 @@
 #include "quillcast-audio/WindowedAudioFileReader.h"
 #include "quillcast-math/AudioFeatureComputers.h"
 #include "test-support/AllocationCounter.h"
+#include "test-support/MakeWindower.h"
 #include "test-support/WavBuilder.h"
 
 #include <algorithm>

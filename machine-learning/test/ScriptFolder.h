@@ -81,17 +81,6 @@ private:
     std::filesystem::path m_earlier;
 };
 
-/// A configuration whose window and shift are given in milliseconds.
-inline LinearAudioWindower::Config makeWindower(std::uint32_t in_uiRate, std::uint64_t in_uiLength,
-                                                std::uint64_t in_uiShift)
-{
-    LinearAudioWindower::Config config;
-    config.m_uiSamplingRate = in_uiRate;
-    config.m_uiWindowLength = in_uiLength;
-    config.m_uiWindowShift = in_uiShift;
-    return config;
-}
-
 /// Adds a classifier of that name that evaluates a variable of that script, and configures it then.
 inline bool addScript(MachineLearning::XprClassifierSet& io_set, const char* in_script,
                       const char* in_variable = "result", const char* in_name = nullptr,

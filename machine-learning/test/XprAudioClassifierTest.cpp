@@ -25,6 +25,7 @@ protected:
     std::string result(const char* in_name) const { return resultText(m_set, in_name); }
 
     ScriptFolder m_folder;
+    WorkingDirectory m_workingDirectory{m_folder.path()}; ///< where graphs are written
     XprClassifierSet m_set;
     AssertionCapture m_assertions;
     LogCapture m_log{"quillcast.ml.XprAudioClassifier", LogLevel::DEBUGGING};
@@ -119,7 +120,6 @@ TEST_F(XprAudioClassifierTest, MisuseIsRefused)
 
 TEST_F(XprAudioClassifierTest, MissingVariableWritesTheGraphAndFailsEveryTime)
 {
-    const WorkingDirectory folder(m_folder.path());
     m_folder.writeScript("a", "reslut = audio\n");
     ASSERT_TRUE(addScript(m_set, "a") && start());
     const std::unique_ptr<XprClassifierSet> pClone(m_set.clone());

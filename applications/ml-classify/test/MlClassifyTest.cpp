@@ -7,6 +7,7 @@
 #include "quillcast-math/AudioFeatureComputers.h"
 #include "test-support/Command.h"
 #include "test-support/LogCapture.h"
+#include "test-support/MakeWindower.h"
 #include "test-support/TempDir.h"
 #include "test-support/WavBuilder.h"
 
@@ -27,16 +28,6 @@ namespace
 {
 
 constexpr const char* PROGRAM = QC_BINARY_DIR "/bin/ml-classify";
-
-LinearAudioWindower::Config windows(std::uint32_t in_uiRate, std::uint64_t in_uiLength,
-                                    std::uint64_t in_uiShift)
-{
-    LinearAudioWindower::Config config;
-    config.m_uiSamplingRate = in_uiRate;
-    config.m_uiWindowLength = in_uiLength;
-    config.m_uiWindowShift = in_uiShift;
-    return config;
-}
 
 /// The real program in a folder with scripts, a windower of 4 samples every 2 and recordings at 1000 Hz,
 /// where a millisecond is a sample.
@@ -59,7 +50,7 @@ protected:
     static std::string windowerText(std::uint32_t in_uiRate, std::uint64_t in_uiLength,
                                     std::uint64_t in_uiShift)
     {
-        const LinearAudioWindower::Config config = windows(in_uiRate, in_uiLength, in_uiShift);
+        const LinearAudioWindower::Config config = Testing::makeWindower(in_uiRate, in_uiLength, in_uiShift);
         std::ostringstream text;
         XmlOutputArchive archive(text);
         archive.get() << boost::serialization::make_nvp("LinearAudioWindowerConfig", config);
@@ -449,7 +440,7 @@ TEST_F(MlClassifyTest, LabelsAreTheTargetsOfWhatWasDecided)
             ASSERT_EQ(shell(strRun + "noise.txt").m_iExit, 0);
             importLabels("noise.wav", "noise.txt", "imported.wav");
             for (const char* file : {"direct.wav", "imported.wav"})
-                expectTargets(m_folder.path(file), windows(uiRate, uiLength, uiShift), vSamples,
+                expectTargets(m_folder.path(file), Testing::makeWindower(uiRate, uiLength, uiShift), vSamples,
                               !strOptions.empty());
         }
     }

@@ -3,6 +3,7 @@
 #include "quillcast-core/SerializationArchives.h"
 #include "quillcast-core/XmlOutputArchive.h"
 #include "test-support/LogCapture.h"
+#include "test-support/MakeWindower.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -16,16 +17,6 @@ using namespace Vexalor::Testing;
 
 namespace
 {
-
-LinearAudioWindower::Config makeConfig(std::uint32_t in_uiRate, std::uint64_t in_uiLength,
-                                       std::uint64_t in_uiShift)
-{
-    LinearAudioWindower::Config config;
-    config.m_uiSamplingRate = in_uiRate;
-    config.m_uiWindowLength = in_uiLength;
-    config.m_uiWindowShift = in_uiShift;
-    return config;
-}
 
 /// 0, 1, 2...: a window shows which samples it holds.
 std::vector<double> ramp(std::size_t in_uiCount)
@@ -55,7 +46,7 @@ TEST(LinearAudioWindowerTest, LengthAndShiftInSamples)
         WindowSize size;
         std::string strError;
         EXPECT_TRUE(
-            makeConfig(0, test.m_uiLength, test.m_uiShift).getWindowSize(test.m_uiRate, size, strError));
+            makeWindower(0, test.m_uiLength, test.m_uiShift).getWindowSize(test.m_uiRate, size, strError));
         EXPECT_EQ(size.m_uiLength, test.m_uiLengthSamples) << test.m_uiRate;
         EXPECT_EQ(size.m_uiShift, test.m_uiShiftSamples) << test.m_uiRate;
     }
@@ -64,23 +55,23 @@ TEST(LinearAudioWindowerTest, LengthAndShiftInSamples)
 TEST(LinearAudioWindowerTest, SettingsWithoutSenseChangeNothing)
 {
     LinearAudioWindower windower;
-    ASSERT_TRUE(windower.configure(makeConfig(1000, 3, 2)));
+    ASSERT_TRUE(windower.configure(makeWindower(1000, 3, 2)));
     for (const auto& config :
-         {makeConfig(0, 0, 10), makeConfig(8000, 0, 10), makeConfig(8000, 25, 0),
-          makeConfig(100, 4, 10), // 0.4 samples
-          makeConfig(1000, 67108865, 1), makeConfig(8000, 25, ~0ULL), makeConfig(1, ~0ULL, 1)})
+         {makeWindower(0, 0, 10), makeWindower(8000, 0, 10), makeWindower(8000, 25, 0),
+          makeWindower(100, 4, 10), // 0.4 samples
+          makeWindower(1000, 67108865, 1), makeWindower(8000, 25, ~0ULL), makeWindower(1, ~0ULL, 1)})
     {
         const LogCapture log("quillcast.audio");
         EXPECT_FALSE(windower.configure(config));
         EXPECT_EQ(log.count("ERROR Windower configuration refused: "), 1u) << log.text();
     }
-    EXPECT_EQ(windower.getConfig(), makeConfig(1000, 3, 2));
+    EXPECT_EQ(windower.getConfig(), makeWindower(1000, 3, 2));
 }
 
 TEST(LinearAudioWindowerTest, RateOfTheSourceBeforeTheFirstPush)
 {
     LinearAudioWindower windower;
-    ASSERT_TRUE(windower.configure(makeConfig(0, 5, 5)));
+    ASSERT_TRUE(windower.configure(makeWindower(0, 5, 5)));
     const LogCapture log("quillcast.audio");
     const std::vector<double> vSamples = ramp(80);
     const double* pBegin = vSamples.data();
@@ -102,7 +93,7 @@ TEST(LinearAudioWindowerTest, RateOfTheSourceBeforeTheFirstPush)
     ASSERT_TRUE(windower.reset());
     EXPECT_EQ(windower.getSamplingRate(), 16000u) << "the rate stays";
 
-    ASSERT_TRUE(windower.configure(makeConfig(8000, 5, 5)));
+    ASSERT_TRUE(windower.configure(makeWindower(8000, 5, 5)));
     EXPECT_FALSE(windower.setSourceRate(16000));
     EXPECT_EQ(log.lines(),
               (std::vector<std::string>{
@@ -127,7 +118,7 @@ TEST(LinearAudioWindowerTest, WindowsOfEverySplitOfThePushes)
             for (const std::size_t uiCount : {0, 1, 4, 5, 6, 49, 50, 99})
             {
                 LinearAudioWindower windower;
-                ASSERT_TRUE(windower.configure(makeConfig(1000, test.m_uiLength, test.m_uiShift)));
+                ASSERT_TRUE(windower.configure(makeWindower(1000, test.m_uiLength, test.m_uiShift)));
                 const std::vector<double> vSamples = ramp(uiCount);
                 DoubleVector vWindow;
                 std::size_t uiWindows = 0;
@@ -154,7 +145,7 @@ TEST(LinearAudioWindowerTest, WindowsOfEverySplitOfThePushes)
 TEST(LinearAudioWindowerTest, ResetAndCopy)
 {
     LinearAudioWindower windower;
-    ASSERT_TRUE(windower.configure(makeConfig(1000, 4, 2)));
+    ASSERT_TRUE(windower.configure(makeWindower(1000, 4, 2)));
     const std::vector<double> vSamples = ramp(5);
     DoubleVector vWindow;
     ASSERT_TRUE(windower.pushLinearAudio(vSamples.data(), vSamples.data() + 3));
@@ -191,7 +182,7 @@ TEST(LinearAudioWindowerTest, ConfigInAnArchive)
 {
     const char* key = boost::serialization::guid<LinearAudioWindower::Config>();
     EXPECT_STREQ(key, "LinearAudioWindowerConfig");
-    LinearAudioWindower::Config saved = makeConfig(11025, ~0ULL, 20);
+    LinearAudioWindower::Config saved = makeWindower(11025, ~0ULL, 20);
     saved.m_iChannel = 3;
     std::stringstream stream;
     XmlOutputArchive output(stream);
