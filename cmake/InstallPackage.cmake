@@ -1,6 +1,6 @@
 # What `cmake --install` puts down beside libraries, headers and programs: the CMake package, found with
-# find_package(vexalor-machine-learning), whose targets are Vexalor::machine-learning and Vexalor::quillcast-*; and
-# the Debian package that `cpack -G DEB` makes of the same files.
+# find_package(vexalor-machine-learning), whose targets are Vexalor::machine-learning and Vexalor::quillcast-*, the same
+# for pkg-config, manual pages and completions of the programs, and what programs find beside themselves.
 
 include(CMakePackageConfigHelpers)
 
@@ -14,22 +14,41 @@ write_basic_package_version_file(
 install(
     FILES ${PROJECT_BINARY_DIR}/${PROJECT_NAME}-config.cmake
           ${PROJECT_BINARY_DIR}/${PROJECT_NAME}-config-version.cmake
-    DESTINATION ${QC_PACKAGE_DIR})
-install(EXPORT ${PROJECT_NAME} NAMESPACE Vexalor:: DESTINATION ${QC_PACKAGE_DIR} FILE ${PROJECT_NAME}-targets.cmake)
+    DESTINATION ${QC_PACKAGE_DIR} COMPONENT dev)
+install(
+    EXPORT ${PROJECT_NAME} NAMESPACE Vexalor:: DESTINATION ${QC_PACKAGE_DIR} FILE ${PROJECT_NAME}-targets.cmake
+    COMPONENT dev)
 
-set(CPACK_PACKAGE_NAME ${PROJECT_NAME})
-set(CPACK_PACKAGE_VENDOR "Vexalor")
-set(CPACK_PACKAGE_CONTACT "Vexalor maintainers <maintainers@vexalor.invalid>")
-set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "Pattern streams, error measures and a tester for audio classifiers")
-set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
-set(CPACK_GENERATOR DEB)
-set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
-set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
-# Our own libraries depend on each other: let dpkg-shlibdeps find them where they were built.
-set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${CMAKE_LIBRARY_OUTPUT_DIRECTORY})
-# The headers need these.
-set(CPACK_DEBIAN_PACKAGE_DEPENDS "libboost-serialization-dev, libboost-program-options-dev")
-include(CPack)
+get_property(QC_LIBRARIES GLOBAL PROPERTY QC_LIBRARIES)
+list(REVERSE QC_LIBRARIES) # users before what they use
+list(TRANSFORM QC_LIBRARIES PREPEND -l)
+list(JOIN QC_LIBRARIES " " QC_LIBRARIES)
+file(RELATIVE_PATH QC_PREFIX_FROM_HERE /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
+configure_file(
+    ${CMAKE_CURRENT_LIST_DIR}/${PROJECT_NAME}.pc.in ${PROJECT_BINARY_DIR}/${PROJECT_NAME}.pc @ONLY)
+install(
+    FILES ${PROJECT_BINARY_DIR}/${PROJECT_NAME}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT dev)
+
+install(
+    DIRECTORY ${PROJECT_SOURCE_DIR}/examples/scripts ${PROJECT_SOURCE_DIR}/examples/configurations
+    DESTINATION ${QC_SHARED_FOLDER} COMPONENT tools)
+
+# Of what the programs say of themselves, once they are built.
+if(NOT QC_SANITIZE)
+    get_property(QC_PROGRAMS GLOBAL PROPERTY QC_PROGRAMS)
+    list(SORT QC_PROGRAMS)
+    list(TRANSFORM QC_PROGRAMS REPLACE "(.+)" "$<TARGET_FILE:\\1>" OUTPUT_VARIABLE QC_PROGRAM_FILES)
+    set(QC_MANUAL ${PROJECT_BINARY_DIR}/manual)
+    add_custom_command(
+        OUTPUT ${QC_MANUAL}.made
+        COMMAND ${QC_PYTHON3} ${PROJECT_SOURCE_DIR}/tools/make_manual ${PROJECT_VERSION} ${QC_MANUAL} ${QC_PROGRAM_FILES}
+        COMMAND ${CMAKE_COMMAND} -E touch ${QC_MANUAL}.made
+        DEPENDS ${QC_PROGRAMS} ${PROJECT_SOURCE_DIR}/tools/make_manual ${PROJECT_SOURCE_DIR}/tools/program_help.py
+        COMMENT "Manual pages and completions")
+    add_custom_target(manual ALL DEPENDS ${QC_MANUAL}.made)
+    install(DIRECTORY ${QC_MANUAL}/ DESTINATION ${CMAKE_INSTALL_DATADIR} COMPONENT tools)
+    include(DebianPackages)
+endif()
 
 # Installs to a temporary prefix, then builds and runs a project of its own against what was installed.
 if(NOT QC_SANITIZE)

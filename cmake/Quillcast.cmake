@@ -26,8 +26,10 @@ function(qc_library NAME)
     # Before 1.0 every minor version may break its users.
     set_target_properties(${NAME} PROPERTIES
         VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR})
-    install(TARGETS ${NAME} EXPORT ${PROJECT_NAME} LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
-    install(FILES ${ARG_HEADERS} DESTINATION ${HEADER_FOLDER})
+    install(TARGETS ${NAME} EXPORT ${PROJECT_NAME}
+        LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT library NAMELINK_COMPONENT dev)
+    install(FILES ${ARG_HEADERS} DESTINATION ${HEADER_FOLDER} COMPONENT dev)
+    set_property(GLOBAL APPEND PROPERTY QC_LIBRARIES ${NAME})
 endfunction()
 
 # qc_parts(NAME [FAST] SOURCES file... DEPENDS target... [PRIVATE target...])
@@ -72,5 +74,6 @@ function(qc_app NAME)
         target_compile_options(${NAME} PRIVATE ${QC_PROGRAM_OPTIONS})
     endif()
     qc_precompiled(${NAME} products)
-    install(TARGETS ${NAME} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+    install(TARGETS ${NAME} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
+    set_property(GLOBAL APPEND PROPERTY QC_PROGRAMS ${NAME})
 endfunction()

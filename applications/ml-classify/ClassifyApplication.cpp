@@ -7,6 +7,7 @@
 #include "quillcast-infra/CommandLineError.h"
 
 #include <algorithm>
+#include <filesystem>
 #include <limits>
 #include <unistd.h>
 #include <vector>
@@ -24,6 +25,7 @@ constexpr const char* FURTHER_OPTION = "further-script";
 constexpr const char* DETECTOR_OPTION = "detector";
 constexpr const char* RATE_OPTION = "rate";
 constexpr const char* ENCODING_OPTION = "encoding";
+constexpr const char* FOLDER_OPTION = "filesystem-path";
 constexpr const char* GRAPH_OPTION = "dump-evaluator-in-file";
 constexpr const char* JSON_OPTION = "json";
 constexpr const char* STANDARD_INPUT = "-";
@@ -34,6 +36,15 @@ constexpr std::size_t MAX_PIECE = 16384;
 StringVector getStrings(const variables_map& in_map, const char* in_option)
 {
     return in_map.count(in_option) == 0 ? StringVector() : in_map[in_option].as<StringVector>();
+}
+
+/// The folder of scripts that was installed with this program; empty when there is none.
+std::string findInstalledScripts()
+{
+    std::error_code failure;
+    const std::filesystem::path program = std::filesystem::read_symlink("/proc/self/exe", failure);
+    const std::filesystem::path folder = program.parent_path().parent_path() / QC_SHARED_FOLDER / "scripts";
+    return std::filesystem::is_directory(folder, failure) ? folder.string() : std::string();
 }
 
 /// Reads until there are so many samples or the source ends.
@@ -103,9 +114,9 @@ bool ClassifyApplication::processCmdlineVarsMap(const variables_map& in_map)
         return false;
     if (isStopped())
         return true;
-    m_helper.processCmdlineVarsMap(in_map);
-    m_bJson = isSwitchOn(in_map, JSON_OPTION);
     m_vScripts = getStrings(in_map, SCRIPT_OPTION);
+    takeScriptOptions(in_map);
+    m_bJson = isSwitchOn(in_map, JSON_OPTION);
     m_vFurtherScripts = getStrings(in_map, FURTHER_OPTION);
     m_vDetectorFiles = getStrings(in_map, DETECTOR_OPTION);
     const StringVector vInputs = getStrings(in_map, "input");
@@ -125,11 +136,26 @@ bool ClassifyApplication::processCmdlineVarsMap(const variables_map& in_map)
     return mayWriteGraph(in_map) && takeRawOptions(in_map);
 }
 
+/// Without the folder of the default, scripts are those that are installed.
+void ClassifyApplication::takeScriptOptions(const variables_map& in_map)
+{
+    variables_map map = in_map;
+    boost::any& folder = map.at(FOLDER_OPTION).value();
+    std::error_code failure;
+    if (!m_vScripts.empty() && in_map[FOLDER_OPTION].defaulted() &&
+        !std::filesystem::exists(boost::any_cast<std::string>(folder), failure))
+        if (const std::string strInstalled = findInstalledScripts(); !strInstalled.empty())
+        {
+            QC_INFO("Scripts are those of " << strInstalled);
+            folder = strInstalled;
+        }
+    m_helper.processCmdlineVarsMap(map);
+}
+
 /// False, with the reason logged, when an option for scripts would have no effect.
 bool ClassifyApplication::checkOptions(const variables_map& in_map) const
 {
-    for (const char* option :
-         {FURTHER_OPTION, "windower-config-file", "filesystem-path", "result-variable-name"})
+    for (const char* option : {FURTHER_OPTION, "windower-config-file", FOLDER_OPTION, "result-variable-name"})
         if (m_vScripts.empty() && in_map.count(option) != 0 && !in_map[option].defaulted())
         {
             QC_ERROR("Option --" << option << " is for scripts, and there is no --script");

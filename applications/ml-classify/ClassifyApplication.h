@@ -48,6 +48,7 @@ private:
     bool readDetectors();
     bool addDetectors(AudioClassifierSet& io_set);
     bool setup();
+    void takeScriptOptions(const variables_map& in_map);
     bool checkOptions(const variables_map& in_map) const;
     bool mayWriteGraph(const variables_map& in_map);
     bool takeRawOptions(const variables_map& in_map);
