@@ -30,6 +30,7 @@ TARGETS = {
     "machine-learning": ("machine-learning", ["quillcast-core", "quillcast-infra", "quillcast-math",
                                               "quillcast-mathxpr", "quillcast-audio"]),
     "applications": ("applications", ALL_BUT_IFF),
+    "python": ("python", ALL_BUT_IFF + ["applications"]),
     "examples": ("examples", ALL_BUT_IFF + ["applications"]),
     "test-support": ("test-support", ALL_BUT_IFF),
     "bench": ("bench", EVERYTHING),
@@ -49,6 +50,7 @@ THIRD_PARTY = [
     (r"(float|double|fixed)?fann(_\w+)?\.h", ["applications", "bench"]),
     (r"nlohmann/", ["applications"]),
     (r"png\.h", ["applications"]),
+    (r"pybind11/", ["python"]),
     (r"(gtest|gmock)/", ["test-support"]),
     (r"(benchmark|fast_float|webrtc)/|(fftw3|hdf5)\.h|lua\.hpp", ["bench"]),
 ]

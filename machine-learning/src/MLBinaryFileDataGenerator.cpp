@@ -1,5 +1,6 @@
 #include "MLBinaryFileDataGenerator.h"
 
+#include "MLPatternBatch.h"
 #include "quillcast-core/Assertion.h"
 #include "quillcast-core/SerializationArchives.h"
 
@@ -288,6 +289,23 @@ bool BinaryFileDataGenerator::getTarget(DoubleVector& out_vTarget)
     if (!m_bTargetValid)
         return false;
     copyWords(m_vBlock.data() + m_uiRecord + m_uiTargetFlag + FLAG, m_uiNbTarget, out_vTarget);
+    return true;
+}
+
+bool BinaryFileDataGenerator::generateBatch(PatternBatch& io_batch)
+{
+    QC_TRACE("MachineLearning::BinaryFileDataGenerator::generateBatch");
+    while (!io_batch.isFull())
+    {
+        double* pInput = nullptr;
+        double* pTarget = nullptr;
+        if (!BinaryFileDataGenerator::generateNext() ||
+            !io_batch.add(m_uiNbInput, m_bTargetValid ? m_uiNbTarget : 0, pInput, pTarget))
+            return false;
+        decode(m_vBlock.data() + m_uiRecord + FLAG, m_uiNbInput, pInput);
+        if (m_bTargetValid)
+            decode(m_vBlock.data() + m_uiRecord + m_uiTargetFlag + FLAG, m_uiNbTarget, pTarget);
+    }
     return true;
 }
 

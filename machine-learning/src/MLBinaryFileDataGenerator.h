@@ -32,6 +32,8 @@ public:
     bool atEnd() const override { return m_bFailed; }
     bool getInput(DoubleVector& out_vInput) override;
     bool getTarget(DoubleVector& out_vTarget) override;
+    /// Copies each value once.
+    bool generateBatch(PatternBatch& io_batch) override;
     std::ostream& dumpStatus(std::ostream& out_stream) override;
     bool endedCleanly() const override { return !m_bCut && !m_file.hasFailed(); }
     Fallible<double> getShareRead() const override { return m_file.getShareRead(); }

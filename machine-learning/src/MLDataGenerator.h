@@ -11,6 +11,8 @@
 namespace Vexalor::MachineLearning
 {
 
+class PatternBatch;
+
 /// A stream of training or test patterns: an input vector and, where there is one, a target vector per
 /// pattern.
 ///
@@ -54,6 +56,11 @@ public:
 
     /// Share of the source that this pass has read, from 0 to 1; unset when its size is not known.
     virtual Fallible<double> getShareRead() const { return {}; }
+
+    /// Makes the next patterns current, one after the other, and adds each to the batch, until that is full:
+    /// as generateNext, getInput and getTarget would deliver them. False when generateNext is, with what came
+    /// before in the batch, or when a pattern could not be added (PatternBatch::hasFailed).
+    virtual bool generateBatch(PatternBatch& io_batch);
 
 private:
     friend class boost::serialization::access;

@@ -1,5 +1,6 @@
 #include "MLInMemoryDataGenerator.h"
 
+#include "MLPatternBatch.h"
 #include "quillcast-core/Assertion.h"
 
 #include <algorithm>
@@ -336,6 +337,24 @@ bool InMemoryDataGenerator::getTarget(DoubleVector& out_vTarget)
     if (entry.m_uiTargetSize == 0)
         return false;
     out_vTarget.assign(entry.getTarget(), entry.getTarget() + entry.m_uiTargetSize);
+    return true;
+}
+
+bool InMemoryDataGenerator::generateBatch(PatternBatch& io_batch)
+{
+    QC_TRACE("InMemoryDataGenerator::generateBatch");
+    if (!m_bAllInMemory)
+        return DataGenerator::generateBatch(io_batch);
+    while (!io_batch.isFull())
+    {
+        double* pInput = nullptr;
+        double* pTarget = nullptr;
+        if (!replayNext() ||
+            !io_batch.add(currentEntry().m_uiInputSize, currentEntry().m_uiTargetSize, pInput, pTarget))
+            return false;
+        std::copy(currentEntry().m_pValues, currentEntry().getTarget(), pInput);
+        std::copy_n(currentEntry().getTarget(), currentEntry().m_uiTargetSize, pTarget);
+    }
     return true;
 }
 

@@ -66,6 +66,7 @@ public:
     bool atEnd() const override;
     bool getInput(DoubleVector& out_vInput) override;
     bool getTarget(DoubleVector& out_vTarget) override;
+    bool generateBatch(PatternBatch& io_batch) override;
     /// That of the wrapped generator, also when it has been let go.
     Fallible<const char*> getLibName() override;
     /// As the wrapped generator writes it, then the number of the pattern.

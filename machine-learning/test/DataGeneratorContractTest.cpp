@@ -9,6 +9,7 @@
 #include "MLBinaryFileDataGenerator.h"
 #include "MLDataGeneratorFactory.h"
 #include "MLInMemoryDataGenerator.h"
+#include "MLPatternBatch.h"
 #include "MLScalingDataGenerator.h"
 #include "MLVectorFileDataGenWithFeatureComputer.h"
 #include "quillcast-infra/DynLibsLoader.h"
@@ -279,6 +280,33 @@ void expectNoPattern(DataGenerator& io_generator)
     EXPECT_EQ(vUntouched, DoubleVector{42.0});
 }
 
+std::string textOf(bool in_bFirst, const DoubleVector& in_vInput, const DoubleVector& in_vTarget)
+{
+    std::ostringstream text;
+    text << (in_bFirst ? "first " : "") << in_vInput << ' ' << in_vTarget << '\n';
+    return text.str();
+}
+
+/// Takes the patterns out of a batch.
+std::string takeText(PatternBatch& io_batch)
+{
+    const std::size_t uiSize = io_batch.size();
+    const PatternBatch::Rows rows = io_batch.take();
+    std::string strText;
+    for (std::size_t i = 0; i < uiSize; ++i)
+    {
+        DoubleVector vInput;
+        DoubleVector vTarget;
+        const double* const pInput = rows.m_pInputs.get() + i * io_batch.getInputSize();
+        const double* const pTarget = rows.m_pTargets.get() + i * io_batch.getTargetSize();
+        vInput.assign(pInput, pInput + io_batch.getInputSize());
+        if (rows.m_pValid[i])
+            vTarget.assign(pTarget, pTarget + io_batch.getTargetSize());
+        strText += textOf(rows.m_pFirst[i], vInput, vTarget);
+    }
+    return strText;
+}
+
 class DataGeneratorContract : public testing::TestWithParam<Case>
 {
 protected:
@@ -368,6 +396,56 @@ TEST_P(DataGeneratorContract, OnlyTheStartOfASequenceTakesMemoryOnceWarm)
         }
     }
     EXPECT_LE(iTaking, stack().m_bReplays ? 0 : row().m_iResets);
+}
+
+TEST_P(DataGeneratorContract, BatchesHoldTheSamePatterns)
+{
+    const CountedObjPtr<CountingResettable> pEntity(new CountingResettable);
+    ASSERT_TRUE(m_pGenerator.dynamicCast<SequenceDataGenerator>()->setEntityToReset(pEntity));
+    std::string strExpected;
+    ASSERT_TRUE(m_pGenerator->gotoStart());
+    for (pEntity->m_iResets = 1; m_pGenerator->generateNext(); pEntity->m_iResets = 0)
+    {
+        DoubleVector vInput;
+        DoubleVector vTarget;
+        EXPECT_TRUE(m_pGenerator->getInput(vInput));
+        m_pGenerator->getTarget(vTarget);
+        strExpected += textOf(pEntity->m_iResets > 0, vInput, vTarget);
+    }
+
+    const Generator pGenerator = stack().m_wrap(row().m_create(m_folder), measure(row().m_create(m_folder)));
+    PatternBatch batch(3);
+    ASSERT_TRUE(batch.attachTo(*pGenerator));
+    for (int iPass = 1; iPass <= 3; ++iPass)
+    {
+        ASSERT_TRUE(pGenerator->gotoStart());
+        batch.startPass();
+        std::string strPass;
+        bool bMore = true;
+        while (bMore)
+        {
+            bMore = pGenerator->generateBatch(batch);
+            EXPECT_EQ(bMore, batch.isFull());
+            strPass += takeText(batch);
+        }
+        EXPECT_EQ(strPass, strExpected) << "pass " << iPass;
+        EXPECT_TRUE(pGenerator->atEnd() && pGenerator->endedCleanly() && !batch.hasFailed());
+        EXPECT_TRUE(!pGenerator->generateBatch(batch) && batch.size() == 0) << "the end stays the end";
+    }
+}
+
+TEST(PatternBatch, TakesMemoryAsPatternsComeAndRefusesOtherSizes)
+{
+    ScriptedGenerator generator({{{1, 2}, {}}, {{3, 4}, {5}}, {{6, 7}, {}, true}, {{8}, {9}}, {{1, 2}, {3}}});
+    PatternBatch batch(SIZE_MAX);
+    ASSERT_TRUE(batch.attachTo(generator) && generator.gotoStart());
+    const LogCapture log("quillcast.ml", LogLevel::ERROR);
+    EXPECT_FALSE(generator.generateBatch(batch));
+    EXPECT_TRUE(batch.hasFailed());
+    EXPECT_TRUE(log.has(
+        "ERROR The input of a pattern has size 1, those before it 2: they do not fit into one matrix"));
+    EXPECT_TRUE(std::isnan(batch.getRows().m_pTargets[0])) << "the target of a pattern that came before any";
+    EXPECT_EQ(takeText(batch), "first [1 2] []\n[3 4] [5]\nfirst [6 7] []\n");
 }
 
 TEST_P(DataGeneratorContract, StatusAndOrigin)

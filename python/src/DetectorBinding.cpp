@@ -1,0 +1,134 @@
+#include "Arrays.h"
+#include "AudioStream.h"
+#include "DetectorHandle.h"
+#include "Library.h"
+#include "Module.h"
+#include "PatternStream.h"
+
+#include <optional>
+#include <pybind11/stl.h>
+#include <pybind11/stl/filesystem.h>
+
+namespace Vexalor::Python
+{
+
+using namespace MachineLearning;
+
+namespace
+{
+
+/// Patterns that are computed between two looks at signals.
+constexpr std::size_t PIECE = 256;
+
+bool computeRows(Network& io_network, const double* in_pInputs, const bool* in_pFirst, std::size_t in_uiRows,
+                 double* out_pOutputs)
+{
+    const std::size_t uiInputs = io_network.getInputSize();
+    const std::size_t uiOutputs = io_network.getOutputSize();
+    DoubleVector vOutput;
+    for (std::size_t i = 0; i < in_uiRows; ++i)
+    {
+        if (in_pFirst != nullptr && in_pFirst[i] && !io_network.reset())
+            return false;
+        const double* const pInput = in_pInputs + i * uiInputs;
+        if (!io_network.compute(pInput, pInput + uiInputs, vOutput))
+            return false;
+        std::copy_n(vOutput.begin(), uiOutputs, out_pOutputs + i * uiOutputs);
+    }
+    return true;
+}
+
+py::array_t<double> compute(DetectorHandle& io_detector, const DoubleArray& in_inputs,
+                            const std::optional<BoolArray>& in_first)
+{
+    const Exclusive use(io_detector.m_bUsed);
+    Network& network = *io_detector.m_pNetwork;
+    if (in_inputs.ndim() != 2 || in_inputs.shape(1) != static_cast<py::ssize_t>(network.getInputSize()))
+        throw py::value_error("inputs must be a matrix of " + std::to_string(network.getInputSize()) +
+                              " columns");
+    if (in_first && (in_first->ndim() != 1 || in_first->shape(0) != in_inputs.shape(0)))
+        throw py::value_error("first must have as many elements as inputs have rows");
+    const auto uiRows = static_cast<std::size_t>(in_inputs.shape(0));
+    py::array_t<double> outputs({uiRows, network.getOutputSize()});
+    const double* const pInputs = in_inputs.data();
+    double* const pOutputs = outputs.mutable_data();
+    const bool* const pFirst = in_first ? in_first->data() : nullptr;
+    for (std::size_t i = 0; i < uiRows; i += PIECE)
+    {
+        require(
+            [&]
+            {
+                return computeRows(network, pInputs + i * network.getInputSize(),
+                                   pFirst == nullptr ? nullptr : pFirst + i, std::min(PIECE, uiRows - i),
+                                   pOutputs + i * network.getOutputSize());
+            },
+            "the outputs cannot be computed");
+        checkSignals();
+    }
+    return outputs;
+}
+
+std::unique_ptr<PatternStream> openPatterns(const DetectorHandle& in_detector,
+                                            const std::filesystem::path& in_input, bool in_bCached)
+{
+    Recipe recipe;
+    recipe.m_kind = Recipe::Kind::DETECTOR;
+    recipe.m_strConfiguration = in_detector.m_strFile;
+    recipe.m_strInput = in_input.string();
+    recipe.m_bCached = in_bCached;
+    return std::make_unique<PatternStream>(recipe);
+}
+
+} // namespace
+
+DetectorHandle::DetectorHandle(const std::filesystem::path& in_file)
+    : m_strFile(in_file.string())
+    , m_pDetector(
+          require([&] { return Detector::newFromFile(m_strFile.c_str()); }, "the detector cannot be read"))
+    , m_pNetwork(m_pDetector->getNetwork().clone())
+{
+}
+
+void bindDetectors(py::module_& io_module)
+{
+    py::class_<DetectorHandle>(io_module, "Detector")
+        .def(py::init<const std::filesystem::path&>(), py::arg("file"))
+        .def_property_readonly("file", [](const DetectorHandle& in_detector)
+                               { return std::filesystem::path(in_detector.m_strFile); })
+        .def_property_readonly("classes", [](const DetectorHandle& in_detector)
+                               { return in_detector.m_pDetector->getClassNames(); })
+        .def_property_readonly("input_size", [](const DetectorHandle& in_detector)
+                               { return in_detector.m_pNetwork->getInputSize(); })
+        .def_property_readonly("has_state", [](const DetectorHandle& in_detector)
+                               { return in_detector.m_pNetwork->hasState(); })
+        .def_property_readonly("sampling_rate", [](const DetectorHandle& in_detector)
+                               { return in_detector.m_pDetector->getWindows().m_uiSamplingRate; })
+        .def_property_readonly(
+            "window_length", [](const DetectorHandle& in_detector)
+            { return static_cast<double>(in_detector.m_pDetector->getWindows().m_uiWindowLength) / 1000; })
+        .def_property_readonly(
+            "window_shift", [](const DetectorHandle& in_detector)
+            { return static_cast<double>(in_detector.m_pDetector->getWindows().m_uiWindowShift) / 1000; })
+        .def("patterns", &openPatterns, py::arg("input_file"), py::kw_only(), py::arg("cached") = false)
+        .def("compute", &compute, py::arg("inputs"), py::arg("first") = py::none())
+        .def("reset",
+             [](DetectorHandle& io_detector)
+             {
+                 const Exclusive use(io_detector.m_bUsed);
+                 require([&] { return io_detector.m_pNetwork->reset(); }, "the network cannot be reset");
+             })
+        .def(py::pickle(
+            [](const DetectorHandle& in_detector) { return std::filesystem::path(in_detector.m_strFile); },
+            [](const std::filesystem::path& in_file) { return std::make_unique<DetectorHandle>(in_file); }));
+    py::class_<AudioStream>(io_module, "AudioStream")
+        .def(py::init(&AudioStream::create), py::kw_only(), py::arg("detectors") = py::tuple(),
+             py::arg("scripts") = py::tuple(), py::arg("rate") = py::none(), py::arg("folder") = ".",
+             py::arg("further_scripts") = py::tuple(), py::arg("variable") = "result",
+             py::arg("windower") = "dsp/LinearAudioWindowerConfig.xml")
+        .def_property_readonly("sampling_rate", &AudioStream::getSamplingRate)
+        .def_property_readonly("time", &AudioStream::getTime)
+        .def("push", &AudioStream::push, py::arg("samples"))
+        .def("reset", &AudioStream::reset);
+}
+
+} // namespace Vexalor::Python

@@ -1,0 +1,207 @@
+#include "PatternStream.h"
+
+#include "Arrays.h"
+#include "Generators.h"
+#include "MLBinaryFileDataGenerator.h"
+#include "MLDataGeneratorFactory.h"
+#include "MLFileSetDataGenerator.h"
+#include "MLInMemoryDataGenerator.h"
+#include "MLVectorFileDataGenerator.h"
+#include "detector/Detector.h"
+#include "quillcast-core/InputFile.h"
+#include "quillcast-core/Logger.h"
+
+#include <algorithm>
+
+namespace Vexalor::Python
+{
+
+using namespace MachineLearning;
+
+namespace
+{
+
+constinit Logger s_logger("quillcast.python");
+
+/// Patterns that are read between two looks at signals.
+constexpr std::size_t PIECE = 1024;
+
+CountedObjPtr<DataGenerator> newPatternFileGenerator(const std::string& in_strFile)
+{
+    InputFile file;
+    if (!file.openRegular(in_strFile.c_str()))
+    {
+        QC_ERROR("Cannot read " << in_strFile << ": " << file.getReason());
+        return {};
+    }
+    if (BinaryFileDataGenerator::isFileBinary(in_strFile.c_str()))
+        return CountedObjPtr<DataGenerator>(new BinaryFileDataGenerator);
+    return CountedObjPtr<DataGenerator>(new VectorFileDataGenerator);
+}
+
+CountedObjPtr<DataGenerator> newGenerator(const Recipe& in_recipe)
+{
+    switch (in_recipe.m_kind)
+    {
+    case Recipe::Kind::PATTERN_FILE:
+        return newPatternFileGenerator(in_recipe.m_strInput);
+    case Recipe::Kind::DETECTOR:
+    {
+        const auto pDetector = Detector::newFromFile(in_recipe.m_strConfiguration.c_str());
+        return pDetector == nullptr ? CountedObjPtr<DataGenerator>()
+                                    : pDetector->takeGeneratorFor(in_recipe.m_strInput.c_str());
+    }
+    default:
+        return loadDataGenerator(in_recipe.m_strConfiguration.c_str());
+    }
+}
+
+} // namespace
+
+PatternStream::PatternStream(const Recipe& in_recipe)
+    : m_recipe(in_recipe)
+    , m_batch(PIECE)
+{
+    open();
+}
+
+/// Files that were open before a fork share their position with another process. A cache that is complete has
+/// none.
+bool PatternStream::isForked() const
+{
+    return m_uiForks != getForkCount() && !(m_recipe.m_bCached && m_pInner.getCount() == 1);
+}
+
+void PatternStream::open()
+{
+    require([&] { return build(); }, "the generator cannot be opened");
+    m_uiForks = getForkCount();
+}
+
+bool PatternStream::build()
+{
+    keepScaling();
+    m_pInner = newSource();
+    if (m_pInner.isNull())
+        return false;
+    m_pGenerator = takeShare(m_pInner);
+    if (m_recipe.m_bCached)
+    {
+        const CountedObjPtr<InMemoryDataGenerator> pCache(new InMemoryDataGenerator);
+        pCache->setDataGenerator(m_pGenerator);
+        m_pGenerator = pCache;
+    }
+    if (m_recipe.m_scaling)
+    {
+        m_pScaling = CountedObjPtr<ScalingDataGenerator>(new ScalingDataGenerator);
+        m_pScaling->configure(*m_recipe.m_scaling);
+        // Learning takes whole passes.
+        m_pScaling->setDataGenerator(
+            m_recipe.m_scaling->m_bLearnScalingParameters
+                ? CountedObjPtr<DataGenerator>(new InterruptibleGenerator(m_pGenerator))
+                : m_pGenerator);
+        m_pGenerator = m_pScaling;
+    }
+    return m_batch.attachTo(*m_pGenerator);
+}
+
+CountedObjPtr<DataGenerator> PatternStream::newSource() const
+{
+    const CountedObjPtr<DataGenerator> pSource = newGenerator(m_recipe);
+    if (pSource.isNull() || !prepareDataGenerator(*pSource, m_recipe.m_strInput.c_str(), {}))
+        return {};
+    return pSource;
+}
+
+CountedObjPtr<DataGenerator> PatternStream::takeShare(const CountedObjPtr<DataGenerator>& in_pSource)
+{
+    if (m_recipe.m_uiShares == 1)
+        return in_pSource;
+    return CountedObjPtr<DataGenerator>(new ShareGenerator(
+        in_pSource, m_recipe.m_uiShare, m_recipe.m_uiShares, m_recipe.m_unit == Recipe::Unit::PATTERN));
+}
+
+/// What was learnt holds in another process as well.
+void PatternStream::keepScaling()
+{
+    if (m_pScaling.isNull() || !m_recipe.m_scaling->m_bLearnScalingParameters)
+        return;
+    const VectorScaler::Config learnt = m_pScaling->getScalingParameters();
+    if (learnt == VectorScaler::Config())
+        return;
+    m_recipe.m_scaling->m_scalerConfig = learnt;
+    m_recipe.m_scaling->m_bLearnScalingParameters = false;
+}
+
+std::uint64_t PatternStream::startPass()
+{
+    const Exclusive use(m_bUsed);
+    ++m_uiPass;
+    if (isForked())
+        open();
+    m_bAtEnd = true; // until the pass has begun
+    m_strFailure.clear();
+    require([&] { return m_pGenerator->gotoStart(); }, "the generator cannot go to its start");
+    m_batch.startPass();
+    m_bAtEnd = false;
+    return m_uiPass;
+}
+
+py::object PatternStream::nextBatch(std::uint64_t in_uiPass, std::size_t in_uiSize)
+{
+    const Exclusive use(m_bUsed);
+    if (in_uiPass != m_uiPass)
+        throw Failure("a later pass of the generator has begun: this one is over");
+    if (!m_bAtEnd && isForked())
+        throw Failure("the pass began before this process was forked: begin one here");
+    if (!m_bAtEnd)
+        fill(in_uiSize);
+    if (m_batch.size() != 0)
+        return takeBatch();
+    if (!m_strFailure.empty())
+        throw Failure(std::exchange(m_strFailure, {}));
+    return py::none();
+}
+
+void PatternStream::fill(std::size_t in_uiSize)
+{
+    m_batch.setCapacity(in_uiSize);
+    while (!m_bAtEnd && m_batch.size() < in_uiSize)
+    {
+        m_batch.pauseAt(std::min(in_uiSize, m_batch.size() + PIECE));
+        m_bAtEnd = !callQuietly([&] { return m_pGenerator->generateBatch(m_batch); });
+        if (m_bAtEnd)
+            noteEnd();
+        else
+            handMessagesOn();
+        checkSignals();
+    }
+}
+
+void PatternStream::noteEnd()
+{
+    if (m_batch.hasFailed() || !m_pGenerator->endedCleanly())
+        m_strFailure = takeReason("the stream stopped before its end");
+    else
+        handMessagesOn();
+}
+
+py::object PatternStream::takeBatch()
+{
+    const std::size_t uiSize = m_batch.size();
+    PatternBatch::Rows rows = m_batch.take();
+    return imports().m_batch(toArray(std::move(rows.m_pInputs), uiSize, m_batch.getInputSize()),
+                             toArray(std::move(rows.m_pTargets), uiSize, m_batch.getTargetSize()),
+                             toArray(std::move(rows.m_pValid), uiSize),
+                             toArray(std::move(rows.m_pFirst), uiSize));
+}
+
+CountedObjPtr<DataGenerator> PatternStream::newInterruptible()
+{
+    ++m_uiPass;
+    if (isForked())
+        open();
+    return CountedObjPtr<DataGenerator>(new InterruptibleGenerator(m_pGenerator, m_batch.getMark()));
+}
+
+} // namespace Vexalor::Python

@@ -1,0 +1,198 @@
+#include "Arrays.h"
+#include "DetectorHandle.h"
+#include "Library.h"
+#include "MLTester.h"
+#include "Module.h"
+#include "PatternStream.h"
+
+#include <memory>
+#include <optional>
+#include <pybind11/stl.h>
+#include <sstream>
+
+namespace Vexalor::Python
+{
+
+using namespace MachineLearning;
+
+namespace
+{
+
+using TesterStats = MLTester::TesterStats;
+
+/// Something that Python calls: an array of an input gives an array of the output. An exception of it goes
+/// through the library, back to who called the test.
+class CalledEntity final
+    : public MLTester::TestedEntity
+    , public virtual Resettable
+{
+public:
+    explicit CalledEntity(const py::object& in_entity)
+        : m_entity(in_entity)
+        , m_bResettable(py::hasattr(in_entity, "reset"))
+    {
+    }
+
+    bool compute(const double* in_begin, const double* in_end, DoubleVector& out_vOutput) const override
+    {
+        checkSignals();
+        const py::gil_scoped_acquire lock;
+        const py::object output =
+            m_entity(py::array_t<double>(static_cast<py::ssize_t>(in_end - in_begin), in_begin));
+        const auto array = DoubleArray::ensure(output);
+        if (!array)
+            throw py::error_already_set();
+        out_vOutput = toVector(array, "the output of the entity");
+        return true;
+    }
+
+    bool reset() override
+    {
+        const py::gil_scoped_acquire lock;
+        if (m_bResettable)
+            m_entity.attr("reset")();
+        return true;
+    }
+
+private:
+    py::object m_entity;
+    bool m_bResettable;
+};
+
+/// What is tested; the two are one object.
+struct Entity
+{
+    CountedObjPtr<MLTester::TestedEntity> m_pTested;
+    Handle<Resettable, ReferenceCount> m_pToReset;
+};
+
+Entity makeEntity(const py::object& in_entity)
+{
+    if (py::isinstance<DetectorHandle>(in_entity))
+    {
+        const CountedObjPtr<Network> pNetwork(
+            in_entity.cast<const DetectorHandle&>().m_pDetector->getNetwork().clone());
+        return {pNetwork, pNetwork};
+    }
+    if (!PyCallable_Check(in_entity.ptr()))
+        throw py::type_error("the entity must be a Detector, or be called with an input");
+    const CountedObjPtr<CalledEntity> pCalled(new CalledEntity(in_entity));
+    return {pCalled, pCalled};
+}
+
+/// With the display names of its error measures.
+struct Statistics
+{
+    std::unique_ptr<TesterStats> m_pStats;
+    std::vector<std::string> m_vNames;
+};
+
+Statistics makeStatistics(const std::vector<std::string>& in_vErrors, bool in_bClassification)
+{
+    Statistics statistics;
+    if (in_bClassification)
+        statistics.m_pStats = std::make_unique<MLTester::ClassifierTesterStats>();
+    else
+        statistics.m_pStats = std::make_unique<TesterStats>();
+    for (const std::string& strError : in_vErrors)
+    {
+        const auto type = ErrorFunction::parseErrorFuncType(strError.c_str());
+        if (!type.isValid())
+            throw py::value_error("there is no error measure '" + strError + "'");
+        const auto pFunction = ErrorFunction::newErrorFunction(type.getValue());
+        statistics.m_pStats->addErrorFunction(pFunction);
+        statistics.m_vNames.emplace_back(pFunction->getErrFuncName());
+    }
+    return statistics;
+}
+
+Statistics test(PatternStream& io_stream, const py::object& in_entity,
+                const std::vector<std::string>& in_vErrors, bool in_bClassification)
+{
+    Statistics statistics = makeStatistics(in_vErrors, in_bClassification);
+    const Entity entity = makeEntity(in_entity);
+    const Exclusive use(io_stream.getUse());
+    const CountedObjPtr<DataGenerator> pGenerator = io_stream.newInterruptible();
+    require(
+        [&]
+        {
+            auto* pSequences = dynamic_cast<SequenceDataGenerator*>(pGenerator.get());
+            return pSequences->setEntityToReset(entity.m_pToReset) &&
+                   entity.m_pTested->configure(*pGenerator) &&
+                   MLTester().test(*entity.m_pTested, *pGenerator, *statistics.m_pStats, false) &&
+                   pGenerator->endedCleanly();
+        },
+        "the test failed");
+    return statistics;
+}
+
+void update(const Statistics& in_statistics, const DoubleArray& in_outputs, const DoubleArray& in_targets,
+            const std::optional<BoolArray>& in_valid)
+{
+    if (in_outputs.ndim() != 2 || in_targets.ndim() != 2 || in_outputs.shape(0) != in_targets.shape(0) ||
+        (in_valid && (in_valid->ndim() != 1 || in_valid->shape(0) != in_outputs.shape(0))))
+        throw py::value_error(
+            "outputs and targets must be matrices of as many rows, valid has an element a row");
+    const auto uiRows = static_cast<std::size_t>(in_outputs.shape(0));
+    const auto rowOf = [](const DoubleArray& in_matrix, std::size_t in_uiRow, DoubleVector& out_vRow)
+    {
+        const auto uiColumns = static_cast<std::size_t>(in_matrix.shape(1));
+        out_vRow.assign(in_matrix.data() + in_uiRow * uiColumns,
+                        in_matrix.data() + (in_uiRow + 1) * uiColumns);
+    };
+    DoubleVector vOutput;
+    DoubleVector vTarget;
+    for (std::size_t i = 0; i < uiRows; ++i)
+    {
+        rowOf(in_outputs, i, vOutput);
+        in_statistics.m_pStats->noteOutput(vOutput);
+        if (in_valid && !in_valid->data()[i])
+            continue;
+        rowOf(in_targets, i, vTarget);
+        in_statistics.m_pStats->update(vOutput, vTarget);
+    }
+    handMessagesOn();
+}
+
+/// Of the errors of all patterns, by the names of the measures.
+py::dict getSums(const Statistics& in_statistics)
+{
+    py::dict sums;
+    for (std::size_t i = 0; i < in_statistics.m_vNames.size(); ++i)
+        sums[py::str(in_statistics.m_vNames[i])] = in_statistics.m_pStats->getCumulError(i);
+    return sums;
+}
+
+std::string toReport(const Statistics& in_statistics)
+{
+    std::ostringstream report;
+    report << *in_statistics.m_pStats;
+    return report.str();
+}
+
+template <auto getter>
+std::uint64_t getCount(const Statistics& in_statistics)
+{
+    return (in_statistics.m_pStats.get()->*getter)();
+}
+
+} // namespace
+
+void bindTester(py::module_& io_module)
+{
+    py::class_<Statistics>(io_module, "Statistics")
+        .def(py::init(&makeStatistics), py::arg("errors") = py::tuple(), py::kw_only(),
+             py::arg("classification") = false)
+        .def("update", &update, py::arg("outputs"), py::arg("targets"), py::arg("valid") = py::none())
+        .def_property_readonly("patterns", &getCount<&TesterStats::getNumData>)
+        .def_property_readonly("misfits", &getCount<&TesterStats::getNumMisfits>)
+        .def_property_readonly("outputs", &getCount<&TesterStats::getNumOutputs>)
+        .def_property_readonly("nan_outputs", &getCount<&TesterStats::getNumNanOutputs>)
+        .def_property_readonly("wrong", &getCount<&TesterStats::getNumError>)
+        .def_property_readonly("sums", &getSums)
+        .def("__str__", &toReport);
+    io_module.def("test", &test, py::arg("generator"), py::arg("entity"), py::kw_only(),
+                  py::arg("errors") = py::tuple(), py::arg("classification") = false);
+}
+
+} // namespace Vexalor::Python

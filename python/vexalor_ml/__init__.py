@@ -1,0 +1,8 @@
+"""Patterns, scaling, tests and classifiers of the machine-learning library, as NumPy arrays."""
+
+from ._core import (AudioStream, Detector, Error, Generator, PatternWriter, Scaling, Statistics, open, open_patterns,
+                    read_annotations, test, write_annotations)
+from ._types import Annotation, Batch, Pattern, Results
+
+__all__ = ["Annotation", "AudioStream", "Batch", "Detector", "Error", "Generator", "Pattern", "PatternWriter", "Results",
+           "Scaling", "Statistics", "open", "open_patterns", "read_annotations", "test", "write_annotations"]
