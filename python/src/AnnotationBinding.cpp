@@ -102,9 +102,16 @@ void writeAnnotations(const std::filesystem::path& in_file, const py::iterable& 
 
 void bindAnnotations(py::module_& io_module)
 {
-    io_module.def("read_annotations", &readAnnotations, py::arg("recording"));
-    io_module.def("write_annotations", &writeAnnotations, py::arg("recording"), py::arg("annotations"),
-                  py::kw_only(), py::arg("copy") = py::none(), py::arg("force") = false);
+    io_module.def("read_annotations", &readAnnotations, py::arg("recording"),
+                  "The Annotations of a WAV recording, markers among them, in the order of time.");
+    io_module.def(
+        "write_annotations", &writeAnnotations, py::arg("recording"), py::arg("annotations"), py::kw_only(),
+        py::arg("copy") = py::none(), py::arg("force") = false,
+        R"(Replaces the annotations of a WAV recording; samples and everything else stay as they are.
+
+annotations  Annotations, or (label, start, stop) and perhaps a note; times in seconds, rounded to samples
+copy         a file that gets the recording with these annotations, which itself stays as it is
+force        write the copy over a recording, too)");
 }
 
 } // namespace Vexalor::Python

@@ -17,6 +17,11 @@ using namespace MachineLearning;
 namespace
 {
 
+double toSeconds(std::uint64_t in_uiMilliseconds)
+{
+    return static_cast<double>(in_uiMilliseconds) / 1000;
+}
+
 /// Patterns that are computed between two looks at signals.
 constexpr std::size_t PIECE = 256;
 
@@ -91,44 +96,81 @@ DetectorHandle::DetectorHandle(const std::filesystem::path& in_file)
 
 void bindDetectors(py::module_& io_module)
 {
-    py::class_<DetectorHandle>(io_module, "Detector")
+    py::class_<DetectorHandle>(
+        io_module, "Detector",
+        R"(A trained detector: windows, features, scaling, network and classes. Pickles, by the name of its file.)")
         .def(py::init<const std::filesystem::path&>(), py::arg("file"))
         .def_property_readonly("file", [](const DetectorHandle& in_detector)
                                { return std::filesystem::path(in_detector.m_strFile); })
-        .def_property_readonly("classes", [](const DetectorHandle& in_detector)
-                               { return in_detector.m_pDetector->getClassNames(); })
-        .def_property_readonly("input_size", [](const DetectorHandle& in_detector)
-                               { return in_detector.m_pNetwork->getInputSize(); })
-        .def_property_readonly("has_state", [](const DetectorHandle& in_detector)
-                               { return in_detector.m_pNetwork->hasState(); })
-        .def_property_readonly("sampling_rate", [](const DetectorHandle& in_detector)
-                               { return in_detector.m_pDetector->getWindows().m_uiSamplingRate; })
         .def_property_readonly(
-            "window_length", [](const DetectorHandle& in_detector)
-            { return static_cast<double>(in_detector.m_pDetector->getWindows().m_uiWindowLength) / 1000; })
+            "classes",
+            [](const DetectorHandle& in_detector) { return in_detector.m_pDetector->getClassNames(); },
+            "Names of the K outputs.")
         .def_property_readonly(
-            "window_shift", [](const DetectorHandle& in_detector)
-            { return static_cast<double>(in_detector.m_pDetector->getWindows().m_uiWindowShift) / 1000; })
-        .def("patterns", &openPatterns, py::arg("input_file"), py::kw_only(), py::arg("cached") = false)
-        .def("compute", &compute, py::arg("inputs"), py::arg("first") = py::none())
-        .def("reset",
-             [](DetectorHandle& io_detector)
-             {
-                 const Exclusive use(io_detector.m_bUsed);
-                 require([&] { return io_detector.m_pNetwork->reset(); }, "the network cannot be reset");
-             })
+            "input_size",
+            [](const DetectorHandle& in_detector) { return in_detector.m_pNetwork->getInputSize(); },
+            "N, of a pattern.")
+        .def_property_readonly(
+            "has_state", [](const DetectorHandle& in_detector) { return in_detector.m_pNetwork->hasState(); },
+            "Whether an output depends on earlier inputs.")
+        .def_property_readonly(
+            "sampling_rate",
+            [](const DetectorHandle& in_detector)
+            { return in_detector.m_pDetector->getWindows().m_uiSamplingRate; },
+            "Hz; 0: that of the recording, whatever it is.")
+        .def_property_readonly(
+            "window_length",
+            [](const DetectorHandle& in_detector)
+            { return toSeconds(in_detector.m_pDetector->getWindows().m_uiWindowLength); },
+            "Seconds.")
+        .def_property_readonly(
+            "window_shift",
+            [](const DetectorHandle& in_detector)
+            { return toSeconds(in_detector.m_pDetector->getWindows().m_uiWindowShift); },
+            "Seconds between the starts of two windows.")
+        .def(
+            "patterns", &openPatterns, py::arg("input_file"), py::kw_only(), py::arg("cached") = false,
+            "The Generator of the patterns of a recording, or of a list of recordings, that it was made for.")
+        .def("compute", &compute, py::arg("inputs"), py::arg("first") = py::none(),
+             R"(The outputs, shape (n, K), of the inputs of successive patterns, shape (n, N).
+
+first  shape (n,), bool: before these patterns the state is reset; a state goes on from call to call)")
+        .def(
+            "reset",
+            [](DetectorHandle& io_detector)
+            {
+                const Exclusive use(io_detector.m_bUsed);
+                require([&] { return io_detector.m_pNetwork->reset(); }, "the network cannot be reset");
+            },
+            "Back to the state it starts with.")
         .def(py::pickle(
             [](const DetectorHandle& in_detector) { return std::filesystem::path(in_detector.m_strFile); },
             [](const std::filesystem::path& in_file) { return std::make_unique<DetectorHandle>(in_file); }));
-    py::class_<AudioStream>(io_module, "AudioStream")
+}
+
+void bindAudioStream(py::module_& io_module)
+{
+    py::class_<AudioStream>(
+        io_module, "AudioStream",
+        R"(Audio of one channel that is classified while it comes in, by detectors or by scripts.)")
         .def(py::init(&AudioStream::create), py::kw_only(), py::arg("detectors") = py::tuple(),
              py::arg("scripts") = py::tuple(), py::arg("rate") = py::none(), py::arg("folder") = ".",
              py::arg("further_scripts") = py::tuple(), py::arg("variable") = "result",
-             py::arg("windower") = "dsp/LinearAudioWindowerConfig.xml")
-        .def_property_readonly("sampling_rate", &AudioStream::getSamplingRate)
-        .def_property_readonly("time", &AudioStream::getTime)
-        .def("push", &AudioStream::push, py::arg("samples"))
-        .def("reset", &AudioStream::reset);
+             py::arg("windower") = "dsp/LinearAudioWindowerConfig.xml",
+             R"(detectors        each is known by the name of its file without extension
+scripts          names without extension; without any the outputs of the detectors are the results
+rate             Hz, of the audio; that of the detector or of the windower unless given
+folder           where scripts are found
+further_scripts  that those need
+variable         of each script: its result
+windower         configuration of the windows for scripts, below the folder)")
+        .def_property_readonly("sampling_rate", &AudioStream::getSamplingRate, "Hz.")
+        .def_property_readonly("time", &AudioStream::getTime, "Seconds of audio so far.")
+        .def("push", &AudioStream::push, py::arg("samples"),
+             R"(The Results of the windows that these samples complete.
+
+samples  shape (n,), any n: floating-point numbers from -1 to 1, or int16)")
+        .def("reset", &AudioStream::reset, "Forgets all audio.");
 }
 
 } // namespace Vexalor::Python

@@ -97,18 +97,17 @@ private:
     std::size_t m_uiSize = 0;
 };
 
-constexpr std::pair<const char*, Recipe::Unit> UNITS[] = {{"recording", Recipe::Unit::RECORDING},
-                                                          {"sequence", Recipe::Unit::SEQUENCE},
+constexpr std::pair<const char*, Recipe::Unit> UNITS[] = {{"sequence", Recipe::Unit::SEQUENCE},
                                                           {"pattern", Recipe::Unit::PATTERN}};
 
 Recipe::Unit findUnit(const std::optional<std::string>& in_unit)
 {
     if (!in_unit)
-        return Recipe::Unit::AUTOMATIC;
+        return Recipe::Unit::SEQUENCE;
     for (const auto& [name, unit] : UNITS)
         if (*in_unit == name)
             return unit;
-    throw py::value_error("by must be 'recording', 'sequence' or 'pattern'");
+    throw py::value_error("by must be 'sequence' or 'pattern'");
 }
 
 std::unique_ptr<PatternStream> takeShard(const PatternStream& in_stream, std::uint64_t in_uiIndex,
@@ -234,8 +233,11 @@ void bindGenerators(py::module_& io_module)
         .def("__iter__", [](py::object in_self) { return in_self; })
         .def("__next__", &PatternIterator::next);
     py::class_<PatternStream>(io_module, "Generator",
-                              "A stream of patterns. Each iteration over it is a pass from its start, which "
-                              "ends the one before.")
+                              R"(A stream of patterns: open, open_patterns and Detector.patterns make one.
+
+Iterating over it gives the patterns of a pass from its start one by one, as Pattern. A later pass ends an
+earlier one. Used by one thread at a time. In a forked process files are opened anew with the next pass.
+Pickles, by the names of its files.)")
         .def("__iter__", [](py::object in_self) { return PatternIterator(std::move(in_self)); })
         .def(
             "batches",
@@ -245,16 +247,30 @@ void bindGenerators(py::module_& io_module)
                     throw py::value_error("a batch holds one pattern at least");
                 return BatchIterator(std::move(in_self), in_uiSize);
             },
-            py::arg("size") = 1024, "A pass in batches of so many patterns; the last one may be smaller.")
-        .def("read", &readAll, "All patterns of a pass as one batch.")
+            py::arg("size") = 1024,
+            R"(A pass from the start in Batches of so many patterns; the last one may be smaller.
+
+All inputs have one size, and so have all targets: a pattern of another size, and a stream that stops before
+its end, raise an Error after the batches before.)")
+        .def("read", &readAll, "All patterns of a pass as one Batch.")
+        .def("count", &PatternStream::count, "How many patterns a pass has, and how many of them a target.")
         .def("shard", &takeShard, py::arg("index"), py::arg("count"), py::arg("by") = py::none(),
-             "The index-th of count generators that deliver each pattern once, together.")
+             R"(The index-th, from 0, of count generators that deliver each pattern once, together.
+
+by  "sequence": whole sequences in turn, such as recordings, which is the default; "pattern": every count-th
+    pattern, for files without marks of sequences, each the first of a sequence)")
         .def_property_readonly("status", &getStatus, "Where it is, as text.")
         .def(py::pickle(&getState, &fromState));
     io_module.def("open", &open, py::arg("configuration"), py::arg("input_file") = py::none(), py::kw_only(),
-                  py::arg("cached") = false, py::arg("scaling") = py::none(), "Opens a generator.");
+                  py::arg("cached") = false, py::arg("scaling") = py::none(), R"(Opens a generator.
+
+configuration  file of a generator's configuration, or of a detector
+input_file     recording, list of recordings or pattern file that it reads
+cached         keep the patterns of the first complete pass in memory
+scaling        a Scaling, or the file of one; such a file may say that it is to be learnt in the first pass)");
     io_module.def("open_patterns", &openPatterns, py::arg("file"), py::kw_only(), py::arg("cached") = false,
-                  py::arg("scaling") = py::none(), "Opens a pattern file.");
+                  py::arg("scaling") = py::none(),
+                  "Opens a pattern file, text or binary; otherwise as open.");
 }
 
 } // namespace Vexalor::Python

@@ -15,5 +15,6 @@ PYBIND11_MODULE(_core, io_module)
     Python::bindWriter(io_module);
     Python::bindAnnotations(io_module);
     Python::bindDetectors(io_module); // before those who test one
+    Python::bindAudioStream(io_module);
     Python::bindTester(io_module);
 }

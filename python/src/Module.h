@@ -12,5 +12,6 @@ void bindWriter(pybind11::module_& io_module);
 void bindAnnotations(pybind11::module_& io_module);
 void bindTester(pybind11::module_& io_module);
 void bindDetectors(pybind11::module_& io_module);
+void bindAudioStream(pybind11::module_& io_module);
 
 } // namespace Vexalor::Python

@@ -186,6 +186,39 @@ void PatternStream::noteEnd()
         handMessagesOn();
 }
 
+std::pair<std::uint64_t, std::uint64_t> PatternStream::count()
+{
+    startPass();
+    const Exclusive use(m_bUsed);
+    std::uint64_t uiPatterns = 0;
+    std::uint64_t uiTargets = 0;
+    while (!m_bAtEnd)
+    {
+        m_bAtEnd = !callQuietly([&] { return countPiece(uiPatterns, uiTargets); });
+        if (m_bAtEnd)
+            noteEnd();
+        else
+            handMessagesOn();
+        checkSignals();
+    }
+    if (!m_strFailure.empty())
+        throw Failure(std::exchange(m_strFailure, {}));
+    return {uiPatterns, uiTargets};
+}
+
+/// False at the end.
+bool PatternStream::countPiece(std::uint64_t& io_uiPatterns, std::uint64_t& io_uiTargets)
+{
+    for (std::size_t i = 0; i < PIECE; ++i)
+    {
+        if (!m_pGenerator->generateNext() || !m_pGenerator->getInput(m_vInput))
+            return false;
+        ++io_uiPatterns;
+        io_uiTargets += m_pGenerator->getTarget(m_vTarget) ? 1 : 0;
+    }
+    return true;
+}
+
 py::object PatternStream::takeBatch()
 {
     const std::size_t uiSize = m_batch.size();

@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <utility>
 
 namespace Vexalor::Python
 {
@@ -28,10 +29,8 @@ struct Recipe
     /// What a share counts.
     enum class Unit
     {
-        AUTOMATIC, ///< recordings of a list, sequences of anything else
-        RECORDING,
         SEQUENCE,
-        PATTERN
+        PATTERN ///< each is a sequence then
     };
 
     Kind m_kind = Kind::CONFIGURATION;
@@ -41,7 +40,7 @@ struct Recipe
     std::optional<ScalingDataGenerator::Config> m_scaling;
     std::uint64_t m_uiShare = 0;
     std::uint64_t m_uiShares = 1;
-    Unit m_unit = Unit::AUTOMATIC;
+    Unit m_unit = Unit::SEQUENCE;
 };
 
 /// A generator as Python holds it: one class for all of them, which finds what a generator can do. In a
@@ -64,6 +63,10 @@ public:
     /// signal has raised.
     py::object nextBatch(std::uint64_t in_uiPass, std::size_t in_uiSize);
 
+    /// Patterns of a pass, and those of them that have a target; reads each as a program in C++ does, one by
+    /// one. Throws as nextBatch does.
+    std::pair<std::uint64_t, std::uint64_t> count();
+
     /// A generator that pulls the same patterns and lets signals through, for the library; opens the files of
     /// this process. A pass before it has ended with that.
     CountedObjPtr<DataGenerator> newInterruptible();
@@ -80,6 +83,7 @@ private:
     void keepScaling();
     void fill(std::size_t in_uiSize);
     void noteEnd();
+    bool countPiece(std::uint64_t& io_uiPatterns, std::uint64_t& io_uiTargets);
     py::object takeBatch();
 
     Recipe m_recipe;
@@ -89,6 +93,8 @@ private:
     PatternBatch m_batch;
     std::uint64_t m_uiPass = 0;
     unsigned int m_uiForks = 0; ///< of the process that opened the files
+    DoubleVector m_vInput;      ///< of the pattern that is counted
+    DoubleVector m_vTarget;
     bool m_bUsed = false;
     bool m_bAtEnd = false;    ///< of the pass
     std::string m_strFailure; ///< why the pass did not end well, told when its last patterns were taken

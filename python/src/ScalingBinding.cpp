@@ -175,38 +175,48 @@ ScalingDataGenerator::Config loadScalingConfig(const std::filesystem::path& in_f
 void bindScaling(py::module_& io_module)
 {
     const DoubleArray none(0);
-    py::class_<Scaling>(io_module, "Scaling",
-                        "value x slope + intercept, for each component of inputs and targets.")
+    py::class_<Scaling>(
+        io_module, "Scaling",
+        R"(Linear scaling: value x slope + intercept, for each component of inputs and of targets.
+
+No parameters leave values as they are. Pickles; == is exact.)")
         .def(py::init(&makeScaling), py::arg("input_slope"), py::arg("input_intercept"),
-             py::arg("target_slope") = none, py::arg("target_intercept") = none)
+             py::arg("target_slope") = none, py::arg("target_intercept") = none,
+             "From arrays of shape (N,) and (K,).")
         .def_static("learn", &learnScaling, py::arg("generator"), py::kw_only(),
                     py::arg("inputs") = "standardize", py::arg("targets") = "none",
-                    py::arg("interval") = std::make_pair(0.0, 1.0))
-        .def_static("load", &loadScaling, py::arg("file"))
-        .def("save", &saveScaling, py::arg("file"), py::kw_only(), py::arg("force") = false)
-        .def_property_readonly("input_slope", &getParameters<&Scaling::m_vInputSlope>)
-        .def_property_readonly("input_intercept", &getParameters<&Scaling::m_vInputYIntercept>)
-        .def_property_readonly("target_slope", &getParameters<&Scaling::m_vTargetSlope>)
-        .def_property_readonly("target_intercept", &getParameters<&Scaling::m_vTargetYIntercept>)
+                    py::arg("interval") = std::make_pair(0.0, 1.0),
+                    R"(Learns in passes over a generator, from the patterns that have a target.
+
+inputs, targets  "none", "standardize" (mean 0, standard deviation 1, that of a sample) or "min-max"
+interval         that min-max scaling brings values into)")
+        .def_static("load", &loadScaling, py::arg("file"), "That of a file of a scaling generator.")
+        .def("save", &saveScaling, py::arg("file"), py::kw_only(), py::arg("force") = false,
+             "Writes such a file, which the programs take as --scaling-config. force: over a recording, too.")
+        .def_property_readonly("input_slope", &getParameters<&Scaling::m_vInputSlope>, "Shape (N,).")
+        .def_property_readonly("input_intercept", &getParameters<&Scaling::m_vInputYIntercept>, "Shape (N,).")
+        .def_property_readonly("target_slope", &getParameters<&Scaling::m_vTargetSlope>, "Shape (K,).")
+        .def_property_readonly("target_intercept", &getParameters<&Scaling::m_vTargetYIntercept>,
+                               "Shape (K,).")
         .def(
             "scale_inputs",
             [](const Scaling& in_scaling, const DoubleArray& in_inputs)
             { return scaleArray(in_inputs, in_scaling.m_vInputSlope, in_scaling.m_vInputYIntercept, scale); },
-            py::arg("inputs"))
+            py::arg("inputs"), "A scaled copy; shape (..., N).")
         .def(
             "scale_targets",
             [](const Scaling& in_scaling, const DoubleArray& in_targets) {
                 return scaleArray(in_targets, in_scaling.m_vTargetSlope, in_scaling.m_vTargetYIntercept,
                                   scale);
             },
-            py::arg("targets"))
+            py::arg("targets"), "A scaled copy; shape (..., K).")
         .def(
             "unscale_targets",
             [](const Scaling& in_scaling, const DoubleArray& in_targets) {
                 return scaleArray(in_targets, in_scaling.m_vTargetSlope, in_scaling.m_vTargetYIntercept,
                                   unscale);
             },
-            py::arg("targets"))
+            py::arg("targets"), "A copy brought back, such as of the outputs of a network; shape (..., K).")
         .def("__eq__", [](const Scaling& in_left, const Scaling& in_right) { return in_left == in_right; })
         .def("__repr__",
              [](const Scaling& in_scaling)

@@ -180,19 +180,36 @@ std::uint64_t getCount(const Statistics& in_statistics)
 
 void bindTester(py::module_& io_module)
 {
-    py::class_<Statistics>(io_module, "Statistics")
-        .def(py::init(&makeStatistics), py::arg("errors") = py::tuple(), py::kw_only(),
-             py::arg("classification") = false)
-        .def("update", &update, py::arg("outputs"), py::arg("targets"), py::arg("valid") = py::none())
-        .def_property_readonly("patterns", &getCount<&TesterStats::getNumData>)
-        .def_property_readonly("misfits", &getCount<&TesterStats::getNumMisfits>)
-        .def_property_readonly("outputs", &getCount<&TesterStats::getNumOutputs>)
-        .def_property_readonly("nan_outputs", &getCount<&TesterStats::getNumNanOutputs>)
-        .def_property_readonly("wrong", &getCount<&TesterStats::getNumError>)
-        .def_property_readonly("sums", &getSums)
+    py::class_<Statistics>(io_module, "Statistics",
+                           R"(What a test found; str gives the report of ml-tester.)")
+        .def(
+            py::init(&makeStatistics), py::arg("errors") = py::tuple(), py::kw_only(),
+            py::arg("classification") = false,
+            R"(errors          error measures by their keywords: "mse", "lse", "sse", "ce", "mce", or their long names
+classification  count what was taken for another class: the one element of the target that is 1 is the class)")
+        .def("update", &update, py::arg("outputs"), py::arg("targets"), py::arg("valid") = py::none(),
+             R"(Adds patterns.
+
+outputs, targets  shape (n, K)
+valid             shape (n,), bool: which patterns have a target; all unless given)")
+        .def_property_readonly("patterns", &getCount<&TesterStats::getNumData>, "Patterns with a target.")
+        .def_property_readonly("misfits", &getCount<&TesterStats::getNumMisfits>,
+                               "Those of them whose output and target differ in size.")
+        .def_property_readonly("outputs", &getCount<&TesterStats::getNumOutputs>, "Outputs, of all patterns.")
+        .def_property_readonly("nan_outputs", &getCount<&TesterStats::getNumNanOutputs>,
+                               "Those of them with a nan.")
+        .def_property_readonly("wrong", &getCount<&TesterStats::getNumError>,
+                               "Patterns taken for another class.")
+        .def_property_readonly("sums", &getSums,
+                               "Of the errors of all patterns, by the names of the measures.")
         .def("__str__", &toReport);
     io_module.def("test", &test, py::arg("generator"), py::arg("entity"), py::kw_only(),
-                  py::arg("errors") = py::tuple(), py::arg("classification") = false);
+                  py::arg("errors") = py::tuple(), py::arg("classification") = false,
+                  R"(Runs what was trained over a pass of a generator and returns the Statistics.
+
+entity  a Detector, or anything that is called with an input, shape (N,), and gives an output, shape (K,); its
+        method reset, if it has one, is called at the start and before each sequence
+The others are those of Statistics.)");
 }
 
 } // namespace Vexalor::Python

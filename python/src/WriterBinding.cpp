@@ -144,12 +144,22 @@ private:
 void bindWriter(py::module_& io_module)
 {
     py::class_<PatternWriter>(io_module, "PatternWriter",
-                              "Writes a pattern file, which takes its name when it is closed.")
+                              R"(Writes a pattern file from arrays, in a with statement.
+
+The file takes its name when it is closed; an exception in between leaves none, or what it was before.)")
         .def(py::init<const std::filesystem::path&, const std::string&, bool>(), py::arg("file"),
-             py::kw_only(), py::arg("format") = "text", py::arg("force") = false)
+             py::kw_only(), py::arg("format") = "text", py::arg("force") = false,
+             R"(format  "text", which keeps every digit, or "binary", which needs one pattern with a target
+force   write over a recording, too)")
         .def("write", &PatternWriter::write, py::arg("inputs"), py::arg("targets") = py::none(),
-             py::arg("valid") = py::none(), py::arg("first") = py::none())
-        .def("close", &PatternWriter::close)
+             py::arg("valid") = py::none(), py::arg("first") = py::none(), R"(Appends patterns.
+
+inputs   shape (n, N)
+targets  shape (n, K); none: the patterns have no target
+valid    shape (n,), bool: which patterns have a target; all unless given
+first    shape (n,), bool: which patterns are the first of a sequence; none unless given)")
+        .def("close", &PatternWriter::close,
+             "Completes the file; an Error when not all of it could be written.")
         .def("__enter__", [](py::object in_self) { return in_self; })
         .def(
             "__exit__",
