@@ -60,6 +60,15 @@ qc_package(tools ${PROJECT_NAME}-tools sound
 set(CPACK_COMPONENT_TOOLS_DEPENDS library)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SHLIBDEPS ON)
 
+if(TARGET python-module)
+    qc_package(python python3-vexalor-ml python
+        "streams of training patterns and classifiers for audio: Python module"
+        "Generators of patterns, detectors, scaling, tests and classifiers of audio\nas NumPy arrays.")
+    set(CPACK_COMPONENT_PYTHON_DEPENDS library)
+    set(CPACK_DEBIAN_PYTHON_PACKAGE_SHLIBDEPS ON)
+    set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS "python3 (>= 3.11), python3 (<< 3.12), python3-numpy")
+endif()
+
 qc_package(doc ${PROJECT_NAME}-doc doc
     "trains, tests and runs classifiers of annotated recordings: documents"
     "The guide to the programs, the file formats, the language of expression\nscripts, the library.")

@@ -3,7 +3,7 @@
 
 file(GLOB_RECURSE FILES LIST_DIRECTORIES false "${CPACK_TEMPORARY_DIRECTORY}/*")
 foreach(FILE ${FILES})
-    if(FILE MATCHES "/usr/(bin|lib/[^/]+)/[^/]+$" AND NOT IS_SYMLINK ${FILE})
+    if(FILE MATCHES "/usr/(bin|lib/[^/]+)/[^/]+$|[.]cpython-[^/]+[.]so$" AND NOT IS_SYMLINK ${FILE})
         file(RPATH_REMOVE FILE ${FILE})
     elseif(FILE MATCHES "/share/man/[^/]+/[^/]+$|/changelog$")
         execute_process(COMMAND gzip -9n ${FILE} COMMAND_ERROR_IS_FATAL ANY)
