@@ -37,8 +37,8 @@ struct LabelFault
 
 /// Makes the text of labels that come one after the other.
 ///
-/// Call order: begin add* end. Each appends to the text what can be said by then. False, with getError, for a
-/// label that the format cannot hold.
+/// Call order: begin add* setSeconds? end. Each appends to the text what can be said by then. False, with
+/// getError, for a label that the format cannot hold.
 class LabelWriter
 {
 public:
@@ -46,6 +46,8 @@ public:
 
     virtual void begin(std::string&) {}
     virtual bool add(const LabelSpan& in_span, std::string& io_strText) = 0;
+    /// The length of the recording, before end, where it is known that late.
+    virtual void setSeconds(double) {}
     virtual void end(std::string&) {}
 
     const std::string& getError() const { return m_strError; }

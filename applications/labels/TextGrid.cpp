@@ -315,6 +315,8 @@ public:
         return true;
     }
 
+    void setSeconds(double in_dSeconds) override { m_dEnd = std::max(m_dEnd, in_dSeconds); }
+
     void end(std::string& io_strText) override
     {
         io_strText += "File type = \"ooTextFile\"\nObject class = \"TextGrid\"\n\nxmin = 0 \nxmax = " +

@@ -83,7 +83,7 @@ ClassifyApplication::ClassifyApplication()
               "--detector");
     addOption(DETECTOR_OPTION, value<StringVector>()->value_name("FILE"),
               "detector whose outputs scripts find under the name of the file without extension; may be "
-              "repeated. Without scripts its outputs are the result, and the windower is its own");
+              "repeated. Without scripts its outputs are the result; the windower is that of the first");
     addOption(FURTHER_OPTION, value<StringVector>()->value_name("NAME"),
               "a script that those need; may be repeated");
     addOption(RATE_OPTION, value<std::string>()->value_name("HZ"),
@@ -241,6 +241,8 @@ bool ClassifyApplication::setup()
 {
     if (!readDetectors())
         return false;
+    if (!m_vScripts.empty() && !m_vDetectors.empty())
+        m_helper.setWindows(m_vDetectors.front()->getWindows());
     if (!m_vScripts.empty())
         return m_helper.setupClassifierSet();
     return m_helper.getSet().configure(m_vDetectors.front()->getWindows());
@@ -363,7 +365,7 @@ bool ClassifyApplication::classify(const Source& in_source)
     }
     if (in_source.m_hasInputError())
         return false;
-    return m_labels.isWanted() ? m_labels.end()
+    return m_labels.isWanted() ? m_labels.end(set.getTotalPushedAudioTime())
                                : writer.writeEnd(set.getTotalPushedAudioTime(), uiWindows,
                                                  set.getPushedSamples() - set.getLastWindowEnd());
 }

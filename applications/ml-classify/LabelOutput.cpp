@@ -265,7 +265,7 @@ bool LabelOutput::writeCopy()
     return annotated.writeToWAV(m_strInput.c_str(), m_strTarget.c_str());
 }
 
-bool LabelOutput::end()
+bool LabelOutput::end(double in_dSeconds)
 {
     QC_TRACE("LabelOutput::end");
     for (auto& [strName, source] : m_sources)
@@ -276,6 +276,7 @@ bool LabelOutput::end()
     }
     if (m_pWriter == nullptr)
         return writeCopy();
+    m_pWriter->setSeconds(in_dSeconds);
     m_pWriter->end(m_strText);
     if (!send())
         return false;

@@ -37,7 +37,8 @@ public:
                const AudioClassifierSet& in_set);
     /// Takes the results of the latest window.
     bool add(const AudioClassifierSet& in_set);
-    bool end();
+    /// The audio has ended, after so many seconds.
+    bool end(double in_dSeconds);
 
 private:
     /// One classifier.

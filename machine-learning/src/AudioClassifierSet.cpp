@@ -79,6 +79,15 @@ bool AudioClassifierSet::configure(const LinearAudioWindower::Config& in_config)
     return LinearAudioWindower::configure(in_config) && defineInputs();
 }
 
+bool AudioClassifierSet::configure(const LinearAudioWindower::Config& in_windows,
+                                   const ROConfiguration& in_config,
+                                   const TSHandle<VirtualFileSystem>& in_hFileSystem)
+{
+    QC_TRACE("AudioClassifierSet::configure");
+    return QC_CHECK(!in_hFileSystem.isNull()) && LinearAudioWindower::configure(in_windows) &&
+           XprClassifierSet::configure(in_config, in_hFileSystem) && defineInputs();
+}
+
 bool AudioClassifierSet::defineInputs()
 {
     if (getSamplingRate() != 0 && !setConstant(RATE_CONSTANT, getSamplingRate()))

@@ -54,6 +54,10 @@ public:
     /// The same without scripts and with a configuration of the windower at hand.
     bool configure(const LinearAudioWindower::Config& in_config);
 
+    /// The same with scripts.
+    bool configure(const LinearAudioWindower::Config& in_windows, const ROConfiguration& in_config,
+                   const TSHandle<VirtualFileSystem>& in_hFileSystem);
+
     /// Tells the rate of the audio, which the scripts find in "rate"; needed where the configured rate is 0,
     /// before scripts that use it are frozen and before the first push. False as in LinearAudioWindower, and
     /// when "rate" stands for something else; the windower is then as it was.

@@ -64,6 +64,7 @@ bool ClassifierSetApplicationHelper::processCmdlineVarsMap(const variables_map& 
     QC_TRACE("processCmdlineVarsMap");
     take(in_map, FILE_SYSTEM_OPTION, m_strFileSystemPath);
     take(in_map, WINDOWER_OPTION, m_strWindowerConfigFile);
+    m_bWindowerGiven = in_map.count(WINDOWER_OPTION) != 0 && !in_map[WINDOWER_OPTION].defaulted();
     take(in_map, VARIABLE_OPTION, m_strOutVariableName);
     take(in_map, DUMP_OPTION, m_strDumpEvaluatorFile);
     return true;
@@ -84,7 +85,9 @@ bool ClassifierSetApplicationHelper::setupClassifierSet()
     ParameterTrie config;
     config.setParameter(Math::Xpr::Evaluator::getParamNameScriptsDir(), ".");
     config.setParameter(AudioClassifierSet::getParamNameAudioWindowerFilePath(), m_strWindowerConfigFile);
-    if (!m_set.configure(config, TSHandle<VirtualFileSystem>(pFileSystem.release())))
+    const TSHandle<VirtualFileSystem> hFileSystem(pFileSystem.release());
+    if (!(m_windows && !m_bWindowerGiven ? m_set.configure(*m_windows, config, hFileSystem)
+                                         : m_set.configure(config, hFileSystem)))
     {
         QC_ERROR("Failed to configure audio set");
         return false;

@@ -4,6 +4,7 @@
 #include "quillcast-core/MemAccount.h"
 #include "quillcast-infra/ProgramOptions.h"
 
+#include <optional>
 #include <string>
 
 namespace Vexalor::MachineLearning
@@ -41,6 +42,10 @@ public:
     /// true.
     bool processCmdlineVarsMap(const variables_map& in_map);
 
+    /// Windows where the option "windower-config-file" is not given, in place of its default; before the set
+    /// is made.
+    void setWindows(const Audio::LinearAudioWindower::Config& in_config) { m_windows = in_config; }
+
     /// Makes the set: files are found below the folder of the option "filesystem-path", scripts in that
     /// folder itself. False, with the reason logged, on failure.
     bool setupClassifierSet();
@@ -58,6 +63,8 @@ private:
     std::string m_strOutVariableName;
     std::string m_strFileSystemPath;
     std::string m_strDumpEvaluatorFile; ///< empty: none
+    bool m_bWindowerGiven = false;
+    std::optional<Audio::LinearAudioWindower::Config> m_windows;
     AudioClassifierSet m_set;
 };
 

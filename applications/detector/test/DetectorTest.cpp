@@ -355,10 +355,6 @@ TEST_F(DetectorTest, ScriptsUseDetectorsByTheirNames)
 {
     s_pFolder->write("both.xpr", "result = [fann[0] > 0.5, state[1], size(plain), n]\nn = prev(n, 0) + 1\n");
     s_pFolder->write("fann.xpr", "result = fann\n");
-    ASSERT_EQ(mkdir(s_pFolder->path("dsp").c_str(), 0700), 0);
-    const std::string strWindower =
-        readFile(QC_SOURCE_DIR "/examples/scripts/dsp/LinearAudioWindowerConfig.xml");
-    s_pFolder->write("dsp/LinearAudioWindowerConfig.xml", strWindower);
     const std::vector<std::string> vAll{
         "--filesystem-path", ".",          "--detector",      "fann.detector", "--detector",
         "state.detector",    "--detector", "./plain.detector"};
@@ -378,10 +374,13 @@ TEST_F(DetectorTest, ScriptsUseDetectorsByTheirNames)
     };
     EXPECT_EQ(getLine(same.m_strOut), getLine(alone.m_strOut));
 
-    const std::size_t uiLength = strWindower.find("<m_uiWindowShift>10<");
-    ASSERT_NE(uiLength, std::string::npos);
-    s_pFolder->write("dsp/LinearAudioWindowerConfig.xml",
-                     std::string(strWindower).replace(uiLength + 17, 2, "20"));
+    // The windows are those of the detector, until others are asked for.
+    const std::string strWindower =
+        readFile(QC_SOURCE_DIR "/examples/scripts/dsp/LinearAudioWindowerConfig.xml");
+    const std::size_t uiShift = strWindower.find("<m_uiWindowShift>10<");
+    ASSERT_NE(uiShift, std::string::npos);
+    s_pFolder->write("windows.xml", std::string(strWindower).replace(uiShift + 17, 2, "20"));
+    vArguments.insert(vArguments.end(), {"--windower-config-file", "windows.xml"});
     const CommandResult refused = run("ml-classify", vArguments);
     EXPECT_EQ(refused.m_iExit, 1);
     EXPECT_THAT(refused.m_strErr,

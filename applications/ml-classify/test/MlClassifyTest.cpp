@@ -373,7 +373,8 @@ TEST_F(MlClassifyTest, DecisionsBecomeLabels)
                   .m_strErr,
               "");
     EXPECT_THAT(Testing::readFile(m_folder.path("out.TextGrid")),
-                HasSubstr("xmax = 0.006 \n            text = \"level\""));
+                HasSubstr("xmax = 0.006 \n            text = \"level\" \n        intervals [3]:\n"
+                          "            xmin = 0.006 \n            xmax = 0.008 \n"));
     const std::string strCopy = Testing::annotatedWav(1000, {9, 9, 9, 9, 0, 0, 0, 0}, {{2, 6, "level"}});
     EXPECT_EQ(Testing::readFile(m_folder.path("copy.wav")), strCopy);
     const std::pair<const char*, const char*> REFUSED[] = {
