@@ -490,8 +490,9 @@ def main(arguments):
             for name, recording in recordings.items() for start, stop, what, noise in recording.places])
         write_text(options, "CREDITS.txt",
                    ["Calls composed from recorded prompts (cut together, level changed, tones and noise added)."] +
-                   ["%s: package asterisk-core-sounds-%s-wav, %s"
-                    % (language, language, CREDITS.get(language, "see there")) for language in languages])
+                   ["%s: package asterisk-core-sounds-%s-wav, %s" % (language, language, CREDITS[language])
+                    if language in CREDITS else "%s: prompts in %s" % (language, options.sounds)
+                    for language in languages])
     except (OSError, EOFError, ValueError, wave.Error) as error:
         print("compose_calls.py: %s" % error, file=sys.stderr)
         return 1

@@ -4,31 +4,18 @@
 usage: sample_job_test.py FOLDER-OF-PROGRAMS
 """
 
-import array
-import math
 import os
 import re
 import subprocess
 import sys
 import tempfile
 import unittest
-import wave
 
 TOOLS = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..")
-RATE = 8000
+sys.path.insert(0, TOOLS)
+import make_prompts  # noqa: E402
+
 PROGRAMS = os.path.abspath(sys.argv.pop()) if len(sys.argv) > 1 else ""
-
-
-def made_up_speech(pitch, syllables):
-    """Buzzing of a pitch in Hz, swelling and fading four times a second, with 0.1 s of silence around it."""
-    count = syllables * RATE // 4
-    samples = array.array("h", bytes(2 * RATE // 10))
-    for i in range(count):
-        swell = math.sin(math.pi * i / (RATE / 4)) ** 2 + 0.1
-        buzz = sum(math.sin(2 * math.pi * pitch * k * i / RATE) / k for k in range(1, 12))
-        samples.append(round(6000 * swell * buzz))
-    samples.extend(array.array("h", bytes(2 * RATE // 10)))
-    return samples
 
 
 class SampleJob(unittest.TestCase):
@@ -36,13 +23,7 @@ class SampleJob(unittest.TestCase):
         folder = tempfile.TemporaryDirectory()
         self.addCleanup(folder.cleanup)
         self.folder = folder.name
-        for language, pitches in (("aa", (110, 200)), ("bb", (130, 170))):
-            voice = os.path.join(self.folder, "sounds", language + "_XX_m_Nobody")
-            os.makedirs(voice)
-            for number, pitch in enumerate(pitches):
-                with wave.open(os.path.join(voice, "%d.wav" % number), "wb") as out:
-                    out.setparams((1, 2, RATE, 0, "NONE", ""))
-                    out.writeframes(made_up_speech(pitch, 4 + 3 * number).tobytes())
+        make_prompts.make_prompts(os.path.join(self.folder, "sounds"))
 
     def run_job(self, *options):
         return subprocess.run([os.path.join(TOOLS, "sample_job"), "--bin", PROGRAMS,
