@@ -1,5 +1,6 @@
 #include "common/FannTrainer.h"
 
+#include "common/AdamTraining.h"
 #include "common/PatternSet.h"
 #include "quillcast-core/Logger.h"
 
@@ -58,13 +59,9 @@ std::vector<double> getWeights(const fann& in_fann)
     return {in_fann.weights, in_fann.weights + in_fann.total_connections};
 }
 
-} // namespace
-
-std::unique_ptr<FannNetwork> FannTrainer::newNetwork(const PatternSet& in_patterns) const
+/// False, with the reason logged, for targets that no output reaches.
+bool chooseOutput(const PatternSet& in_patterns, FannNetwork::Output& out_output)
 {
-    std::vector<unsigned int> vSizes{static_cast<unsigned int>(in_patterns.getInputSize())};
-    vSizes.insert(vSizes.end(), m_settings.m_vHiddenSizes.begin(), m_settings.m_vHiddenSizes.end());
-    vSizes.push_back(static_cast<unsigned int>(in_patterns.getTargetSize()));
     double dMin = 0;
     double dMax = 0;
     in_patterns.getTargetRange(dMin, dMax);
@@ -72,21 +69,24 @@ std::unique_ptr<FannNetwork> FannTrainer::newNetwork(const PatternSet& in_patter
     {
         QC_ERROR("Targets reach from " << dMin << " to " << dMax << ", a network gives at most "
                                        << LARGEST_OUTPUT << " either way");
-        return nullptr;
+        return false;
     }
-    auto output = FannNetwork::Output::LINEAR;
-    if (dMax <= 1)
-        output = dMin >= 0    ? FannNetwork::Output::SIGMOID
-                 : dMin >= -1 ? FannNetwork::Output::SYMMETRIC
-                              : FannNetwork::Output::LINEAR;
-    std::unique_ptr<FannNetwork> pNetwork(FannNetwork::newLayered(vSizes, output, m_settings.m_uiSeed));
-    if (pNetwork != nullptr)
-    {
-        fann_set_training_algorithm(&pNetwork->getFann(), FANN_TRAIN_RPROP);
-        fann_set_train_error_function(&pNetwork->getFann(), FANN_ERRORFUNC_LINEAR);
-    }
-    return pNetwork;
+    out_output = FannNetwork::Output::LINEAR;
+    if (dMax <= 1 && dMin >= -1)
+        out_output = dMin >= 0 ? FannNetwork::Output::SIGMOID : FannNetwork::Output::SYMMETRIC;
+    return true;
 }
+
+std::vector<unsigned int> getSizes(const PatternSet& in_patterns,
+                                   const std::vector<unsigned int>& in_vHiddenSizes)
+{
+    std::vector<unsigned int> vSizes{static_cast<unsigned int>(in_patterns.getInputSize())};
+    vSizes.insert(vSizes.end(), in_vHiddenSizes.begin(), in_vHiddenSizes.end());
+    vSizes.push_back(static_cast<unsigned int>(in_patterns.getTargetSize()));
+    return vSizes;
+}
+
+} // namespace
 
 bool FannTrainer::isHeldOut(const PatternSet& in_patterns, std::size_t in_uiIndex) const
 {
@@ -97,39 +97,77 @@ bool FannTrainer::isHeldOut(const PatternSet& in_patterns, std::size_t in_uiInde
     return in_uiIndex / uiRun % m_settings.m_uiHoldOut == m_settings.m_uiHoldOut - 1;
 }
 
+bool FannTrainer::split(const PatternSet& in_patterns, std::vector<std::size_t>& out_vTraining,
+                        std::vector<std::size_t>& out_vHeldOut) const
+{
+    for (std::size_t i = 0; i < in_patterns.size(); ++i)
+        (isHeldOut(in_patterns, i) ? out_vHeldOut : out_vTraining).push_back(i);
+    if (in_patterns.size() == 0)
+        QC_ERROR("No pattern with a target to train on");
+    else if (out_vTraining.empty() || (m_settings.m_uiHoldOut > 0 && out_vHeldOut.empty()))
+        QC_ERROR("Too few patterns, " << in_patterns.size() << ", to hold out one in "
+                                      << m_settings.m_uiHoldOut);
+    else
+        return true;
+    return false;
+}
+
 std::unique_ptr<FannNetwork> FannTrainer::train(const PatternSet& in_patterns, const Watcher& in_watcher,
                                                 Epoch& out_epoch) const
 {
     QC_TRACE("FannTrainer::train");
-    if (in_patterns.size() == 0)
-    {
-        QC_ERROR("No pattern with a target to train on");
-        return nullptr;
-    }
     std::vector<std::size_t> vTraining;
     std::vector<std::size_t> vHeldOut;
-    for (std::size_t i = 0; i < in_patterns.size(); ++i)
-        (isHeldOut(in_patterns, i) ? vHeldOut : vTraining).push_back(i);
-    if (vTraining.empty() || (m_settings.m_uiHoldOut > 0 && vHeldOut.empty()))
-    {
-        QC_ERROR("Too few patterns, " << in_patterns.size() << ", to hold out one in "
-                                      << m_settings.m_uiHoldOut);
+    FannNetwork::Output output;
+    if (!split(in_patterns, vTraining, vHeldOut) || !chooseOutput(in_patterns, output))
         return nullptr;
-    }
+    const std::vector<unsigned int> vSizes = getSizes(in_patterns, m_settings.m_vHiddenSizes);
+    std::unique_ptr<FannNetwork> pNetwork(FannNetwork::newLayered(vSizes, output, m_settings.m_uiSeed));
+    if (pNetwork == nullptr)
+        return nullptr;
     DoubleVector vMean;
     DoubleVector vFactor;
     in_patterns.getInputScaling(vMean, vFactor);
     const TrainData pTraining = newTrainData(in_patterns, vTraining, vMean, vFactor);
     const TrainData pHeldOut = newTrainData(in_patterns, vHeldOut, vMean, vFactor);
-    std::unique_ptr<FannNetwork> pNetwork = newNetwork(in_patterns);
-    if (pNetwork == nullptr || !runEpochs(*pNetwork, *pTraining, pHeldOut.get(), in_watcher, out_epoch) ||
+    const Run runEpoch = newTraining(*pNetwork, LayeredGradient(vSizes, output), *pTraining);
+    Run test;
+    if (pHeldOut != nullptr)
+        test = [&]
+        {
+            return fann_test_data(&pNetwork->getFann(), pHeldOut.get());
+        };
+    if (!runEpochs(*pNetwork, runEpoch, test, in_watcher, out_epoch) ||
         !pNetwork->foldInputScaling(vMean, vFactor))
         return nullptr;
     return pNetwork;
 }
 
-bool FannTrainer::runEpochs(FannNetwork& io_network, fann_train_data& io_training,
-                            fann_train_data* io_pHeldOut, const Watcher& in_watcher, Epoch& out_epoch) const
+FannTrainer::Run FannTrainer::newTraining(FannNetwork& io_network, const LayeredGradient& in_gradient,
+                                          fann_train_data& io_patterns) const
+{
+    fann* pFann = &io_network.getFann();
+    if (m_settings.m_method == Method::ADAM)
+    {
+        const AdamTraining::Settings settings{m_settings.m_uiEpochs, m_settings.m_uiSeed,
+                                              m_settings.m_uiBatch, m_settings.m_dLearningRate};
+        const auto pTraining =
+            std::make_shared<AdamTraining>(in_gradient, pFann->weights, io_patterns, settings);
+        return [pTraining]
+        {
+            return pTraining->runEpoch();
+        };
+    }
+    fann_set_training_algorithm(pFann, FANN_TRAIN_RPROP);
+    fann_set_train_error_function(pFann, FANN_ERRORFUNC_LINEAR);
+    return [pFann, &io_patterns]
+    {
+        return fann_train_epoch(pFann, &io_patterns);
+    };
+}
+
+bool FannTrainer::runEpochs(FannNetwork& io_network, const Run& in_train, const Run& in_test,
+                            const Watcher& in_watcher, Epoch& out_epoch) const
 {
     fann& fannNetwork = io_network.getFann();
     std::vector<double> vBestWeights;
@@ -137,20 +175,19 @@ bool FannTrainer::runEpochs(FannNetwork& io_network, fann_train_data& io_trainin
     Epoch epoch;
     for (epoch.m_uiNumber = 1; epoch.m_uiNumber <= m_settings.m_uiEpochs; ++epoch.m_uiNumber)
     {
-        epoch.m_dError = fann_train_epoch(&fannNetwork, &io_training);
-        epoch.m_dHeldOutError = io_pHeldOut == nullptr ? std::numeric_limits<double>::quiet_NaN()
-                                                       : fann_test_data(&fannNetwork, io_pHeldOut);
+        epoch.m_dError = in_train();
+        epoch.m_dHeldOutError = in_test ? in_test() : std::numeric_limits<double>::quiet_NaN();
         if (!std::isfinite(epoch.m_dError))
         {
             QC_ERROR("The training error grew beyond all bounds in epoch " << epoch.m_uiNumber);
             return false;
         }
         const bool bGoesOn = in_watcher(epoch);
-        if (io_pHeldOut == nullptr || epoch.m_dHeldOutError < dBest)
+        if (!in_test || epoch.m_dHeldOutError < dBest)
         {
             dBest = epoch.m_dHeldOutError;
             out_epoch = epoch;
-            if (io_pHeldOut != nullptr)
+            if (in_test)
                 vBestWeights = getWeights(fannNetwork);
         }
         if (!bGoesOn || epoch.m_dError <= m_settings.m_dDesiredError ||

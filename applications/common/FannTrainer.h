@@ -11,10 +11,11 @@ struct fann_train_data;
 namespace Vexalor::MachineLearning
 {
 
+class LayeredGradient;
 class PatternSet;
 
-/// Trains a network on a set of patterns with FANN's RPROP. The same patterns and settings give the same
-/// network.
+/// Trains a network on a set of patterns, with FANN's RPROP or in small batches (AdamTraining). The same
+/// patterns and settings give the same network.
 ///
 /// Inputs are standardised for the training; the network that results takes them as they are. Its output
 /// neurons are chosen by the range of the targets: sigmoid within [0, 1], symmetric sigmoid within [-1, 1],
@@ -22,9 +23,19 @@ class PatternSet;
 class FannTrainer
 {
 public:
+    enum class Method
+    {
+        RPROP, ///< a step an epoch, from the gradient over all patterns
+        ADAM   ///< a step a batch, many an epoch: for many patterns
+    };
+
     struct Settings
     {
         std::vector<unsigned int> m_vHiddenSizes;
+        Method m_method = Method::RPROP;
+        /// Patterns in a batch, and length of the first steps; of ADAM.
+        unsigned int m_uiBatch = 64;
+        double m_dLearningRate = 0.003;
         unsigned int m_uiEpochs = 200;
         std::uint64_t m_uiSeed = 1;
         /// Training ends once an epoch's mean square error, as FANN counts it, is not above this.
@@ -59,9 +70,15 @@ public:
                                        Epoch& out_epoch) const;
 
 private:
-    std::unique_ptr<FannNetwork> newNetwork(const PatternSet& in_patterns) const;
+    /// Trains for an epoch, and gives its error or that of what is held out.
+    using Run = std::function<double()>;
+
     bool isHeldOut(const PatternSet& in_patterns, std::size_t in_uiIndex) const;
-    bool runEpochs(FannNetwork& io_network, fann_train_data& io_training, fann_train_data* io_pHeldOut,
+    bool split(const PatternSet& in_patterns, std::vector<std::size_t>& out_vTraining,
+               std::vector<std::size_t>& out_vHeldOut) const;
+    Run newTraining(FannNetwork& io_network, const LayeredGradient& in_gradient,
+                    fann_train_data& io_patterns) const;
+    bool runEpochs(FannNetwork& io_network, const Run& in_train, const Run& in_test,
                    const Watcher& in_watcher, Epoch& out_epoch) const;
 
     Settings m_settings;

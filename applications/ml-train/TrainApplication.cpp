@@ -2,12 +2,9 @@
 
 #include "common/Interrupt.h"
 #include "common/PatternSet.h"
+#include "ml-train/TrainingOptions.h"
 #include "ml-train/TrainingProgress.h"
 #include "quillcast-core/FileReplacer.h"
-#include "quillcast-infra/CommandLineError.h"
-
-#include <charconv>
-#include <limits>
 
 namespace Vexalor::MachineLearning
 {
@@ -17,42 +14,12 @@ namespace
 
 constinit Logger s_logger("quillcast.app.Train");
 
-constexpr unsigned int MOST = 1'000'000'000;
-
-/// "20,10": two layers; "0": none.
-std::vector<unsigned int> parseLayers(const std::string& in_strText)
-{
-    std::vector<unsigned int> vSizes;
-    if (in_strText == "0")
-        return vSizes;
-    const char* pText = in_strText.data();
-    const char* pEnd = pText + in_strText.size();
-    while (true)
-    {
-        unsigned int uiSize = 0;
-        const auto result = std::from_chars(pText, pEnd, uiSize);
-        if (result.ec != std::errc() || uiSize == 0 || uiSize > MOST)
-            break;
-        vSizes.push_back(uiSize);
-        if (result.ptr == pEnd)
-            return vSizes;
-        if (*result.ptr != ',')
-            break;
-        pText = result.ptr + 1;
-    }
-    throw CommandLineError("option '--hidden': '" + in_strText + "' is neither 0 nor sizes joined by commas");
-}
-
 } // namespace
 
 TrainApplication::TrainApplication()
     : MLDataGenApplicationImpl(s_logger, "ml-train")
 {
     auto addOption = getOptions().add_options();
-    const auto number = [](const char* in_default, const char* in_name = "N")
-    {
-        return value<std::string>()->value_name(in_name)->default_value(in_default);
-    };
     const auto file = []
     {
         return value<std::string>()->value_name("FILE");
@@ -63,13 +30,7 @@ TrainApplication::TrainApplication()
     addOption("network", file(), "network file to write. MANDATORY, or --detector");
     addOption("detector", file(), "detector to write: network, features, scaling and classes in one file");
     addOption("import", file(), "make the detector of this network, FANN or ONNX, and train none");
-    addOption("hidden", number("20", "LIST"), "sizes of the hidden layers, joined by commas; 0: none");
-    addOption("epochs", number("200"), "most epochs to train");
-    addOption("seed", number("1"), "seed of the start weights");
-    addOption("desired-error", number("0", "X"), "stop at this mean square error of an epoch");
-    addOption("hold-out", number("0"),
-              "hold out one pattern in so many and take the weights that are best for these; 0: none");
-    addOption("patience", number("20"), "stop after so many epochs that are no better for what is held out");
+    TrainingOptions::addOptions(getOptions());
     addWrapperOptions();
     SetWatch::addOption(getOptions());
     TrainingCheck::addOptions(getOptions());
@@ -125,14 +86,7 @@ void TrainApplication::takeSettings(const variables_map& in_map)
     // Without a file there is one stream all the same: that of a generator that reads none.
     m_vInputFiles = in_map.count("data-gen-filename") == 0 ? StringVector{""}
                                                            : in_map["data-gen-filename"].as<StringVector>();
-    m_settings.m_vHiddenSizes = parseLayers(getString(in_map, "hidden"));
-    m_settings.m_uiEpochs = static_cast<unsigned int>(getCount(in_map, "epochs", 1, MOST));
-    m_settings.m_uiSeed = getCount(in_map, "seed", 0, std::numeric_limits<std::uint64_t>::max());
-    m_settings.m_dDesiredError = getReal(in_map, "desired-error", 0, std::numeric_limits<double>::max());
-    m_settings.m_uiHoldOut = static_cast<unsigned int>(getCount(in_map, "hold-out", 0, MOST));
-    m_settings.m_uiPatience = static_cast<unsigned int>(getCount(in_map, "patience", 1, MOST));
-    if (m_settings.m_uiHoldOut == 1)
-        throw CommandLineError("option '--hold-out': 1 would leave no pattern to train on");
+    m_settings = TrainingOptions::getSettings(in_map);
 }
 
 bool TrainApplication::run_i()

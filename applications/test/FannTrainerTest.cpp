@@ -6,6 +6,7 @@
 #include <cmath>
 #include <gmock/gmock.h>
 #include <limits>
+#include <random>
 
 using namespace Vexalor;
 using namespace Vexalor::MachineLearning;
@@ -46,6 +47,23 @@ PatternSet noisy()
     {
         const double dX = draw();
         vPatterns.push_back({{dX, draw(), draw(), draw()}, {dX + draw() > 1.0 ? 1.0 : 0.0}});
+    }
+    return toSet(vPatterns);
+}
+
+/// Many points of a square, and which of them lie where both inputs have the same sign.
+PatternSet quadrants()
+{
+    std::vector<ScriptedGenerator::Pattern> vPatterns;
+    std::mt19937 random(1);
+    const auto draw = [&]
+    {
+        return random() / 2147483648.0 - 1;
+    };
+    for (int i = 0; i < 2000; ++i)
+    {
+        const DoubleVector vInput{draw(), draw()};
+        vPatterns.push_back({vInput, {vInput[0] * vInput[1] > 0 ? 1.0 : 0.0}});
     }
     return toSet(vPatterns);
 }
@@ -181,6 +199,39 @@ TEST(FannTrainerTest, StopsWhenWhatIsHeldOutGetsNoBetterAndTakesTheBestEpoch)
 
     settings.m_uiEpochs = taken.m_uiNumber;
     EXPECT_EQ(train(patterns, settings, vEpochs, taken)->getText(), pNetwork->getText());
+}
+
+TEST(FannTrainerTest, SmallBatchesLearnInFewEpochsFromManyPatterns)
+{
+    const PatternSet patterns = quadrants();
+    FannTrainer::Settings settings;
+    settings.m_vHiddenSizes = {8};
+    settings.m_uiEpochs = 20;
+    settings.m_uiHoldOut = 5;
+    std::vector<FannTrainer::Epoch> vEpochs;
+    FannTrainer::Epoch rprop;
+    ASSERT_NE(train(patterns, settings, vEpochs, rprop), nullptr);
+    settings.m_method = FannTrainer::Method::ADAM;
+    settings.m_uiBatch = 8;
+    settings.m_dLearningRate = 0.02;
+    FannTrainer::Epoch adam;
+    const std::unique_ptr<FannNetwork> pNetwork = train(patterns, settings, vEpochs, adam);
+    ASSERT_NE(pNetwork, nullptr);
+    EXPECT_LT(adam.m_dHeldOutError, 0.5 * rprop.m_dHeldOutError);
+    for (const FannTrainer::Epoch& epoch : vEpochs)
+        EXPECT_GE(epoch.m_dHeldOutError, adam.m_dHeldOutError);
+    DoubleVector vOutput;
+    int iWrong = 0;
+    for (std::size_t i = 0; i < patterns.size(); ++i)
+    {
+        ASSERT_TRUE(pNetwork->compute(patterns.getInput(i), patterns.getInput(i) + 2, vOutput));
+        iWrong += (vOutput[0] > 0.5) == (patterns.getTarget(i)[0] > 0.5) ? 0 : 1;
+    }
+    EXPECT_LT(iWrong, 100) << "of 2000, with the scaling of the inputs taken into the weights";
+
+    EXPECT_EQ(train(patterns, settings, vEpochs, adam)->getText(), pNetwork->getText());
+    settings.m_uiSeed = 2;
+    EXPECT_NE(train(patterns, settings, vEpochs, adam)->getText(), pNetwork->getText());
 }
 
 TEST(FannTrainerTest, OutputsFitTheRangeOfTheTargets)
