@@ -1,5 +1,5 @@
 #!/usr/bin/python3
-"""Follows doc/tutorial.md and doc/cookbook.md as a reader does, in order, and compares what is printed.
+"""Follows the tutorial and the cookbooks of doc as a reader does, in order, and compares what is printed.
 
 usage: documents_test.py BUILD-FOLDER
 
@@ -11,6 +11,7 @@ Every fenced block of a page has one of these kinds; another is an error:
     another  is written into the file that the line before names: it ends with the name between backquotes, and a colon
 """
 
+import glob
 import os
 import re
 import subprocess
@@ -156,6 +157,10 @@ class DocumentsTest(unittest.TestCase):
 
     def test_cookbook(self):
         self.follow("cookbook.md", 20)
+
+    @unittest.skipUnless(glob.glob(os.path.join(BUILD, "python", "vexalor_ml", "*.so")), "no Python module is built")
+    def test_python_cookbook(self):
+        self.follow("cookbook-python.md", 5)
 
     def test_what_agrees(self):
         cases = [("a  b\n", "a b\n", True), ("a b\n", "a c\n", False), ("a\n...\nd\n", "a\nb\nc\nd\n", True),
