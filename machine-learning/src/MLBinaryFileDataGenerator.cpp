@@ -190,6 +190,11 @@ bool BinaryFileDataGenerator::readRecord()
 bool BinaryFileDataGenerator::readLine()
 {
     QC_TRACE("MachineLearning::BinaryFileDataGenerator::readLine");
+    return readPattern();
+}
+
+bool BinaryFileDataGenerator::readPattern()
+{
     m_bInputValid = false;
     m_bTargetValid = false;
     if (m_bFailed || (m_uiPattern == 0 && !readHeader()) || !readRecord())
@@ -299,8 +304,10 @@ bool BinaryFileDataGenerator::generateBatch(PatternBatch& io_batch)
     {
         double* pInput = nullptr;
         double* pTarget = nullptr;
-        if (!BinaryFileDataGenerator::generateNext() ||
-            !io_batch.add(m_uiNbInput, m_bTargetValid ? m_uiNbTarget : 0, pInput, pTarget))
+        do
+            readPattern();
+        while (!m_bInputValid && !atEnd());
+        if (!m_bInputValid || !io_batch.add(m_uiNbInput, m_bTargetValid ? m_uiNbTarget : 0, pInput, pTarget))
             return false;
         decode(m_vBlock.data() + m_uiRecord + FLAG, m_uiNbInput, pInput);
         if (m_bTargetValid)

@@ -51,6 +51,7 @@ private:
     bool openFile();
     bool readHeader();
     inline bool readRecord();
+    inline bool readPattern();
     /// The block holds so many bytes from the start of the record; false when there are not as many.
     bool provide(std::uint64_t in_uiSize) { return available() >= in_uiSize || fetch(in_uiSize); }
     bool fetch(std::uint64_t in_uiSize);

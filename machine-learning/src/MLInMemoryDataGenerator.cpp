@@ -349,11 +349,13 @@ bool InMemoryDataGenerator::generateBatch(PatternBatch& io_batch)
     {
         double* pInput = nullptr;
         double* pTarget = nullptr;
-        if (!replayNext() ||
-            !io_batch.add(currentEntry().m_uiInputSize, currentEntry().m_uiTargetSize, pInput, pTarget))
+        if (!replayNext())
             return false;
-        std::copy(currentEntry().m_pValues, currentEntry().getTarget(), pInput);
-        std::copy_n(currentEntry().getTarget(), currentEntry().m_uiTargetSize, pTarget);
+        const InputTarget& entry = currentEntry();
+        if (!io_batch.add(entry.m_uiInputSize, entry.m_uiTargetSize, pInput, pTarget))
+            return false;
+        std::copy_n(entry.m_pValues, entry.m_uiInputSize, pInput);
+        std::copy_n(entry.getTarget(), entry.m_uiTargetSize, pTarget);
     }
     return true;
 }

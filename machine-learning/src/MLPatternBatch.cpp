@@ -80,26 +80,8 @@ bool PatternBatch::addFrom(DataGenerator& io_generator)
     return true;
 }
 
-bool PatternBatch::add(std::size_t in_uiInputSize, std::size_t in_uiTargetSize, double*& out_pInput,
-                       double*& out_pTarget)
-{
-    const bool bTarget = in_uiTargetSize != 0;
-    const bool bUsual = in_uiInputSize == m_uiInputSize && m_uiSize < m_uiReserved &&
-                        (!bTarget || in_uiTargetSize == m_uiTargetSize);
-    if (!bUsual && !prepare(in_uiInputSize, in_uiTargetSize))
-        return false;
-    out_pInput = m_rows.m_pInputs.get() + m_uiSize * m_uiInputSize;
-    out_pTarget = m_rows.m_pTargets.get() + m_uiSize * m_uiTargetSize;
-    if (!bTarget)
-        std::fill_n(out_pTarget, m_uiTargetSize, NO_VALUE);
-    m_rows.m_pValid[m_uiSize] = bTarget;
-    m_rows.m_pFirst[m_uiSize] = m_pMark->take();
-    ++m_uiSize;
-    return true;
-}
-
-/// For the first pattern, the first target, a pattern that there is no memory for yet, or one of another
-/// size.
+/// For the first pattern, one without a target, the first target, a pattern that there is no memory for yet,
+/// or one of another size.
 bool PatternBatch::prepare(std::size_t in_uiInputSize, std::size_t in_uiTargetSize)
 {
     if (!m_bSized)
@@ -113,6 +95,8 @@ bool PatternBatch::prepare(std::size_t in_uiInputSize, std::size_t in_uiTargetSi
         return refuse("target", in_uiTargetSize, m_uiTargetSize);
     if (m_uiSize == m_uiReserved)
         reserve();
+    if (in_uiTargetSize == 0)
+        std::fill_n(m_rows.m_pTargets.get() + m_uiSize * m_uiTargetSize, m_uiTargetSize, NO_VALUE);
     return true;
 }
 

@@ -88,7 +88,19 @@ public:
     /// is that of a pattern without target. Takes the mark of a new sequence. False, with the reason logged
     /// at error level, for a pattern of other sizes than the earlier ones.
     bool add(std::size_t in_uiInputSize, std::size_t in_uiTargetSize, double*& out_pInput,
-             double*& out_pTarget);
+             double*& out_pTarget)
+    {
+        const bool bUsual = in_uiInputSize == m_uiInputSize && in_uiTargetSize == m_uiTargetSize &&
+                            in_uiTargetSize != 0 && m_uiSize < m_uiReserved;
+        if (!bUsual && !prepare(in_uiInputSize, in_uiTargetSize))
+            return false;
+        out_pInput = m_rows.m_pInputs.get() + m_uiSize * m_uiInputSize;
+        out_pTarget = m_rows.m_pTargets.get() + m_uiSize * m_uiTargetSize;
+        m_rows.m_pValid[m_uiSize] = in_uiTargetSize != 0;
+        m_rows.m_pFirst[m_uiSize] = m_pMark->take();
+        ++m_uiSize;
+        return true;
+    }
     /// For generators: the current pattern of one.
     bool addFrom(DataGenerator& io_generator);
 

@@ -100,8 +100,10 @@ void bindDetectors(py::module_& io_module)
         io_module, "Detector",
         R"(A trained detector: windows, features, scaling, network and classes. Pickles, by the name of its file.)")
         .def(py::init<const std::filesystem::path&>(), py::arg("file"))
-        .def_property_readonly("file", [](const DetectorHandle& in_detector)
-                               { return std::filesystem::path(in_detector.m_strFile); })
+        .def_property_readonly(
+            "file",
+            [](const DetectorHandle& in_detector) { return std::filesystem::path(in_detector.m_strFile); },
+            "Its path.")
         .def_property_readonly(
             "classes",
             [](const DetectorHandle& in_detector) { return in_detector.m_pDetector->getClassNames(); },

@@ -5,11 +5,13 @@ usage: test_module.py MODULE_FOLDER PROGRAMS_FOLDER [UNITTEST-ARGUMENT...]
 """
 
 import array
+import ast
 import logging
 import math
 import os
 import pickle
 import random
+import re
 import signal
 import subprocess
 import sys
@@ -139,6 +141,7 @@ class PatternFiles(Case):
             file.truncate(200)
         refused = (
             (lambda: vml.open_patterns(self.path("none")), "none: No such file"),
+            (lambda: vml.open_patterns(self.folder.name), "Cannot read"),
             (lambda: vml.open(good), "good"),
             (lambda: vml.open(self.path("none")), "none"),
             (lambda: list(vml.open_patterns(self.path("whole"))), "is cut off after pattern"),
@@ -427,6 +430,35 @@ class Recordings(Case):
         same = vml.test(detector.patterns(recording), lambda values: detector.compute(values[None])[0], errors=["mse"],
                         classification=True)
         self.assertEqual(str(same), str(statistics))
+
+
+class Stubs(unittest.TestCase):
+    def test_they_tell_what_there_is(self):
+        with open(os.path.join(os.path.dirname(vml.__file__), "_core.pyi"), encoding="utf-8") as file:
+            tree = ast.parse(file.read())
+        told = {}
+        for node in tree.body:
+            members = node.body if isinstance(node, ast.ClassDef) else [node]
+            prefix = node.name + "." if isinstance(node, ast.ClassDef) else ""
+            for member in members:
+                if isinstance(member, ast.FunctionDef):
+                    arguments = member.args.args + member.args.kwonlyargs
+                    told[prefix + member.name] = [argument.arg for argument in arguments if argument.arg != "self"]
+        found = {}
+        for name, thing in vars(vml._core).items():
+            if isinstance(thing, type) and thing is not vml.Error:
+                found.update((name + "." + member, getattr(thing, member)) for member in vars(thing))
+            elif callable(thing) and thing is not vml.Error:
+                found[name] = thing
+        public = {name for name in found if not name.rpartition(".")[2].startswith("_") and not name.startswith("_")}
+        self.assertEqual(public, {name for name in told if "__" not in name})
+        self.assertLessEqual(set(told), set(found))
+        for name, arguments in told.items():
+            # pybind11 writes the signature into the documentation
+            signature = (getattr(found[name], "__doc__", None) or "").split("\n")[0]
+            if "(" in signature and not isinstance(found[name], property) and "__exit__" not in name:
+                self.assertEqual([word for word in re.findall(r"[( ](\w+): ", signature) if word != "self"], arguments, name)
+            self.assertTrue(getattr(found[name], "__doc__", None), name)
 
 
 if __name__ == "__main__":

@@ -1,0 +1,63 @@
+#!/usr/bin/env python3
+"""From labelled recordings to a network that data-loader workers have trained, and its test as a detector.
+
+usage: test_train_detector.py MODULE_FOLDER PROGRAMS_FOLDER. Exit status 77 where PyTorch is not installed.
+"""
+
+import array
+import math
+import os
+import random
+import subprocess
+import sys
+import tempfile
+import wave
+
+HERE = os.path.dirname(os.path.abspath(__file__))
+MODULE, PROGRAMS = map(os.path.abspath, sys.argv[1:3])
+RATE = 8000
+sys.path.insert(0, MODULE)
+import vexalor_ml as vml  # noqa: E402
+
+
+def write_recording(path, seed):
+    """Ten seconds of noise with a tone in every other one."""
+    noise = random.Random(seed)
+    samples = [noise.randrange(-500, 500) + (6000 * math.sin(0.8 * i) if i // RATE % 2 else 0) for i in range(10 * RATE)]
+    with wave.open(path, "wb") as recording:
+        recording.setparams((1, 2, RATE, 0, "NONE", ""))
+        recording.writeframes(array.array("h", map(int, samples)).tobytes())
+    vml.write_annotations(path, [("TONE", second, second + 1) for second in range(1, 10, 2)])
+
+
+def main():
+    with tempfile.TemporaryDirectory() as folder:
+        def run(*command):
+            environment = dict(os.environ, PYTHONPATH=MODULE)
+            done = subprocess.run(command, cwd=folder, env=environment, check=False, stdout=subprocess.PIPE, encoding="utf-8")
+            if done.returncode != 0:
+                sys.exit(done.returncode)
+            return done.stdout
+
+        for i in range(4):
+            write_recording(os.path.join(folder, f"{i}.wav"), i)
+        with open(os.path.join(folder, "train.lst"), "w", encoding="ascii") as lines:
+            lines.write("0.wav\n1.wav\n2.wav\n")
+        program = lambda name: os.path.join(PROGRAMS, name)
+        run(program("ml-config"), "write", "tone.xml", "--generator", "audio-set", "--bands", "12", "--classes", "TONE,OTHER")
+        trained = run(sys.executable, "-B", os.path.join(HERE, "train_detector.py"), "tone.xml", "train.lst", "tone.onnx")
+        run(program("ml-train"), "--import", "tone.onnx", "--data-gen-config", "tone.xml", "--detector", "tone.detector")
+        report = run(program("ml-tester"), "--log-level", "INFO", "--detector", "tone.detector", "--data-gen-filename", "3.wav")
+        wrong, windows = map(int, report.split("classification-error = ")[1].split(" ")[0].split("/"))
+        print(f"{wrong} of {windows} windows wrong")
+        # 998 windows a recording, each once in an epoch whatever the number of workers
+        if windows != 998 or wrong > windows / 20 or trained.count(" 2994 patterns") != 10:
+            sys.exit(1)
+        detector = vml.Detector(os.path.join(folder, "tone.detector"))
+        found = vml.test(detector.patterns(os.path.join(folder, "3.wav")), detector, classification=True)
+        if (found.wrong, found.patterns) != (wrong, windows):
+            sys.exit("the module finds other errors than ml-tester")
+
+
+if __name__ == "__main__":
+    main()
