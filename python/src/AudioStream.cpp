@@ -49,6 +49,8 @@ AudioStream::create(const std::vector<py::object>& in_vDetectors, const std::vec
     std::vector<NamedDetector> vDetectors;
     for (const py::object& detector : in_vDetectors)
     {
+        if (!py::isinstance<DetectorHandle>(detector))
+            throw py::type_error("detectors must be of the class Detector");
         const auto& handle = detector.cast<const DetectorHandle&>();
         vDetectors.emplace_back(Detector::makeName(handle.m_strFile), handle.m_pDetector);
     }
