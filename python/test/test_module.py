@@ -282,13 +282,16 @@ time.sleep(0.05)
                 vml.test(generator, lambda values: values[:2])
 
         for work in (passes, learning, testing):
-            sent = []
-            timer = threading.Timer(0.2, lambda: (sent.append(time.monotonic()), os.kill(os.getpid(), signal.SIGINT)))
-            timer.start()
-            with self.assertRaises(KeyboardInterrupt):
-                work()
-            self.assertLess(time.monotonic() - sent[0], 0.2 if os.getloadavg()[0] < 2 else 2.0, work.__name__)
-            timer.join()
+            delays = []
+            for _ in range(3):  # the best: other processes may hold one up
+                sent = []
+                timer = threading.Timer(0.2, lambda: (sent.append(time.monotonic()), os.kill(os.getpid(), signal.SIGINT)))
+                timer.start()
+                with self.assertRaises(KeyboardInterrupt):
+                    work()
+                delays.append(time.monotonic() - sent[0])
+                timer.join()
+            self.assertLess(min(delays), 0.2, work.__name__)
         self.assertEqual(len(generator.read().inputs), 50000, "it can be used on")
 
     def test_threads_log_at_a_time(self):
