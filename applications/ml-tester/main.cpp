@@ -1,3 +1,4 @@
+#include "MLAudioClassStatistics.h"
 #include "MLDataGenTesterApplicationImpl.h"
 #include "common/NetworkFile.h"
 #include "common/ScriptEntity.h"
@@ -7,6 +8,7 @@
 #include "quillcast-core/ConsoleLog.h"
 #include "report/TestReporter.h"
 
+#include <algorithm>
 #include <iostream>
 #include <memory>
 #include <optional>
@@ -141,6 +143,8 @@ protected:
             return false;
         bool bDone = MLDataGenTesterApplicationImpl::run_i();
         if (m_bReady)
+            warnOfMissingLabels();
+        if (m_bReady)
             bDone = m_reporter.finish(m_description, bDone) && bDone;
         m_watch.closeSet();
         return m_watch.accept() && bDone;
@@ -157,6 +161,22 @@ private:
                                             in_scalingConfigFile);
         return m_watch.prepareDataGenerator(m_pDetector->takeGeneratorFor(in_inputFile), in_inputFile,
                                             in_entityToReset, in_bInMemory, "");
+    }
+
+    /// Recordings whose labels lie beside them, say, are all OTHER, which looks like a bad result.
+    void warnOfMissingLabels()
+    {
+        AudioClassStatistics statistics;
+        if (const auto* pSource = dynamic_cast<const AudioClassStatisticsSource*>(m_watch.getGenerator()))
+            pSource->addStatistics(statistics);
+        const auto hasEvents = [](const AudioClassStatistics::Row& in_row)
+        {
+            return in_row.m_uiEvents > 0;
+        };
+        if (statistics.m_all.m_uiPatterns > 0 &&
+            std::none_of(statistics.m_vRows.begin(), statistics.m_vRows.end(), hasEvents))
+            QC_WARN("No annotation of any class in " << m_description.m_strInput
+                                                     << ": every pattern was taken for OTHER");
     }
 
     void compareDigest(const TrainingDigest& in_patterns) const

@@ -317,4 +317,16 @@ TEST_F(RecordingSetsTest, TrainingTellsTheMistakesInItsData)
         EXPECT_EQ(train("set.lst", "new", {"--insist"}).m_iExit, 0);
     }
     EXPECT_FALSE(std::filesystem::exists(m_folder.path("none")));
+    // A test tells where its figures mean nothing.
+    for (const auto& [list, message] :
+         {std::pair("speech.wav\nplain.wav\n", ""),
+          std::pair("plain.wav\n",
+                    "WARN: No annotation of any class in set.lst: every pattern was taken for OTHER\n")})
+    {
+        m_folder.write("set.lst", list);
+        EXPECT_EQ(run("ml-tester", {"--data-gen-config", "set.xml", "--data-gen-filename", "set.lst",
+                                    "--network", "new", "--mean-square-error"})
+                      .m_strErr,
+                  message);
+    }
 }

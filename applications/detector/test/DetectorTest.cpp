@@ -228,6 +228,7 @@ TEST_F(DetectorTest, GivesTheSameBitsThroughEveryEncoding)
     } ENCODINGS[] = {{"u8", 1, 8},   {"s16", 1, 16}, {"s24", 1, 24}, {"s32", 1, 32},
                      {"f32", 3, 32}, {"f64", 3, 64}, {"alaw", 6, 8}, {"mulaw", 7, 8}};
     const std::vector<int> vSamples = newSamples(3);
+    const std::string strLabels = Wav::cue({{1, 400}}) + Wav::adtl(Wav::labl(1, "TONE") + Wav::ltxt(1, 800));
     for (const auto& encoding : ENCODINGS)
     {
         std::string strBytes;
@@ -243,8 +244,8 @@ TEST_F(DetectorTest, GivesTheSameBitsThroughEveryEncoding)
             else
                 strBytes.append(reinterpret_cast<const char*>(&dSample), sizeof dSample);
         }
-        const std::string strWav =
-            Wav::riff(Wav::fmt(RATE, 1, encoding.m_uiBits, encoding.m_uiTag) + Wav::chunk("data", strBytes));
+        const std::string strWav = Wav::riff(Wav::fmt(RATE, 1, encoding.m_uiBits, encoding.m_uiTag) +
+                                             strLabels + Wav::chunk("data", strBytes));
         s_pFolder->write("coded.wav", strWav);
         s_pFolder->write("coded.raw", strBytes);
         const Decisions expected =
