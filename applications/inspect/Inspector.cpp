@@ -51,7 +51,7 @@ bool Inspector::add(DataGenerator& io_generator)
     bool bDone = io_generator.gotoStart();
     DoubleVector vInput;
     DoubleVector vTarget;
-    while (bDone && io_generator.generateNext())
+    while (bDone && !hasOtherTargets() && io_generator.generateNext())
     {
         const bool bNew = m_source.advance();
         vInput.clear();
@@ -73,6 +73,13 @@ bool Inspector::add(DataGenerator& io_generator)
     if (bDone && pStatistics != nullptr)
         pStatistics->addStatistics(m_statistics);
     return bDone && io_generator.endedCleanly();
+}
+
+/// Than the names that were given.
+bool Inspector::hasOtherTargets() const
+{
+    return m_inspection.m_uiTargets != 0 && !m_vClassNames.empty() &&
+           m_vClassNames.size() != m_inspection.m_uiTargets;
 }
 
 void Inspector::count(const DoubleVector& in_vInput, const DoubleVector* in_pTarget)

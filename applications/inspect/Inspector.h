@@ -39,7 +39,8 @@ public:
     /// Told of each pattern: how many there are by now, and the share of the current source that was read.
     using Watcher = std::function<void(std::uint64_t in_uiPatterns, const DataGenerator& in_generator)>;
 
-    /// Names of the classes in the order of the target; none: as the generators name them.
+    /// Names of the classes in the order of the target; none: as the generators name them. Nothing is read
+    /// beyond a target that has not one value for each.
     explicit Inspector(StringVector in_vClassNames, Watcher in_watcher = {});
 
     /// One pass over a generator that is ready for gotoStart and outlives the call. False when it did not go
@@ -50,6 +51,7 @@ public:
     Inspection finish();
 
 private:
+    bool hasOtherTargets() const;
     void count(const DoubleVector& in_vInput, const DoubleVector* in_pTarget);
     const std::vector<std::size_t>* findClasses(const DoubleVector* in_pTarget);
     void followRecording(bool in_bNew, const DoubleVector& in_vInput);

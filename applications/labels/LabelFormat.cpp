@@ -1,5 +1,6 @@
 #include "labels/LabelFormat.h"
 
+#include "common/ListedNames.h"
 #include "labels/LabelReading.h"
 #include "labels/TextEncoding.h"
 
@@ -54,7 +55,7 @@ const LabelFormat* LabelFormat::findForFile(const std::string& in_strFile)
 {
     const std::string strExtension = toLower(std::filesystem::path(in_strFile).extension().string());
     for (const LabelFormat& format : FORMATS)
-        for (const std::string& strOwn : LabelReading::split(format.m_extensions, ' '))
+        for (const std::string& strOwn : splitText(format.m_extensions, ' '))
             if (toLower(strOwn) == strExtension)
                 return &format;
     return nullptr;
@@ -72,7 +73,7 @@ StringVector LabelFormat::getExtensions()
 {
     StringVector vExtensions;
     for (const LabelFormat& format : FORMATS)
-        for (std::string& strExtension : LabelReading::split(format.m_extensions, ' '))
+        for (std::string& strExtension : splitText(format.m_extensions, ' '))
             vExtensions.push_back(std::move(strExtension));
     return vExtensions;
 }

@@ -17,14 +17,6 @@ std::string_view takeUntil(std::string_view& io_text, char in_separator)
     return part;
 }
 
-StringVector split(std::string_view in_text, char in_separator)
-{
-    StringVector vParts;
-    while (!in_text.empty())
-        vParts.emplace_back(takeUntil(in_text, in_separator));
-    return vParts;
-}
-
 std::string_view takeLine(std::string_view& io_text)
 {
     std::string_view line = takeUntil(io_text, '\n');

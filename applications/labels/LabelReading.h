@@ -15,8 +15,6 @@ namespace LabelReading
 
 /// Cuts the part before the separator off the front of a text, and the separator; all where there is none.
 std::string_view takeUntil(std::string_view& io_text, char in_separator);
-/// The parts between separators; none of an empty text.
-StringVector split(std::string_view in_text, char in_separator);
 /// Cuts a line off, without its end: LF or CRLF.
 std::string_view takeLine(std::string_view& io_text);
 

@@ -1,7 +1,7 @@
 #include "ml-classify/LabelOutput.h"
 
+#include "common/ListedNames.h"
 #include "labels/LabelFile.h"
-#include "labels/LabelReading.h"
 #include "quillcast-audio/AnnotatedFile.h"
 #include "quillcast-core/InputFile.h"
 #include "quillcast-core/Logger.h"
@@ -27,7 +27,6 @@ constexpr const char* THRESHOLD_OPTION = "threshold";
 constexpr const char* LOW_OPTION = "low-threshold";
 constexpr const char* GAP_OPTION = "min-gap";
 constexpr const char* DURATION_OPTION = "min-duration";
-constexpr const char* CLASSES_OPTION = "class-names";
 constexpr const char* STANDARD_STREAM = "-";
 constexpr const char* NO_CLASS = "OTHER";
 /// Of the times that are written, at least.
@@ -59,7 +58,7 @@ void LabelOutput::addOptions(options_description& io_options)
               "bridge gaps between two labels of a class that are shorter, in seconds");
     addOption(DURATION_OPTION, value<std::string>()->value_name("S")->default_value("0"),
               "then drop labels that are shorter, in seconds");
-    addOption(CLASSES_OPTION, value<std::string>()->value_name("LIST"),
+    addOption(CLASS_NAMES_OPTION, value<std::string>()->value_name("LIST"),
               "labels of the outputs, separated by commas; none is written for OTHER");
 }
 
@@ -68,7 +67,7 @@ void LabelOutput::takeOptions(const variables_map& in_map, const StringVector& i
     if (in_map.count(LABELS_OPTION) == 0)
     {
         for (const char* option :
-             {FORMAT_OPTION, THRESHOLD_OPTION, LOW_OPTION, GAP_OPTION, DURATION_OPTION, CLASSES_OPTION})
+             {FORMAT_OPTION, THRESHOLD_OPTION, LOW_OPTION, GAP_OPTION, DURATION_OPTION, CLASS_NAMES_OPTION})
             if (in_map.count(option) != 0 && !in_map[option].defaulted())
                 throw CommandLineError(std::string("option '--") + option + "' needs --" + LABELS_OPTION);
         return;
@@ -88,8 +87,7 @@ void LabelOutput::takeOptions(const variables_map& in_map, const StringVector& i
                                              LabelFormat::listNames()
                                        : "the extension of " + m_strTarget +
                                              " tells no format of labels: --" + FORMAT_OPTION + " is needed");
-    if (in_map.count(CLASSES_OPTION) != 0)
-        m_vClasses = LabelReading::split(in_map[CLASSES_OPTION].as<std::string>(), ',');
+    m_vClasses = getListedNames(in_map, CLASS_NAMES_OPTION);
     takeRule(in_map);
 }
 
@@ -154,7 +152,7 @@ bool LabelOutput::nameOutputs(const std::string& in_strClassifier, const Classif
     }
     if (!m_vClasses.empty() && m_vClasses.size() != in_result.size())
     {
-        QC_ERROR(in_strClassifier << " has " << in_result.size() << " outputs, --" << CLASSES_OPTION
+        QC_ERROR(in_strClassifier << " has " << in_result.size() << " outputs, --" << CLASS_NAMES_OPTION
                                   << " names " << m_vClasses.size());
         return false;
     }

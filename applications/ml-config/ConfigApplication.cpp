@@ -1,6 +1,7 @@
 #include "ml-config/ConfigApplication.h"
 
 #include "MLDataGeneratorFactory.h"
+#include "common/ListedNames.h"
 #include "ml-config/ClassNames.h"
 #include "ml-config/ConfigCommands.h"
 #include "ml-config/ScalingOptions.h"
@@ -194,7 +195,7 @@ void ConfigApplication::takeGenerator(const variables_map& in_map)
         if (uiEqual == std::string::npos || uiEqual == 0)
             throw CommandLineError("option '--set': '" + strSetting + "' is not of the form FIELD=VALUE");
         m_request.m_vSettings.push_back(
-            {"set", {strSetting.substr(0, uiEqual)}, splitList(strSetting.substr(uiEqual + 1))});
+            {"set", {strSetting.substr(0, uiEqual)}, splitText(strSetting.substr(uiEqual + 1), ',')});
     }
 }
 

@@ -1,5 +1,7 @@
 #include "ml-config/FieldSettings.h"
 
+#include "common/ListedNames.h"
+
 #include <map>
 #include <span>
 
@@ -10,19 +12,6 @@ namespace
 {
 
 using Kind = ArchiveElement::Kind;
-
-StringVector split(const std::string& in_strText, char in_cSeparator)
-{
-    StringVector vParts;
-    std::size_t uiBegin = 0;
-    for (std::size_t uiEnd = 0; (uiEnd = in_strText.find(in_cSeparator, uiBegin)) != std::string::npos;)
-    {
-        vParts.push_back(in_strText.substr(uiBegin, uiEnd - uiBegin));
-        uiBegin = uiEnd + 1;
-    }
-    vParts.push_back(in_strText.substr(uiBegin));
-    return vParts;
-}
 
 void collectFields(const ArchiveElement& in_parent, std::span<const std::string> in_path,
                    std::vector<const ArchiveElement*>& io_vFields)
@@ -81,15 +70,10 @@ std::string makeContent(const ArchiveElement& in_element, const StringVector& in
 
 } // namespace
 
-StringVector splitList(const std::string& in_strList)
-{
-    return split(in_strList, ',');
-}
-
 std::vector<const ArchiveElement*> findFields(const ArchiveElement& in_root, const std::string& in_strPath)
 {
     std::vector<const ArchiveElement*> vFields;
-    collectFields(in_root, split(in_strPath, '/'), vFields);
+    collectFields(in_root, splitText(in_strPath, '/'), vFields);
     return vFields;
 }
 
@@ -107,7 +91,7 @@ std::string applySettings(const std::vector<FieldSetting>& in_vSettings, Archive
         const std::string strOption = "option '--" + setting.m_strOption + "': ";
         std::vector<const ArchiveElement*> vFields;
         for (const std::string& strField : setting.m_vFields)
-            collectFields(io_archive.m_root, split(strField, '/'), vFields);
+            collectFields(io_archive.m_root, splitText(strField, '/'), vFields);
         if (vFields.empty())
             return strOption + "the configuration has no field " + setting.m_vFields.front();
         for (const ArchiveElement* pField : vFields)

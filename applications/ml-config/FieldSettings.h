@@ -19,9 +19,6 @@ struct FieldSetting
     StringVector m_vParts; ///< the items of a list; of anything else, joined by commas, the value
 };
 
-/// The parts between commas, at least one.
-StringVector splitList(const std::string& in_strList);
-
 /// The fields that a path as that of a setting stands for.
 std::vector<const ArchiveElement*> findFields(const ArchiveElement& in_root, const std::string& in_strPath);
 

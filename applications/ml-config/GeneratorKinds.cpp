@@ -1,6 +1,7 @@
 #include "ml-config/GeneratorKinds.h"
 
 #include "MLDataGeneratorFactory.h"
+#include "common/ListedNames.h"
 #include "ml-config/ClassNames.h"
 #include "ml-config/FeatureKinds.h"
 #include "ml-config/KindTable.h"
@@ -24,7 +25,7 @@ constexpr const char* WIDEBAND_CLASSES = "WB_SF_TONE,OTHER";
 
 std::string findFixedFault(const StringVector& in_vClasses, const char* in_fixed)
 {
-    return in_vClasses == splitList(in_fixed) ? "" : std::string("the classes are always ") + in_fixed;
+    return in_vClasses == splitText(in_fixed, ',') ? "" : std::string("the classes are always ") + in_fixed;
 }
 
 std::string findVadFault(const StringVector& in_vClasses)
@@ -73,7 +74,7 @@ std::string addClasses(const GeneratorRequest& in_request, std::vector<FieldSett
     const GeneratorKind* pKind = findKind(getGeneratorKinds(), in_request.m_strGenerator);
     StringVector vClasses = in_request.m_vClasses;
     if (vClasses.empty() && pKind != nullptr && *pKind->m_usualClasses != '\0')
-        vClasses = splitList(pKind->m_usualClasses);
+        vClasses = splitText(pKind->m_usualClasses, ',');
     if (vClasses.empty())
         return pKind != nullptr && pKind->m_findClassFault != nullptr
                    ? "generator '" + in_request.m_strGenerator + "' needs classes, see --help"

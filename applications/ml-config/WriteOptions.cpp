@@ -1,5 +1,6 @@
 #include "ml-config/WriteOptions.h"
 
+#include "common/ListedNames.h"
 #include "ml-config/FeatureKinds.h"
 #include "ml-config/GeneratorKinds.h"
 #include "quillcast-infra/CommandLineError.h"
@@ -153,7 +154,7 @@ StringVector getListed(const variables_map& in_map, const char* in_option)
         return vParts;
     for (const std::string& strList : in_map[in_option].as<StringVector>())
     {
-        const StringVector vMore = splitList(strList);
+        const StringVector vMore = splitText(strList, ',');
         vParts.insert(vParts.end(), vMore.begin(), vMore.end());
     }
     return vParts;

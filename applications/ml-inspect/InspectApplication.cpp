@@ -2,11 +2,11 @@
 
 #include "MLDataGeneratorFactory.h"
 #include "MLFileSetDataGenerator.h"
+#include "common/ListedNames.h"
 #include "common/OutputFile.h"
 #include "inspect/InspectionJson.h"
 #include "inspect/InspectionPage.h"
 #include "inspect/InspectionText.h"
-#include "ml-config/FieldSettings.h"
 #include "ml-config/GeneratorOutlook.h"
 #include "quillcast-core/FileReplacer.h"
 #include "quillcast-core/LogListener.h"
@@ -53,9 +53,7 @@ InspectApplication::InspectApplication()
               "anything");
     addOption("least-patterns", value<std::string>()->value_name("N")->default_value("20"),
               "patterns that a class should have");
-    addOption("class-names", value<std::string>()->value_name("LIST"),
-              "names of the classes in the order of the target, separated by commas; those of the generator "
-              "unless given");
+    addClassNamesOption(getOptions());
     OverwriteGuard::addOption(getOptions(), "write over a recording or an input, too");
     setDescription("Tells what the patterns of a generator are like, and what is wrong with them.");
     setExamples("ml-inspect --data-gen-config a.xml --data-gen-filename a.wav --html a.html\n"
@@ -74,7 +72,11 @@ bool InspectApplication::processCmdlineVarsMap(const variables_map& in_map)
     takeSettings(in_map);
     if (m_strConfigFile.empty())
         QC_ERROR("a data generator configuration file must be supplied");
-    return !m_strConfigFile.empty() || refuseCommand();
+    else if (!m_strJson.empty() && m_strJson == m_strPage)
+        QC_ERROR("Options --json and --html name the same file");
+    else
+        return true;
+    return refuseCommand();
 }
 
 void InspectApplication::takeSettings(const variables_map& in_map)
@@ -87,9 +89,7 @@ void InspectApplication::takeSettings(const variables_map& in_map)
     m_strPage = getString(in_map, "html");
     m_bValidate = isSwitchOn(in_map, "validate");
     m_uiLeastPatterns = getCount(in_map, "least-patterns", 0, std::numeric_limits<std::uint32_t>::max());
-    const std::string strNames = getString(in_map, "class-names");
-    if (!strNames.empty())
-        m_vClassNames = splitList(strNames);
+    m_vClassNames = getListedNames(in_map, CLASS_NAMES_OPTION);
     m_guard.takeOption(in_map);
     m_guard.addInput(m_strConfigFile);
     for (const std::string& strFile : m_vInputFiles)
@@ -99,11 +99,6 @@ void InspectApplication::takeSettings(const variables_map& in_map)
 /// Before the work, not after it.
 bool InspectApplication::openOutputs()
 {
-    if (!m_strJson.empty() && m_strJson == m_strPage)
-    {
-        QC_ERROR("Options --json and --html name the same file");
-        return false;
-    }
     if (!m_strJson.empty() && m_strJson != STANDARD_OUTPUT)
         m_pJson = std::make_unique<FileReplacer>(m_strJson);
     if (!m_strPage.empty())
@@ -119,7 +114,8 @@ bool InspectApplication::run_i()
         return false;
     Inspection inspection;
     const bool bDone = inspect(inspection);
-    if (!deliver(inspection))
+    if ((inspection.m_uiTargets != 0 && !acceptClassNames(m_vClassNames, inspection.m_uiTargets)) ||
+        !deliver(inspection))
         return false;
     if (m_bValidate)
         return std::none_of(inspection.m_vFindings.begin(), inspection.m_vFindings.end(),

@@ -1,5 +1,6 @@
 #include "report/TestReporter.h"
 
+#include "common/ListedNames.h"
 #include "common/OutputFile.h"
 #include "quillcast-core/Logger.h"
 #include "quillcast-infra/ApplicationImpl.h"
@@ -11,7 +12,6 @@
 #include <iostream>
 #include <limits>
 #include <nlohmann/json.hpp>
-#include <sstream>
 
 namespace Vexalor::MachineLearning
 {
@@ -25,20 +25,10 @@ constexpr const char* REPORT_OPTION = "report";
 constexpr const char* SUMMARY_OPTION = "summary";
 constexpr const char* LOG_OPTION = "output-log";
 constexpr const char* TIMELINES_OPTION = "report-timelines";
-constexpr const char* CLASSES_OPTION = "class-names";
 
 std::string getText(const variables_map& in_map, const char* in_option)
 {
     return in_map.count(in_option) == 0 ? std::string() : in_map[in_option].as<std::string>();
-}
-
-StringVector split(const std::string& in_strList)
-{
-    StringVector vNames;
-    std::istringstream list(in_strList);
-    for (std::string strName; std::getline(list, strName, ',');)
-        vNames.push_back(strName);
-    return vNames;
 }
 
 } // namespace
@@ -54,9 +44,7 @@ void TestReporter::addOptions(options_description& io_options)
               "write time, target and output of every pattern");
     addOption(TIMELINES_OPTION, value<std::string>()->value_name("N")->default_value("10"),
               "how many recordings the page draws, the worst first");
-    addOption(CLASSES_OPTION, value<std::string>()->value_name("LIST"),
-              "names of the classes in the order of the target, separated by commas; those of the generator "
-              "unless given");
+    addClassNamesOption(io_options);
     FailureExtractor::addOptions(io_options);
     OverwriteGuard::addOption(io_options, "write what is asked for over a recording or an input, too");
 }
@@ -64,7 +52,7 @@ void TestReporter::addOptions(options_description& io_options)
 void TestReporter::takeOptions(const variables_map& in_map)
 {
     QC_TRACE("TestReporter::takeOptions");
-    for (const char* option : {REPORT_OPTION, LOG_OPTION, CLASSES_OPTION})
+    for (const char* option : {REPORT_OPTION, LOG_OPTION})
         if (in_map.count(option) != 0 && getText(in_map, option).empty())
             throw CommandLineError(std::string("option '--") + option + "' needs a value");
     m_strFolder = getText(in_map, REPORT_OPTION);
@@ -73,7 +61,7 @@ void TestReporter::takeOptions(const variables_map& in_map)
     const std::uint64_t uiTimelines =
         ApplicationImpl::getCount(in_map, TIMELINES_OPTION, 0, std::numeric_limits<std::uint32_t>::max());
     m_settings.m_uiTimelines = m_strFolder.empty() ? 0 : uiTimelines;
-    m_settings.m_vClasses = split(getText(in_map, CLASSES_OPTION));
+    m_settings.m_vClasses = getListedNames(in_map, CLASS_NAMES_OPTION);
     m_guard.takeOption(in_map);
     m_extractor.takeOptions(in_map);
 }
@@ -113,22 +101,12 @@ void TestReporter::watch(DataGenerator& io_generator, DataGenerator& io_reader)
     m_source.watch(io_reader);
 }
 
-/// Names for other targets would stand at the wrong numbers.
-bool TestReporter::acceptClassNames(const DoubleVector& in_vTarget)
-{
-    m_bClassNamesChecked = true;
-    const std::size_t uiNames = m_settings.m_vClasses.size();
-    if (uiNames == 0 || uiNames == in_vTarget.size())
-        return true;
-    QC_ERROR("Option --" << CLASSES_OPTION << " names " << uiNames << " classes, the targets have "
-                         << in_vTarget.size() << " values");
-    return false;
-}
-
 bool TestReporter::observe(const DoubleVector& in_vOutput, const DoubleVector* in_pTarget)
 {
-    if (!m_bClassNamesChecked && in_pTarget != nullptr && !acceptClassNames(*in_pTarget))
+    if (!m_bClassNamesChecked && in_pTarget != nullptr &&
+        !acceptClassNames(m_settings.m_vClasses, in_pTarget->size()))
         return false;
+    m_bClassNamesChecked = m_bClassNamesChecked || in_pTarget != nullptr;
     const bool bNew = m_source.advance();
     if (m_collector)
         m_collector->add(m_source, bNew, in_vOutput, in_pTarget);

@@ -51,7 +51,6 @@ public:
 
 private:
     bool beginPage();
-    bool acceptClassNames(const DoubleVector& in_vTarget);
 
     std::string m_strFolder; ///< empty: no page
     std::string m_strLog;    ///< empty: no log

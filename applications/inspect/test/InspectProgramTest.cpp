@@ -151,9 +151,24 @@ TEST_F(InspectProgramTest, PatternFilesAndOutputs)
     EXPECT_THAT(readFile(m_folder.path("page.html")), Not(HasSubstr("</script>")));
     EXPECT_EQ(Json::parse(readFile(m_folder.path("found.json")))["targets"], Json({"a", "</script>"}));
 
-    const CommandResult over = inspect("patterns.txt", {"--json", "patterns.txt"});
-    EXPECT_EQ(over.m_iExit, 1);
-    EXPECT_THAT(over.m_strErr, HasSubstr("Not writing over patterns.txt: it is an input"));
+    const struct
+    {
+        std::vector<std::string> m_vArguments;
+        const char* m_message;
+        int m_iExit = 1;
+    } REFUSED[] = {
+        {{"--json", "patterns.txt"}, "Not writing over patterns.txt: it is an input"},
+        {{"--json", "x", "--html", "x"}, "Options --json and --html name the same file", 2},
+        {{"--class-names", "a"}, "Option --class-names names 1 classes, the targets have 2 values"},
+        {{"--class-names", "a,"}, "option '--class-names': 'a,' has an empty name", 2},
+    };
+    for (const auto& row : REFUSED)
+    {
+        const CommandResult refused = inspect("patterns.txt", row.m_vArguments);
+        EXPECT_EQ(refused.m_iExit, row.m_iExit) << row.m_message;
+        EXPECT_THAT(refused.m_strErr, HasSubstr(row.m_message));
+        EXPECT_EQ(refused.m_strOut, "");
+    }
     const CommandResult missing = inspect("missing.txt", {"--html", "none.html"});
     EXPECT_EQ(missing.m_iExit, 1);
     EXPECT_THAT(missing.m_strErr, HasSubstr("missing.txt"));

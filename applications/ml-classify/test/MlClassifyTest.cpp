@@ -351,7 +351,7 @@ TEST_F(MlClassifyTest, DecisionsBecomeLabels)
         {"names, and none", {9, 4}, "--script two --class-names VOICE,OTHER", "0.002000\t0.005000\tVOICE\n"},
         {"columns",
          {9},
-         "--script level --threshold 5 --labels-format csv --class-names \"a b,\"",
+         "--script level --threshold 5 --labels-format csv --class-names \"a b\"",
          "start_s,stop_s,label,low_hz,high_hz\n0.002000,0.005000,a b,,\n"},
         {"objects", {0}, "--script level --threshold 5 --labels-format json", "[\n]\n"}};
     for (const auto& test : CASES)
@@ -381,6 +381,7 @@ TEST_F(MlClassifyTest, DecisionsBecomeLabels)
         {"P --script level --threshold 5 a.wav", "option '--threshold' needs --labels"},
         {"P --script level --labels - a.wav", "level has a single output: --threshold tells where it holds"},
         {"P --script two --labels - --class-names A a.wav", "two has 2 outputs, --class-names names 1"},
+        {"P --script two --labels - --class-names A, a.wav", "option '--class-names': 'A,' has an empty name"},
         {"P --script two --labels - --low-threshold 1 a.wav", "option '--low-threshold' needs --threshold"},
         {"P --script two --labels - --threshold 1 --low-threshold 2 a.wav", "'2' is no number"},
         {"P --script two --labels - --min-gap -1 a.wav", "'-1' is no number"},
