@@ -1,5 +1,6 @@
 #include "ml-annotate/AnnotateApplication.h"
 
+#include "common/ListedNames.h"
 #include "ml-annotate/AnnotationCheck.h"
 
 #include <algorithm>
@@ -21,6 +22,21 @@ constexpr AnnotateCommand COMMANDS[] = {{"list", 1, ANY_NUMBER, listAnnotations}
                                         {"import", 2, 2, importAnnotations},
                                         {"label-copies", 2, ANY_NUMBER, copyWithLabels},
                                         {"draw", 2, 2, drawRecording}};
+
+/// Options of some commands only; the others take them all.
+struct CommandOption
+{
+    const char* m_name;
+    const char* m_commands; ///< separated by blanks
+};
+
+constexpr CommandOption COMMAND_OPTIONS[] = {{"json", "list"},
+                                             {"decode", "list"},
+                                             {"markers", "list export"},
+                                             {"format", "export import label-copies"},
+                                             {"tier", "import label-copies"},
+                                             {"ignore", "check"},
+                                             {"force", "export import label-copies draw"}};
 
 const char* const DESCRIPTION =
     "Annotations of recordings: cue points with a length, as audio editors keep them in WAV files.\n"
@@ -101,7 +117,8 @@ bool AnnotateApplication::processCmdlineVarsMap(const variables_map& in_map)
     }
     if (in_map.count("tier") != 0)
         m_request.m_vTiers = in_map["tier"].as<StringVector>();
-    return takeFormat(in_map) && takeIgnored(in_map) && checkCommand();
+    return takeFormat(in_map) && takeIgnored(in_map) &&
+           ((checkCommand() && checkOptions(in_map) && checkTiers()) || refuseCommand());
 }
 
 bool AnnotateApplication::takeFormat(const variables_map& in_map)
@@ -138,13 +155,41 @@ bool AnnotateApplication::checkCommand()
     if (pCommand == nullptr)
     {
         QC_ERROR("A command is needed: list, check, export, import, label-copies or draw, see --help");
-        return refuseCommand();
+        return false;
     }
     if (m_request.m_vFiles.size() >= pCommand->m_uiFewest && m_request.m_vFiles.size() <= pCommand->m_uiMost)
         return true;
     QC_ERROR("Command " << m_strCommand << " does not take " << m_request.m_vFiles.size()
                         << " files, see --help");
-    return refuseCommand();
+    return false;
+}
+
+/// False, with the reason logged, when an option would have no effect.
+bool AnnotateApplication::checkOptions(const variables_map& in_map) const
+{
+    for (const CommandOption& option : COMMAND_OPTIONS)
+    {
+        const StringVector vCommands = splitText(option.m_commands, ' ');
+        if (!isGiven(in_map, option.m_name) ||
+            std::find(vCommands.begin(), vCommands.end(), m_strCommand) != vCommands.end())
+            continue;
+        QC_ERROR("Option --" << option.m_name << " is not for " << m_strCommand
+                             << ", only for: " << option.m_commands);
+        return false;
+    }
+    return true;
+}
+
+/// The same for tiers, where the format of the labels is known.
+bool AnnotateApplication::checkTiers() const
+{
+    if (m_request.m_vTiers.empty() || (m_request.m_pFormat == nullptr && m_strCommand != "import"))
+        return true;
+    const LabelFormat& format = getFormat(m_request, m_request.m_vFiles.back());
+    if (&format == LabelFormat::find("textgrid"))
+        return true;
+    QC_ERROR("Option --tier is only for the format textgrid, the labels are read as " << format.m_name);
+    return false;
 }
 
 const AnnotateCommand* AnnotateApplication::findCommand() const

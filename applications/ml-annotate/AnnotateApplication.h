@@ -33,6 +33,8 @@ private:
     bool takeFormat(const variables_map& in_map);
     bool takeIgnored(const variables_map& in_map);
     bool checkCommand();
+    bool checkOptions(const variables_map& in_map) const;
+    bool checkTiers() const;
     const AnnotateCommand* findCommand() const;
 
     std::string m_strCommand;

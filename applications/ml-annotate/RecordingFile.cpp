@@ -23,7 +23,8 @@ bool readAnnotations(const std::string& in_strFile, AnnotatedFile& out_file)
     InputFile file;
     if (file.openRegular(in_strFile.c_str()))
         return out_file.readFromWAV(file);
-    QC_ERROR("Cannot read " << in_strFile << ": " << file.getReason());
+    QC_ERROR("Cannot read " << in_strFile << ": " << file.getReason()
+                            << (in_strFile == "-" ? "; a recording is a file, - is for labels only" : ""));
     return false;
 }
 

@@ -131,8 +131,9 @@ bool ClassifyApplication::processCmdlineVarsMap(const variables_map& in_map)
     if (m_bJson && m_labels.isWanted())
         throw CommandLineError(
             "option '--json' is for the results of windows; --labels-format is for labels");
-    if (!checkOptions(in_map))
-        return refuseCommand();
+    checkNeeds(in_map,
+               {FURTHER_OPTION, "windower-config-file", FOLDER_OPTION, "result-variable-name", GRAPH_OPTION},
+               {SCRIPT_OPTION});
     return mayWriteGraph(in_map) && takeRawOptions(in_map);
 }
 
@@ -150,18 +151,6 @@ void ClassifyApplication::takeScriptOptions(const variables_map& in_map)
             folder = strInstalled;
         }
     m_helper.processCmdlineVarsMap(map);
-}
-
-/// False, with the reason logged, when an option for scripts would have no effect.
-bool ClassifyApplication::checkOptions(const variables_map& in_map) const
-{
-    for (const char* option : {FURTHER_OPTION, "windower-config-file", FOLDER_OPTION, "result-variable-name"})
-        if (m_vScripts.empty() && in_map.count(option) != 0 && !in_map[option].defaulted())
-        {
-            QC_ERROR("Option --" << option << " is for scripts, and there is no --script");
-            return false;
-        }
-    return true;
 }
 
 bool ClassifyApplication::mayWriteGraph(const variables_map& in_map)

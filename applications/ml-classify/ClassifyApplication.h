@@ -49,7 +49,6 @@ private:
     bool addDetectors(AudioClassifierSet& io_set);
     bool setup();
     void takeScriptOptions(const variables_map& in_map);
-    bool checkOptions(const variables_map& in_map) const;
     bool mayWriteGraph(const variables_map& in_map);
     bool takeRawOptions(const variables_map& in_map);
     bool acceptRecording() const;

@@ -64,14 +64,13 @@ void LabelOutput::addOptions(options_description& io_options)
 
 void LabelOutput::takeOptions(const variables_map& in_map, const StringVector& in_vScripts)
 {
+    ApplicationImpl::checkNeeds(
+        in_map,
+        {FORMAT_OPTION, THRESHOLD_OPTION, LOW_OPTION, GAP_OPTION, DURATION_OPTION, CLASS_NAMES_OPTION},
+        {LABELS_OPTION});
+    ApplicationImpl::checkNeeds(in_map, {LOW_OPTION}, {THRESHOLD_OPTION});
     if (in_map.count(LABELS_OPTION) == 0)
-    {
-        for (const char* option :
-             {FORMAT_OPTION, THRESHOLD_OPTION, LOW_OPTION, GAP_OPTION, DURATION_OPTION, CLASS_NAMES_OPTION})
-            if (in_map.count(option) != 0 && !in_map[option].defaulted())
-                throw CommandLineError(std::string("option '--") + option + "' needs --" + LABELS_OPTION);
         return;
-    }
     m_strTarget = in_map[LABELS_OPTION].as<std::string>();
     m_vScripts = in_vScripts;
     if (m_strTarget.empty())
@@ -98,8 +97,6 @@ void LabelOutput::takeRule(const variables_map& in_map)
         m_rule.m_threshold = ApplicationImpl::getReal(in_map, THRESHOLD_OPTION, -MOST, MOST);
     if (in_map.count(LOW_OPTION) == 0)
         m_rule.m_dLowThreshold = m_rule.m_threshold.value_or(0.0);
-    else if (!m_rule.m_threshold)
-        throw CommandLineError(std::string("option '--") + LOW_OPTION + "' needs --" + THRESHOLD_OPTION);
     else
         m_rule.m_dLowThreshold = ApplicationImpl::getReal(in_map, LOW_OPTION, -MOST, *m_rule.m_threshold);
     m_dMinGap = ApplicationImpl::getReal(in_map, GAP_OPTION, 0.0, MOST_SECONDS);

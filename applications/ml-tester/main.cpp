@@ -214,6 +214,7 @@ private:
 
     void takeScriptOptions(const variables_map& in_map)
     {
+        checkNeeds(in_map, {"further-script", "filesystem-path", "result-variable-name", "rate"}, {"script"});
         m_script.m_strScript = getString(in_map, "script");
         m_script.m_strFolder = getString(in_map, "filesystem-path");
         m_script.m_strVariable = getString(in_map, "result-variable-name");

@@ -6,6 +6,9 @@
 #include "ml-train/TrainingProgress.h"
 #include "quillcast-core/FileReplacer.h"
 
+#include <algorithm>
+#include <iterator>
+
 namespace Vexalor::MachineLearning
 {
 
@@ -13,6 +16,11 @@ namespace
 {
 
 constinit Logger s_logger("quillcast.app.Train");
+
+/// Of no effect where nothing is trained.
+constexpr const char* TRAINING_OPTIONS[] = {
+    "data-gen-filename", "hidden",   "training", "batch",     "learning-rate", "epochs",         "seed",
+    "desired-error",     "hold-out", "patience", "in-memory", "strict",        "least-patterns", "insist"};
 
 } // namespace
 
@@ -58,12 +66,14 @@ bool TrainApplication::processCmdlineVarsMap(const variables_map& in_map)
 bool TrainApplication::checkFiles(const variables_map& in_map) const
 {
     const bool bImport = in_map.count("import") != 0;
+    const auto* itTraining = std::find_if(std::begin(TRAINING_OPTIONS), std::end(TRAINING_OPTIONS),
+                                          [&](const char* in_option) { return isGiven(in_map, in_option); });
     if (m_strConfigFile.empty())
         QC_ERROR("a data generator configuration file must be supplied");
     else if (bImport && (m_strDetector.empty() || !m_strNetwork.empty()))
         QC_ERROR("Option --import makes a detector of a network: it needs --detector, and no --network");
-    else if (bImport && in_map.count("data-gen-filename") != 0)
-        QC_ERROR("Option --import trains nothing: it takes no --data-gen-filename");
+    else if (bImport && itTraining != std::end(TRAINING_OPTIONS))
+        QC_ERROR("Option --import trains nothing: it takes no --" << *itTraining);
     else if (m_strNetwork.empty() && m_strDetector.empty())
         QC_ERROR("a network file must be supplied");
     else if (m_strNetwork == m_strDetector)
@@ -75,6 +85,7 @@ bool TrainApplication::checkFiles(const variables_map& in_map) const
 
 void TrainApplication::takeSettings(const variables_map& in_map)
 {
+    checkNeeds(in_map, {"patience"}, {"hold-out"});
     takeWrapperOptions(in_map);
     m_watch.takeOption(in_map);
     m_check.takeOptions(in_map);

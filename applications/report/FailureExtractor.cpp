@@ -56,6 +56,7 @@ void FailureExtractor::addOptions(options_description& io_options)
 void FailureExtractor::takeOptions(const variables_map& in_map)
 {
     QC_TRACE("FailureExtractor::takeOptions");
+    ApplicationImpl::checkNeeds(in_map, {LIMIT_OPTION}, {FOLDER_OPTION});
     m_uiLimit = ApplicationImpl::getCount(in_map, LIMIT_OPTION, 1, std::numeric_limits<std::uint32_t>::max());
     if (in_map.count(FOLDER_OPTION) == 0)
         return;

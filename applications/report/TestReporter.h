@@ -29,8 +29,7 @@ public:
     /// False when the user wants nothing of this.
     bool isWanted() const
     {
-        return m_bSummary || !m_strFolder.empty() || !m_strLog.empty() || !m_settings.m_vClasses.empty() ||
-               m_extractor.isWanted();
+        return m_bSummary || !m_strFolder.empty() || !m_strLog.empty() || m_extractor.isWanted();
     }
     /// A file that the program reads, and that is not written over.
     void addInput(const std::string& in_strFile) { m_guard.addInput(in_strFile); }

@@ -339,4 +339,25 @@ double ApplicationImpl::getReal(const variables_map& in_map, const char* in_opti
     return parseNumber(in_option, getString(in_map, in_option), in_dMin, in_dMax);
 }
 
+bool ApplicationImpl::isGiven(const variables_map& in_map, const char* in_option)
+{
+    return in_map.count(in_option) != 0 && !in_map[in_option].defaulted();
+}
+
+void ApplicationImpl::checkNeeds(const variables_map& in_map, std::initializer_list<const char*> in_options,
+                                 std::initializer_list<const char*> in_needed)
+{
+    const auto isThere = [&](const char* in_option)
+    {
+        return isGiven(in_map, in_option);
+    };
+    const auto* itOption = std::find_if(in_options.begin(), in_options.end(), isThere);
+    if (itOption == in_options.end() || std::any_of(in_needed.begin(), in_needed.end(), isThere))
+        return;
+    std::string strNeeded;
+    for (const char* needed : in_needed)
+        strNeeded += (strNeeded.empty() ? "--" : " or --") + std::string(needed);
+    throw CommandLineError(std::string("option '--") + *itOption + "' needs " + strNeeded);
+}
+
 } // namespace Vexalor

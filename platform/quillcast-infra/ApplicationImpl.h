@@ -9,6 +9,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <initializer_list>
 
 namespace Vexalor
 {
@@ -50,6 +51,12 @@ public:
     static std::uint64_t getCount(const variables_map& in_map, const char* in_option, std::uint64_t in_uiMin,
                                   std::uint64_t in_uiMax);
     static double getReal(const variables_map& in_map, const char* in_option, double in_dMin, double in_dMax);
+    /// True when the value is not a default.
+    static bool isGiven(const variables_map& in_map, const char* in_option);
+    /// Throws CommandLineError when one of the options was given and none of the needed ones, without which it
+    /// would have no effect.
+    static void checkNeeds(const variables_map& in_map, std::initializer_list<const char*> in_options,
+                           std::initializer_list<const char*> in_needed);
 
 protected:
     /// The options of the derived class, in the order of the help text.

@@ -112,8 +112,9 @@ class ExtractFailuresTest(unittest.TestCase):
         write(self.folder, "nan.xpr", "result = [0 / 0, 0]\n")
         write(self.folder, "file", "")
         write(self.folder, "right.txt", "[1 2] [1 0]\n")
-        for arguments, reason in ((["--extract-limit", "0"], "'--extract-limit': '0' is no number from 1"),
-                                  (["--extract-limit", "-1"], "is no number"),
+        for arguments, reason in ((["--extract-limit", "3"], "option '--extract-limit' needs --extract-failures"),
+                                  (["--extract-failures", "cut", "--extract-limit", "0"], "'0' is no number from 1"),
+                                  (["--extract-failures", "cut", "--extract-limit", "-1"], "is no number"),
                                   (["--extract-failures", "file/cut"], "Could not create the folder file/cut"),
                                   (["--extract-failures", "."], "is not empty"),
                                   (["--extract-failures", ""], "needs a value"),):

@@ -164,14 +164,14 @@ class ReportTest(unittest.TestCase):
                                   (["--output-log", "missing/log"], "Could not write missing/log"),
                                   (["--output-log", "one.wav"], "one.wav"), (["--output-log", "set.xml"], "set.xml"),
                                   (["--output-log", "loud.xpr"], "Not writing over loud.xpr: it is an input"),
-                                  (["--class-names", "a,b,c"], "--class-names names 3 classes, the targets have 2")):
+                                  (["--class-names", "a,b,c", "--summary"], "--class-names names 3 classes, the targets have 2")):
             result = run(self.folder, "ml-tester", "--data-gen-config", "set.xml", "--data-gen-filename", "set.lst",
                          "--script", "loud", *arguments)
             self.assertEqual(result.returncode, 1, arguments)
             self.assertIn(reason, result.stderr)
             self.assertNotIn("Number of data pattern(s)", result.stdout)
         self.assertEqual(os.path.getsize(os.path.join(self.folder, "one.wav")), before)
-        for arguments in (["--report-timelines", "-1"], ["--class-names", ""], ["--report", ""]):
+        for arguments in (["--report-timelines", "-1", "--report", "r"], ["--report-timelines", "2"], ["--class-names", "a,b"], ["--class-names", ""], ["--report", ""]):
             result = run(self.folder, "ml-tester", "--data-gen-config", "set.xml", "--script", "loud", *arguments)
             self.assertEqual(result.returncode, 2, arguments)
             self.assertIn(arguments[0], result.stderr)

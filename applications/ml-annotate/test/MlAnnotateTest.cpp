@@ -392,6 +392,10 @@ TEST_F(MlAnnotateTest, BadInputIsReported)
     fail({"export", "a.wav", "missing/labels.txt"},
          "Cannot write missing/labels.txt: No such file or directory");
     fail({"export", "a.wav", "/dev/full", "--fill", "x"}, "Cannot write /dev/full: No space left on device");
+    fail({"import", "-", "labels.txt"}, "a recording is a file, - is for labels only");
+    fail({"check", "a.wav", "--json"}, "Option --json is not for check, only for: list", 2);
+    fail({"draw", "a.wav", "a.svg", "--tier", "x"}, "Option --tier is not for draw, only for: import", 2);
+    fail({"import", "a.wav", "labels.txt", "--tier", "x"}, "Option --tier is only for the format textgrid", 2);
     fail({}, "A command is needed", 2);
     fail({"lsit", "a.wav"}, "A command is needed", 2);
     fail({"list", "a.wav", "--map", "x"}, "Option --map: \"x\" is no mapping of the form A=B", 2);
