@@ -1,5 +1,6 @@
 #include "ml-annotate/AnnotateCommands.h"
 
+#include "common/OutputFile.h"
 #include "labels/LabelFile.h"
 #include "ml-annotate/AnnotationCheck.h"
 #include "ml-annotate/AnnotationJson.h"
@@ -78,13 +79,8 @@ bool writeText(const AnnotateRequest& in_request, const std::string& in_strFile,
         std::cout << in_strText;
         return true;
     }
-    if (!in_request.m_guard.allows(in_strFile))
-        return false;
     FileReplacer target(in_strFile);
-    if (target.open() && target.write(in_strText) && target.commit())
-        return true;
-    QC_ERROR("Cannot write " << in_strFile << ": " << target.getReason());
-    return false;
+    return openOutput(in_request.m_guard, target) && writeOutput(target, in_strText);
 }
 
 const LabelFormat& getFormat(const AnnotateRequest& in_request, const std::string& in_strLabels)

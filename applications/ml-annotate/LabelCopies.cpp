@@ -1,7 +1,7 @@
+#include "common/OutputFile.h"
 #include "labels/LabelFile.h"
 #include "ml-annotate/AnnotateCommands.h"
 #include "ml-annotate/RecordingFile.h"
-#include "quillcast-core/FileReplacer.h"
 #include "quillcast-core/Logger.h"
 
 #include <algorithm>
@@ -89,15 +89,6 @@ bool copyOne(const AnnotateRequest& in_request, const std::string& in_strRecordi
            file.writeToWAV(in_strRecording.c_str(), in_strCopy.c_str());
 }
 
-bool writeList(const fs::path& in_folder, const std::string& in_strNames)
-{
-    FileReplacer target((in_folder / LIST_NAME).string());
-    if (target.open() && target.write(in_strNames) && target.commit())
-        return true;
-    QC_ERROR("Cannot write " << target.getPath() << ": " << target.getReason());
-    return false;
-}
-
 } // namespace
 
 bool importAnnotations(const AnnotateRequest& in_request)
@@ -144,7 +135,7 @@ bool copyWithLabels(const AnnotateRequest& in_request)
     if (strNames.empty())
         return false; // and an earlier list stays
     const auto iCopies = std::count(strNames.begin(), strNames.end(), '\n');
-    if (!writeList(folder, strNames))
+    if (!replaceFile((folder / LIST_NAME).string(), strNames))
         return false;
     QC_INFO(folder.string() << ": " << iCopies << (iCopies == 1 ? " recording" : " recordings")
                             << " with labels, in " << LIST_NAME);

@@ -1,6 +1,7 @@
 #include "ml-classify/LabelOutput.h"
 
 #include "common/ListedNames.h"
+#include "common/OutputFile.h"
 #include "labels/LabelFile.h"
 #include "quillcast-audio/AnnotatedFile.h"
 #include "quillcast-core/InputFile.h"
@@ -126,11 +127,8 @@ bool LabelOutput::start(const std::string& in_strInput, const OverwriteGuard& in
     if (m_strTarget != STANDARD_STREAM)
     {
         m_pFile = std::make_unique<FileReplacer>(m_strTarget);
-        if (!m_pFile->open())
-        {
-            QC_ERROR("Cannot write " << m_strTarget << ": " << m_pFile->getReason());
+        if (!reportOutput(*m_pFile, m_pFile->open()))
             return false;
-        }
     }
     return send();
 }
@@ -237,9 +235,7 @@ bool LabelOutput::send()
     }
     const bool bWritten = m_pFile->write(m_strText);
     m_strText.clear();
-    if (!bWritten)
-        QC_ERROR("Cannot write " << m_strTarget << ": " << m_pFile->getReason());
-    return bWritten;
+    return reportOutput(*m_pFile, bWritten);
 }
 
 bool LabelOutput::writeCopy()
@@ -273,12 +269,7 @@ bool LabelOutput::end(double in_dSeconds)
         return writeCopy();
     m_pWriter->setSeconds(in_dSeconds);
     m_pWriter->end(m_strText);
-    if (!send())
-        return false;
-    if (m_pFile == nullptr || m_pFile->commit())
-        return true;
-    QC_ERROR("Cannot write " << m_strTarget << ": " << m_pFile->getReason());
-    return false;
+    return send() && (m_pFile == nullptr || reportOutput(*m_pFile, m_pFile->commit()));
 }
 
 } // namespace Vexalor::MachineLearning

@@ -1,10 +1,10 @@
 #include "ml-config/ConfigCommands.h"
 
+#include "common/OutputFile.h"
 #include "detector/Detector.h"
 #include "detector/FeatureTrial.h"
 #include "ml-config/Explanation.h"
 #include "ml-config/GeneratorFile.h"
-#include "quillcast-core/FileReplacer.h"
 #include "quillcast-core/Logger.h"
 
 #include <iostream>
@@ -16,15 +16,6 @@ namespace
 {
 
 constinit Logger s_logger("quillcast.app.Config");
-
-bool writeFile(const std::string& in_strFile, const std::string& in_strText)
-{
-    FileReplacer file(in_strFile);
-    if (file.open() && file.write(in_strText) && file.commit())
-        return true;
-    QC_ERROR("Cannot write " << in_strFile << ": " << file.getReason());
-    return false;
-}
 
 /// Tries the generator and writes its configuration, with a comment. Warns of what is probably not meant.
 bool write(const GeneratorFile& in_made, const std::string& in_strFile)
@@ -44,7 +35,7 @@ bool write(const GeneratorFile& in_made, const std::string& in_strFile)
         std::cout << description.m_strText;
         return true;
     }
-    if (!writeFile(in_strFile, description.m_strText))
+    if (!replaceFile(in_strFile, description.m_strText))
         return false;
     QC_INFO("Configuration " << in_strFile << " written"
                              << (outlook.m_strPatterns.empty() ? "" : ": " + outlook.m_strPatterns));

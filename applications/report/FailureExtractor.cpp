@@ -2,6 +2,7 @@
 
 #include "MLDataGeneratorFactory.h"
 #include "MLVectorFileDataGenerator.h"
+#include "common/OutputFile.h"
 #include "quillcast-audio/AnnotatedFile.h"
 #include "quillcast-core/Logger.h"
 #include "quillcast-infra/ApplicationImpl.h"
@@ -192,8 +193,8 @@ bool FailureExtractor::writePatterns()
     std::error_code error;
     std::filesystem::resize_file(m_file->getTemporaryPath(), m_sequence.m_uiCutBytes, error);
     if (error)
-        QC_ERROR("Could not write " << m_file->getPath() << ": " << error.message());
-    return !error && (m_file->commit() || report(*m_file));
+        QC_ERROR("Cannot write " << m_file->getPath() << ": " << error.message());
+    return !error && reportOutput(*m_file, m_file->commit());
 }
 
 bool FailureExtractor::writeRecording()
@@ -208,27 +209,14 @@ bool FailureExtractor::spill()
     if (!m_file)
     {
         m_file.emplace(makePath(".txt"));
-        if (!m_file->open())
-            return report(*m_file);
+        if (!reportOutput(*m_file, m_file->open()))
+            return false;
     }
-    if (!m_file->write(m_strText))
-        return report(*m_file);
+    if (!reportOutput(*m_file, m_file->write(m_strText)))
+        return false;
     m_uiInFile += m_strText.size();
     m_strText.clear();
     return true;
-}
-
-/// Always false.
-bool FailureExtractor::report(const FileReplacer& in_file) const
-{
-    QC_ERROR("Could not write " << in_file.getPath() << ": " << in_file.getReason());
-    return false;
-}
-
-bool FailureExtractor::writeFile(const std::string& in_strName, const std::string& in_strText) const
-{
-    FileReplacer file(m_strFolder + '/' + in_strName);
-    return (file.open() && file.write(in_strText) && file.commit()) || report(file);
 }
 
 bool FailureExtractor::finish()
@@ -245,8 +233,9 @@ bool FailureExtractor::finish()
     }
     std::ostringstream config;
     if (!saveDataGeneratorToStream(config, {}, VectorFileDataGenerator()) ||
-        !writeFile("patterns.xml", config.str()) || !writeFile("failures.tsv", INDEX_HEADER + m_strIndex) ||
-        (!m_strRecordings.empty() && !writeFile("recordings.lst", m_strRecordings)))
+        !replaceFile(m_strFolder + "/patterns.xml", config.str()) ||
+        !replaceFile(m_strFolder + "/failures.tsv", INDEX_HEADER + m_strIndex) ||
+        (!m_strRecordings.empty() && !replaceFile(m_strFolder + "/recordings.lst", m_strRecordings)))
         return false;
     QC_INFO("Sequences with failures: " << m_uiFailed << " of " << m_uiSequences << ". "
                                         << (m_uiCut < m_uiFailed ? "The first " : "") << m_uiCut

@@ -83,8 +83,6 @@ private:
     bool writePatterns();
     bool writeRecording();
     bool spill();
-    bool writeFile(const std::string& in_strName, const std::string& in_strText) const;
-    bool report(const FileReplacer& in_file) const;
 
     std::string m_strFolder; ///< empty: nothing is wanted
     std::uint64_t m_uiLimit = 0;

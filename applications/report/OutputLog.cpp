@@ -1,5 +1,6 @@
 #include "report/OutputLog.h"
 
+#include "common/OutputFile.h"
 #include "quillcast-core/Logger.h"
 #include "report/ReportText.h"
 
@@ -27,7 +28,7 @@ void append(std::string& io_strBuffer, Number in_number)
 bool OutputLog::open()
 {
     QC_TRACE("OutputLog::open");
-    if (!report(m_file.open()))
+    if (!reportOutput(m_file, m_file.open()))
         return false;
     m_strBuffer = "recording\tpattern\ttime\ttarget\toutput\n";
     return true;
@@ -71,14 +72,7 @@ bool OutputLog::close()
 {
     QC_TRACE("OutputLog::close");
     flush();
-    return report(m_file.commit());
-}
-
-bool OutputLog::report(bool in_bDone)
-{
-    if (!in_bDone)
-        QC_ERROR("Could not write " << m_file.getPath() << ": " << m_file.getReason());
-    return in_bDone;
+    return reportOutput(m_file, m_file.commit());
 }
 
 } // namespace Vexalor::MachineLearning

@@ -32,7 +32,6 @@ public:
 
 private:
     void flush();
-    bool report(bool in_bDone);
 
     FileReplacer m_file;
     std::string m_strBuffer;

@@ -161,7 +161,7 @@ class ReportTest(unittest.TestCase):
         write(self.folder, "file", "")
         before = os.path.getsize(os.path.join(self.folder, "one.wav"))
         for arguments, reason in ((["--report", "file/below"], "Could not create the folder file/below"),
-                                  (["--output-log", "missing/log"], "Could not write missing/log"),
+                                  (["--output-log", "missing/log"], "Cannot write missing/log"),
                                   (["--output-log", "one.wav"], "one.wav"), (["--output-log", "set.xml"], "set.xml"),
                                   (["--output-log", "loud.xpr"], "Not writing over loud.xpr: it is an input"),
                                   (["--class-names", "a,b,c", "--summary"], "--class-names names 3 classes, the targets have 2")):
