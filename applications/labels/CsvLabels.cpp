@@ -1,4 +1,5 @@
 #include "labels/LabelReading.h"
+#include "quillcast-core/MessageText.h"
 
 #include <algorithm>
 #include <array>
@@ -171,7 +172,8 @@ private:
             return true;
         return parseNumber(m_vFields[uiColumn], io_dNumber) ||
                refuse(m_fault, m_records.getLine(),
-                      '"' + m_vFields[uiColumn] + "\" is no number, in column " + COLUMN_NAMES[in_column]);
+                      MessageText::quote(m_vFields[uiColumn]) + " is no number, in column " +
+                          COLUMN_NAMES[in_column]);
     }
 
     CsvRecords m_records;

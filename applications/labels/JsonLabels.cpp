@@ -1,5 +1,6 @@
 #include "labels/LabelReading.h"
 #include "labels/TextEncoding.h"
+#include "quillcast-core/MessageText.h"
 
 #include <nlohmann/json.hpp>
 
@@ -129,13 +130,16 @@ public:
     {
         const std::string strReason = in_exception.what();
         return refuse(m_fault, m_uiLine,
-                      in_exception.id == OUT_OF_RANGE ? "number " + in_strToken + " is out of range"
-                                                      : "it is no JSON" + cutPlace(strReason));
+                      in_exception.id == OUT_OF_RANGE
+                          ? "number " + MessageText::cut(in_strToken) + " is out of range"
+                          : "it is no JSON" + MessageText::cut(cutPlace(strReason), MOST_REASON));
     }
 
 private:
     static constexpr std::size_t LABEL_DEPTH = 2;
     static constexpr int OUT_OF_RANGE = 406;
+    /// Bytes of the parser's reason, which quotes the text.
+    static constexpr std::size_t MOST_REASON = 160;
 
     /// The parser's reason without its number and its own count of lines.
     static std::string cutPlace(const std::string& in_strReason)

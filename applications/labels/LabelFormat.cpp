@@ -3,6 +3,7 @@
 #include "common/ListedNames.h"
 #include "labels/LabelReading.h"
 #include "labels/TextEncoding.h"
+#include "quillcast-core/MessageText.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -38,8 +39,8 @@ std::string LabelFault::getText() const
 
 bool LabelWriter::refuse(const LabelSpan& in_span, const std::string& in_strReason)
 {
-    m_strError =
-        "label \"" + in_span.m_strLabel + "\" at " + formatPlain(in_span.m_dStart) + " s " + in_strReason;
+    m_strError = "label " + MessageText::quote(in_span.m_strLabel) + " at " +
+                 MessageText::toText(in_span.m_dStart) + " s " + in_strReason;
     return false;
 }
 

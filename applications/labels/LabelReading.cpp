@@ -1,5 +1,7 @@
 #include "labels/LabelReading.h"
 
+#include "quillcast-core/MessageText.h"
+
 #include <charconv>
 #include <cmath>
 
@@ -62,7 +64,7 @@ bool setBand(double in_dLow, double in_dHigh, std::size_t in_uiLine, LabelSpan& 
     constexpr double UNDEFINED = -1.0;
     for (const double dFrequency : {in_dLow, in_dHigh})
         if (!std::isfinite(dFrequency) || (dFrequency < 0.0 && dFrequency != UNDEFINED))
-            return refuse(out_fault, in_uiLine, formatPlain(dFrequency) + " is no frequency in Hz");
+            return refuse(out_fault, in_uiLine, MessageText::toText(dFrequency) + " is no frequency in Hz");
     if (in_dLow > in_dHigh && in_dHigh != UNDEFINED)
         return refuse(out_fault, in_uiLine, "its low frequency is above its high one");
     io_span.m_low = in_dLow == UNDEFINED ? std::nullopt : std::optional(in_dLow + 0.0);

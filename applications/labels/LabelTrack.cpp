@@ -1,4 +1,5 @@
 #include "labels/LabelReading.h"
+#include "quillcast-core/MessageText.h"
 
 namespace Vexalor
 {
@@ -44,9 +45,9 @@ private:
         const std::string_view stopText = takeUntil(in_line, '\t');
         LabelSpan span;
         if (!parseNumber(startText, span.m_dStart))
-            return refuse(m_fault, m_uiLine, '"' + std::string(startText) + "\" is no start time in seconds");
+            return refuse(m_fault, m_uiLine, MessageText::quote(startText) + " is no start time in seconds");
         if (!parseNumber(stopText, span.m_dStop))
-            return refuse(m_fault, m_uiLine, '"' + std::string(stopText) + "\" is no stop time in seconds");
+            return refuse(m_fault, m_uiLine, MessageText::quote(stopText) + " is no stop time in seconds");
         span.m_strLabel = in_bTable ? takeUntil(in_line, '\t') : in_line;
         m_bBandMayFollow = true;
         return add(span, m_uiLine, m_vSpans, m_fault);

@@ -1,4 +1,5 @@
 #include "labels/LabelReading.h"
+#include "quillcast-core/MessageText.h"
 
 #include <algorithm>
 #include <iterator>
@@ -72,17 +73,17 @@ private:
             std::find(std::begin(OTHER_TYPES), std::end(OTHER_TYPES), type) != std::end(OTHER_TYPES))
             return true;
         if (type != TURN)
-            return refuse(m_fault, in_uiLine, '"' + std::string(type) + "\" is no type of line");
+            return refuse(m_fault, in_uiLine, MessageText::quote(type) + " is no type of line");
         if (in_vFields.size() != 9 && in_vFields.size() != 10)
             return refuse(m_fault, in_uiLine,
                           "it has " + std::to_string(in_vFields.size()) + " fields, not 9 or 10");
         Turn turn{{}, 0.0, in_vFields[1], in_uiLine};
         if (!parseNumber(in_vFields[3], turn.m_span.m_dStart))
             return refuse(m_fault, in_uiLine,
-                          '"' + std::string(in_vFields[3]) + "\" is no start time in seconds");
+                          MessageText::quote(in_vFields[3]) + " is no start time in seconds");
         if (!parseNumber(in_vFields[4], turn.m_dDuration) || turn.m_dDuration < 0.0)
             return refuse(m_fault, in_uiLine,
-                          '"' + std::string(in_vFields[4]) + "\" is no duration in seconds");
+                          MessageText::quote(in_vFields[4]) + " is no duration in seconds");
         turn.m_span.m_dStop = turn.m_span.m_dStart + turn.m_dDuration;
         turn.m_span.m_strLabel = in_vFields[7] == NOTHING ? "" : in_vFields[7];
         if (!add(turn.m_span, in_uiLine, m_vSpans, m_fault))
@@ -109,9 +110,9 @@ private:
             std::erase_if(m_vTurns, isOther);
         else if (itSecond != m_vTurns.end())
             return refuse(m_fault, itSecond->m_uiLine,
-                          "it tells of the recordings \"" + std::string(m_vTurns.front().m_recording) +
-                              "\" and \"" + std::string(itSecond->m_recording) + "\", and of none named \"" +
-                              m_options.m_strRecording + '"');
+                          "it tells of the recordings " + MessageText::quote(m_vTurns.front().m_recording) +
+                              " and " + MessageText::quote(itSecond->m_recording) + ", and of none named " +
+                              MessageText::quote(m_options.m_strRecording));
         return true;
     }
 

@@ -1,4 +1,5 @@
 #include "labels/LabelReading.h"
+#include "quillcast-core/MessageText.h"
 
 #include <algorithm>
 #include <charconv>
@@ -16,6 +17,8 @@ constexpr const char* INTERVALS = "IntervalTier";
 constexpr const char* POINTS = "TextTier";
 /// That are written.
 constexpr std::size_t MOST_TIERS = 1000;
+/// Bytes of a message.
+constexpr std::size_t MOST_LISTED = 300;
 
 /// The long and the short form are one grammar: numbers, texts in quotes and flags count where a word begins,
 /// everything else is decoration.
@@ -172,9 +175,9 @@ private:
         case TextGridTokens::END:
             return fail(strWhat + "and the file ends");
         case TextGridTokens::NUMBER:
-            return fail(strWhat + "not the number " + formatPlain(m_tokens.getNumber()));
+            return fail(strWhat + "not the number " + MessageText::toText(m_tokens.getNumber()));
         default:
-            return fail(strWhat + "not \"" + m_tokens.getText() + '"');
+            return fail(strWhat + "not " + MessageText::quote(m_tokens.getText()));
         }
     }
 
@@ -194,7 +197,7 @@ private:
         // Every item takes bytes of the file: a larger count cannot be met.
         if (dCount < 0.0 || dCount > static_cast<double>(LabelFormat::MOST_BYTES) ||
             dCount != std::floor(dCount))
-            return fail(std::string(in_what) + " cannot be " + formatPlain(dCount));
+            return fail(std::string(in_what) + " cannot be " + MessageText::toText(dCount));
         out_uiCount = static_cast<std::size_t>(dCount);
         return true;
     }
@@ -208,7 +211,8 @@ private:
         if (!expect(TextGridTokens::TEXT, "the class \"TextGrid\""))
             return false;
         if (m_tokens.getText() != "TextGrid")
-            return fail("it holds an object of the class \"" + m_tokens.getText() + "\", no TextGrid");
+            return fail("it holds an object of the class " + MessageText::quote(m_tokens.getText()) +
+                        ", no TextGrid");
         if (!expectNumber("the start of the grid", dTime) || !expectNumber("the end of the grid", dTime) ||
             !expect(TextGridTokens::FLAG, "the flag <exists>"))
             return false;
@@ -224,7 +228,7 @@ private:
             return false;
         const bool bPoints = m_tokens.getText() == POINTS;
         if (!bPoints && m_tokens.getText() != INTERVALS)
-            return fail("there is no class of tiers \"" + m_tokens.getText() + '"');
+            return fail("there is no class of tiers " + MessageText::quote(m_tokens.getText()));
         if (!expect(TextGridTokens::TEXT, "the name of a tier"))
             return false;
         m_vTiers.push_back(m_tokens.getText());
@@ -275,10 +279,12 @@ private:
         {
             if (std::find(m_vTiers.begin(), m_vTiers.end(), strWanted) != m_vTiers.end())
                 continue;
-            std::string strReason = "it has no tier \"" + strWanted + "\", only";
+            std::string strTiers;
             for (const std::string& strTier : m_vTiers)
-                strReason.append(strTier == m_vTiers.front() ? " \"" : ", \"").append(strTier) += '"';
-            return refuse(m_fault, 0, strReason);
+                strTiers += (strTiers.empty() ? "" : ", ") + MessageText::quote(strTier);
+            return refuse(m_fault, 0,
+                          "it has no tier " + MessageText::quote(strWanted) + ", only " +
+                              MessageText::cut(strTiers, MOST_LISTED));
         }
         return true;
     }

@@ -1,9 +1,9 @@
 #include "ml-annotate/AnnotationCheck.h"
 
-#include "labels/LabelReading.h"
 #include "ml-annotate/AnnotationEdits.h"
 #include "ml-annotate/Reach.h"
 #include "quillcast-audio/ToneAnnotations.h"
+#include "quillcast-core/MessageText.h"
 
 #include <algorithm>
 #include <cmath>
@@ -17,8 +17,9 @@ namespace
 
 std::string describe(const Annotation& in_annotation)
 {
-    return "\"" + in_annotation.getLabel() + "\" " + formatPlain(in_annotation.getStartTime()) + "-" +
-           formatPlain(in_annotation.getStopTime()) + " s";
+    return MessageText::quote(in_annotation.getLabel()) + ' ' +
+           MessageText::toText(in_annotation.getStartTime()) + '-' +
+           MessageText::toText(in_annotation.getStopTime()) + " s";
 }
 
 class Checker
@@ -62,7 +63,7 @@ void Checker::visit(const Annotation& in_annotation)
     const std::uint64_t uiStop = toSample(in_annotation.getStopTime());
     if (std::max(uiStart, uiStop) > m_uiFrames)
         add("beyond", describe(in_annotation) + ", the recording ends at " +
-                          formatPlain(static_cast<double>(m_uiFrames) / m_uiRate) + " s");
+                          MessageText::toText(static_cast<double>(m_uiFrames) / m_uiRate) + " s");
     if (uiStop < uiStart)
         add("inverted", describe(in_annotation));
     else
@@ -114,8 +115,8 @@ void Checker::addOrder(const Annotation& in_earlier, const Annotation& in_later,
 std::vector<Finding> Checker::takeFindings(const std::vector<Annotation>& in_vAnnotations)
 {
     for (const SampleRange& gap : findGaps(in_vAnnotations, m_uiRate, m_uiFrames))
-        add("uncovered", formatPlain(static_cast<double>(gap.m_uiStart) / m_uiRate) + "-" +
-                             formatPlain(static_cast<double>(gap.m_uiStop) / m_uiRate) + " s");
+        add("uncovered", MessageText::toText(static_cast<double>(gap.m_uiStart) / m_uiRate) + "-" +
+                             MessageText::toText(static_cast<double>(gap.m_uiStop) / m_uiRate) + " s");
     std::vector<Finding> vFindings;
     for (const FindingKind& kind : FINDING_KINDS)
         for (const std::string& strText : m_findings[kind.m_name])

@@ -142,6 +142,7 @@ TEST(LabelFormat, ReadsWhatOtherProgramsWrite)
 TEST(LabelFormat, RefusesNonsenseByItsLine)
 {
     const std::string strTurn = "SPEAKER call 1 1 2 <NA> <NA> A <NA> <NA>\n";
+    const std::string strLong(100000, 'x');
     const struct
     {
         const char* m_format;
@@ -149,6 +150,7 @@ TEST(LabelFormat, RefusesNonsenseByItsLine)
         const char* m_fault;
     } CASES[] = {
         {"text", "0\t1\tfine\nVOICE\n", "line 2: \"VOICE\" is no start time in seconds"},
+        {"text", strLong + "\t1\n", "line 1: \"xxxxxxxxxx"},
         {"text", "0\tinf\tx\n", "line 1: \"inf\" is no stop time"},
         {"text", "0\t1\tx\n\\\t1\n", "line 2: a backslash is followed by two frequencies"},
         {"text", "\\\t1\t2\n", "line 1: it tells frequencies, and no label precedes it"},
@@ -160,7 +162,8 @@ TEST(LabelFormat, RefusesNonsenseByItsLine)
         {"textgrid", "0\t1\tVOICE\n", "line 1: it is no TextGrid saved as a text file"},
         {"textgrid", "\"ooTextFile\" \"Pitch\"", "an object of the class \"Pitch\", no TextGrid"},
         {"textgrid", GRID + "0 1 <exists> -1", "line 4: the number of tiers cannot be -1"},
-        {"textgrid", GRID + "0 1 <exists> 1e99", "line 4: the number of tiers cannot be 99999"},
+        {"textgrid", GRID + "0 1 <exists> 1e99", "line 4: the number of tiers cannot be 1e+99"},
+        {"textgrid", GRID + "0 1 <exists> \"" + strLong + "\"", "is expected here, not \"xxxxxxxxxx"},
         {"textgrid", GRID + "0 1 <exists> 1 \"Tier\" ", "there is no class of tiers \"Tier\""},
         {"textgrid", GRID + "0 1 <exists> 1\n\"IntervalTier\" \"a\" 0 1 2\n0 1 \"x\"\n",
          "line 7: the start of an interval is expected here, and the file ends"},
@@ -175,6 +178,7 @@ TEST(LabelFormat, RefusesNonsenseByItsLine)
         {"textgrid", "ooBinaryFile\x08TextGrid", "no TextGrid saved as a text file"},
         {"rttm", strTurn + "SPEAKER call 1 1 2 <NA>\n", "line 2: it has 6 fields, not 9 or 10"},
         {"rttm", "TURN call 1 1 2 <NA> <NA> A <NA> <NA>\n", "line 1: \"TURN\" is no type of line"},
+        {"rttm", strLong, "line 1: \"xxxxxxxxxx"},
         {"rttm", "SPEAKER call 1 1 -2 <NA> <NA> A <NA> <NA>\n", "line 1: \"-2\" is no duration in seconds"},
         {"rttm", "SPEAKER call 1 <NA> 2 <NA> <NA> A <NA> <NA>\n", "line 1: \"<NA>\" is no start time"},
         {"rttm", "SPEAKER a 1 1 2 <NA> <NA> A <NA> <NA>\nSPEAKER b 1 1 2 <NA> <NA> A <NA> <NA>\n",
@@ -188,6 +192,7 @@ TEST(LabelFormat, RefusesNonsenseByItsLine)
         {"csv", "start_s,stop_s,label,label\n", "line 1: two columns are named label"},
         {"csv", "start_s,stop_s,label\n0,1,\"a\nb\"\n0,x,c\n",
          "line 4: \"x\" is no number, in column stop_s"},
+        {"csv", "start_s,stop_s,label\n" + strLong + ",1,x\n", "line 2: \"xxxxxxxxxx"},
         {"csv", "start_s,stop_s,label\n0,1\n", "line 2: it has 2 fields, the first line has 3"},
         {"csv", "start_s,stop_s,label\n0,1,\"x\n", "line 2: a quote that begins here has no end"},
         {"csv", "start_s,stop_s,label\n0,1,\"x\"y\n", "line 2: something stands between a closing quote"},
@@ -203,6 +208,8 @@ TEST(LabelFormat, RefusesNonsenseByItsLine)
         {"json", "[{\"stop_s\":null}]", "line 1: stop_s has a value of the wrong type"},
         {"json", "[\n\n{\"start_s\":0,}]", "line 3: it is no JSON: syntax error"},
         {"json", "[{\"start_s\":1e999}]", "line 1: number 1e999 is out of range"},
+        {"json", "[{\"start_s\":1" + std::string(100000, '0') + "}]", "line 1: number 1000000000"},
+        {"json", "[\"" + strLong + "\x01\"]", "line 1: it is no JSON"},
         {"json", "[{\"label\":\"\xFF\"}]", "line 1: it is no JSON"},
         {"json", "", "it is no JSON"}};
     for (const auto& test : CASES)
@@ -210,6 +217,7 @@ TEST(LabelFormat, RefusesNonsenseByItsLine)
         const std::string strFault = read(test.m_format, test.m_strText);
         EXPECT_TRUE(strFault.starts_with("refused: ")) << test.m_format << ": " << test.m_fault;
         EXPECT_THAT(strFault, HasSubstr(test.m_fault)) << test.m_format;
+        EXPECT_LT(strFault.size(), 300u) << test.m_format;
     }
 }
 

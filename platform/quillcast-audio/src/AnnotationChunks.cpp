@@ -1,6 +1,7 @@
 #include "AnnotationChunks.h"
 
 #include "CueSheetReader.h"
+#include "quillcast-core/MessageText.h"
 #include "quillcast-fileformat-iff/LittleEndian.h"
 
 #include <cmath>
@@ -47,7 +48,7 @@ bool AnnotationChunks::toSample(double in_dTime, std::uint32_t& out_uiSample)
     const double dSample = in_dTime * m_uiRate;
     if (!(dSample >= 0.0 && dSample <= MAX_SAMPLE))
     {
-        m_strError = "time " + std::to_string(in_dTime) + " s lies outside what a WAV file can mark";
+        m_strError = "time " + MessageText::toText(in_dTime) + " s lies outside what a WAV file can mark";
         return false;
     }
     out_uiSample = static_cast<std::uint32_t>(std::llround(dSample));
@@ -74,8 +75,8 @@ bool AnnotationChunks::add(const Annotation& in_annotation, bool in_bMarker)
         return false;
     if (!in_bMarker && uiStop <= uiStart)
     {
-        m_strError = "annotation \"" + in_annotation.getLabel() + "\" at " +
-                     std::to_string(in_annotation.getStartTime()) + " s does not stop after its start";
+        m_strError = "annotation " + MessageText::quote(in_annotation.getLabel()) + " at " +
+                     MessageText::toText(in_annotation.getStartTime()) + " s does not stop after its start";
         return false;
     }
     append(in_annotation, uiStart, in_bMarker ? 0 : uiStop - uiStart);

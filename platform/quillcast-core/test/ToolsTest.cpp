@@ -1,5 +1,6 @@
 #include "quillcast-core/BoostRegex.h"
 #include "quillcast-core/Fallible.h"
+#include "quillcast-core/MessageText.h"
 #include "quillcast-core/OS.h"
 #include "test-support/TempDir.h"
 
@@ -27,6 +28,23 @@ TEST(FallibleTest, UnsetMeansNoValue)
 {
     EXPECT_FALSE(Fallible<const char*>().isValid());
     EXPECT_EQ(Fallible<int>(0).getValue(), 0);
+}
+
+TEST(MessageTextTest, QuotesABeginningOfWholeCharacters)
+{
+    const std::string strMost(60, 'a');
+    EXPECT_EQ(MessageText::quote(strMost), '"' + strMost + '"');
+    EXPECT_EQ(MessageText::quote(strMost + 'b'), '"' + strMost + "...\"");
+    // Two bytes of three would be left of it.
+    EXPECT_EQ(MessageText::cut("ab\xE2\x82\xAC"
+                               "cd",
+                               4),
+              "ab...");
+    EXPECT_EQ(MessageText::cut("\x80\x80\x80\x80\x80\x80\x80", 6), "\x80\x80...") << "no UTF-8";
+    EXPECT_EQ(MessageText::toText(0.1), "0.1");
+    EXPECT_EQ(MessageText::toText(-1e9), "-1000000000");
+    EXPECT_EQ(MessageText::toText(-2.2250738585072014e-308), "-2.2250738585072014e-308");
+    EXPECT_EQ(MessageText::toText(1e308), "1e+308");
 }
 
 TEST(OSTest, Paths)
