@@ -1,5 +1,7 @@
 #include "MLTextLineReader.h"
 
+#include "quillcast-core/Logger.h"
+
 #include <cstring>
 
 namespace Vexalor::MachineLearning
@@ -7,6 +9,8 @@ namespace Vexalor::MachineLearning
 
 namespace
 {
+
+constinit Logger s_logger("quillcast.ml.TextLineReader");
 
 constexpr std::size_t BLOCK_SIZE = std::size_t(1) << 18;
 
@@ -37,7 +41,8 @@ bool TextLineReader::rewind()
 void TextLineReader::begin()
 {
     m_uiNext = m_uiEnd = 0;
-    m_bInLine = m_bAtEnd = false;
+    m_bInLine = m_bAtEnd = m_bTooLong = false;
+    m_uiLine = 0;
     m_line = Line::NONE;
 }
 
@@ -50,7 +55,8 @@ TextLineReader::Line TextLineReader::nextLine()
 {
     if (m_bInLine)
         skipLine();
-    m_line = isOpen() && !m_bAtEnd ? findLine() : Line::NONE;
+    m_line = isOpen() && !m_bAtEnd && !m_bTooLong ? findLine() : Line::NONE;
+    ++m_uiLine;
     m_bAtEnd = m_line == Line::NONE;
     return m_line;
 }
@@ -76,6 +82,7 @@ TextLineReader::Line TextLineReader::findLine()
     if (!m_bInLine)
         return Line::WHOLE;
     m_stream.clear();
+    m_uiLength = m_vBlock.size();
     return Line::STREAM;
 }
 
@@ -108,6 +115,15 @@ TextLineReader::int_type TextLineReader::underflow()
     const char* pNewline = findNewline(0);
     char* pBegin = m_vBlock.data();
     const std::size_t uiPart = pNewline == nullptr ? m_uiEnd : static_cast<std::size_t>(pNewline - pBegin);
+    m_uiLength += uiPart;
+    if (m_uiLength > MAX_LINE)
+    {
+        QC_ERROR("Line " << m_uiLine << " of file " << m_file.getFilename() << " has more than " << MAX_LINE
+                         << " bytes");
+        m_bTooLong = true;
+        m_bInLine = false;
+        return traits_type::eof();
+    }
     setg(pBegin, pBegin, pBegin + uiPart);
     m_uiNext = pNewline == nullptr ? m_uiEnd : uiPart + 1;
     m_bInLine = pNewline == nullptr;

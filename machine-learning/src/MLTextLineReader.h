@@ -2,6 +2,7 @@
 
 #include "quillcast-core/InputFile.h"
 
+#include <cstdint>
 #include <istream>
 #include <streambuf>
 #include <string_view>
@@ -11,14 +12,18 @@ namespace Vexalor::MachineLearning
 {
 
 /// Walks the lines of a file in blocks. A line that fits into the block is handed out as characters, without
-/// a copy; a longer one is a stream that ends where the line ends, so that no line is held whole. Call order:
+/// a copy; a longer one is a stream that ends where the line ends, so that no line is held whole. A source
+/// may have no line end at all: one of more than MAX_LINE bytes is a failure. Call order:
 /// open (rewind? nextLine*)*.
 class TextLineReader : private std::streambuf
 {
 public:
+    /// Room for two vectors of as many values as they may have.
+    static constexpr std::size_t MAX_LINE = std::size_t(1) << 30;
+
     enum class Line
     {
-        NONE,   ///< end of file, or an unreadable source (hasFailed tells)
+        NONE,   ///< end of file, or a failure (hasFailed tells)
         WHOLE,  ///< text() is the line
         STREAM, ///< stream() reads the line
     };
@@ -45,8 +50,9 @@ public:
 
     /// True once nextLine has found no further line.
     bool atEnd() const { return m_bAtEnd; }
-    /// True after an error of the system while reading, also within the current line.
-    bool hasFailed() const { return m_file.hasFailed(); }
+    /// True after an error of the system while reading, also within the current line, and after a line that
+    /// is too long; either has been logged at error level.
+    bool hasFailed() const { return m_bTooLong || m_file.hasFailed(); }
     /// Share of the file that has been read; unset where the system does not know.
     Fallible<double> getShareRead() const { return m_file.getShareRead(); }
 
@@ -63,6 +69,9 @@ private:
     std::size_t m_uiNext = 0; ///< first character not handed out yet
     std::size_t m_uiEnd = 0;  ///< after the last character in the block
     bool m_bInLine = false;   ///< the current line goes on after the block
+    bool m_bTooLong = false;
+    std::uint64_t m_uiLine = 0; ///< number of the current line, from 1 on
+    std::size_t m_uiLength = 0; ///< bytes of it so far, when it is a stream
     bool m_bAtEnd = false;
     Line m_line = Line::NONE;
     InputFile m_file;

@@ -92,6 +92,22 @@ TEST_F(VectorFileTest, LinesLongerThanTheBlock)
               strLong + "->[1];[5]->[6];" + strLong + "->" + strLong + ";[7]->[8];!" + strLong + ";");
 }
 
+TEST_F(VectorFileTest, AFileWithoutLineEndsIsNotReadForever)
+{
+    VectorFileDataGenerator reader;
+    const LogCapture log("quillcast.ml.TextLineReader");
+    ASSERT_TRUE(reader.setCurrentFilename("/dev/zero"));
+    for (const std::size_t uiPass : {1, 2})
+    {
+        ASSERT_TRUE(reader.gotoStart());
+        EXPECT_FALSE(reader.generateNext());
+        EXPECT_FALSE(reader.generateNext());
+        EXPECT_TRUE(reader.atEnd());
+        EXPECT_FALSE(reader.endedCleanly());
+        EXPECT_EQ(log.count("ERROR Line 1 of file /dev/zero has more than 1073741824 bytes"), uiPass);
+    }
+}
+
 TEST_F(VectorFileTest, NewlineAtEveryPlaceAroundTheBlockEnd)
 {
     // An unusable line of that many characters and its newline, then a pattern.
