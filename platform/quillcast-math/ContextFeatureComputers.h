@@ -5,6 +5,7 @@
 #include "quillcast-math/FeatureComputer.h"
 
 #include <cstddef>
+#include <cstdint>
 #include <vector>
 
 namespace Vexalor
@@ -18,8 +19,8 @@ namespace Vexalor
 class ContextFeatureComputer : public virtual FeatureComputerWithInputs
 {
 public:
-    /// Most values that are kept, or that are given out, a window.
-    static constexpr std::size_t MAX_VALUES = std::size_t(1) << 20;
+    /// Most values that are kept by this computer and all that are set into each other with it.
+    static constexpr std::size_t MAX_VALUES = std::size_t(1) << 18;
 
     ContextFeatureComputer() = default;
     ContextFeatureComputer(const ContextFeatureComputer& in_other);
@@ -34,13 +35,16 @@ public:
     /// Handed on to the computer, if that takes inputs.
     bool setInput(const char* in_name, const DoubleVector& in_vInput) override;
     /// False, with the reason logged at error level, when the computer fails, when there are no features or
-    /// not as many as at the window before, and when the settings make no sense. A window that failed is no
+    /// not as many as at the window before, and when the settings make no sense or ask for more values than
+    /// MAX_VALUES. A window that failed is no
     /// part of the context.
     bool computeFeatures(DoubleVector& out_vFeatures) override;
 
 protected:
     /// A reason not to begin with so many features; null for none.
     virtual const char* findFault(std::size_t in_uiFeatures) const = 0;
+    /// Values that are kept for so many features, which are without fault; no fewer than are given out.
+    virtual std::uint64_t countValues(std::size_t in_uiFeatures) const = 0;
     /// The first window since the reset has these features.
     virtual void begin(const DoubleVector& in_vFeatures) = 0;
     /// The features of a window, the first included, in its context.
@@ -51,6 +55,8 @@ protected:
     CloneableObjPtr<FeatureComputer> m_pComputer;
 
 private:
+    const char* findReason(std::size_t in_uiFeatures) const;
+
     FeatureComputerWithInputs* m_pWithInputs = nullptr; ///< m_pComputer; null: not looked for, or takes none
     DoubleVector m_vFeatures;
     std::size_t m_uiFeatures = 0; ///< 0: no window since the reset
@@ -92,7 +98,7 @@ public:
     class Config
     {
     public:
-        unsigned int m_uiReach = 2;  ///< N, windows; 1 or more
+        unsigned int m_uiReach = 2;  ///< N, windows; 1 or more, the longest scale at most MAX_REACH
         unsigned int m_uiOrder = 1;  ///< 1: slopes, 2: slopes of slopes too, ... to 4
         unsigned int m_uiScales = 1; ///< S: reaches N, 2 N, 4 N, ... side by side; 1 to 16
 
@@ -110,9 +116,13 @@ public:
 private:
     static constexpr unsigned int MAX_ORDER = 4;
     static constexpr unsigned int MAX_SCALES = 16;
+    /// Windows: weights of higher orders take time that grows with its square.
+    static constexpr std::uint64_t MAX_REACH = 1024;
 
     const char* findFault(std::size_t in_uiFeatures) const override;
+    std::uint64_t countValues(std::size_t in_uiFeatures) const override;
     void begin(const DoubleVector& in_vFeatures) override;
+    std::uint64_t getLongestReach() const;
     void addSlopes(std::size_t in_uiReach);
     void computeFeatures_i(const DoubleVector& in_vFeatures, DoubleVector& out_vFeatures) override;
 
@@ -151,6 +161,7 @@ public:
 
 private:
     const char* findFault(std::size_t in_uiFeatures) const override;
+    std::uint64_t countValues(std::size_t in_uiFeatures) const override;
     void begin(const DoubleVector& in_vFeatures) override;
     void computeFeatures_i(const DoubleVector& in_vFeatures, DoubleVector& out_vFeatures) override;
 
@@ -192,6 +203,7 @@ public:
 
 private:
     const char* findFault(std::size_t in_uiFeatures) const override;
+    std::uint64_t countValues(std::size_t in_uiFeatures) const override;
     void begin(const DoubleVector& in_vFeatures) override;
     void computeFeatures_i(const DoubleVector& in_vFeatures, DoubleVector& out_vFeatures) override;
 

@@ -1,5 +1,6 @@
 #include "quillcast-math/ContextFeatureComputers.h"
 
+#include "ContextBudget.h"
 #include "quillcast-core/Assertion.h"
 #include "quillcast-core/SerializationArchives.h"
 
@@ -14,6 +15,8 @@ namespace
 {
 
 constinit Logger s_logger("quillcast.math.ContextFeatureComputer");
+
+static_assert(ContextFeatureComputer::MAX_VALUES == ContextBudget::MOST);
 
 /// Whether so many windows of so many features, each factor below 2^32, are more than may be kept.
 bool isTooMuch(std::uint64_t in_uiWindows, std::size_t in_uiFeatures)
@@ -67,9 +70,19 @@ bool ContextFeatureComputer::setInput(const char* in_name, const DoubleVector& i
     return m_pWithInputs == nullptr || m_pWithInputs->setInput(in_name, in_vInput);
 }
 
+/// Not to begin with so many features; null for none.
+const char* ContextFeatureComputer::findReason(std::size_t in_uiFeatures) const
+{
+    const char* fault = findFault(in_uiFeatures);
+    if (fault == nullptr && !ContextBudget::take(countValues(in_uiFeatures)))
+        fault = "with the other computers of the context they are more than 262144 values";
+    return fault;
+}
+
 bool ContextFeatureComputer::computeFeatures(DoubleVector& out_vFeatures)
 {
     QC_TRACE("ContextFeatureComputer::computeFeatures");
+    const ContextBudget::Scope scope;
     if (!QC_CHECK(!m_pComputer.isNull()) || !m_pComputer->computeFeatures(m_vFeatures) ||
         !QC_CHECK(!m_vFeatures.empty()))
         return false;
@@ -81,7 +94,7 @@ bool ContextFeatureComputer::computeFeatures(DoubleVector& out_vFeatures)
     }
     if (m_uiFeatures == 0)
     {
-        if (const char* fault = findFault(m_vFeatures.size()))
+        if (const char* fault = findReason(m_vFeatures.size()))
         {
             QC_ERROR("Cannot set " << m_vFeatures.size()
                                    << " features of a window beside those of others: " << fault);
@@ -121,11 +134,23 @@ const char* DeltaFeatureComputer::findFault(std::size_t in_uiFeatures) const
         m_config.m_uiScales == 0 || m_config.m_uiScales > MAX_SCALES)
         return "the reach of deltas (m_uiReach) must be 1 or more, their order (m_uiOrder) 1 to 4, their "
                "scales (m_uiScales) 1 to 16";
-    const std::uint64_t uiLongest = std::uint64_t(m_config.m_uiReach) << m_config.m_uiScales;
-    // There are fewer slopes than windows.
-    if (isTooMuch(uiLongest * m_config.m_uiOrder + 1, in_uiFeatures))
-        return "deltas of so many windows (m_uiReach, m_uiOrder, m_uiScales) are more than 1048576 values";
+    if (getLongestReach() > MAX_REACH)
+        return "deltas reach no further than 1024 windows (m_uiReach, doubled by each further m_uiScales)";
+    if (isTooMuch(2 * getLongestReach() * m_config.m_uiOrder + 1, in_uiFeatures))
+        return "deltas of so many windows (m_uiReach, m_uiOrder, m_uiScales) are more than 262144 values";
     return nullptr;
+}
+
+std::uint64_t DeltaFeatureComputer::getLongestReach() const
+{
+    return std::uint64_t(m_config.m_uiReach) << (m_config.m_uiScales - 1);
+}
+
+/// There are fewer slopes than windows; of the weights each shorter scale has half of those of the next.
+std::uint64_t DeltaFeatureComputer::countValues(std::size_t in_uiFeatures) const
+{
+    const std::uint64_t uiWindows = 2 * getLongestReach() * m_config.m_uiOrder + 1;
+    return uiWindows * in_uiFeatures + 2 * uiWindows * m_config.m_uiOrder;
 }
 
 void DeltaFeatureComputer::begin(const DoubleVector& in_vFeatures)
@@ -186,8 +211,13 @@ const char* SpliceFeatureComputer::findFault(std::size_t in_uiFeatures) const
     if (m_config.m_uiStep == 0)
         return "the step between spliced windows (m_uiStep) must be 1 or more";
     if (isTooMuch(std::uint64_t(m_config.m_uiWindowsBefore) * m_config.m_uiStep + 1, in_uiFeatures))
-        return "so many spliced windows (m_uiWindowsBefore, m_uiStep) are more than 1048576 values";
+        return "so many spliced windows (m_uiWindowsBefore, m_uiStep) are more than 262144 values";
     return nullptr;
+}
+
+std::uint64_t SpliceFeatureComputer::countValues(std::size_t in_uiFeatures) const
+{
+    return (std::uint64_t(m_config.m_uiWindowsBefore) * m_config.m_uiStep + 1) * in_uiFeatures;
 }
 
 void SpliceFeatureComputer::begin(const DoubleVector& in_vFeatures)
@@ -218,6 +248,11 @@ const char* NormalisationFeatureComputer::findFault(std::size_t) const
     if (!(m_config.m_dLeastDeviation > 0.0) || !std::isfinite(m_config.m_dLeastDeviation))
         return "the least deviation (m_dLeastDeviation) must be positive";
     return nullptr;
+}
+
+std::uint64_t NormalisationFeatureComputer::countValues(std::size_t in_uiFeatures) const
+{
+    return in_uiFeatures * (sizeof(Running) / sizeof(double));
 }
 
 void NormalisationFeatureComputer::begin(const DoubleVector& in_vFeatures)

@@ -1,5 +1,6 @@
 #include "quillcast-math/FeatureComputerSequence.h"
 
+#include "ContextBudget.h"
 #include "quillcast-core/Assertion.h"
 #include "quillcast-core/SerializationArchives.h"
 
@@ -72,6 +73,7 @@ bool FeatureComputerSequence::setInput(const char* in_name, const DoubleVector& 
 bool FeatureComputerSequence::computeFeatures(DoubleVector& out_vFeatures)
 {
     QC_TRACE("FeatureComputerSequence::computeFeatures");
+    const ContextBudget::Scope scope;
     if (!isComplete())
         return false;
     out_vFeatures.clear();
@@ -79,6 +81,12 @@ bool FeatureComputerSequence::computeFeatures(DoubleVector& out_vFeatures)
     {
         if (!pComputer->computeFeatures(m_vPart))
             return false;
+        if (!scope.isOutermost() && !ContextBudget::take(m_vPart.size()))
+        {
+            QC_ERROR("Sequences of feature computers inside of each other have more than "
+                     << ContextBudget::MOST << " features");
+            return false;
+        }
         out_vFeatures.append(m_vPart.begin(), m_vPart.end());
     }
     return true;

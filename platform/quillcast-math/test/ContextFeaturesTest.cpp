@@ -98,20 +98,26 @@ TEST(ContextFeaturesTest, ClonesGoOnByThemselves)
 TEST(ContextFeaturesTest, RefuseWhatMakesNoSense)
 {
     const std::string strDeltas =
-        "deltas of so many windows (m_uiReach, m_uiOrder, m_uiScales) are more than 1048576 values";
+        "deltas reach no further than 1024 windows (m_uiReach, doubled by each further m_uiScales)";
     const std::string strSplice =
-        "so many spliced windows (m_uiWindowsBefore, m_uiStep) are more than 1048576 values";
+        "so many spliced windows (m_uiWindowsBefore, m_uiStep) are more than 262144 values";
+    const std::string strOthers = "with the other computers of the context they are more than 262144 values";
     const std::string strZero =
         "the reach of deltas (m_uiReach) must be 1 or more, their order (m_uiOrder) 1 to 4, their scales "
         "(m_uiScales) 1 to 16";
     const std::string strTime = "the time constant of normalisation (m_dTimeConstant) must be 1 or more";
     constexpr unsigned int MOST = std::numeric_limits<unsigned int>::max();
+    auto* pLarge = new FeatureComputerSequence;
+    for (int i = 0; i < 2; ++i) // each alone could keep its 200 001 values
+        ASSERT_TRUE(pLarge->add(splice(1, 200000, new EnergyFeatureComputer)));
     const std::pair<FeatureComputerWithInputs*, std::string> cases[] = {
         {deltas(0, 1, new EnergyFeatureComputer), strZero},
         {deltas(1, 0, new EnergyFeatureComputer), strZero},
         {deltas(1, 5, new EnergyFeatureComputer), strZero},
         {deltas(MOST, 4, new EnergyFeatureComputer), strDeltas},
-        {deltas(1U << 19, 1, new EnergyFeatureComputer), strDeltas}, // 2^20 + 1 windows
+        {deltas(1025, 1, new EnergyFeatureComputer), strDeltas},
+        {scaledDeltas(513, 2, new EnergyFeatureComputer), strDeltas},
+        {pLarge, strOthers},
         {scaledDeltas(1, 0, new EnergyFeatureComputer), strZero},
         {scaledDeltas(1, 64, new EnergyFeatureComputer), strZero},
         {scaledDeltas(1U << 20, 16, new EnergyFeatureComputer), strDeltas},
