@@ -18,9 +18,9 @@ constexpr double LEAST_SHARE = 1e-6;
 
 } // namespace
 
-PatternProgress::PatternProgress(const std::string& in_strName, int in_iDescriptor)
+PatternProgress::PatternProgress(const std::string& in_strName, const char* in_unit)
     : m_strName(in_strName)
-    , m_progress(in_iDescriptor)
+    , m_unit(in_unit)
     , m_start(std::chrono::steady_clock::now())
 {
 }
@@ -28,15 +28,15 @@ PatternProgress::PatternProgress(const std::string& in_strName, int in_iDescript
 void PatternProgress::show(std::uint64_t in_uiPatterns, const Fallible<double>& in_shareRead)
 {
     const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - m_start;
-    m_progress.show(m_strName + ": " + toText(in_uiPatterns, in_shareRead, elapsed.count()));
+    m_progress.show(m_strName + ": " + toText(in_uiPatterns, in_shareRead, elapsed.count(), m_unit));
 }
 
 std::string PatternProgress::toText(std::uint64_t in_uiPatterns, const Fallible<double>& in_shareRead,
-                                    double in_dSeconds)
+                                    double in_dSeconds, const char* in_unit)
 {
     std::ostringstream text;
     text.imbue(std::locale::classic());
-    text << in_uiPatterns << " patterns";
+    text << in_uiPatterns << ' ' << in_unit;
     if (in_dSeconds > 0)
         text << ", " << std::llround(static_cast<double>(in_uiPatterns) / in_dSeconds) << " a second";
     const double dShare = in_shareRead.isValid() ? in_shareRead.getValue() : 0.0;

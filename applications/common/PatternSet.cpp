@@ -28,7 +28,7 @@ void append(DoubleVector& io_vAll, const DoubleVector& in_vVector)
 
 } // namespace
 
-bool PatternSet::append(DataGenerator& io_generator)
+bool PatternSet::append(DataGenerator& io_generator, const std::function<void()>& in_watch)
 {
     QC_TRACE("PatternSet::append");
     if (!io_generator.gotoStart())
@@ -40,6 +40,8 @@ bool PatternSet::append(DataGenerator& io_generator)
     DoubleVector vTarget;
     while (io_generator.generateNext())
     {
+        if (in_watch)
+            in_watch();
         if (!io_generator.getInput(vInput))
         {
             QC_ERROR("A pattern of the training data has no input");

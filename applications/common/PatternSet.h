@@ -3,6 +3,7 @@
 #include "quillcast-math/DoubleVector.h"
 
 #include <cstdint>
+#include <functional>
 #include <vector>
 
 namespace Vexalor::MachineLearning
@@ -14,10 +15,11 @@ class DataGenerator;
 class PatternSet
 {
 public:
-    /// Adds the patterns of one pass over a generator; those without target are counted and left out. False,
+    /// Adds the patterns of one pass over a generator; those without target are counted and left out. The
+    /// watch, unless it is empty, is called for each. False,
     /// with the reason logged at error level, if the pass cannot start or did not end cleanly, if sizes
     /// change, or if a number is not finite.
-    bool append(DataGenerator& io_generator);
+    bool append(DataGenerator& io_generator, const std::function<void()>& in_watch = {});
 
     std::size_t size() const { return m_uiPatterns; }
     std::uint64_t getNbSkipped() const { return m_uiSkipped; }

@@ -1,6 +1,7 @@
 #include "ml-classify/ClassifyApplication.h"
 
 #include "XprAudioClassifier.h"
+#include "common/PatternProgress.h"
 #include "ml-classify/RecordingStream.h"
 #include "ml-classify/ResultWriter.h"
 #include "quillcast-audio/AudioFileReader.h"
@@ -9,6 +10,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <limits>
+#include <optional>
 #include <unistd.h>
 #include <vector>
 
@@ -248,7 +250,7 @@ bool ClassifyApplication::runRecording()
     AudioFileReader reader;
     if (!reader.open(m_strInput.c_str(), m_helper.getSet().getConfig().m_iChannel))
         return false;
-    return runFrom({reader.getSamplingRate(), false,
+    return runFrom({reader.getSamplingRate(), false, reader.getFrameCount(),
                     [&reader](double* out_samples, std::size_t in_uiCount)
                     { return reader.read(out_samples, in_uiCount); },
                     [&reader]
@@ -268,7 +270,7 @@ bool ClassifyApplication::runStream()
     if (!(bRecording ? takeRecordingLayout(stream, layout) : takeRawLayout(layout)))
         return false;
     RawSampleReader reader(stream, layout);
-    return runFrom({layout.m_uiRate, true,
+    return runFrom({layout.m_uiRate, true, 0,
                     [&reader](double* out_samples, std::size_t in_uiCount)
                     { return reader.read(out_samples, in_uiCount); },
                     [&reader]
@@ -328,6 +330,12 @@ bool ClassifyApplication::start(std::uint32_t in_uiRate)
     return false;
 }
 
+/// Of a recording, and where no results come to the terminal in between.
+bool ClassifyApplication::mayShowProgress(const Source& in_source) const
+{
+    return !in_source.m_bLive && (m_labels.hasFile() || isatty(STDOUT_FILENO) == 0);
+}
+
 /// Up to the end of the next window at a time: no push completes two, and each is classified as soon as it is
 /// complete.
 bool ClassifyApplication::classify(const Source& in_source)
@@ -336,6 +344,9 @@ bool ClassifyApplication::classify(const Source& in_source)
     ResultWriter writer(m_bJson, in_source.m_bLive);
     std::vector<double> vSamples(MAX_PIECE);
     std::uint64_t uiWindows = 0;
+    std::optional<PatternProgress> progress;
+    if (mayShowProgress(in_source))
+        progress.emplace(getName(), "windows");
     while (const std::size_t uiRead = readPiece(in_source.m_read, vSamples.data(), getNextPiece(set)))
     {
         const std::uint64_t uiEarlierEnd = set.getLastWindowEnd();
@@ -351,6 +362,9 @@ bool ClassifyApplication::classify(const Source& in_source)
                   ? m_labels.add(set)
                   : writer.write(static_cast<double>(set.getLastWindowEnd()) / set.getSamplingRate(), set)))
             return false;
+        if (progress && progress->isDue())
+            progress->show(uiWindows, static_cast<double>(set.getPushedSamples()) /
+                                          static_cast<double>(in_source.m_uiSamples));
     }
     if (in_source.m_hasInputError())
         return false;

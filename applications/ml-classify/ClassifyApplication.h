@@ -37,8 +37,9 @@ private:
     /// Where samples come from, of the kinds that have no common base.
     struct Source
     {
-        std::uint32_t m_uiRate; ///< Hz
-        bool m_bLive;           ///< somebody may wait for the results of what was said just now
+        std::uint32_t m_uiRate;    ///< Hz
+        bool m_bLive;              ///< somebody may wait for the results of what was said just now
+        std::uint64_t m_uiSamples; ///< in all; 0: not known
         /// Up to in_uiCount samples; 0 at the end.
         std::function<std::size_t(double* out_samples, std::size_t in_uiCount)> m_read;
         std::function<bool()> m_hasInputError;
@@ -59,6 +60,7 @@ private:
     bool runFrom(const Source& in_source);
     bool start(std::uint32_t in_uiRate);
     bool classify(const Source& in_source);
+    bool mayShowProgress(const Source& in_source) const;
 
     ClassifierSetApplicationHelper m_helper;
     OverwriteGuard m_guard;

@@ -91,6 +91,11 @@ void LabelOutput::takeOptions(const variables_map& in_map, const StringVector& i
     takeRule(in_map);
 }
 
+bool LabelOutput::hasFile() const
+{
+    return isWanted() && m_strTarget != STANDARD_STREAM;
+}
+
 void LabelOutput::takeRule(const variables_map& in_map)
 {
     constexpr double MOST = std::numeric_limits<double>::max();

@@ -31,6 +31,8 @@ public:
     /// Throws CommandLineError for options that make no sense.
     void takeOptions(const variables_map& in_map, const StringVector& in_vScripts);
     bool isWanted() const { return !m_strTarget.empty(); }
+    /// True when labels are wanted, and not on standard output.
+    bool hasFile() const;
 
     /// The recording, or "-" for a stream, whose classifiers are started.
     bool start(const std::string& in_strInput, const OverwriteGuard& in_guard,

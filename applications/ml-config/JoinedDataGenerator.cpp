@@ -14,7 +14,12 @@ bool JoinedDataGenerator::generateNext()
     while (!atEnd())
     {
         if (m_vGenerators[m_uiCurrent]->generateNext())
+        {
+            ++m_uiRead;
+            if (m_progress.isDue())
+                m_progress.show(m_uiRead, {});
             return true;
+        }
         m_bClean = m_bClean && m_vGenerators[m_uiCurrent]->endedCleanly();
         ++m_uiCurrent;
         m_bClean = m_bClean && (atEnd() || m_vGenerators[m_uiCurrent]->gotoStart());

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "MLDataGenerator.h"
+#include "common/PatternProgress.h"
 
 #include <vector>
 
@@ -8,7 +9,7 @@ namespace Vexalor::MachineLearning
 {
 
 /// The patterns of several generators, one generator after the other, as one stream. Stops at one that cannot
-/// start or does not end cleanly.
+/// start or does not end cleanly. Shows on a terminal how many patterns were read, in all passes.
 class JoinedDataGenerator final : public virtual DataGenerator
 {
 public:
@@ -27,6 +28,8 @@ private:
     std::vector<CountedObjPtr<DataGenerator>> m_vGenerators;
     std::size_t m_uiCurrent = 0;
     bool m_bClean = true;
+    std::uint64_t m_uiRead = 0;
+    PatternProgress m_progress{"ml-config"};
 };
 
 } // namespace Vexalor::MachineLearning

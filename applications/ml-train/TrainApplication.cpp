@@ -173,7 +173,7 @@ bool TrainApplication::readPatterns(PatternSet& out_patterns)
         if (pGenerator.isNull())
             return false;
         m_check.addSource(*m_watch.getGenerator());
-        if (!out_patterns.append(*pGenerator))
+        if (!out_patterns.append(*pGenerator, [this] { m_watch.countPattern(); }))
         {
             QC_ERROR("Cannot train on " << (strFile.empty() ? m_strConfigFile : strFile));
             return false;

@@ -2,53 +2,18 @@
 
 #include "test-support/Command.h"
 #include "test-support/TempDir.h"
+#include "test-support/Terminal.h"
 #include "test-support/WavBuilder.h"
 
 #include <chrono>
-#include <cstdlib>
-#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/ioctl.h>
 #include <thread>
 #include <unistd.h>
 
 using namespace Vexalor;
-
-namespace
-{
-
-/// What a descriptor holds right now.
-std::string drain(int in_iDescriptor)
-{
-    fcntl(in_iDescriptor, F_SETFL, O_NONBLOCK);
-    std::string strText(4096, '\0');
-    const ssize_t iRead = read(in_iDescriptor, strText.data(), strText.size());
-    strText.resize(iRead < 0 ? 0 : static_cast<std::size_t>(iRead));
-    return strText;
-}
-
-/// A terminal, and the screen that shows what is written to it.
-struct Terminal
-{
-    Terminal()
-        : m_iScreen(posix_openpt(O_RDWR | O_NOCTTY))
-    {
-        EXPECT_EQ(grantpt(m_iScreen), 0);
-        EXPECT_EQ(unlockpt(m_iScreen), 0);
-        m_iTerminal = open(ptsname(m_iScreen), O_RDWR | O_NOCTTY);
-        EXPECT_GE(m_iTerminal, 0);
-    }
-    ~Terminal()
-    {
-        close(m_iTerminal);
-        close(m_iScreen);
-    }
-
-    int m_iScreen;
-    int m_iTerminal;
-};
-
-} // namespace
+using Testing::drain;
+using Testing::Terminal;
 
 TEST(ProgressTest, RewritesOneLineOfATerminalNowAndThen)
 {
@@ -92,6 +57,18 @@ TEST(ProgressTest, ProgramsTellWhichRecordingOfASetTheyHaveComeTo)
     const std::string strLine = "\r\033[Kml-train: recording 1 of 2, one.wav\r\033[K";
     EXPECT_EQ(strScreen.substr(0, strLine.size()), strLine) << "taken away for the message that follows";
     EXPECT_NE(strScreen.find("ERROR: File "), std::string::npos) << strScreen;
+
+    // Other passes begin with their first pattern, and leave nothing.
+    const std::string strLearn = strPrograms + "ml-config learn-scaling " + folder.path("scaling.xml") +
+                                 " --data-gen-config " + strConfig + " --data-gen-filename " + strList +
+                                 " 2>&" + strDescriptor;
+    folder.write("set.lst", "one.wav\n");
+    ASSERT_EQ(Testing::runCommand({"/bin/bash", "-c", strLearn}).m_iExit, 0);
+    const std::string strShown = drain(terminal.m_iScreen);
+    EXPECT_EQ(strShown.substr(0, 26), "\r\033[Kml-config: 1 patterns") << strShown;
+    EXPECT_TRUE(strShown.ends_with("\r\033[K")) << strShown;
+    ASSERT_EQ(Testing::runCommand({"/bin/bash", "-c", strLearn + " --quiet"}).m_iExit, 0);
+    EXPECT_EQ(drain(terminal.m_iScreen), "");
 }
 
 TEST(ProgressTest, SilentElsewhere)

@@ -9,6 +9,7 @@
 #include "test-support/LogCapture.h"
 #include "test-support/MakeWindower.h"
 #include "test-support/TempDir.h"
+#include "test-support/Terminal.h"
 #include "test-support/WavBuilder.h"
 
 #include <algorithm>
@@ -381,7 +382,8 @@ TEST_F(MlClassifyTest, DecisionsBecomeLabels)
         {"P --script level --threshold 5 a.wav", "option '--threshold' needs --labels"},
         {"P --script level --labels - a.wav", "level has a single output: --threshold tells where it holds"},
         {"P --script two --labels - --class-names A a.wav", "two has 2 outputs, --class-names names 1"},
-        {"P --script two --labels - --class-names A, a.wav", "option '--class-names': 'A,' has an empty name"},
+        {"P --script two --labels - --class-names A, a.wav",
+         "option '--class-names': 'A,' has an empty name"},
         {"P --script two --labels - --low-threshold 1 a.wav", "option '--low-threshold' needs --threshold"},
         {"P --script two --labels - --threshold 1 --low-threshold 2 a.wav", "'2' is no number"},
         {"P --script two --labels - --min-gap -1 a.wav", "'-1' is no number"},
@@ -404,6 +406,24 @@ TEST_F(MlClassifyTest, DecisionsBecomeLabels)
     }
     EXPECT_EQ(Testing::readFile(m_folder.path("copy.wav")), strCopy);
     EXPECT_FALSE(std::filesystem::exists(m_folder.path("x.wav")));
+}
+
+TEST_F(MlClassifyTest, OfARecordingItShowsOnATerminalHowFarItIs)
+{
+    const Testing::Terminal terminal;
+    const std::string strTerminal = std::to_string(terminal.m_iTerminal);
+    const auto shown = [&](const std::string& in_strLine)
+    {
+        const CommandResult result = Testing::runCommand(
+            {"/bin/bash", "-c", "P() { " + std::string(PROGRAM) + " --script sums \"$@\"; }; " + in_strLine},
+            m_folder.path());
+        EXPECT_EQ(result.m_iExit, 0) << result.m_strErr;
+        return Testing::drain(terminal.m_iScreen);
+    };
+    EXPECT_THAT(shown("P a.wav 2>&" + strTerminal), StartsWith("\r\033[Kml-classify: 1 windows, "));
+    EXPECT_EQ(shown("P a.wav --quiet 2>&" + strTerminal), "");
+    EXPECT_EQ(shown("P - <a.wav 2>&" + strTerminal), "") << "somebody may speak";
+    EXPECT_THAT(shown("P a.wav >&" + strTerminal + " 2>&1"), StartsWith("0.004\t")) << "among the results";
 }
 
 TEST_F(MlClassifyTest, ALabelLeavesAsSoonAsItIsCertain)
