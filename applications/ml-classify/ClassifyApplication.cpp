@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <limits>
+#include <map>
 #include <optional>
 #include <unistd.h>
 #include <vector>
@@ -212,6 +213,15 @@ bool ClassifyApplication::addClassifiers(AudioClassifierSet& io_set)
 
 bool ClassifyApplication::readDetectors()
 {
+    std::map<std::string, std::string> names;
+    for (const std::string& strFile : m_vDetectorFiles)
+    {
+        const auto [itName, bNew] = names.emplace(Detector::makeName(strFile), strFile);
+        if (bNew)
+            continue;
+        QC_ERROR("Detectors " << itName->second << " and " << strFile << " have one name: " << itName->first);
+        return false;
+    }
     for (const std::string& strFile : m_vDetectorFiles)
         if (m_vDetectors.emplace_back(Detector::newFromFile(strFile.c_str())) == nullptr)
             return false;

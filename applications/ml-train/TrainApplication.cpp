@@ -1,5 +1,6 @@
 #include "ml-train/TrainApplication.h"
 
+#include "MLScalingDataGenerator.h"
 #include "common/Interrupt.h"
 #include "common/PatternSet.h"
 #include "ml-train/TrainingOptions.h"
@@ -179,12 +180,33 @@ bool TrainApplication::readPatterns(PatternSet& out_patterns)
             return false;
         }
         m_check.addPass(*m_watch.getGenerator());
+        if (!acceptScaling(*pGenerator, out_patterns))
+            return false;
         if (!m_strDetector.empty() && !m_draft.addPass(strFile, *m_watch.getGenerator(), *pGenerator))
             return false;
         m_digest = TrainingDigest::of(*m_watch.getGenerator(), *pGenerator, true);
         m_watch.closeSet();
     }
     return m_watch.accept();
+}
+
+/// False, with the reason logged, for the scaling of patterns of other sizes; an empty one scales none.
+bool TrainApplication::acceptScaling(const DataGenerator& in_generator, const PatternSet& in_patterns) const
+{
+    const auto* pScaling = dynamic_cast<const ScalingDataGenerator*>(&in_generator);
+    if (pScaling == nullptr || in_patterns.size() == 0)
+        return true;
+    const VectorScaler::Config scaling = pScaling->getScalingParameters();
+    const auto fits = [&](const char* in_what, const DoubleVector& in_vSlopes, std::size_t in_uiSize)
+    {
+        const bool bFits = in_vSlopes.empty() || in_vSlopes.size() == in_uiSize;
+        if (!bFits)
+            QC_ERROR("The scaling " << getScalingConfigFile() << " is for " << in_vSlopes.size() << ' '
+                                    << in_what << ", the patterns have " << in_uiSize);
+        return bFits;
+    };
+    return fits("inputs", scaling.m_vInputSlope, in_patterns.getInputSize()) &&
+           fits("targets", scaling.m_vTargetSlope, in_patterns.getTargetSize());
 }
 
 bool TrainApplication::openOutput(const char* in_what, FileReplacer& io_file)

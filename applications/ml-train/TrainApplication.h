@@ -30,6 +30,7 @@ protected:
 private:
     void takeSettings(const variables_map& in_map);
     bool readPatterns(PatternSet& out_patterns);
+    bool acceptScaling(const DataGenerator& in_generator, const PatternSet& in_patterns) const;
     bool checkFiles(const variables_map& in_map) const;
     bool openOutput(const char* in_what, FileReplacer& io_file);
     bool trainAndWrite(const PatternSet& in_patterns, FileReplacer& io_networkFile);

@@ -65,7 +65,7 @@ TEST(ProgressTest, ProgramsTellWhichRecordingOfASetTheyHaveComeTo)
     folder.write("set.lst", "one.wav\n");
     ASSERT_EQ(Testing::runCommand({"/bin/bash", "-c", strLearn}).m_iExit, 0);
     const std::string strShown = drain(terminal.m_iScreen);
-    EXPECT_EQ(strShown.substr(0, 26), "\r\033[Kml-config: 1 patterns") << strShown;
+    EXPECT_EQ(strShown.substr(0, 25), "\r\033[Kml-config: 1 patterns") << strShown;
     EXPECT_TRUE(strShown.ends_with("\r\033[K")) << strShown;
     ASSERT_EQ(Testing::runCommand({"/bin/bash", "-c", strLearn + " --quiet"}).m_iExit, 0);
     EXPECT_EQ(drain(terminal.m_iScreen), "");

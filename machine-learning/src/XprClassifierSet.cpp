@@ -153,8 +153,11 @@ bool XprClassifierSet::addComputedInput(const char* in_szName, FeatureComputerWi
     if (!QC_CHECK(in_szName != nullptr) || !QC_CHECK(!pComputer.isNull()) || !QC_CHECK(!m_bEvaluatorLinked) ||
         !QC_CHECK(!m_strVariableName.empty()))
         return false;
-    if (!QC_CHECK(m_strVariableName != in_szName) || !QC_CHECK(!isComputedInput(in_szName)))
+    if (m_strVariableName == in_szName || isComputedInput(in_szName))
+    {
+        QC_ERROR("'" << in_szName << "' is an input of the classifiers already");
         return false;
+    }
     const CountedObjPtr<Math::Xpr::DomainVariableImpl> pVariable(new Math::Xpr::DomainVariableImpl);
     if (!pVariable->setName(in_szName) || !m_pEvaluator->addVariable(pVariable))
         return false;

@@ -23,6 +23,7 @@ using testing::HasSubstr;
 using Testing::LogCapture;
 using Testing::OnnxWriter;
 using Testing::readFile;
+using testing::StartsWith;
 
 namespace
 {
@@ -420,6 +421,8 @@ TEST_F(DetectorTest, WhatMakesNoneIsRefusedByName)
     s_pFolder->write("not.onnx", "nothing");
     expectDone("ml-config", {"learn-scaling", "targets.xml", "--data-gen-config", "one.xml",
                              "--data-gen-filename", "a.wav", "--targets", "min-max", "--interval", "-1,1"});
+    expectDone("ml-config",
+               {"learn-scaling", "ten.xml", "--data-gen-config", "one.xml", "--data-gen-filename", "a.wav"});
     using Arguments = std::vector<std::string>;
     const struct
     {
@@ -432,6 +435,9 @@ TEST_F(DetectorTest, WhatMakesNoneIsRefusedByName)
          {},
          "generator MLVectorFileDataGenerator does not make its inputs from windows of audio"},
         {"one.xml", {"--scaling-config", "targets.xml"}, "Cannot make a detector: targets are scaled"},
+        {"eleven.xml",
+         {"--scaling-config", "ten.xml"},
+         "The scaling ten.xml is for 10 inputs, the patterns have 11"},
         {"three.xml", {"--import", "plain.onnx"}, "the network has 2 outputs, the classes are 3"},
         {"eleven.xml", {"--import", "fann.net"}, "the network takes 10 inputs, the features are 11"},
         {"one.xml", {"--import", "not.net"}, "Cannot read network file not.net: line 1"},
@@ -456,6 +462,7 @@ TEST_F(DetectorTest, WhatMakesNoneIsRefusedByName)
 TEST_F(DetectorTest, WhatADetectorHasInItselfIsNotSaidTwice)
 {
     const std::string strName = "fann.detector";
+    s_pFolder->write("audio.detector", readFile(s_pFolder->path(strName)));
     const struct
     {
         const char* m_program;
@@ -488,8 +495,12 @@ TEST_F(DetectorTest, WhatADetectorHasInItselfIsNotSaidTwice)
          {"--data-gen-config", "one.xml", "--detector", "x", "--patience", "9"},
          "option '--patience' needs --hold-out"},
         {"ml-classify",
-         {"--detector", strName, "--detector", strName, "a.wav"},
-         "stands for something else",
+         {"--detector", strName, "--detector", "./fann.detector", "a.wav"},
+         "Detectors fann.detector and ./fann.detector have one name: fann",
+         1},
+        {"ml-classify",
+         {"--detector", "audio.detector", "a.wav"},
+         "'audio' is an input of the classifiers already\nERROR: There cannot be a detector audio",
          1},
         {"ml-classify", {"--detector", "none", "a.wav"}, "Cannot read detector none: No such file", 1},
         {"ml-train",
@@ -500,6 +511,7 @@ TEST_F(DetectorTest, WhatADetectorHasInItselfIsNotSaidTwice)
     {
         const CommandResult result = run(row.m_program, row.m_vArguments);
         EXPECT_EQ(result.m_iExit, row.m_iExit) << row.m_message;
+        EXPECT_THAT(result.m_strErr, StartsWith("ERROR: "));
         EXPECT_THAT(result.m_strErr, HasSubstr(row.m_message));
     }
 }
