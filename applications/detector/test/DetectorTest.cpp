@@ -258,6 +258,41 @@ TEST_F(DetectorTest, GivesTheSameBitsThroughEveryEncoding)
     }
 }
 
+TEST_F(DetectorTest, GivesTheSameBitsOnOneOfSeveralChannels)
+{
+    using namespace Testing;
+    std::vector<int> vBoth;
+    for (const int iSample : newSamples(1))
+        vBoth.insert(vBoth.end(), {-iSample, iSample, 99});
+    s_pFolder->write("three.wav", Wav::riff(Wav::fmt(RATE, 3) + Wav::data(vBoth)));
+    write("second.xml",
+          {"--channel", "1", "--feature", "log-mel", "--bands", "10", "--classes", "TONE,OTHER"}, {});
+    expectDone("ml-train", {"--data-gen-config", "second.xml", "--import", "state.onnx", "--detector",
+                            "second.detector"});
+    const Decisions expected = test({"--detector", "state.detector", "--data-gen-filename", "a.wav"})[0];
+    EXPECT_EQ(test({"--detector", "second.detector", "--data-gen-filename", "three.wav"})[0], expected);
+    EXPECT_EQ(classify("P --detector second.detector three.wav"), expected);
+    EXPECT_EQ(classify("P --detector second.detector - <three.wav"), expected);
+}
+
+// What was decided is no error of the detector once it is the label.
+TEST_F(DetectorTest, DecisionsComeBackAsLabels)
+{
+    for (const std::string strName : {"fann.detector", "state.detector"})
+    {
+        expectDone("ml-classify", {"--detector", strName, "--labels", "direct.wav", "--force", "a.wav"});
+        s_pFolder->write("imported.wav", newRecording(1));
+        expectDone("ml-classify", {"--detector", strName, "--labels", "a.csv", "a.wav"});
+        expectDone("ml-annotate", {"import", "imported.wav", "a.csv", "--force"});
+        for (const char* file : {"direct.wav", "imported.wav"})
+        {
+            const CommandResult result =
+                expectDone("ml-tester", {"--detector", strName, "--data-gen-filename", file});
+            EXPECT_THAT(result.m_strOut, HasSubstr("classification-error = 0 ")) << strName;
+        }
+    }
+}
+
 namespace
 {
 
