@@ -6,6 +6,8 @@
 #include "common/FannNetwork.h"
 #include "detector/Detector.h"
 #include "quillcast-math/AudioFeatureComputers.h"
+#include "quillcast-math/ContextFeatureComputers.h"
+#include "quillcast-math/FeatureComputerSequence.h"
 #include "test-support/OnnxWriter.h"
 #include "test-support/TempDir.h"
 #include "test-support/WavBuilder.h"
@@ -174,11 +176,12 @@ std::string parts()
         .getFile();
 }
 
-/// A network behind the energy of a window, with two classes.
-std::string newDetector(const std::string& in_strKind, const std::string& in_strNetwork)
+/// A network behind the features of a window, with two classes.
+std::string newDetector(FeatureComputer* in_pComputer, const std::string& in_strKind,
+                        const std::string& in_strNetwork)
 {
     AudioFileDataGenerator::Config config;
-    config.m_pFeatureComputer = CloneableObjPtr<FeatureComputer>(new EnergyFeatureComputer);
+    config.m_pFeatureComputer = CloneableObjPtr<FeatureComputer>(in_pComputer);
     config.m_vClasses = {"A", "OTHER"};
     const CountedObjPtr<AudioFileDataGenerator> pGenerator(new AudioFileDataGenerator);
     pGenerator->configure(config);
@@ -198,6 +201,21 @@ std::string newDetector(const std::string& in_strKind, const std::string& in_str
     return pDetector == nullptr ? strReason : pDetector->describe().m_strText;
 }
 
+/// The energy, its deltas, those of windows before, and all of these normalised.
+FeatureComputer* newContext()
+{
+    auto* pDeltas = new DeltaFeatureComputer;
+    auto* pSpliced = new SpliceFeatureComputer;
+    auto* pNormalised = new NormalisationFeatureComputer;
+    auto* pSequence = new FeatureComputerSequence;
+    pDeltas->setComputer(new EnergyFeatureComputer);
+    pSpliced->setComputer(pDeltas);
+    pNormalised->setComputer(pSpliced);
+    pSequence->add(pNormalised);
+    pSequence->add(new EnergyFeatureComputer);
+    return pSequence;
+}
+
 bool saveDetectors(const std::filesystem::path& in_folder)
 {
     using Writer = Testing::OnnxWriter;
@@ -210,10 +228,17 @@ bool saveDetectors(const std::filesystem::path& in_folder)
                                     .output("y")
                                     .output("h_next")
                                     .getFile();
-    const std::unique_ptr<FannNetwork> pFann(
-        FannNetwork::newLayered({1, 2}, FannNetwork::Output::SIGMOID, 1));
-    return save(in_folder / "fann", newDetector(DetectorContent::FANN, pFann->getText())) &&
-           save(in_folder / "onnx", newDetector(DetectorContent::ONNX, toBase64(strOnnx)));
+    const auto newFann = [](unsigned int in_uiInputs)
+    {
+        const std::unique_ptr<FannNetwork> pNetwork(
+            FannNetwork::newLayered({in_uiInputs, 2}, FannNetwork::Output::SIGMOID, 1));
+        return pNetwork->getText();
+    };
+    return save(in_folder / "fann",
+                newDetector(new EnergyFeatureComputer, DetectorContent::FANN, newFann(1))) &&
+           save(in_folder / "context", newDetector(newContext(), DetectorContent::FANN, newFann(11))) &&
+           save(in_folder / "onnx",
+                newDetector(new EnergyFeatureComputer, DetectorContent::ONNX, toBase64(strOnnx)));
 }
 
 bool saveOnnx(const std::filesystem::path& in_folder)
