@@ -171,7 +171,7 @@ bool ClassifyApplication::takeRawOptions(const variables_map& in_map)
         if (in_map.count(option) != 0)
             m_strRawOption = option;
     if (m_strInput != STANDARD_INPUT)
-        return acceptRecording();
+        return acceptRecording() || refuseCommand();
     if (in_map.count(RATE_OPTION) != 0)
         m_uiRate = static_cast<std::uint32_t>(
             getCount(in_map, RATE_OPTION, 1, std::numeric_limits<std::uint32_t>::max()));

@@ -274,7 +274,7 @@ TEST_F(MlClassifyTest, WhatIsWrongIsSaidAndFails)
         {"P --script sums --result-variable-name other a.wav", "Failed to retrieve variable named 'other'"},
         {"P --script sums none.wav", "none.wav"},
         {"P --script sums a.raw", "a.raw"},
-        {"P --script sums a.wav --rate 1000", "Option --rate is for raw samples"},
+        {"P --script sums a.wav --rate 1000", "Option --rate is for raw samples", 2},
         {"P --script sums - --rate 0 <a.raw", "'0' is no number", 2},
         {"P --script sums - --encoding s17 <a.raw", "there is no \"s17\", only s16", 2},
         {"head -c 5 a.raw | P --script sums -", "The samples end within a sample: 1 of 2 bytes"},
