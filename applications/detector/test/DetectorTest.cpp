@@ -21,6 +21,7 @@ using namespace Vexalor::MachineLearning;
 using Testing::CommandResult;
 using testing::HasSubstr;
 using Testing::LogCapture;
+using testing::Not;
 using Testing::OnnxWriter;
 using Testing::readFile;
 using testing::StartsWith;
@@ -278,18 +279,17 @@ TEST_F(DetectorTest, GivesTheSameBitsOnOneOfSeveralChannels)
 // What was decided is no error of the detector once it is the label.
 TEST_F(DetectorTest, DecisionsComeBackAsLabels)
 {
-    for (const std::string strName : {"fann.detector", "state.detector"})
+    const std::string strName = "fann.detector";
+    s_pFolder->write("imported.wav", newRecording(1));
+    expectDone("ml-classify", {"--detector", strName, "--labels", "direct.wav", "a.wav"});
+    expectDone("ml-classify", {"--detector", strName, "--labels", "a.csv", "a.wav"});
+    expectDone("ml-annotate", {"import", "imported.wav", "a.csv"});
+    for (const char* file : {"direct.wav", "imported.wav"})
     {
-        expectDone("ml-classify", {"--detector", strName, "--labels", "direct.wav", "--force", "a.wav"});
-        s_pFolder->write("imported.wav", newRecording(1));
-        expectDone("ml-classify", {"--detector", strName, "--labels", "a.csv", "a.wav"});
-        expectDone("ml-annotate", {"import", "imported.wav", "a.csv", "--force"});
-        for (const char* file : {"direct.wav", "imported.wav"})
-        {
-            const CommandResult result =
-                expectDone("ml-tester", {"--detector", strName, "--data-gen-filename", file});
-            EXPECT_THAT(result.m_strOut, HasSubstr("classification-error = 0 ")) << strName;
-        }
+        const CommandResult result =
+            expectDone("ml-tester", {"--detector", strName, "--data-gen-filename", file});
+        EXPECT_THAT(result.m_strOut, HasSubstr("classification-error = 0/248 "));
+        EXPECT_THAT(result.m_strOut, Not(HasSubstr(" = 248/248 "))) << "of both classes";
     }
 }
 

@@ -316,7 +316,7 @@ TEST_F(MlAnnotateTest, BadLabelsChangeNothing)
         {"0\tnan\tx\n", "line 1: \"nan\" is no stop time in seconds"},
         {"1\t0.5\tx\n", "line 1: it stops before its start"},
         {"-1\t0.5\tx\n", "line 1: it starts before the recording"},
-        {"0.5\t0.50001\tx\n", "annotation \"x\" at 0.500000 s does not stop after its start"},
+        {"0.5\t0.50001\tx\n", "annotation \"x\" at 0.5 s does not stop after its start"},
         {"0\t1e9\tx\n", "time 1000000000 s lies outside what a WAV file can mark"},
     };
     for (const auto& [text, message] : cases)
