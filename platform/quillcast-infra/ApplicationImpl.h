@@ -53,8 +53,8 @@ public:
     static double getReal(const variables_map& in_map, const char* in_option, double in_dMin, double in_dMax);
     /// True when the value is not a default.
     static bool isGiven(const variables_map& in_map, const char* in_option);
-    /// Throws CommandLineError when one of the options was given and none of the needed ones, without which it
-    /// would have no effect.
+    /// Throws CommandLineError when one of the options was given and none of the needed ones, without which
+    /// it would have no effect.
     static void checkNeeds(const variables_map& in_map, std::initializer_list<const char*> in_options,
                            std::initializer_list<const char*> in_needed);
 
