@@ -120,7 +120,7 @@ class Page:
         os.mkdir(home)
         script = write_script(self.steps, self.folder)
         environment = {"PATH": "/usr/bin:/bin", "HOME": home, "LC_ALL": "C.UTF-8", "PYTHONDONTWRITEBYTECODE": "1"}
-        return subprocess.run(["bash", "-c", script], cwd=self.make_tree(), env=environment, timeout=280,
+        return subprocess.run(["bash", "-c", script], cwd=self.make_tree(), env=environment, timeout=500,
                               stdin=subprocess.DEVNULL, check=False).returncode
 
     def printed(self, number):
