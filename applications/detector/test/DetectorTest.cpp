@@ -56,6 +56,13 @@ std::string newRecording(int in_iSeed)
     return Testing::annotatedWav(RATE, newSamples(in_iSeed), {{4000, 8000, "TONE"}, {12000, 16000, "TONE"}});
 }
 
+/// Chunks of one annotation, for recordings that no test of targets is about.
+std::string newLabel()
+{
+    using Testing::Wav::cue, Testing::Wav::adtl, Testing::Wav::labl, Testing::Wav::ltxt;
+    return cue({{1, 400}}) + adtl(labl(1, "TONE") + ltxt(1, 800));
+}
+
 /// A network of 10 inputs and 2 outputs, which with a state depend on all earlier inputs.
 std::string newOnnx(bool in_bState)
 {
@@ -230,7 +237,6 @@ TEST_F(DetectorTest, GivesTheSameBitsThroughEveryEncoding)
     } ENCODINGS[] = {{"u8", 1, 8},   {"s16", 1, 16}, {"s24", 1, 24}, {"s32", 1, 32},
                      {"f32", 3, 32}, {"f64", 3, 64}, {"alaw", 6, 8}, {"mulaw", 7, 8}};
     const std::vector<int> vSamples = newSamples(3);
-    const std::string strLabels = Wav::cue({{1, 400}}) + Wav::adtl(Wav::labl(1, "TONE") + Wav::ltxt(1, 800));
     for (const auto& encoding : ENCODINGS)
     {
         std::string strBytes;
@@ -247,7 +253,7 @@ TEST_F(DetectorTest, GivesTheSameBitsThroughEveryEncoding)
                 strBytes.append(reinterpret_cast<const char*>(&dSample), sizeof dSample);
         }
         const std::string strWav = Wav::riff(Wav::fmt(RATE, 1, encoding.m_uiBits, encoding.m_uiTag) +
-                                             strLabels + Wav::chunk("data", strBytes));
+                                             newLabel() + Wav::chunk("data", strBytes));
         s_pFolder->write("coded.wav", strWav);
         s_pFolder->write("coded.raw", strBytes);
         const Decisions expected =
@@ -265,7 +271,7 @@ TEST_F(DetectorTest, GivesTheSameBitsOnOneOfSeveralChannels)
     std::vector<int> vBoth;
     for (const int iSample : newSamples(1))
         vBoth.insert(vBoth.end(), {-iSample, iSample, 99});
-    s_pFolder->write("three.wav", Wav::riff(Wav::fmt(RATE, 3) + Wav::data(vBoth)));
+    s_pFolder->write("three.wav", Wav::riff(Wav::fmt(RATE, 3) + newLabel() + Wav::data(vBoth)));
     write("second.xml",
           {"--channel", "1", "--feature", "log-mel", "--bands", "10", "--classes", "TONE,OTHER"}, {});
     expectDone("ml-train", {"--data-gen-config", "second.xml", "--import", "state.onnx", "--detector",
