@@ -3,11 +3,6 @@
 #include <filesystem>
 #include <string>
 
-namespace Vexalor
-{
-class FileReplacer;
-}
-
 /// Files that the module writes: they take their name when they are complete, and neither a recording nor an
 /// input is overwritten by mistake.
 namespace Vexalor::Python
@@ -15,8 +10,6 @@ namespace Vexalor::Python
 
 /// False, with the reason logged, when the file exists and is to stay as it is.
 bool mayWrite(const std::filesystem::path& in_file, bool in_bForced, const std::string& in_strInput = {});
-/// in_bDone, with the reason logged when it is false.
-bool reportFile(const FileReplacer& in_file, bool in_bDone);
 /// Writes a whole file. False with the reason logged.
 bool writeFile(const std::filesystem::path& in_file, bool in_bForced, const std::string& in_strText);
 

@@ -4,6 +4,7 @@
 #include "MLVectorFileDataGenerator.h"
 #include "Module.h"
 #include "Output.h"
+#include "common/OutputFile.h"
 #include "quillcast-core/FileReplacer.h"
 
 #include <algorithm>
@@ -52,7 +53,7 @@ public:
         require(
             [&]
             {
-                return mayWrite(in_file, in_bForced) && reportFile(m_file, m_file.openNameOnly()) &&
+                return mayWrite(in_file, in_bForced) && reportOutput(m_file, m_file.openNameOnly()) &&
                        m_pWriter->open(m_file.getTemporaryPath().c_str());
             },
             "the file cannot be written");
@@ -86,7 +87,7 @@ public:
         const Exclusive use(m_bUsed);
         const std::unique_ptr<FileDataWriter> pWriter = std::move(m_pWriter);
         if (pWriter != nullptr)
-            require([&] { return pWriter->close() && reportFile(m_file, m_file.commit()); },
+            require([&] { return pWriter->close() && reportOutput(m_file, m_file.commit()); },
                     "the file could not be written");
     }
 
