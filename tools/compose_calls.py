@@ -9,6 +9,9 @@ VOICE, OTHER (call tones) and SILENCE cover the call without gap or overlap.
 VOICE comes from the energy of the clean prompt and the place where it was put, so it stays true under noise. The
 ratio is measured over the VOICE samples of the call: power of the clean speech over power of the noise added there.
 
+--speed plays the prompts of each call faster or slower, as one speed, so that few speakers sound like many: pitch and
+formants move together.
+
 Calls can be made harder, as telephones deliver them: more kinds of noise, other things to hear than voice and call tones,
 hum, rumble, clicks, rooms, the band of a line, levels and codecs (tools/telephone_line.py), each by an option of its own;
 --telephone is all of them. Where an option is a share, so many of the calls have it.
@@ -19,6 +22,7 @@ calls are adaptations of the prompts and stay under their licences). The same op
 
 import argparse
 import array
+import copy
 import glob
 import math
 import operator
@@ -116,6 +120,15 @@ class Prompt:
         if sys.byteorder == "big":
             self.samples.byteswap()
         self.voice = speech_intervals(self.samples)
+
+    def at_speed(self, speed):
+        """This prompt by another speaker: faster and higher, or slower and lower."""
+        other = copy.copy(self)
+        count = round(len(self.samples) / speed)
+        spectrum = numpy.fft.rfft(numpy.asarray(self.samples, dtype=float))[:count // 2 + 1]
+        other.samples = (numpy.fft.irfft(spectrum, count) * (count / len(self.samples))).tolist()
+        other.voice = speech_intervals(other.samples)
+        return other
 
 
 def speech_intervals(samples):
@@ -303,12 +316,16 @@ def compose(random, noises, prompts, seconds, snr, options):
     if snr is not None:
         call.noise = "%g dB %s" % (snr, kind)
     gain = 10.0 ** (random.uniform(-12.0, -3.0) / 20.0)
+    speed = random.uniform(*options.speed) if options.speed else None
     call.add_pause(random.uniform(0.3, 1.0))
     while len(call.samples) < seconds * RATE or not call.intervals:
         if random.below(6) == 0:
             add_call_tone(random, call, options.other)
         prompt = random.pick(prompts)
-        call.add_prompt(prompt, gain, prompt.path)
+        if speed:
+            call.add_prompt(prompt.at_speed(speed), gain, "%s at speed %.3f" % (prompt.path, speed))
+        else:
+            call.add_prompt(prompt, gain, prompt.path)
         # Short pauses inside what one speaker says, long ones between turns.
         call.add_pause(random.uniform(0.1, 0.6) if random.below(3) else random.uniform(0.8, 3.0))
     if options.line:
@@ -409,6 +426,17 @@ def set_line(options):
     options.line = options.level != "" or options.codec != ["pcm"] or any(getattr(options, name) for name in SHARES)
 
 
+def parse_speed(text):
+    """Two speeds, or None for prompts as they were recorded."""
+    if text is None:
+        return None
+    low, _, high = text.partition(",")
+    speed = parse_number("speed", low), parse_number("speed", high or low)
+    if not 0.5 <= speed[0] <= speed[1] <= 2.0:
+        raise ValueError("--speed wants two numbers from 0.5 to 2, the lower one first")
+    return speed
+
+
 def parse_snr(text):
     """A ratio in dB, None for clean; argparse reports the error."""
     if text == "clean":
@@ -440,6 +468,8 @@ def parse_options(arguments):
     parser.add_argument("--telephone", action="store_true",
                         help="all of these, where they are not given: %s" % " ".join(
                             "--%s %s" % pair for pair in TELEPHONE.items()))
+    parser.add_argument("--speed", metavar="LOW,HIGH",
+                        help="speed at which the prompts of a call are played, one a call (default: as recorded)")
     parser.add_argument("--without", default="", metavar="NAMES", help="names of prompts that are left out")
     parser.add_argument("--seed", type=int, default=1)
     parser.add_argument("--sounds", default=SOUNDS, help="where the prompts are (default: %(default)s)")
@@ -448,6 +478,7 @@ def parse_options(arguments):
     options.without = set(options.without.split(","))
     try:
         set_line(options)
+        options.speed = parse_speed(options.speed)
         snrs = [parse_snr(text) for text in options.snr.split(",")]
     except ValueError as error:
         parser.error(str(error))

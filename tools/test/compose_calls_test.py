@@ -7,6 +7,7 @@ import filecmp
 import io
 import math
 import os
+import re
 import sys
 import tempfile
 import unittest
@@ -161,6 +162,28 @@ class Composing(unittest.TestCase):
                 self.assertNotEqual(read_wav(os.path.join(out, "call_en_01.wav")),
                                     read_wav(os.path.join(plain, "call_en_01.wav")))
 
+    def test_speed_moves_pitch_and_labels(self):
+        path = os.path.join(self.folder, "sounds", "en_XX_f_Nobody", "one.wav")
+        time = numpy.arange(2 * RATE) / RATE
+        buzz = numpy.rint(9000.0 * numpy.sin(2.0 * numpy.pi * 1000.0 * time) * ((time >= 0.5) & (time < 1.5))).astype("<i2")
+        with wave.open(path, "wb") as out:
+            out.setparams((1, 2, RATE, 0, "NONE", ""))
+            out.writeframes(buzz.tobytes())
+        for speed in (0.8, 1.25):
+            prompt = compose_calls.Prompt(path).at_speed(speed)
+            self.assertEqual(len(prompt.samples), round(2 * RATE / speed))
+            spectrum = numpy.abs(numpy.fft.rfft(prompt.samples))
+            self.assertAlmostEqual(spectrum.argmax() * RATE / len(prompt.samples), 1000.0 * speed, delta=1.0)
+            self.assertAlmostEqual(max(prompt.samples), 9000.0, delta=450.0)
+            # To a hop: the edges lie between hops now.
+            (start, stop), = prompt.voice
+            self.assertAlmostEqual(start / RATE, 0.5 / speed, delta=0.02)
+            self.assertAlmostEqual(stop / RATE, 1.5 / speed, delta=0.02)
+        out, status, _ = self.compose("speed", "--speed", "0.8,1.2", "--without", "two")
+        self.assertEqual(status, 0)
+        with open(os.path.join(out, "provenance.tsv"), encoding="utf-8") as lines:
+            self.assertEqual(len(set(re.findall(r"one\.wav at speed (0\.[89]\d\d|1\.[01]\d\d)\n", lines.read()))), 2)
+
     def test_level_is_the_peak_of_the_voice(self):
         out, _, _ = self.compose("level", "--snr", "clean", "--level", "-26")
         samples = read_wav(os.path.join(out, "call_en_01.wav"))
@@ -190,7 +213,8 @@ class Composing(unittest.TestCase):
             self.assertIn(message, errors)
         for options in (["--snr", "nan"], ["--snr", "x"], ["--calls", "0"], ["--minutes", "inf"], ["--noise", "fog"],
                         ["--other", "dtmf,goose"], ["--codec", "none"], ["--hum", "1.5"], ["--room", "nan"],
-                        ["--level", "3"], ["--level", "-3,-9"]):
+                        ["--level", "3"], ["--level", "-3,-9"], ["--speed", "3"],
+                        ["--speed", "1,0.9"], ["--speed", "x"]):
             with self.assertRaises(SystemExit), contextlib.redirect_stderr(io.StringIO()):
                 compose_calls.parse_options(["compose_calls.py", "--out", self.folder] + options)
 
