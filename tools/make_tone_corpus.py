@@ -13,6 +13,7 @@ and corpus.lst, the recordings, a name a line. A tone is heard from its first sa
     dtmf_*      dialled digits: two tones of the same times, with or without a label for both
     noise_*     tones of every kind under white or room noise, down to 0 dB
     silence     nothing
+    dialled_*   with --dialled: digits dialled at random, at levels, twists, offsets and under noise as lines have them
 
 The same options give the same bytes.
 """
@@ -156,7 +157,24 @@ def noisy(random, kind, snr):
     return recording
 
 
-def make_corpus(seed, crowds):
+def dialled(random):
+    """Digits as lines deliver them: the louder tone of each at -32 to -6 dBFS, the other up to 6 dB below it, their
+    frequencies off by up to 1.5 %, and every other recording under noise."""
+    recording, at = Recording(6), RATE // 10
+    level, twist = 10.0 ** (random.uniform(-32.0, -6.0) / 20.0), 10.0 ** (random.uniform(-6.0, 6.0) / 20.0)
+    row_level, column_level = level * min(1.0, twist), level * min(1.0, 1.0 / twist)
+    while at + RATE // 5 < len(recording.samples):
+        index, length = random.below(16), int(random.uniform(0.045, 0.2) * RATE)
+        skew = random.uniform(0.985, 1.015)
+        recording.add(at, at + length, "DTMF:" + DIGITS[index], (skew * compose_calls.DTMF_ROWS[index // 4],), row_level)
+        recording.add(at, at + length, None, (skew * compose_calls.DTMF_COLUMNS[index % 4],), column_level)
+        at += length + int(random.uniform(0.045, 0.4) * RATE)
+    if random.below(2):
+        recording.add_noise_at(random, random.pick(("white", "room")), random.uniform(8.0, 35.0))
+    return recording
+
+
+def make_corpus(seed, crowds, dialled_calls):
     """Name and recording, in the order of the list."""
     random = Random(seed)
     yield "single_1", single(random)
@@ -176,6 +194,8 @@ def make_corpus(seed, crowds):
         for snr in (30, 20, 10, 0):
             yield "noise_%s_%02ddb" % (kind, snr), noisy(random, kind, snr)
     yield "silence", Recording(1)
+    for number in range(dialled_calls):
+        yield "dialled_%03d" % (number + 1), dialled(random)
 
 
 def main(arguments):
@@ -183,11 +203,12 @@ def main(arguments):
     parser.add_argument("--out", required=True, help="folder to write to; created")
     parser.add_argument("--seed", type=int, default=1)
     parser.add_argument("--crowds", type=int, default=12, help="recordings of many tones (default: 12)")
+    parser.add_argument("--dialled", type=int, default=0, help="recordings of digits dialled at random (default: 0)")
     options = parser.parse_args(arguments[1:])
     names, seconds = [], 0.0
     try:
         os.makedirs(options.out, exist_ok=True)
-        for name, recording in make_corpus(options.seed, options.crowds):
+        for name, recording in make_corpus(options.seed, options.crowds, options.dialled):
             compose_calls.write_call(options.out, name, recording)
             names.append(name + ".wav")
             seconds += len(recording.samples) / RATE

@@ -35,14 +35,22 @@ class SampleJob(unittest.TestCase):
         first = self.run_job()
         self.assertEqual(first.returncode, 0, first.stdout + first.stderr)
         rates = re.findall(r"^classification-error = \d+/\d+ \((\d+\.\d+)%\)$", first.stdout, re.MULTILINE)
-        counts = re.findall(r"^Number of patterns of class \d = \d+/\d+ \((\d+\.\d+)%\)$", first.stdout, re.MULTILINE)
-        # The list of calls to test on and its only call: the same report. Then the script.
-        self.assertEqual(len(counts), 6, first.stdout)
+        counts = re.findall(r"^Number of patterns of class \d+ = \d+/\d+ \((\d+\.\d+)%\)$", first.stdout, re.MULTILINE)
+        # The list of calls to test on and its only call: the same report. Then the script, then the 17 classes of the digits.
+        self.assertEqual(len(counts), 6 + 17, first.stdout)
         self.assertEqual(counts[:2], counts[2:4])
         self.assertRegex(first.stdout, r"14 file\(s\) listed, 14 used, 0 skipped\. Patterns: \d+ ")
         # Guessing the more frequent class would be wrong as often as the other occurs.
-        for rate in rates:
-            self.assertLess(float(rate), min(map(float, counts)) / 2, first.stdout)
+        self.assertEqual(len(rates), 4)
+        for rate in rates[:3]:
+            self.assertLess(float(rate), min(map(float, counts[:6])) / 2, first.stdout)
+        # All but one window in eight are of no digit.
+        self.assertLess(float(rates[3]), 5.0, first.stdout)
+        # The first spans beside the true ones: digits are found, each as what it is.
+        pairs = re.findall(r"(DTMF:[^*]) +[\d.]+ +[\d.]+  (DTMF:[^*\\])", first.stdout)
+        self.assertGreater(len(pairs), 8, first.stdout)
+        self.assertLess(sum(true != decided for true, decided in pairs), 2, first.stdout)
+        self.assertRegex(first.stdout, r"(?m)^ +[\d.]+ +[\d.]+  VOICE +[\d.]+ +[\d.]+  VOICE")
         self.assertRegex(first.stdout, r"Number of false positive = \d")
         self.assertNotIn("run before", first.stdout)
         again = self.run_job()
