@@ -1,7 +1,7 @@
 #include "common/SetWatch.h"
 
 #include "MLDataGeneratorFactory.h"
-#include "MLFileSetDataGenerator.h"
+#include "MLScalingDataGenerator.h"
 #include "common/PatternProgress.h"
 #include "quillcast-core/ConsoleLog.h"
 #include "quillcast-core/Logger.h"
@@ -69,9 +69,66 @@ SetWatch::prepareDataGenerator(const CountedObjPtr<DataGenerator>& in_pGenerator
     };
     if (pSet != nullptr)
         pSet->setFileWatcher(show);
-    if (!MachineLearning::prepareDataGenerator(*m_pGenerator, in_inputFile, in_entityToReset))
+    if (!takeFile(in_inputFile, in_entityToReset))
         return {};
-    return wrapDataGenerator(m_pGenerator, in_entityToReset, in_bInMemory, in_scalingConfigFile);
+    const CountedObjPtr<DataGenerator> pWrapped =
+        wrapDataGenerator(m_pGenerator, in_entityToReset, in_bInMemory, in_scalingConfigFile);
+    return !m_shard || pWrapped.isNull() || acceptScaling(*pWrapped) ? pWrapped
+                                                                     : CountedObjPtr<DataGenerator>();
+}
+
+bool SetWatch::acceptScaling(const DataGenerator& in_generator)
+{
+    QC_TRACE("SetWatch::acceptScaling");
+    const auto* pScaling = dynamic_cast<const ScalingDataGenerator*>(&in_generator);
+    if (pScaling == nullptr || !pScaling->getConfig().m_bLearnScalingParameters)
+        return true;
+    QC_ERROR("The scaling would be learnt from the share alone: learn it before, from all recordings, with "
+             "ml-config learn-scaling");
+    return false;
+}
+
+bool SetWatch::takeFile(const char* in_inputFile, const Handle<Resettable, ReferenceCount>& in_entityToReset)
+{
+    if (!m_shard)
+        return MachineLearning::prepareDataGenerator(*m_pGenerator, in_inputFile, in_entityToReset);
+    return takeShare(in_inputFile) && handOverEntity(*m_pGenerator, in_entityToReset);
+}
+
+bool SetWatch::takeShare(const char* in_inputFile)
+{
+    auto* pSet = dynamic_cast<FileSetDataGeneratorImpl*>(m_pGenerator.get());
+    if (pSet == nullptr)
+    {
+        QC_ERROR("There are no shares of " << in_inputFile << ": only lists of recordings are shared out");
+        return false;
+    }
+    if (!m_part.read(in_inputFile))
+        return false;
+    const std::vector<std::uint64_t> vSizes = getFileSizes(m_part.m_vFilenames);
+    m_listDigest = {};
+    m_listDigest.addList(m_part.m_vFilenames, vSizes);
+    m_part.m_classes = pSet->findClasses(m_part.m_vFilenames);
+    const auto [uiFirst, uiEnd] = findShare(vSizes, *m_shard);
+    const auto itFirst = m_part.m_vFilenames.begin();
+    m_part.m_vFilenames = StringVector(itFirst + static_cast<std::ptrdiff_t>(uiFirst),
+                                       itFirst + static_cast<std::ptrdiff_t>(uiEnd));
+    m_part.m_place =
+        m_shard->m_uiNumber == 1 ? RecordingList::Place::FIRST_PART : RecordingList::Place::LATER_PART;
+    return gotoPass(0);
+}
+
+bool SetWatch::gotoPass(std::size_t in_uiPass)
+{
+    QC_TRACE("SetWatch::gotoPass");
+    m_part.m_pass = in_uiPass;
+    return dynamic_cast<FileSetDataGeneratorImpl&>(*m_pGenerator).setRecordings(m_part);
+}
+
+std::size_t SetWatch::getNbPasses() const
+{
+    const auto* pSet = dynamic_cast<const FileSetDataGeneratorImpl*>(m_pGenerator.get());
+    return pSet == nullptr ? 1 : pSet->getNbPasses();
 }
 
 void SetWatch::countPattern()
@@ -96,6 +153,12 @@ void SetWatch::closeSet()
         pSet->setFileWatcher({});
     }
     m_pGenerator = {};
+}
+
+void SetWatch::addCounts(std::size_t in_uiListed, std::size_t in_uiSkipped)
+{
+    m_uiListed += in_uiListed;
+    m_uiSkipped += in_uiSkipped;
 }
 
 bool SetWatch::accept() const

@@ -1,7 +1,8 @@
 #pragma once
 
-#include "MLDataGenerator.h"
+#include "MLFileSetDataGenerator.h"
 #include "common/Progress.h"
+#include "common/ShareFile.h"
 #include "quillcast-infra/ProgramOptions.h"
 
 #include <chrono>
@@ -33,6 +34,17 @@ public:
     CountedObjPtr<DataGenerator> newDataGenerator(const char* in_configFile, const char* in_inputFile,
                                                   const Handle<Resettable, ReferenceCount>& in_entityToReset,
                                                   bool in_bInMemory, const char* in_scalingConfigFile);
+    /// For newDataGenerator: of the list only this share is read. A scaling that is learnt from what is read
+    /// is refused then, as is a generator that reads no list.
+    void setShard(const Shard& in_shard) { m_shard = in_shard; }
+    /// False, with the reason logged, for a generator that would learn its scaling from the share.
+    static bool acceptScaling(const DataGenerator& in_generator);
+    /// How often the set passes over its recordings. A share is read in passes apart from each other: the
+    /// first one after newDataGenerator, the others after gotoPass.
+    std::size_t getNbPasses() const;
+    bool gotoPass(std::size_t in_uiPass);
+    /// All recordings of the list that a share belongs to, and their sizes.
+    const JobDigest& getListDigest() const { return m_listDigest; }
     /// In a pass, for each pattern: shows on a terminal how far it is.
     void countPattern();
     /// The same with a generator that is made already; null is handed on.
@@ -44,11 +56,21 @@ public:
     DataGenerator* getGenerator() { return m_pGenerator.get(); }
     /// Counts the recordings of the set that were skipped in the last pass, and lets go of it.
     void closeSet();
+    /// Counts recordings that were listed and skipped elsewhere.
+    void addCounts(std::size_t in_uiListed, std::size_t in_uiSkipped);
+    std::size_t getNbListed() const { return m_uiListed; }
+    std::size_t getNbSkipped() const { return m_uiSkipped; }
     /// False, logged at error level, when recordings were skipped and that is to be a failure.
     bool accept() const;
 
 private:
+    bool takeFile(const char* in_inputFile, const Handle<Resettable, ReferenceCount>& in_entityToReset);
+    bool takeShare(const char* in_inputFile);
+
     const char* m_program;
+    std::optional<Shard> m_shard;
+    RecordingList m_part; ///< that share
+    JobDigest m_listDigest;
     bool m_bStrict = false;
     std::optional<Progress> m_progress; ///< while patterns are read
     std::chrono::steady_clock::time_point m_start;

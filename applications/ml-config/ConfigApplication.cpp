@@ -63,11 +63,15 @@ ConfigApplication::ConfigApplication()
     registerGeneratorClasses();
     addWriteOptions(getOptions());
     addScalingOptions(getOptions());
+    m_shares.addOptions(getOptions());
     OverwriteGuard::addOption(getOptions(), "write over a recording or an input, too");
     setArguments("arguments", -1, "COMMAND FILE", DESCRIPTION);
     setExamples("ml-config write voice.xml --feature mfcc --classes VOICE,OTHER\n"
                 "ml-config learn-scaling scaling.xml --data-gen-config voice.xml \\\n"
                 "    --data-gen-filename call.wav\n"
+                "ml-config learn-scaling share.1 --shard 1/2 --data-gen-config set.xml \\\n"
+                "    --data-gen-filename calls.lst\n"
+                "ml-config learn-scaling scaling.xml --join share.1 share.2\n"
                 "ml-config explain voice.xml");
 }
 
@@ -89,10 +93,26 @@ bool ConfigApplication::processCmdlineVarsMap(const variables_map& in_map)
     }
     m_strFile = vArguments.back();
     m_guard.takeOption(in_map);
-    const std::string strFault = takeRequest(in_map);
+    std::string strFault = takeShares(in_map);
+    if (strFault.empty())
+        strFault = takeRequest(in_map);
     if (!strFault.empty())
         throw CommandLineError(strFault);
     return true;
+}
+
+/// What is wrong with them; empty if nothing is. How components are treated is said when shares are joined.
+std::string ConfigApplication::takeShares(const variables_map& in_map)
+{
+    static constexpr const char* OF_JOIN[] = {"inputs", "targets", "interval"};
+    static constexpr const char* OF_SHARE[] = {"data-gen-config", "data-gen-filename"};
+    m_shares.takeOptions(in_map);
+    const bool bShares = m_shares.getShard() || m_shares.isJoin();
+    if (bShares && m_strCommand != LEARN)
+        return std::string("options '--shard' and '--join' are for ") + LEARN;
+    if (m_shares.getShard() && m_strFile == STANDARD_OUTPUT)
+        return "a share is left in a file";
+    return m_shares.findMisplaced(in_map, OF_JOIN, OF_SHARE);
 }
 
 /// What is wrong with it; empty if nothing is.
@@ -107,7 +127,7 @@ std::string ConfigApplication::takeRequest(const variables_map& in_map)
         return strFault;
     keepStandardOutputClear(in_map);
     if (m_strCommand == LEARN)
-        return takeScalingRequest(in_map, m_scalingRequest);
+        return takeScalingRequest(in_map, m_shares.isJoin(), m_scalingRequest);
     takeGenerator(in_map);
     takeClasses(in_map);
     return {};
@@ -213,8 +233,10 @@ void ConfigApplication::takeClasses(const variables_map& in_map)
 /// Asked before the work, not after it.
 bool ConfigApplication::mayWrite()
 {
-    for (const StringVector& vInputs :
-         {m_request.m_vLibraries, m_scalingRequest.m_vInputFiles, {m_scalingRequest.m_strConfigFile}})
+    for (const StringVector& vInputs : {m_request.m_vLibraries,
+                                        m_scalingRequest.m_vInputFiles,
+                                        m_shares.getJoined(),
+                                        {m_scalingRequest.m_strConfigFile}})
         for (const std::string& strInput : vInputs)
             m_guard.addInput(strInput);
     return m_strFile == STANDARD_OUTPUT || m_guard.allows(m_strFile);
@@ -227,8 +249,15 @@ bool ConfigApplication::run_i()
         return explainConfiguration(m_strFile);
     if (!mayWrite())
         return false;
-    return m_strCommand == WRITE ? writeConfiguration(m_request, m_strFile)
-                                 : learnScaling(m_scalingRequest, m_strFile);
+    return m_strCommand == WRITE ? writeConfiguration(m_request, m_strFile) : learn();
+}
+
+bool ConfigApplication::learn() const
+{
+    if (m_shares.isJoin())
+        return joinScaling(m_scalingRequest, m_shares.getJoined(), m_strFile);
+    return m_shares.getShard() ? learnScalingShare(m_scalingRequest, *m_shares.getShard(), m_strFile)
+                               : learnScaling(m_scalingRequest, m_strFile);
 }
 
 } // namespace Vexalor::MachineLearning

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "common/OverwriteGuard.h"
+#include "common/ShareOptions.h"
 #include "ml-config/GeneratorKinds.h"
 #include "ml-config/ScalingLearner.h"
 #include "quillcast-infra/ApplicationImpl.h"
@@ -27,12 +28,15 @@ private:
     StringVector takeValue(const variables_map& in_map, const std::string& in_strOption) const;
     void takeGenerator(const variables_map& in_map);
     void takeClasses(const variables_map& in_map);
+    std::string takeShares(const variables_map& in_map);
+    bool learn() const;
     bool mayWrite();
 
     std::string m_strCommand;
     std::string m_strFile;
     GeneratorRequest m_request;
     ScalingRequest m_scalingRequest;
+    ShareOptions m_shares{false};
     OverwriteGuard m_guard;
 };
 

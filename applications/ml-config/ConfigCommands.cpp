@@ -17,6 +17,9 @@ namespace
 
 constinit Logger s_logger("quillcast.app.Config");
 
+/// In the files of shares.
+constexpr const char* PROGRAM = "ml-config learn-scaling";
+
 /// Tries the generator and writes its configuration, with a comment. Warns of what is probably not meant.
 bool write(const GeneratorFile& in_made, const std::string& in_strFile)
 {
@@ -82,6 +85,50 @@ bool learnScaling(const ScalingRequest& in_request, const std::string& in_strFil
 {
     QC_TRACE("MachineLearning::learnScaling");
     const GeneratorFile made{{}, newLearntScaling(in_request)};
+    return !made.m_pGenerator.isNull() && write(made, in_strFile);
+}
+
+bool learnScalingShare(const ScalingRequest& in_request, const Shard& in_shard, const std::string& in_strFile)
+{
+    QC_TRACE("MachineLearning::learnScalingShare");
+    // Each recording is a set of its own, whose summary is none of the share.
+    Logger::setLevel("quillcast.ml.generator.FileSetDataGenerator.summary", LogLevel::WARN);
+    ScalingShare share;
+    JobDigest job;
+    job.addFile(in_request.m_strConfigFile);
+    if (!sumUpShare(in_request, in_shard, share, job))
+        return false;
+    ByteWriter content;
+    content(share);
+    if (!replaceFile(in_strFile, ShareFile{PROGRAM, job.get(), in_shard, content.getBytes(), {}}.toBytes()))
+        return false;
+    QC_INFO("Share " << in_shard.toText() << " of the scaling left in " << in_strFile << ": "
+                     << countOf(share.m_vRecordings.size(), "recording"));
+    return true;
+}
+
+bool joinScaling(const ScalingRequest& in_request, const StringVector& in_vShares,
+                 const std::string& in_strFile)
+{
+    QC_TRACE("MachineLearning::joinScaling");
+    std::vector<ShareFile> vShares;
+    if (!readShares(PROGRAM, in_vShares, vShares))
+        return false;
+    ScalingShare all;
+    for (const ShareFile& file : vShares)
+    {
+        ScalingShare share;
+        ByteReader reader(file.m_strContent);
+        reader(share);
+        if (!reader.isAtEnd())
+        {
+            QC_ERROR("Share " << file.m_shard.toText() << " makes no sense");
+            return false;
+        }
+        std::move(share.m_vRecordings.begin(), share.m_vRecordings.end(),
+                  std::back_inserter(all.m_vRecordings));
+    }
+    const GeneratorFile made{{}, newJoinedScaling(in_request, all)};
     return !made.m_pGenerator.isNull() && write(made, in_strFile);
 }
 

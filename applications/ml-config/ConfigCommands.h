@@ -19,6 +19,12 @@ bool writeConfiguration(const GeneratorRequest& in_request, const std::string& i
 /// off.
 bool learnScaling(const ScalingRequest& in_request, const std::string& in_strFile);
 
+/// The same in shares, doc/shares.md: sums up one of them into a file, and learns from the files of all.
+bool learnScalingShare(const ScalingRequest& in_request, const Shard& in_shard,
+                       const std::string& in_strFile);
+bool joinScaling(const ScalingRequest& in_request, const StringVector& in_vShares,
+                 const std::string& in_strFile);
+
 /// Prints what a configuration says. False, with the reason logged, when it cannot be loaded or its generator
 /// cannot make patterns; throws like loadDataGeneratorFromStream.
 bool explainConfiguration(const std::string& in_strFile);

@@ -1,6 +1,7 @@
 #include "ml-config/ScalingLearner.h"
 
 #include "MLDataGeneratorFactory.h"
+#include "MLFileSetDataGenerator.h"
 #include "MLScalingDataGenerator.h"
 #include "ml-config/JoinedDataGenerator.h"
 #include "quillcast-core/Logger.h"
@@ -74,6 +75,69 @@ TrainingParam makeParam(const std::string& in_strKind, const ScalingRequest& in_
     return param;
 }
 
+/// For patterns of these sizes.
+VectorScalingTrainer::Config makeTraining(const ScalingRequest& in_request, std::size_t in_uiInputs,
+                                          std::size_t in_uiTargets)
+{
+    VectorScalingTrainer::Config config;
+    config.m_vTrainingParam.assign(in_uiInputs, makeParam(in_request.m_strInputs, in_request));
+    config.m_vTrainingParam.resize(in_uiInputs + in_uiTargets,
+                                   makeParam(in_request.m_strTargets, in_request));
+    return config;
+}
+
+/// With learning off.
+CountedObjPtr<DataGenerator> newScaling(ScalingDataGenerator::Config in_config,
+                                        const VectorScaler::Config& in_scaling)
+{
+    in_config.m_bLearnScalingParameters = false;
+    in_config.m_scalerConfig = in_scaling;
+    const CountedObjPtr<ScalingDataGenerator> pScaling(new ScalingDataGenerator);
+    return pScaling->configure(in_config) ? pScaling : CountedObjPtr<ScalingDataGenerator>();
+}
+
+/// A recording, and the list that it is of.
+struct ListedRecording
+{
+    const RecordingList* m_pList;
+    const std::string* m_pFilename;
+};
+
+/// The lists of all input files, with the classes that each of them annotates. False, with the reason logged,
+/// when one cannot be read.
+bool readLists(const StringVector& in_vFiles, const FileSetDataGeneratorImpl& in_set,
+               std::vector<RecordingList>& out_vLists)
+{
+    for (const std::string& strFile : in_vFiles)
+    {
+        RecordingList& list = out_vLists.emplace_back();
+        if (!list.read(strFile.c_str()))
+            return false;
+        list.m_classes = in_set.findClasses(list.m_vFilenames);
+        list.m_place = RecordingList::Place::LATER_PART; // which may have no recording that can be used
+    }
+    return true;
+}
+
+/// Those of the share.
+std::vector<ListedRecording> findRecordings(const std::vector<RecordingList>& in_vLists,
+                                            const Shard& in_shard, JobDigest& io_job)
+{
+    std::vector<ListedRecording> vAll;
+    std::vector<std::uint64_t> vSizes;
+    for (const RecordingList& list : in_vLists)
+    {
+        for (const std::string& strFilename : list.m_vFilenames)
+            vAll.push_back({&list, &strFilename});
+        const std::vector<std::uint64_t> vOfList = getFileSizes(list.m_vFilenames);
+        io_job.addList(list.m_vFilenames, vOfList);
+        vSizes.insert(vSizes.end(), vOfList.begin(), vOfList.end());
+    }
+    const auto [uiFirst, uiEnd] = findShare(vSizes, in_shard);
+    return {vAll.begin() + static_cast<std::ptrdiff_t>(uiFirst),
+            vAll.begin() + static_cast<std::ptrdiff_t>(uiEnd)};
+}
+
 } // namespace
 
 std::span<const TreatmentKind> getTreatmentKinds()
@@ -99,9 +163,7 @@ CountedObjPtr<DataGenerator> newLearntScaling(const ScalingRequest& in_request)
         return {};
     ScalingDataGenerator::Config config;
     config.m_bLearnScalingParameters = true;
-    auto& vParams = config.m_scalingTrainerConfig.m_vTrainingParam;
-    vParams.assign(uiInputs, makeParam(in_request.m_strInputs, in_request));
-    vParams.resize(uiInputs + uiTargets, makeParam(in_request.m_strTargets, in_request));
+    config.m_scalingTrainerConfig = makeTraining(in_request, uiInputs, uiTargets);
     const CountedObjPtr<ScalingDataGenerator> pScaling(new ScalingDataGenerator);
     pScaling->setDataGenerator(pSource);
     if (!pScaling->configure(config) || !pScaling->gotoStart())
@@ -114,10 +176,67 @@ CountedObjPtr<DataGenerator> newLearntScaling(const ScalingRequest& in_request)
         QC_ERROR("The data set stopped before its end");
         return {};
     }
-    config.m_bLearnScalingParameters = false;
-    config.m_scalerConfig = pScaling->getScalingParameters();
-    const CountedObjPtr<ScalingDataGenerator> pLearnt(new ScalingDataGenerator);
-    return pLearnt->configure(config) ? pLearnt : CountedObjPtr<ScalingDataGenerator>();
+    return newScaling(config, pScaling->getScalingParameters());
+}
+
+bool sumUpShare(const ScalingRequest& in_request, const Shard& in_shard, ScalingShare& out_share,
+                JobDigest& io_job)
+{
+    QC_TRACE("MachineLearning::sumUpShare");
+    const CountedObjPtr<DataGenerator> pGenerator = loadDataGenerator(in_request.m_strConfigFile.c_str());
+    if (pGenerator.isNull())
+        return false;
+    auto* pSet = dynamic_cast<FileSetDataGeneratorImpl*>(pGenerator.get());
+    if (pSet == nullptr)
+    {
+        QC_ERROR("There are no shares of what " << in_request.m_strConfigFile
+                                                << " reads: only lists of recordings are shared out");
+        return false;
+    }
+    std::vector<RecordingList> vLists;
+    if (!readLists(in_request.m_vInputFiles, *pSet, vLists))
+        return false;
+    VectorScalingTrainer trainer;
+    for (const ListedRecording& recording : findRecordings(vLists, in_shard, io_job))
+    {
+        RecordingList one = {recording.m_pList->m_strName,
+                             {*recording.m_pFilename},
+                             recording.m_pList->m_place,
+                             recording.m_pList->m_classes,
+                             {}};
+        pSet->setRecordings(one);
+        if (!trainer.sumUp(*pGenerator, out_share.m_vRecordings.emplace_back()))
+            return false;
+        if (!pGenerator->endedCleanly())
+        {
+            QC_ERROR("The data set stopped before its end, in " << *recording.m_pFilename);
+            return false;
+        }
+    }
+    return true;
+}
+
+CountedObjPtr<DataGenerator> newJoinedScaling(const ScalingRequest& in_request, const ScalingShare& in_all)
+{
+    QC_TRACE("MachineLearning::newJoinedScaling");
+    const auto itFirst =
+        std::find_if(in_all.m_vRecordings.begin(), in_all.m_vRecordings.end(),
+                     [](const VectorScalingTrainer::Sums& in_sums) { return in_sums.m_uiPatterns > 0; });
+    if (itFirst == in_all.m_vRecordings.end())
+    {
+        QC_ERROR("There is no pattern with a target to learn from");
+        return {};
+    }
+    ScalingDataGenerator::Config config;
+    config.m_scalingTrainerConfig =
+        makeTraining(in_request, itFirst->m_input.m_vSum.size(), itFirst->m_target.m_vSum.size());
+    VectorScalingTrainer trainer;
+    VectorScaler::Config scaling;
+    if (trainer.configure(config.m_scalingTrainerConfig) &&
+        trainer.computeScalingParam(in_all.m_vRecordings, scaling))
+        return newScaling(config, scaling);
+    QC_ERROR("The scaling could not be learnt");
+    return {};
 }
 
 } // namespace Vexalor::MachineLearning

@@ -1,10 +1,12 @@
 #pragma once
 
-#include "MLDataGenerator.h"
+#include "MLVectorScalingTrainer.h"
+#include "common/ShareFile.h"
 #include "quillcast-core/StringVector.h"
 
 #include <span>
 #include <string>
+#include <vector>
 
 namespace Vexalor::MachineLearning
 {
@@ -31,6 +33,27 @@ struct ScalingRequest
     double m_dMin = 0.0; ///< interval of min-max scaling
     double m_dMax = 1.0;
 };
+
+/// What the recordings of a share add up to, in their order.
+struct ScalingShare
+{
+    std::vector<VectorScalingTrainer::Sums> m_vRecordings;
+
+    template <class Self, class Bytes>
+    static void exchange(Self& io_self, Bytes& io_bytes)
+    {
+        io_bytes(io_self.m_vRecordings);
+    }
+};
+
+/// Reads a share of the recordings of all input files, which are lists; the digest takes in what all shares
+/// have in common. False, with the reason logged, when it cannot be read to its end; throws like
+/// loadDataGeneratorFromStream.
+bool sumUpShare(const ScalingRequest& in_request, const Shard& in_shard, ScalingShare& out_share,
+                JobDigest& io_job);
+
+/// The scaling of all shares, as newLearntScaling has it. What the request says of input is not looked at.
+CountedObjPtr<DataGenerator> newJoinedScaling(const ScalingRequest& in_request, const ScalingShare& in_all);
 
 /// A scaling generator with the scaling learnt from these patterns, and learning off. Null, with the reason
 /// logged, when it cannot be learnt; throws like loadDataGeneratorFromStream.

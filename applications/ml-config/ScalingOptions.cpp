@@ -62,14 +62,14 @@ void addScalingOptions(options_description& io_options)
                                                                  : option.m_help);
 }
 
-std::string takeScalingRequest(const variables_map& in_map, ScalingRequest& io_request)
+std::string takeScalingRequest(const variables_map& in_map, bool in_bJoin, ScalingRequest& io_request)
 {
     takeString(in_map, "data-gen-config", io_request.m_strConfigFile);
     takeString(in_map, "inputs", io_request.m_strInputs);
     takeString(in_map, "targets", io_request.m_strTargets);
     if (in_map.count("data-gen-filename") != 0)
         io_request.m_vInputFiles = in_map["data-gen-filename"].as<StringVector>();
-    if (io_request.m_strConfigFile.empty())
+    if (io_request.m_strConfigFile.empty() && !in_bJoin)
         return "a data generator configuration file must be supplied";
     for (const std::string& strKind : {io_request.m_strInputs, io_request.m_strTargets})
     {

@@ -1,11 +1,16 @@
 #include "MLAudioClassStatistics.h"
 #include "MLDataGenTesterApplicationImpl.h"
 #include "common/NetworkFile.h"
+#include "common/OutputFile.h"
 #include "common/ScriptEntity.h"
 #include "common/SetWatch.h"
+#include "common/ShareOptions.h"
 #include "detector/Detector.h"
 #include "detector/TrainingDigest.h"
+#include "ml-tester/TestShare.h"
 #include "quillcast-core/ConsoleLog.h"
+#include "quillcast-core/FileReplacer.h"
+#include "quillcast-infra/CommandLineError.h"
 #include "report/TestReporter.h"
 
 #include <algorithm>
@@ -20,6 +25,30 @@ namespace
 {
 
 constinit Logger s_logger("quillcast.app.Tester");
+
+/// Options that want the whole test.
+constexpr const char* OF_WHOLE[] = {"report", "summary", "output-log", "extract-failures"};
+/// Options that say what is tested, and how.
+constexpr const char* OF_TEST[] = {"network",
+                                   "detector",
+                                   "script",
+                                   "further-script",
+                                   "filesystem-path",
+                                   "rate",
+                                   "data-gen-config",
+                                   "data-gen-filename",
+                                   "scaling-config",
+                                   "in-memory",
+                                   "class-names",
+                                   "output-log",
+                                   "print-error",
+                                   "extract-failures",
+                                   "mean-square-error",
+                                   "least-square-error",
+                                   "sum-square-error",
+                                   "cross-entropy-error",
+                                   "multiple-cross-entropy-error",
+                                   "classification-error"};
 
 constexpr const char* REPORT_BEGINNING = "\nNumber of data pattern(s) processed ";
 
@@ -52,6 +81,7 @@ public:
         addWrapperOptions();
         SetWatch::addOption(getOptions());
         TestReporter::addOptions(getOptions());
+        m_shares.addOptions(getOptions());
         hideOnConsole(REPORT_BEGINNING); // which showReport_i brings there
         setDescription("Tests a network or an expression script on the patterns of a generator and reports.");
         setExamples("ml-tester --detector voice.detector --data-gen-filename calls.lst --summary\n"
@@ -60,7 +90,10 @@ public:
                     "ml-tester --data-gen-config windows.xml --data-gen-filename call.wav \\\n"
                     "    --script voice --filesystem-path examples/scripts --summary\n"
                     "ml-tester --data-gen-config voice-set.xml --data-gen-filename calls.lst \\\n"
-                    "    --network voice.net --classification-error --extract-failures failures");
+                    "    --network voice.net --classification-error --extract-failures failures\n"
+                    "ml-tester --detector voice.detector --data-gen-filename calls.lst \\\n"
+                    "    --shard 1/2 --shard-file test.1\n"
+                    "ml-tester --join test.1 test.2 --report report");
     }
 
     CountedObjPtr<DataGenerator> newDataGenerator(const char* in_configFile, const char* in_inputFile,
@@ -91,6 +124,7 @@ protected:
             return true;
         takeWrapperOptions(in_map);
         m_watch.takeOption(in_map);
+        takeShareOptions(in_map);
         m_strNetwork = getString(in_map, "network");
         m_strDetector = getString(in_map, "detector");
         takeScriptOptions(in_map);
@@ -99,18 +133,18 @@ protected:
             m_reporter.addInput(getString(in_map, option));
         m_description.m_strEntity = m_strNetwork + m_strDetector + m_script.m_strScript;
         m_reporter.takeOptions(in_map);
-        return checkEntity(in_map) || refuseCommand();
+        return m_shares.isJoin() || checkEntity(in_map) || refuseCommand();
     }
 
     bool bringsGenerator_i(const variables_map& in_map) const override
     {
-        return in_map.count("detector") != 0;
+        return in_map.count("detector") != 0 || in_map.count("join") != 0;
     }
 
     void showReport_i(const MLTester::TesterStats& in_stats) override
     {
         std::cout << '\n' << in_stats << std::endl;
-        if (m_watch.getGenerator()->endedCleanly())
+        if (m_watch.getGenerator() != nullptr && m_watch.getGenerator()->endedCleanly())
             ConsoleLog::settleErrors(); // of recordings that were skipped
     }
 
@@ -137,20 +171,96 @@ protected:
         return !m_reporter.isWanted() || m_reporter.observe(in_vOutput, in_pTarget);
     }
 
+    bool test_i(MLTester::TestedEntity& io_entity, DataGenerator& io_generator) override
+    {
+        return m_shares.getShard() ? testShare(io_entity, io_generator)
+                                   : MLDataGenTesterApplicationImpl::test_i(io_entity, io_generator);
+    }
+
     bool run_i() override
     {
-        if (!m_reporter.begin())
+        if (m_shares.isJoin())
+            return joinShares();
+        if (!m_reporter.begin() ||
+            (m_pShareFile != nullptr && !openOutput(m_reporter.getGuard(), *m_pShareFile)))
             return false;
         bool bDone = MLDataGenTesterApplicationImpl::run_i();
-        if (m_bReady)
+        if (m_bReady && m_pShareFile == nullptr)
             warnOfMissingLabels();
-        if (m_bReady)
+        if (m_bReady && m_pShareFile == nullptr)
             bDone = m_reporter.finish(m_description, bDone) && bDone;
         m_watch.closeSet();
-        return m_watch.accept() && bDone;
+        return m_pShareFile == nullptr ? m_watch.accept() && bDone : bDone && leaveShare();
     }
 
 private:
+    void takeShareOptions(const variables_map& in_map)
+    {
+        m_shares.takeOptions(in_map);
+        const std::string strFault = m_shares.findMisplaced(in_map, OF_WHOLE, OF_TEST);
+        if (!strFault.empty())
+            throw CommandLineError(strFault);
+        for (const std::string& strFile : m_shares.getJoined())
+            m_reporter.addInput(strFile);
+        if (!m_shares.getShard())
+            return;
+        m_watch.setShard(*m_shares.getShard());
+        m_reporter.gatherPart();
+        m_pShareFile = std::make_unique<FileReplacer>(m_shares.getFile());
+        ShareOptions::addToJob(in_map, OF_TEST, m_job);
+        for (const char* option : {"network", "detector", "data-gen-config", "scaling-config"})
+            m_job.addFile(getString(in_map, option));
+    }
+
+    bool testShare(MLTester::TestedEntity& io_entity, DataGenerator& io_generator)
+    {
+        getStats().keepErrors(true);
+        std::size_t uiPass = 0;
+        do
+        {
+            if ((uiPass > 0 && !m_watch.gotoPass(uiPass)) || !runTest(io_entity, io_generator, getStats()))
+                return false;
+            m_share.m_bEndedCleanly = m_share.m_bEndedCleanly && io_generator.endedCleanly();
+            m_share.addPass(getStats(), m_reporter.takePart());
+        } while (++uiPass < m_watch.getNbPasses());
+        if (m_share.m_bEndedCleanly)
+            ConsoleLog::settleErrors(); // of recordings that were skipped
+        return true;
+    }
+
+    /// Also when it covers a part of its recordings only: the others are not read either in one process.
+    bool leaveShare()
+    {
+        m_share.m_description = m_description;
+        m_share.m_uiListed = m_watch.getNbListed();
+        m_share.m_uiSkipped = m_watch.getNbSkipped();
+        m_job.addText(std::to_string(m_watch.getListDigest().get()));
+        ByteWriter content;
+        content(m_share);
+        const ShareFile file{getName(), m_job.get(), *m_shares.getShard(), content.getBytes(), {}};
+        if (!writeOutput(*m_pShareFile, file.toBytes()))
+            return false;
+        QC_INFO("Share " << file.m_shard.toText() << " of the test left in " << m_shares.getFile());
+        if (!m_share.m_bEndedCleanly)
+            QC_ERROR("The share covers a part of its recordings: the data set stopped before its end");
+        return m_share.m_bEndedCleanly;
+    }
+
+    bool joinShares()
+    {
+        std::vector<ShareFile> vShares;
+        if (!readShares(getName(), m_shares.getJoined(), vShares) || !m_reporter.begin())
+            return false;
+        const CountedObjPtr<MLTester::TesterStats> pStats = TestShare::join(
+            vShares, m_share,
+            [this](TestResults in_results) { return m_reporter.appendPart(std::move(in_results)); });
+        if (pStats.isNull())
+            return false;
+        m_watch.addCounts(m_share.m_uiListed, m_share.m_uiSkipped);
+        const bool bDone = report(*pStats, m_share.m_bEndedCleanly);
+        return m_reporter.finish(m_share.m_description, bDone) && m_watch.accept() && bDone;
+    }
+
     /// That of the detector, or of the configuration.
     CountedObjPtr<DataGenerator> newGenerator(const char* in_configFile, const char* in_inputFile,
                                               const Handle<Resettable, ReferenceCount>& in_entityToReset,
@@ -225,7 +335,12 @@ private:
         StringVector vScripts = m_script.m_vFurtherScripts;
         vScripts.push_back(m_script.m_strScript);
         for (const std::string& strScript : vScripts)
-            m_reporter.addInput(m_script.m_strFolder + '/' + strScript + ".xpr");
+        {
+            const std::string strFile = m_script.m_strFolder + '/' + strScript + ".xpr";
+            m_reporter.addInput(strFile);
+            if (m_pShareFile != nullptr)
+                m_job.addFile(strFile);
+        }
     }
 
     SetWatch m_watch{"ml-tester"};
@@ -237,6 +352,10 @@ private:
     std::string m_strDetector;
     std::unique_ptr<Detector> m_pDetector; ///< null: another entity is tested
     ScriptEntity::Settings m_script;
+    ShareOptions m_shares{true};
+    JobDigest m_job;
+    TestShare m_share;
+    std::unique_ptr<FileReplacer> m_pShareFile; ///< null: the whole is tested, or shares are joined
 };
 
 } // namespace

@@ -36,6 +36,12 @@ bool ConfusionMatrix::merge(const ConfusionMatrix& in_other)
     return true;
 }
 
+bool ConfusionMatrix::isConsistent() const
+{
+    constexpr std::size_t MOST = std::size_t(1) << 24;
+    return m_uiClasses < MOST && m_vCount.size() == m_uiClasses * m_uiClasses;
+}
+
 std::uint64_t ConfusionMatrix::getRowSum(std::size_t in_uiTarget) const
 {
     const auto itRow = m_vCount.begin() + static_cast<std::ptrdiff_t>(in_uiTarget * m_uiClasses);

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <type_traits>
 #include <vector>
 
 namespace Vexalor::MachineLearning
@@ -47,7 +48,18 @@ public:
     /// Harmonic mean of the two: twice the recognised ones of both denominators.
     Ratio getF1(std::size_t in_uiClass) const;
 
+    /// As ByteWriter and ByteReader take it.
+    template <class Self, class Bytes>
+    static void exchange(Self& io_self, Bytes& io_bytes)
+    {
+        io_bytes(io_self.m_uiClasses, io_self.m_vCount);
+        if constexpr (!std::is_const_v<Self>)
+            if (!io_self.isConsistent())
+                io_bytes.fail();
+    }
+
 private:
+    bool isConsistent() const;
     std::uint64_t getRowSum(std::size_t in_uiTarget) const;
     std::uint64_t getColumnSum(std::size_t in_uiDecided) const;
 

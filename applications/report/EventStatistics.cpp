@@ -67,15 +67,15 @@ void LagStatistics::merge(const LagStatistics& in_other)
     m_dMin = m_uiCount == 0 ? in_other.m_dMin : std::min(m_dMin, in_other.m_dMin);
     m_dMax = m_uiCount == 0 ? in_other.m_dMax : std::max(m_dMax, in_other.m_dMax);
     m_uiCount += in_other.m_uiCount;
-    m_dSum += in_other.m_dSum;
-    m_dSumOfSquares += in_other.m_dSumOfSquares;
-    m_dSumOfAbsolutes += in_other.m_dSumOfAbsolutes;
+    m_sum += in_other.m_sum;
+    m_sumOfSquares += in_other.m_sumOfSquares;
+    m_sumOfAbsolutes += in_other.m_sumOfAbsolutes;
 }
 
 double LagStatistics::getDeviation() const
 {
     const double dMean = getMean();
-    return std::sqrt(std::max(m_dSumOfSquares / static_cast<double>(m_uiCount) - dMean * dMean, 0.0));
+    return std::sqrt(std::max(m_sumOfSquares / static_cast<double>(m_uiCount) - dMean * dMean, 0.0));
 }
 
 void EventStatistics::addRecording(const std::vector<LabelledEvent>& in_vReference,

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "quillcast-core/FixedSum.h"
 #include "report/EventMatching.h"
 
 #include <cstddef>
@@ -30,22 +31,29 @@ private:
     std::vector<LabelledEvent> m_vEvents;
 };
 
-/// By how much decided events come late: sums, in seconds.
+/// By how much decided events come late: sums, in seconds, which do not depend on the order.
 struct LagStatistics
 {
     std::uint64_t m_uiCount = 0;
-    double m_dSum = 0.0;
-    double m_dSumOfSquares = 0.0;
-    double m_dSumOfAbsolutes = 0.0;
+    FixedSum m_sum;
+    FixedSum m_sumOfSquares;
+    FixedSum m_sumOfAbsolutes;
     double m_dMin = 0.0; ///< of at least one
     double m_dMax = 0.0;
 
     void add(double in_dSeconds);
     void merge(const LagStatistics& in_other);
     /// Of at least one; negative: early.
-    double getMean() const { return m_dSum / static_cast<double>(m_uiCount); }
-    double getMeanAbsolute() const { return m_dSumOfAbsolutes / static_cast<double>(m_uiCount); }
+    double getMean() const { return m_sum / static_cast<double>(m_uiCount); }
+    double getMeanAbsolute() const { return m_sumOfAbsolutes / static_cast<double>(m_uiCount); }
     double getDeviation() const;
+
+    template <class Self, class Bytes>
+    static void exchange(Self& io_self, Bytes& io_bytes)
+    {
+        io_bytes(io_self.m_uiCount, io_self.m_sum, io_self.m_sumOfSquares, io_self.m_sumOfAbsolutes,
+                 io_self.m_dMin, io_self.m_dMax);
+    }
 };
 
 /// Which events of recordings were found, and when. Statistics of parts of a test add up to those of the
@@ -58,6 +66,12 @@ public:
         std::uint64_t m_uiReference = 0;
         std::uint64_t m_uiDecided = 0;
         std::uint64_t m_uiHits = 0; ///< of both
+
+        template <class Self, class Bytes>
+        static void exchange(Self& io_self, Bytes& io_bytes)
+        {
+            io_bytes(io_self.m_uiReference, io_self.m_uiDecided, io_self.m_uiHits);
+        }
     };
 
     /// Starts and stops may be apart by a second divided by this, rounded down to samples, on either side.
@@ -87,6 +101,13 @@ public:
     /// Of hits: start of the decided event less that of the reference event; the same of their stops.
     const LagStatistics& getOnsetLag() const { return m_onset; }
     const LagStatistics& getOffsetLag() const { return m_offset; }
+
+    /// As ByteWriter and ByteReader take it.
+    template <class Self, class Bytes>
+    static void exchange(Self& io_self, Bytes& io_bytes)
+    {
+        io_bytes(io_self.m_vClass, io_self.m_uiSubstitutions, io_self.m_onset, io_self.m_offset);
+    }
 
 private:
     std::vector<ClassCounts> m_vClass;

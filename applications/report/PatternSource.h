@@ -23,6 +23,9 @@ public:
     /// The generator outlives the calls of advance. It is that which reads: what wraps it need not tell.
     void watch(DataGenerator& io_generator);
 
+    /// Before another pass of the same generator, whose first pattern is the first one of a recording.
+    void restart() { m_bStarted = false; }
+
     /// Goes on to the current pattern. True when it is the first one of a recording, or the first of all.
     bool advance();
 

@@ -14,6 +14,12 @@ struct TestDescription
     std::string m_strEntity;        ///< the network file, or the name of the script
     std::string m_strConfiguration; ///< of the generator
     std::string m_strInput;         ///< file of the generator; may be empty
+
+    template <class Self, class Bytes>
+    static void exchange(Self& io_self, Bytes& io_bytes)
+    {
+        io_bytes(io_self.m_strEntity, io_self.m_strConfiguration, io_self.m_strInput);
+    }
 };
 
 /// The report of a test by the schema of doc/report.md.

@@ -105,6 +105,13 @@ void ScoreBins::merge(const ScoreBins& in_other)
     }
 }
 
+bool ScoreBins::isConsistent() const
+{
+    const std::size_t uiBins = 2 * SIDE_BINS;
+    return m_vPositive.size() == uiBins && m_vNegative.size() == uiBins && m_vLeast.size() == uiBins &&
+           m_vGreatest.size() == uiBins;
+}
+
 std::vector<ScoreBins::Point> ScoreBins::getCurve() const
 {
     Point point{std::numeric_limits<double>::infinity(), 0, m_uiPositive};

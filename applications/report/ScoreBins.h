@@ -4,6 +4,7 @@
 #include "report/ConfusionMatrix.h"
 
 #include <cstdint>
+#include <type_traits>
 #include <vector>
 
 namespace Vexalor::MachineLearning
@@ -43,7 +44,19 @@ public:
     /// The area under the curve. Only where there are positive and negative patterns.
     AreaUnderCurve::Area getArea() const;
 
+    /// As ByteWriter and ByteReader take it.
+    template <class Self, class Bytes>
+    static void exchange(Self& io_self, Bytes& io_bytes)
+    {
+        io_bytes(io_self.m_uiPositive, io_self.m_uiNegative, io_self.m_uiNotANumber, io_self.m_vPositive,
+                 io_self.m_vNegative, io_self.m_vLeast, io_self.m_vGreatest);
+        if constexpr (!std::is_const_v<Self>)
+            if (!io_self.isConsistent())
+                io_bytes.fail();
+    }
+
 private:
+    bool isConsistent() const;
     static std::size_t toBin(double in_dScore);
     static double toLowerEdge(std::size_t in_uiBin);
 

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 namespace Vexalor::MachineLearning
 {
@@ -225,6 +226,12 @@ void TestCollector::finish(bool in_bComplete)
 {
     finishRecording();
     m_results.m_bComplete = in_bComplete;
+}
+
+TestResults TestCollector::takePart()
+{
+    finish(true);
+    return std::exchange(m_results, TestResults());
 }
 
 } // namespace Vexalor::MachineLearning

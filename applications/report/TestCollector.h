@@ -33,6 +33,13 @@ public:
     void add(const PatternSource& in_source, bool in_bNewRecording, const DoubleVector& in_vOutput,
              const DoubleVector* in_pTarget);
     void finish(bool in_bComplete);
+    /// For a part of a test: finishes it, hands its results out, and begins anew.
+    TestResults takePart();
+    /// The results of a part that follows. False for those of other classes.
+    bool appendPart(TestResults in_part)
+    {
+        return m_results.append(std::move(in_part), m_settings.m_uiTimelines);
+    }
     const TestResults& getResults() const { return m_results; }
 
 private:

@@ -62,7 +62,7 @@ void TestReporter::takeOptions(const variables_map& in_map)
     m_strLog = getText(in_map, LOG_OPTION);
     const std::uint64_t uiTimelines =
         ApplicationImpl::getCount(in_map, TIMELINES_OPTION, 0, std::numeric_limits<std::uint32_t>::max());
-    m_settings.m_uiTimelines = m_strFolder.empty() ? 0 : uiTimelines;
+    m_settings.m_uiTimelines = m_strFolder.empty() && !m_bPart ? 0 : uiTimelines;
     m_settings.m_vClasses = getListedNames(in_map, CLASS_NAMES_OPTION);
     m_guard.takeOption(in_map);
     m_extractor.takeOptions(in_map);
@@ -71,7 +71,7 @@ void TestReporter::takeOptions(const variables_map& in_map)
 bool TestReporter::begin()
 {
     QC_TRACE("TestReporter::begin");
-    if (m_bSummary || !m_strFolder.empty())
+    if (m_bPart || m_bSummary || !m_strFolder.empty())
         m_collector.emplace(m_settings);
     if (!m_strLog.empty())
     {
@@ -123,6 +123,22 @@ bool TestReporter::observe(const DoubleVector& in_vOutput, const DoubleVector* i
         time = static_cast<double>(m_source.getInterval().m_iStop) / m_source.getRate();
     m_pLog->write(time, in_pTarget, in_vOutput);
     return true;
+}
+
+TestResults TestReporter::takePart()
+{
+    QC_TRACE("TestReporter::takePart");
+    m_source.restart();
+    return m_collector->takePart();
+}
+
+bool TestReporter::appendPart(TestResults in_part)
+{
+    QC_TRACE("TestReporter::appendPart");
+    if (!m_collector || m_collector->appendPart(std::move(in_part)))
+        return true;
+    QC_ERROR("The parts of the test have other classes than each other");
+    return false;
 }
 
 bool TestReporter::finish(const TestDescription& in_description, bool in_bComplete)

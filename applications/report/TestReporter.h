@@ -26,13 +26,16 @@ public:
     /// Throws CommandLineError for values that make no sense.
     void takeOptions(const variables_map& in_map);
 
+    /// Gathers what a report is made of, whatever the user wants: for a part of a test.
+    void gatherPart() { m_bPart = true; }
     /// False when the user wants nothing of this.
     bool isWanted() const
     {
-        return m_bSummary || !m_strFolder.empty() || !m_strLog.empty() || m_extractor.isWanted();
+        return m_bPart || m_bSummary || !m_strFolder.empty() || !m_strLog.empty() || m_extractor.isWanted();
     }
     /// A file that the program reads, and that is not written over.
     void addInput(const std::string& in_strFile) { m_guard.addInput(in_strFile); }
+    const OverwriteGuard& getGuard() const { return m_guard; }
     /// Creates the files before the test, so that none runs whose report cannot be written. False, with the
     /// reason logged.
     bool begin();
@@ -48,12 +51,19 @@ public:
     /// the reason logged, when that failed.
     bool finish(const TestDescription& in_description, bool in_bComplete);
 
+    /// Of a part, in place of finish: the results since begin, or since the last call.
+    TestResults takePart();
+    /// In place of a test: the results of a part that follows those before it. False, with the reason logged,
+    /// for those of other classes.
+    bool appendPart(TestResults in_part);
+
 private:
     bool beginPage();
 
     std::string m_strFolder; ///< empty: no page
     std::string m_strLog;    ///< empty: no log
     bool m_bSummary = false;
+    bool m_bPart = false;
     TestCollector::Settings m_settings;
     bool m_bClassNamesChecked = false;
     OverwriteGuard m_guard;

@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 namespace Vexalor::MachineLearning
@@ -25,6 +26,15 @@ struct PatternCounts
     std::uint64_t m_uiSeveralClasses = 0; ///< several are
     std::uint64_t m_uiMisfits = 0;        ///< target and output differ in size, or from patterns before
     std::uint64_t m_uiNotFinite = 0;      ///< of all: an output is infinite or not a number
+
+    void merge(const PatternCounts& in_other);
+
+    template <class Self, class Bytes>
+    static void exchange(Self& io_self, Bytes& io_bytes)
+    {
+        io_bytes(io_self.m_uiAll, io_self.m_uiJudged, io_self.m_uiWithoutTarget, io_self.m_uiWithoutClass,
+                 io_self.m_uiSeveralClasses, io_self.m_uiMisfits, io_self.m_uiNotFinite);
+    }
 };
 
 /// What was found in one recording, or in one file of patterns.
@@ -45,6 +55,14 @@ struct RecordingResult
     std::optional<double> getMeanSquareError() const;
     /// By error rate; by mean square error where no pattern has a class.
     bool isWorseThan(const RecordingResult& in_other) const;
+
+    template <class Self, class Bytes>
+    static void exchange(Self& io_self, Bytes& io_bytes)
+    {
+        io_bytes(io_self.m_strName, io_self.m_uiPatterns, io_self.m_uiJudged, io_self.m_uiErrors,
+                 io_self.m_uiCompared, io_self.m_dSquareError, io_self.m_uiRate, io_self.m_uiShift,
+                 io_self.m_uiErrorSpans);
+    }
 };
 
 /// Misclassified patterns that follow each other, of one class and taken for one class.
@@ -53,6 +71,13 @@ struct ErrorSpan
     EventInterval m_interval; ///< in samples
     std::size_t m_uiTarget = 0;
     std::size_t m_uiDecided = 0;
+
+    template <class Self, class Bytes>
+    static void exchange(Self& io_self, Bytes& io_bytes)
+    {
+        io_bytes(io_self.m_interval.m_iStart, io_self.m_interval.m_iStop, io_self.m_uiTarget,
+                 io_self.m_uiDecided);
+    }
 };
 
 /// A recording that is drawn.
@@ -74,6 +99,13 @@ struct RecordingTimeline
     Traces m_traces = Traces::OUTPUTS;
     Timeline m_timeline;
     std::vector<ErrorSpan> m_vLongestSpans; ///< the longest first
+
+    template <class Self, class Bytes>
+    static void exchange(Self& io_self, Bytes& io_bytes)
+    {
+        io_bytes(io_self.m_uiRecording, io_self.m_iChannel, io_self.m_iStart, io_self.m_traces,
+                 io_self.m_timeline, io_self.m_vLongestSpans);
+    }
 };
 
 /// Everything that is known after a test.
@@ -88,6 +120,25 @@ struct TestResults
     EventStatistics m_events;                    ///< of recordings
     std::vector<RecordingResult> m_vRecordings;  ///< in the order of the test
     std::vector<RecordingTimeline> m_vTimelines; ///< of the worst ones, the worst first
+
+    /// Adds the results of the recordings that follow; keeps so many timelines. Results of all parts of a
+    /// test add up to those of the whole. False, with nothing changed, for other classes.
+    bool append(TestResults in_next, std::size_t in_uiTimelines);
+
+    /// As ByteWriter and ByteReader take it.
+    template <class Self, class Bytes>
+    static void exchange(Self& io_self, Bytes& io_bytes)
+    {
+        io_bytes(io_self.m_bComplete, io_self.m_patterns, io_self.m_vClasses, io_self.m_uiBackground,
+                 io_self.m_confusion, io_self.m_scores, io_self.m_events, io_self.m_vRecordings,
+                 io_self.m_vTimelines);
+        if constexpr (!std::is_const_v<Self>)
+            if (!io_self.isConsistent())
+                io_bytes.fail();
+    }
+
+private:
+    bool isConsistent() const;
 };
 
 /// The places of the recordings, the worst first; equally bad ones in the order of the test.

@@ -27,6 +27,13 @@ void Timeline::Range::add(double in_dMin, double in_dMax)
     m_dMax = std::fmax(m_dMax, in_dMax);
 }
 
+bool Timeline::isConsistent() const
+{
+    constexpr std::size_t MOST = std::size_t(1) << 16;
+    return m_vFlags.size() <= MAX_COLUMNS && m_uiTraces < MOST &&
+           m_vRange.size() == m_vFlags.size() * m_uiTraces && m_uiPerColumn > 0;
+}
+
 void Timeline::add(const Flags& in_flags, const double* in_pValues)
 {
     if (m_vFlags.empty() || m_uiInLast == m_uiPerColumn)

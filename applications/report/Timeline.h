@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <type_traits>
 #include <vector>
 
 namespace Vexalor::MachineLearning
@@ -31,6 +32,12 @@ public:
         bool m_bError = false;
 
         void operator|=(const Flags& in_other);
+
+        template <class Self, class Bytes>
+        static void exchange(Self& io_self, Bytes& io_bytes)
+        {
+            io_bytes(io_self.m_target, io_self.m_decided, io_self.m_bError);
+        }
     };
     struct Range
     {
@@ -38,6 +45,12 @@ public:
         double m_dMax;
 
         void add(double in_dMin, double in_dMax);
+
+        template <class Self, class Bytes>
+        static void exchange(Self& io_self, Bytes& io_bytes)
+        {
+            io_bytes(io_self.m_dMin, io_self.m_dMax);
+        }
     };
 
     Timeline() = default;
@@ -61,8 +74,20 @@ public:
         return m_vRange[in_uiColumn * m_uiTraces + in_uiTrace];
     }
 
+    /// As ByteWriter and ByteReader take it.
+    template <class Self, class Bytes>
+    static void exchange(Self& io_self, Bytes& io_bytes)
+    {
+        io_bytes(io_self.m_uiTraces, io_self.m_uiPerColumn, io_self.m_uiInLast, io_self.m_vFlags,
+                 io_self.m_vRange);
+        if constexpr (!std::is_const_v<Self>)
+            if (!io_self.isConsistent())
+                io_bytes.fail();
+    }
+
 private:
     void joinColumns();
+    bool isConsistent() const;
 
     std::size_t m_uiTraces = 0;
     std::uint64_t m_uiPerColumn = 1;

@@ -117,6 +117,40 @@ protected:
 
 } // namespace
 
+TEST_F(ConvertTest, SplitSetsAreReadAsFilesAre)
+{
+    writeText("text", 40000, 10); // 3.2 MB as a binary file
+    for (const char* type : {"vector", "binary"})
+    {
+        ASSERT_EQ(convert("vector", "text", type, "whole").m_iExit, 0);
+        ASSERT_EQ(convert("vector", "text", type, "set", {"--split-size", "1"}).m_iExit, 0);
+        std::string strParts;
+        for (const char* part : {"set.1", "set.2", "set.3"})
+        {
+            EXPECT_GT(std::filesystem::file_size(m_folder.path(part)), 0);
+            strParts += readFile(m_folder.path(part));
+        }
+        for (int i = 4; std::filesystem::exists(m_folder.path("set." + std::to_string(i))); ++i)
+            strParts += readFile(m_folder.path("set." + std::to_string(i)));
+        EXPECT_TRUE(strParts == readFile(m_folder.path("whole"))) << type;
+        EXPECT_THAT(testStrictly("text", type, "set").m_strOut, HasSubstr("\nFiles equal\n"));
+        ASSERT_EQ(convert(type, "set", "vector", "again").m_iExit, 0);
+        EXPECT_TRUE(readFile(m_folder.path("again")) == readFile(m_folder.path("text")));
+        for (const std::string& strName : listFolder())
+            if (strName.starts_with("set."))
+                std::filesystem::remove(m_folder.path(strName));
+    }
+    EXPECT_THAT(testStrictly("text", "binary", "set").m_strErr,
+                HasSubstr("Cannot read part set.1 of a split set"));
+    m_folder.write("set", "# Vexalor Split format description\nNumberOfSplitFiles=none\n");
+    EXPECT_THAT(testStrictly("text", "binary", "set").m_strErr, HasSubstr("XXX has  to be a valid integer"));
+    // A file that is larger than allowed: nothing of the set stays.
+    const std::vector<std::string> vBefore = listFolder();
+    const Testing::FileSizeLimit limit(100000);
+    EXPECT_EQ(convert("vector", "text", "binary", "full", {"--split-size", "1"}).m_iExit, 1);
+    EXPECT_EQ(listFolder(), vBefore);
+}
+
 TEST_F(ConvertTest, FilesComeBackToTheBit)
 {
     for (const std::size_t uiInputs : {1, 40, 10000})

@@ -40,15 +40,16 @@ bool AudioSetDataGeneratorForToneDetector::configure(const DataGeneratorWithConf
     return true;
 }
 
-StringVector AudioSetDataGeneratorForToneDetector::findTones(const char* in_filename) const
+StringVector AudioSetDataGeneratorForToneDetector::findClasses(const StringVector& in_vFilenames) const
 {
+    QC_TRACE("AudioSetDataGeneratorForToneDetector::findClasses");
     const auto isOfTone = [this](const std::string& in_strLabel, const std::string& in_strClass)
     {
         const Fallible<std::int64_t> difference =
             AudioClassMatcher::getToneDifference(in_strLabel, in_strClass);
         return difference.isValid() && std::abs(difference.getValue()) <= m_config.m_iFrequencyTolerance;
     };
-    return findAnnotatedClasses(in_filename, m_config.m_audioGenConfig.m_vClasses, isOfTone);
+    return findAnnotatedClasses(in_vFilenames, m_config.m_audioGenConfig.m_vClasses, isOfTone);
 }
 
 GeneratorFacts AudioSetDataGeneratorForToneDetector::getFacts() const
@@ -60,11 +61,23 @@ GeneratorFacts AudioSetDataGeneratorForToneDetector::getFacts() const
     return facts;
 }
 
-bool AudioSetDataGeneratorForToneDetector::setCurrentFilename(const char* in_filename)
+bool AudioSetDataGeneratorForToneDetector::setRecordings(const RecordingList& in_list)
 {
-    QC_TRACE("AudioSetDataGeneratorForToneDetector::setCurrentFilename");
-    m_vTones = findTones(in_filename);
-    m_uiTone = 0;
+    QC_TRACE("AudioSetDataGeneratorForToneDetector::setRecordings");
+    m_vTones = in_list.m_classes ? *in_list.m_classes : findClasses(in_list.m_vFilenames);
+    m_uiFirstTone = in_list.m_pass.value_or(0);
+    m_uiEndTone = in_list.m_pass ? std::min(m_uiFirstTone + 1, m_vTones.size()) : m_vTones.size();
+    m_uiTone = m_uiFirstTone;
+    if (m_uiFirstTone == 0)
+        warnOfMissingTones();
+    m_fileConfig = m_config.m_audioGenConfig;
+    m_fileConfig.m_vClasses = m_vTones;
+    m_fileConfig.m_vClasses.emplace_back(AudioClassStatistics::OTHER);
+    return FileSetDataGeneratorNoT::setRecordings(in_list);
+}
+
+void AudioSetDataGeneratorForToneDetector::warnOfMissingTones() const
+{
     for (const std::string& strClass : m_config.m_audioGenConfig.m_vClasses)
         if (strClass != AudioClassStatistics::OTHER &&
             std::find(m_vTones.begin(), m_vTones.end(), strClass) == m_vTones.end())
@@ -74,10 +87,6 @@ bool AudioSetDataGeneratorForToneDetector::setCurrentFilename(const char* in_fil
     if (m_vTones.empty())
         QC_ERROR("Could not find any valid classes to be used with annotated file. Check the m_vClasses "
                  "value used to configure the data generator");
-    m_fileConfig = m_config.m_audioGenConfig;
-    m_fileConfig.m_vClasses = m_vTones;
-    m_fileConfig.m_vClasses.emplace_back(AudioClassStatistics::OTHER);
-    return FileSetDataGeneratorNoT::setCurrentFilename(in_filename);
 }
 
 CountedObjPtr<FileDataGenerator> AudioSetDataGeneratorForToneDetector::newFileGenerator_i()
@@ -93,10 +102,10 @@ CountedObjPtr<FileDataGenerator> AudioSetDataGeneratorForToneDetector::newFileGe
 bool AudioSetDataGeneratorForToneDetector::gotoStart()
 {
     QC_TRACE("AudioSetDataGeneratorForToneDetector::gotoStart");
-    m_uiTone = 0;
+    m_uiTone = m_uiFirstTone;
     m_bEarlierTonesClean = true;
     m_pConstantInputOf = {};
-    if (m_vTones.empty())
+    if (m_uiTone >= m_uiEndTone)
     {
         QC_ERROR("There is no tone to look for");
         return false;
@@ -108,7 +117,7 @@ bool AudioSetDataGeneratorForToneDetector::generateNext()
 {
     QC_TRACE("AudioSetDataGeneratorForToneDetector::generateNext");
     bool bPattern = FileSetDataGeneratorNoT::generateNext();
-    while (!bPattern && m_uiTone + 1 < m_vTones.size() && FileSetDataGeneratorNoT::atEnd())
+    while (!bPattern && m_uiTone + 1 < m_uiEndTone && FileSetDataGeneratorNoT::atEnd())
     {
         m_bEarlierTonesClean = endedCleanly();
         ++m_uiTone;
@@ -125,7 +134,7 @@ bool AudioSetDataGeneratorForToneDetector::generateNext()
 bool AudioSetDataGeneratorForToneDetector::atEnd() const
 {
     QC_TRACE("AudioSetDataGeneratorForToneDetector::atEnd");
-    return m_uiTone + 1 >= m_vTones.size() && FileSetDataGeneratorNoT::atEnd();
+    return m_uiTone + 1 >= m_uiEndTone && FileSetDataGeneratorNoT::atEnd();
 }
 
 /// The recordings of a set may differ in their rates.
@@ -170,9 +179,10 @@ bool AudioSetDataGeneratorForToneDetector::getTarget(DoubleVector& out_vTarget)
 Fallible<double> AudioSetDataGeneratorForToneDetector::getShareRead() const
 {
     const Fallible<double> pass = FileSetDataGeneratorNoT::getShareRead();
-    if (!pass.isValid() || m_vTones.empty())
+    if (!pass.isValid() || m_uiTone >= m_uiEndTone)
         return {};
-    return (static_cast<double>(m_uiTone) + pass.getValue()) / static_cast<double>(m_vTones.size());
+    return (static_cast<double>(m_uiTone - m_uiFirstTone) + pass.getValue()) /
+           static_cast<double>(m_uiEndTone - m_uiFirstTone);
 }
 
 /// The tone of the pass and all that is not this tone.

@@ -44,7 +44,10 @@ public:
     GeneratorFacts getFacts() const override;
 
     /// Logs an error, and goes on, when no tone is left; gotoStart is false then.
-    bool setCurrentFilename(const char* in_filename) override;
+    bool setRecordings(const RecordingList& in_list) override;
+    /// The tones.
+    StringVector findClasses(const StringVector& in_vFilenames) const override;
+    std::size_t getNbPasses() const override { return m_vTones.size(); }
     bool gotoStart() override;
     bool generateNext() override;
     bool atEnd() const override;
@@ -68,7 +71,7 @@ private:
     template <class Archive>
     void serialize(Archive& io_archive, unsigned int in_uiVersion);
 
-    StringVector findTones(const char* in_filename) const;
+    void warnOfMissingTones() const;
     double getConstantInput() const;
     void updateConstantInput();
 
@@ -76,6 +79,8 @@ private:
     AudioFileDataGenerator::Config m_fileConfig; ///< the tones that are left, and the rest
     StringVector m_vTones;
     std::size_t m_uiTone = 0; ///< of the pass
+    std::size_t m_uiFirstTone = 0;
+    std::size_t m_uiEndTone = 0; ///< after the last one
     bool m_bEarlierTonesClean = true;
     LimitedObjPtr<FileDataGenerator> m_pConstantInputOf;
     double m_dConstantInput = 0.0; ///< for that recording

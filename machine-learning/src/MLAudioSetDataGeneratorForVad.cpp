@@ -79,19 +79,25 @@ GeneratorFacts AudioSetDataGeneratorForVad::getFacts() const
     return facts;
 }
 
-bool AudioSetDataGeneratorForVad::setCurrentFilename(const char* in_filename)
+StringVector AudioSetDataGeneratorForVad::findClasses(const StringVector& in_vFilenames) const
 {
-    QC_TRACE("AudioSetDataGeneratorForVad::setCurrentFilename");
+    QC_TRACE("AudioSetDataGeneratorForVad::findClasses");
     StringVector vClasses;
     std::copy_if(m_config.m_audioGenConfig.m_vClasses.begin(), m_config.m_audioGenConfig.m_vClasses.end(),
                  std::back_inserter(vClasses),
                  [](const std::string& in_strClass)
                  { return in_strClass == VOICE || in_strClass == SILENCE; });
-    m_vValidClasses = findAnnotatedClasses(in_filename, vClasses, equalIgnoringCase);
+    return findAnnotatedClasses(in_vFilenames, vClasses, equalIgnoringCase);
+}
+
+bool AudioSetDataGeneratorForVad::setRecordings(const RecordingList& in_list)
+{
+    QC_TRACE("AudioSetDataGeneratorForVad::setRecordings");
+    m_vValidClasses = in_list.m_classes ? *in_list.m_classes : findClasses(in_list.m_vFilenames);
     if (m_vValidClasses.empty())
         QC_ERROR("Could not find any valid classes to be used with annotated file. Check the m_vClasses "
                  "value used to configure the data generator");
-    return FileSetDataGeneratorNoT::setCurrentFilename(in_filename);
+    return FileSetDataGeneratorNoT::setRecordings(in_list);
 }
 
 bool AudioSetDataGeneratorForVad::gotoStart()

@@ -37,7 +37,9 @@ public:
     GeneratorFacts getFacts() const override;
 
     /// Logs an error, and goes on, when no recording has an annotation of the classes.
-    bool setCurrentFilename(const char* in_filename) override;
+    bool setRecordings(const RecordingList& in_list) override;
+    /// Those of the two classes that some recording annotates.
+    StringVector findClasses(const StringVector& in_vFilenames) const override;
     bool gotoStart() override;
     bool generateNext() override;
     bool atEnd() const override;

@@ -424,6 +424,11 @@ void BinaryFileWriter::end_i()
 {
     if (getNbPending() == 0)
         return;
+    if (m_bKeptWithoutTargets && !m_bPendingMixed)
+    {
+        writeHeader(m_uiPendingInput, 0);
+        return;
+    }
     QC_WARN("Dropping " << getNbPending() << " patterns: none has a target, and " << m_strFilename
                         << " stays empty");
     m_bLost = true;

@@ -2,7 +2,7 @@
 
 #include "MLPatternFileDataGenerator.h"
 #include "MLPatternFileWriter.h"
-#include "quillcast-core/InputFile.h"
+#include "MLPatternInput.h"
 #include "quillcast-core/Serialization.h"
 
 #include <cstdint>
@@ -59,7 +59,7 @@ private:
     bool stopInRecord();
     std::uint64_t available() const { return m_uiEnd - m_uiRecord; }
 
-    InputFile m_file;
+    PatternInput m_file;
     std::vector<char> m_vBlock;    ///< patterns are copied straight out of it
     std::size_t m_uiRecord = 0;    ///< start of the current record in the block
     std::size_t m_uiNext = 0;      ///< after the current record
@@ -90,6 +90,10 @@ public:
     /// patterns were dropped because none had a target, or are out of place because one had a wrong size.
     bool write(bool in_bReset, const DoubleVector& in_vInput, const DoubleVector& in_vTarget) override;
 
+    /// Lets a file hold patterns none of which has a target: its header says that targets have no values.
+    /// They are dropped otherwise.
+    void keepWithoutTargets() { m_bKeptWithoutTargets = true; }
+
     /// Patterns that wait for the first one with a target; after close, those that were dropped.
     std::uint64_t getNbPending() const { return m_uiNbTarget == 0 ? m_uiNbPattern : 0; }
 
@@ -102,6 +106,7 @@ private:
 
     std::uint64_t m_uiPendingInput = 0; ///< size of the inputs that wait for the header
     bool m_bPendingMixed = false;       ///< they are of several sizes
+    bool m_bKeptWithoutTargets = false;
 };
 
 } // namespace Vexalor::MachineLearning

@@ -3,10 +3,20 @@
 #include "MLBinaryFileDataGenerator.h"
 #include "MLDataComparer.h"
 #include "MLDataGeneratorFactory.h"
+#include "MLHelpers.h"
+#include "MLPatternFileWriter.h"
 #include "MLVectorFileDataGenerator.h"
 #include "quillcast-core/Assertion.h"
 #include "quillcast-core/FileReplacer.h"
 #include "quillcast-infra/DiskFileSystem.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <fcntl.h>
+#include <filesystem>
+#include <limits>
+#include <unistd.h>
 
 namespace Vexalor::MachineLearning
 {
@@ -23,6 +33,7 @@ constexpr const char* OUTPUT_OPTION = "output-file";
 constexpr const char* TYPE_OPTION = "output-type";
 constexpr const char* TEST_OPTION = "test";
 constexpr const char* STRICT_OPTION = "strict";
+constexpr const char* SPLIT_OPTION = "split-size";
 
 struct OutputType
 {
@@ -60,6 +71,56 @@ bool checkInputFile(const DataGenerator& in_generator, const std::string& in_str
     return true;
 }
 
+/// The parts of a split set whose descriptor gets its name at the end, as they do right before it. Those that
+/// did not get it are removed.
+class SplitParts
+{
+public:
+    explicit SplitParts(const FileReplacer& in_descriptor)
+        : m_descriptor(in_descriptor)
+    {
+    }
+    ~SplitParts()
+    {
+        std::error_code error;
+        for (std::uint64_t i = m_uiTaken + 1; !m_descriptor.getTemporaryPath().empty(); ++i)
+            if (!std::filesystem::remove(temporaryName(i), error))
+                return;
+    }
+    SplitParts(const SplitParts&) = delete;
+    SplitParts& operator=(const SplitParts&) = delete;
+
+    /// False, with the reason logged, when one cannot be brought to the disk or to its name.
+    bool takeNames()
+    {
+        std::uint64_t uiParts = 0;
+        if (!readNumberOfSplitFiles(m_descriptor.getTemporaryPath(), uiParts))
+            return false;
+        for (; m_uiTaken < uiParts; ++m_uiTaken)
+        {
+            const std::string strName = m_descriptor.getPath() + '.' + std::to_string(m_uiTaken + 1);
+            const int iFile = open(temporaryName(m_uiTaken + 1).c_str(), O_RDONLY | O_CLOEXEC);
+            const bool bOnDisk = iFile >= 0 && fsync(iFile) == 0;
+            if (iFile >= 0)
+                close(iFile);
+            if (bOnDisk && std::rename(temporaryName(m_uiTaken + 1).c_str(), strName.c_str()) == 0)
+                continue;
+            QC_ERROR("Cannot write output file " << strName << ": " << std::strerror(errno));
+            return false;
+        }
+        return true;
+    }
+
+private:
+    std::string temporaryName(std::uint64_t in_uiPart) const
+    {
+        return m_descriptor.getTemporaryPath() + '.' + std::to_string(in_uiPart);
+    }
+
+    const FileReplacer& m_descriptor;
+    std::uint64_t m_uiTaken = 0;
+};
+
 } // namespace
 
 DataConvertApplication::DataConvertApplication(const char* in_name)
@@ -81,6 +142,8 @@ DataConvertApplication::DataConvertApplication(const char* in_name)
               "load the two datagen files and config and compare outputs for equality");
     addOption(STRICT_OPTION, bool_switch(),
               "with --test: compare lengths as well, and values to the bit, and print a digest of each");
+    addOption(SPLIT_OPTION, value<std::string>()->value_name("MIB"),
+              "write a split set, whose parts are cut once they hold more than this");
 }
 
 bool DataConvertApplication::processCmdlineVarsMap(const variables_map& in_map)
@@ -101,14 +164,8 @@ bool DataConvertApplication::processCmdlineVarsMap(const variables_map& in_map)
 
 bool DataConvertApplication::takeGenerators(const variables_map& in_map)
 {
-    const std::string strConfig = getString(in_map, CONFIG_OPTION);
     const std::string strInput = getString(in_map, INPUT_OPTION);
-    if (strConfig.empty())
-    {
-        QC_ERROR("cannot configure data generator");
-        return refuseCommand();
-    }
-    const CountedObjPtr<DataGenerator> pInput = loadGenerator(strConfig, strInput);
+    const CountedObjPtr<DataGenerator> pInput = newInput_i(in_map);
     if (pInput.isNull() || !takeOutputType(getString(in_map, TYPE_OPTION)))
         return false;
     const std::string strOutputConfig = getString(in_map, OUTPUT_CONFIG_OPTION);
@@ -123,9 +180,54 @@ bool DataConvertApplication::takeGenerators(const variables_map& in_map)
         return refuseCommand();
     }
     if (!strOutputConfig.empty())
-        m_pOutputDataGen = loadGenerator(strOutputConfig, m_bTest ? m_strOutputFile : strInput);
+    {
+        const std::string& strFile = m_bTest ? m_strOutputFile : strInput;
+        m_pOutputDataGen = loadGenerator(strOutputConfig, strFile);
+        if (!m_pOutputDataGen.isNull() && !prepareDataGenerator(*m_pOutputDataGen, strFile.c_str(), {}))
+            m_pOutputDataGen = {};
+    }
+    if (!takeSplitSize(in_map))
+        return false;
     m_pInputDataGen = wrapDataGenerator(pInput, {}, isInMemory(), getScalingConfigFile());
     return !m_pInputDataGen.isNull() && (strOutputConfig.empty() || !m_pOutputDataGen.isNull());
+}
+
+bool DataConvertApplication::takeSplitSize(const variables_map& in_map)
+{
+    constexpr unsigned int BITS_OF_MEGABYTE = 20;
+    m_bSplit = in_map.count(SPLIT_OPTION) != 0;
+    if (!m_bSplit)
+        return true;
+    const std::uint64_t uiMegabytes =
+        getCount(in_map, SPLIT_OPTION, 0, std::numeric_limits<std::uint64_t>::max() >> BITS_OF_MEGABYTE);
+    auto* pWriter = dynamic_cast<PatternFileWriter*>(m_pOutputDataWriter.get());
+    if (pWriter == nullptr)
+    {
+        QC_ERROR("--" << SPLIT_OPTION << " has no effect with --" << TEST_OPTION);
+        return refuseCommand();
+    }
+    pWriter->setSplitSize(uiMegabytes);
+    return true;
+}
+
+CountedObjPtr<DataGenerator> DataConvertApplication::newInput_i(const variables_map& in_map)
+{
+    const std::string strConfig = getString(in_map, CONFIG_OPTION);
+    const std::string strInput = getString(in_map, INPUT_OPTION);
+    if (strConfig.empty())
+    {
+        QC_ERROR("cannot configure data generator");
+        refuseCommand();
+        return {};
+    }
+    const CountedObjPtr<DataGenerator> pInput = loadGenerator(strConfig, strInput);
+    return !pInput.isNull() && prepareInput_i(pInput, strInput) ? pInput : CountedObjPtr<DataGenerator>();
+}
+
+bool DataConvertApplication::prepareInput_i(const CountedObjPtr<DataGenerator>& in_pGenerator,
+                                            const std::string& in_strInputFile)
+{
+    return prepareDataGenerator(*in_pGenerator, in_strInputFile.c_str(), {});
 }
 
 /// A test writes nothing, whatever type it is given.
@@ -150,7 +252,7 @@ bool DataConvertApplication::takeOutputType(const std::string& in_strType)
 }
 
 CountedObjPtr<DataGenerator> DataConvertApplication::loadGenerator(const std::string& in_strConfigFile,
-                                                                   const std::string& in_strInputFile) const
+                                                                   const std::string& in_strInputFile)
 {
     const DiskFileSystem fileSystem;
     basic_vfsistream<char> stream(fileSystem, in_strConfigFile.c_str());
@@ -161,8 +263,7 @@ CountedObjPtr<DataGenerator> DataConvertApplication::loadGenerator(const std::st
         return {};
     }
     const CountedObjPtr<DataGenerator> pGenerator(loadDataGeneratorFromStream(stream));
-    if (pGenerator.isNull() || !checkInputFile(*pGenerator, in_strInputFile) ||
-        !prepareDataGenerator(*pGenerator, in_strInputFile.c_str(), {}))
+    if (pGenerator.isNull() || !checkInputFile(*pGenerator, in_strInputFile))
         return {};
     return pGenerator;
 }
@@ -170,19 +271,14 @@ CountedObjPtr<DataGenerator> DataConvertApplication::loadGenerator(const std::st
 bool DataConvertApplication::run_i()
 {
     QC_TRACE("DataConvertApplication::run_i");
-    return m_bTest ? compare() : convert();
+    return m_bTest ? compare() : convert_i();
 }
 
-bool DataConvertApplication::convert()
+bool DataConvertApplication::convert_i()
 {
     if (!QC_CHECK(!m_pOutputDataWriter.isNull()) || !QC_CHECK(!m_pInputDataGen.isNull()))
         return false;
-    FileReplacer output(m_strOutputFile);
-    const bool bPumped = openOutput(output) && pump();
-    const bool bWritten = m_pOutputDataWriter->close();
-    if (!bWritten)
-        QC_ERROR("Could not write all patterns to " << m_strOutputFile);
-    const bool bConverted = bPumped && bWritten && commit(output);
+    const bool bConverted = convertInto(*m_pOutputDataWriter, m_strOutputFile).has_value();
     if (bConverted)
         QC_INFO("Conversion succeeded !");
     else
@@ -190,47 +286,66 @@ bool DataConvertApplication::convert()
     return bConverted;
 }
 
-bool DataConvertApplication::openOutput(FileReplacer& io_output)
+std::optional<std::uint64_t> DataConvertApplication::convertInto(FileDataWriter& io_writer,
+                                                                 const std::string& in_strFile)
+{
+    FileReplacer output(in_strFile);
+    std::optional<SplitParts> parts;
+    if (m_bSplit)
+        parts.emplace(output);
+    std::optional<std::uint64_t> patterns;
+    if (openOutput(io_writer, output))
+        patterns = pump(io_writer, in_strFile);
+    const bool bWritten = io_writer.close();
+    if (!bWritten)
+        QC_ERROR("Could not write all patterns to " << in_strFile);
+    const bool bParts = !m_bSplit || (patterns && bWritten && parts->takeNames());
+    return patterns && bWritten && bParts && commit(output) ? patterns : std::nullopt;
+}
+
+bool DataConvertApplication::openOutput(FileDataWriter& io_writer, FileReplacer& io_output) const
 {
     if (!io_output.openNameOnly())
     {
-        QC_ERROR("Cannot write output file " << m_strOutputFile << ": " << io_output.getReason());
+        QC_ERROR("Cannot write output file " << io_output.getPath() << ": " << io_output.getReason());
         return false;
     }
-    if (!m_pOutputDataWriter->open(io_output.getTemporaryPath().c_str()))
+    if (!io_writer.open(io_output.getTemporaryPath().c_str()))
         return false;
-    m_pOutputDataWriter->setCurrentFilename(m_strOutputFile.c_str());
+    io_writer.setCurrentFilename(io_output.getPath().c_str());
     return true;
 }
 
-bool DataConvertApplication::pump()
+std::optional<std::uint64_t> DataConvertApplication::pump(FileDataWriter& io_writer,
+                                                          const std::string& in_strFile)
 {
     DataConverter myDataConverter;
     // blank before the dot: text kept
     if (!QC_CHECK_TEXT("myDataConverter .setInputDataGenerator(*m_pInputDataGen)",
                        myDataConverter.setInputDataGenerator(*m_pInputDataGen)) ||
-        !QC_CHECK(myDataConverter.setDataWriter(*m_pOutputDataWriter)))
-        return false;
-    myDataConverter.setWatch([this, watch = newWatch_i()](std::uint64_t in_uiPatterns)
-                             { return (!watch || watch(in_uiPatterns)) && !m_pOutputDataWriter->hasLost(); });
+        !QC_CHECK_TEXT("myDataConverter.setDataWriter(*m_pOutputDataWriter)",
+                       myDataConverter.setDataWriter(io_writer)))
+        return {};
+    myDataConverter.setWatch([&io_writer, watch = newWatch_i()](std::uint64_t in_uiPatterns)
+                             { return (!watch || watch(in_uiPatterns)) && !io_writer.hasLost(); });
     if (!myDataConverter.convert())
-        return false;
+        return {};
     if (!m_pInputDataGen->endedCleanly())
     {
         QC_ERROR("The input stopped before its end, after " << myDataConverter.getNbConverted()
                                                             << " patterns");
-        return false;
+        return {};
     }
     if (myDataConverter.getNbConverted() == 0)
-        QC_WARN("The input has no pattern: " << m_strOutputFile << " stays empty");
-    return true;
+        QC_WARN("The input has no pattern: " << in_strFile << " stays empty");
+    return myDataConverter.getNbConverted();
 }
 
 bool DataConvertApplication::commit(FileReplacer& io_output) const
 {
     if (io_output.commit())
         return true;
-    QC_ERROR("Cannot write output file " << m_strOutputFile << ": " << io_output.getReason());
+    QC_ERROR("Cannot write output file " << io_output.getPath() << ": " << io_output.getReason());
     return false;
 }
 

@@ -3,6 +3,8 @@
 #include "MLDataConverter.h"
 #include "MLDataGenApplicationImpl.h"
 
+#include <cstdint>
+#include <optional>
 #include <string>
 
 namespace Vexalor
@@ -38,19 +40,35 @@ protected:
     /// Of the input, for a watch.
     Fallible<double> getShareRead() const { return m_pInputDataGen->getShareRead(); }
 
+    /// The input, without what is wrapped around it. The default loads the configuration and prepares its
+    /// generator. Null, with the reason logged, on failure.
+    virtual CountedObjPtr<DataGenerator> newInput_i(const variables_map& in_map);
+    /// Hands its input file to the generator of the input. False, with the reason logged, on failure.
+    virtual bool prepareInput_i(const CountedObjPtr<DataGenerator>& in_pGenerator,
+                                const std::string& in_strInputFile);
+    /// All of a conversion. The default writes the patterns of the input to the output file, by the writer of
+    /// the output type.
+    virtual bool convert_i();
+    /// A pass of the input into a file, which gets its name when it is complete; the number of patterns.
+    /// None, with the reason logged, on failure.
+    std::optional<std::uint64_t> convertInto(FileDataWriter& io_writer, const std::string& in_strFile);
+    DataGenerator& getInput() { return *m_pInputDataGen; }
+    const std::string& getOutputFile() const { return m_strOutputFile; }
+
 private:
     bool takeGenerators(const variables_map& in_map);
     bool takeOutputType(const std::string& in_strType);
     CountedObjPtr<DataGenerator> loadGenerator(const std::string& in_strConfigFile,
-                                               const std::string& in_strInputFile) const;
-    bool convert();
-    bool openOutput(FileReplacer& io_output);
-    bool pump();
+                                               const std::string& in_strInputFile);
+    bool openOutput(FileDataWriter& io_writer, FileReplacer& io_output) const;
+    std::optional<std::uint64_t> pump(FileDataWriter& io_writer, const std::string& in_strFile);
     bool commit(FileReplacer& io_output) const;
+    bool takeSplitSize(const variables_map& in_map);
     bool compare();
 
     bool m_bTest = false;
     bool m_bStrict = false;
+    bool m_bSplit = false;
     std::string m_strOutputType;
     std::string m_strOutputFile;
     CountedObjPtr<DataGenerator> m_pInputDataGen;

@@ -135,39 +135,47 @@ bool MLDataGenTesterApplicationImpl::run_i()
     }
     if (!QC_CHECK_TEXT("! m_pStats.isNull()", !m_pStats.isNull())) // text kept
         return false;
-    return test(*pEntity, *pGenerator);
+    return test_i(*pEntity, *pGenerator);
 }
 
-bool MLDataGenTesterApplicationImpl::test(MLTester::TestedEntity& io_entity, DataGenerator& io_generator)
+bool MLDataGenTesterApplicationImpl::test_i(MLTester::TestedEntity& io_entity, DataGenerator& io_generator)
 {
-    m_pStats->reset();
+    return runTest(io_entity, io_generator, *m_pStats) && report(*m_pStats, io_generator.endedCleanly());
+}
+
+bool MLDataGenTesterApplicationImpl::runTest(MLTester::TestedEntity& io_entity, DataGenerator& io_generator,
+                                             MLTester::TesterStats& io_stats)
+{
+    io_stats.reset();
     if (!io_entity.configure(io_generator))
     {
         QC_ERROR("MLDataGenTesterApplicationImpl::run_i : failed to configure tested entity");
         return false;
     }
     SizeCheck observer(getObserver_i());
-    if (!MLTester().test(io_entity, io_generator, *m_pStats, m_bPrintError, &observer))
-        return false;
-    QC_INFO('\n' << *m_pStats);
-    showReport_i(*m_pStats);
-    if (m_pStats->getNumMisfits() > 0)
+    return MLTester().test(io_entity, io_generator, io_stats, m_bPrintError, &observer);
+}
+
+bool MLDataGenTesterApplicationImpl::report(const MLTester::TesterStats& in_stats, bool in_bEndedCleanly)
+{
+    QC_INFO('\n' << in_stats);
+    showReport_i(in_stats);
+    if (in_stats.getNumMisfits() > 0)
     {
         QC_ERROR("The report makes no sense: output and target differ in size in "
-                 << m_pStats->getNumMisfits() << " of " << m_pStats->getNumData() << " patterns");
+                 << in_stats.getNumMisfits() << " of " << in_stats.getNumData() << " patterns");
         return false;
     }
-    if (m_pStats->getNumNanOutputs() > 0)
+    if (in_stats.getNumNanOutputs() > 0)
     {
-        QC_ERROR("The report makes no sense: " << m_pStats->getNumNanOutputs() << " of "
-                                               << m_pStats->getNumOutputs()
+        QC_ERROR("The report makes no sense: " << in_stats.getNumNanOutputs() << " of "
+                                               << in_stats.getNumOutputs()
                                                << " outputs hold values that are no numbers");
         return false;
     }
-    if (io_generator.endedCleanly())
-        return true;
-    QC_ERROR("The report covers a part of the data set: it stopped before its end");
-    return false;
+    if (!in_bEndedCleanly)
+        QC_ERROR("The report covers a part of the data set: it stopped before its end");
+    return in_bEndedCleanly;
 }
 
 } // namespace Vexalor::MachineLearning

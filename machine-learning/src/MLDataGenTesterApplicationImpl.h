@@ -40,9 +40,20 @@ protected:
     /// than the outputs.
     bool run_i() override;
 
+    /// The test and its report; for an application that does both apart. The default is runTest, then report,
+    /// with the statistics of the chosen error functions.
+    virtual bool test_i(MLTester::TestedEntity& io_entity, DataGenerator& io_generator);
+    /// A pass of the generator into the statistics, which are reset before. False when the test failed.
+    bool runTest(MLTester::TestedEntity& io_entity, DataGenerator& io_generator,
+                 MLTester::TesterStats& io_stats);
+    /// Logs and shows the report. False, with the reason logged, when it makes no sense or, in_bEndedCleanly
+    /// being false, covers a part of the data only.
+    bool report(const MLTester::TesterStats& in_stats, bool in_bEndedCleanly);
+    /// Those of the chosen error functions.
+    MLTester::TesterStats& getStats() { return *m_pStats; }
+
 private:
     bool chooseErrorFunctions(const variables_map& in_map, bool in_bClassify);
-    bool test(MLTester::TestedEntity& io_entity, DataGenerator& io_generator);
 
     std::string m_strConfigFile;
     std::string m_strInputFile;

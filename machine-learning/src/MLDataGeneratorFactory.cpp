@@ -251,6 +251,12 @@ bool prepareDataGenerator(DataGenerator& io_generator, const char* in_inputFile,
         QC_ERROR("Could not set input file name " << inputFile << " in FileDataGenerator");
         return false;
     }
+    return handOverEntity(io_generator, in_entityToReset);
+}
+
+bool handOverEntity(DataGenerator& io_generator, const Handle<Resettable, ReferenceCount>& in_entityToReset)
+{
+    QC_TRACE("MachineLearning::handOverEntity");
     auto* pSequenceGenerator = dynamic_cast<SequenceDataGenerator*>(&io_generator);
     if (pSequenceGenerator != nullptr && !pSequenceGenerator->setEntityToReset(in_entityToReset))
     {

@@ -45,8 +45,9 @@ void describeDataGenerator(DescribingArchive& io_archive, const StringVector& in
 /// Opens the configuration file and loads the generator. Null handle on failure; throws like
 /// loadDataGeneratorFromStream.
 CountedObjPtr<DataGenerator> loadDataGenerator(const char* in_configFile);
-/// Hands the input file, null being no name, to a FileDataGenerator, and the entity to a generator that
-/// resets one.
+/// Hands the entity to a generator that resets one.
+bool handOverEntity(DataGenerator& io_generator, const Handle<Resettable, ReferenceCount>& in_entityToReset);
+/// Hands the input file, null being no name, to a FileDataGenerator, and the entity over.
 bool prepareDataGenerator(DataGenerator& io_generator, const char* in_inputFile,
                           const Handle<Resettable, ReferenceCount>& in_entityToReset);
 /// Puts the in-memory cache, which is handed the entity, and the scaling of that file, if any, around the

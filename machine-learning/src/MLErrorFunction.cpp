@@ -123,6 +123,18 @@ CountedObjPtr<ErrorFunction> ErrorFunction::newErrorFunction(ErrorFunctionType i
     return CountedObjPtr<ErrorFunction>(pRow == nullptr ? nullptr : pRow->m_create());
 }
 
+CountedObjPtr<ErrorFunction> ErrorFunction::newErrorFunctionOfName(const std::string& in_strName)
+{
+    QC_TRACE("ErrorFunction::newErrorFunctionOfName");
+    for (const TypeRow& row : TYPES)
+    {
+        CountedObjPtr<ErrorFunction> pFunction(row.m_create());
+        if (in_strName == pFunction->getErrFuncName())
+            return pFunction;
+    }
+    return {};
+}
+
 double MSEErrorFunction::operator()(const DoubleVector& in_vDesired, const DoubleVector& in_vTested)
 {
     QC_TRACE("MSEErrorFunction::operator()");
@@ -237,6 +249,27 @@ bool ClassificationError::reset()
     std::fill(m_vNumOfEachClass.begin(), m_vNumOfEachClass.end(), 0);
     m_uiNumFalsePositive = 0;
     m_uiNumFalseNegative = 0;
+    return true;
+}
+
+bool ClassificationError::merge(const ClassificationError& in_other)
+{
+    QC_TRACE("ClassificationError::merge");
+    const std::size_t uiOther = in_other.m_vNumOfEachClass.size();
+    if (m_vNumOfEachClass.empty())
+        m_vNumOfEachClass.resize(uiOther);
+    if (uiOther != 0 && m_vNumOfEachClass.size() != uiOther)
+    {
+        QC_ERROR("Patterns of " << m_vNumOfEachClass.size() << " classes and of " << uiOther
+                                << " cannot be counted together");
+        return false;
+    }
+    for (std::size_t i = 0; i < uiOther; ++i)
+        m_vNumOfEachClass[i] += in_other.m_vNumOfEachClass[i];
+    m_uiNumError += in_other.m_uiNumError;
+    m_uiNumClassified += in_other.m_uiNumClassified;
+    m_uiNumFalsePositive += in_other.m_uiNumFalsePositive;
+    m_uiNumFalseNegative += in_other.m_uiNumFalseNegative;
     return true;
 }
 

@@ -6,6 +6,7 @@
 #include "quillcast-math/DoubleVector.h"
 
 #include <cstdint>
+#include <string>
 #include <vector>
 
 namespace Vexalor::MachineLearning
@@ -39,6 +40,8 @@ public:
     static const char* getErrorFuncTypeString(ErrorFunctionType in_type);
     /// A new function of that type; null for a value that is no enumerator.
     static CountedObjPtr<ErrorFunction> newErrorFunction(ErrorFunctionType in_type);
+    /// A new function with that display name; null when there is none.
+    static CountedObjPtr<ErrorFunction> newErrorFunctionOfName(const std::string& in_strName);
 };
 
 /// Mean square error: sum of (d_i - o_i)^2 divided by the size of d (nan when d is empty).
@@ -109,6 +112,16 @@ public:
 
     /// Zeroes all counters, keeping the number of classes; true.
     bool reset();
+    /// Adds the counters of other patterns. False, with nothing changed, when those are of another number of
+    /// classes.
+    bool merge(const ClassificationError& in_other);
+    /// All counters, as ByteWriter and ByteReader take them.
+    template <class Self, class Bytes>
+    static void exchange(Self& io_self, Bytes& io_bytes)
+    {
+        io_bytes(io_self.m_uiNumError, io_self.m_uiNumClassified, io_self.m_vNumOfEachClass,
+                 io_self.m_uiNumFalsePositive, io_self.m_uiNumFalseNegative);
+    }
 
     /// Patterns whose class was not recognised.
     std::uint64_t getNumError() const { return m_uiNumError; }

@@ -39,23 +39,40 @@ bool FileSetDataGeneratorImpl::isOwnConfig(const DataGeneratorWithConfig::Config
     return false;
 }
 
-bool FileSetDataGeneratorImpl::openSet(const char* in_filename)
+bool RecordingList::read(const char* in_filename)
 {
+    QC_TRACE("RecordingList::read");
+    AudioSetParser parser;
+    const bool bRead = parser.open(in_filename);
+    m_strName = bRead ? in_filename : "";
+    m_vFilenames = parser.getFilenames();
+    return bRead;
+}
+
+bool FileSetDataGeneratorImpl::setCurrentFilename(const char* in_filename)
+{
+    QC_TRACE("FileSetDataGeneratorImpl::setCurrentFilename");
     if (!QC_CHECK(in_filename != nullptr))
         return false;
-    std::string strFilename = in_filename;
+    RecordingList list;
+    const bool bRead = list.read(in_filename);
+    return setRecordings(list) && bRead;
+}
+
+bool FileSetDataGeneratorImpl::setRecordings(const RecordingList& in_list)
+{
+    QC_TRACE("FileSetDataGeneratorImpl::setRecordings");
     releaseFile();
     setCurrentGenerator({});
-    m_strFilename.clear();
+    m_strFilename = in_list.m_strName;
+    m_place = in_list.m_place;
+    m_bBeforeFirst = false;
     m_bClean = true;
     m_statistics = {};
     m_uiUsed = 0;
     m_uiSkippedInPass = 0;
     m_uiSkippedAlways = 0;
-    m_parser = AudioSetParser();
-    if (!m_parser.open(strFilename.c_str()))
-        return false;
-    m_strFilename = std::move(strFilename);
+    m_parser.setFilenames(in_list.m_vFilenames);
     return true;
 }
 
@@ -100,7 +117,10 @@ bool FileSetDataGeneratorImpl::gotoStart()
     m_uiUsed = 0;
     m_uiSkippedInPass = 0;
     m_statistics = {};
-    setCurrentGenerator(getFirstDataGenerator());
+    m_bBeforeFirst = m_place == RecordingList::Place::LATER_PART;
+    setCurrentGenerator(m_bBeforeFirst ? LimitedObjPtr<FileDataGenerator>() : getFirstDataGenerator());
+    if (m_pCurrentGenerator.isNull() && m_place != RecordingList::Place::WHOLE)
+        return QC_CHECK(m_pEntityToReset.isNull() || m_pEntityToReset->reset());
     if (m_pCurrentGenerator.isNull())
     {
         QC_ERROR("Audio set " << m_strFilename << " has no file that can be used, of "
@@ -119,7 +139,7 @@ bool FileSetDataGeneratorImpl::generateNext()
 {
     QC_TRACE("FileSetDataGeneratorNoT::generateNext");
     if (m_pPatterns == nullptr)
-        return false;
+        return std::exchange(m_bBeforeFirst, false) && gotoUsableFile(getFirstDataGenerator());
     if (!m_pPatterns->generateNext())
         return endFile();
     m_bFileUsed = true;
@@ -137,15 +157,15 @@ bool FileSetDataGeneratorImpl::generateNext()
     }
     QC_DEBUG("End of file " << m_pCurrentGenerator->getCurrentFilename() << " reached");
     leaveFile();
-    return gotoNextFile();
+    return gotoUsableFile(getNextDataGenerator());
 }
 
-/// The first pattern of the next recording that has one becomes current.
-bool FileSetDataGeneratorImpl::gotoNextFile()
+/// The first pattern of the first recording from that one on that has a pattern becomes current.
+bool FileSetDataGeneratorImpl::gotoUsableFile(LimitedObjPtr<FileDataGenerator> in_pFirst)
 {
-    for (;;)
+    for (;; in_pFirst = getNextDataGenerator())
     {
-        setCurrentGenerator(getNextDataGenerator());
+        setCurrentGenerator(in_pFirst);
         if (m_pCurrentGenerator.isNull())
         {
             QC_DEBUG("End of last audio file reached");
@@ -278,14 +298,12 @@ void FileSetDataGeneratorImpl::releaseFile()
         m_pCurrentGenerator->releaseFile();
 }
 
-bool FileSetDataGeneratorNoT::setCurrentFilename(const char* in_filename)
+bool FileSetDataGeneratorNoT::setRecordings(const RecordingList& in_list)
 {
-    QC_TRACE("FileSetDataGeneratorNoT::setCurrentFilename");
-    const bool bOpen = openSet(in_filename);
+    QC_TRACE("FileSetDataGeneratorNoT::setRecordings");
+    FileSetDataGeneratorImpl::setRecordings(in_list);
     m_vGenerators.clear();
     m_uiPosition = 0;
-    if (!bOpen)
-        return false;
     std::string strFilename;
     while (m_parser.next(strFilename))
     {
@@ -351,19 +369,21 @@ bool FileSetDataGeneratorNoT::handOverEntity_i()
 bool FileSetDataGeneratorNoT::atEnd() const
 {
     QC_TRACE("FileSetDataGeneratorNoT::atEnd");
+    if (isBeforeFirst())
+        return m_vGenerators.empty();
     if (m_uiPosition + 1 < m_vGenerators.size())
         return false;
     const LimitedObjPtr<FileDataGenerator> pGenerator = getGenerator();
     return pGenerator.isNull() || pGenerator->atEnd();
 }
 
-bool LowMemoryFileSetDataGeneratorNoT::setCurrentFilename(const char* in_filename)
+bool LowMemoryFileSetDataGeneratorNoT::setRecordings(const RecordingList& in_list)
 {
-    QC_TRACE("LowMemoryFileSetDataGeneratorNoT::setCurrentFilename");
-    const bool bOpen = openSet(in_filename);
+    QC_TRACE("LowMemoryFileSetDataGeneratorNoT::setRecordings");
+    FileSetDataGeneratorImpl::setRecordings(in_list);
     m_pGenerator = {};
     m_bLastNameUsed = false;
-    return bOpen;
+    return true;
 }
 
 LimitedObjPtr<FileDataGenerator> LowMemoryFileSetDataGeneratorNoT::getFirstDataGenerator()
@@ -430,19 +450,21 @@ bool LowMemoryFileSetDataGeneratorNoT::handOverEntity_i()
 bool LowMemoryFileSetDataGeneratorNoT::atEnd() const
 {
     QC_TRACE("FileSetDataGenerator::atEnd");
+    if (isBeforeFirst())
+        return m_parser.getFilenames().empty();
     return m_bLastNameUsed || (!m_parser.hasNext() && !m_pGenerator.isNull() && m_pGenerator->atEnd());
 }
 
-StringVector findAnnotatedClasses(const char* in_setFilename, const StringVector& in_vClasses,
+StringVector findAnnotatedClasses(const StringVector& in_vFilenames, const StringVector& in_vClasses,
                                   const IsOfClass& in_isOfClass)
 {
     QC_TRACE("MachineLearning::findAnnotatedClasses");
     std::vector<bool> vFound(in_vClasses.size(), false);
-    AudioSetParser parser;
-    std::string strFilename;
-    std::size_t uiMissing = parser.open(in_setFilename) ? in_vClasses.size() : 0;
-    while (uiMissing > 0 && parser.next(strFilename))
+    std::size_t uiMissing = in_vClasses.size();
+    for (const std::string& strFilename : in_vFilenames)
     {
+        if (uiMissing == 0)
+            break;
         InputFile recording;
         AnnotatedFile file;
         if (!recording.openRegular(strFilename.c_str()) || !file.readFromWAV(recording))

@@ -9,6 +9,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
 #include <typeinfo>
 #include <utility>
@@ -17,13 +18,40 @@
 namespace Vexalor::MachineLearning
 {
 
+/// The recordings of a set, or of a part of it that is read apart from the others. Streams of the parts of a
+/// list follow each other to that of the whole list, to the bit, as long as a recording of the first part can
+/// be used, and none stops before its end. Of sets that pass over their recordings several times that holds
+/// for each pass.
+struct RecordingList
+{
+    enum class Place
+    {
+        WHOLE,
+        FIRST_PART, ///< may have no recording that can be used, and a stream without patterns then
+        LATER_PART  ///< the same; the entity to reset is reset before the first pattern once more
+    };
+
+    std::string m_strName; ///< for messages, such as that of the file of the list
+    StringVector m_vFilenames;
+    Place m_place = Place::WHOLE;
+    /// findClasses of the whole list; none: those of these recordings.
+    std::optional<StringVector> m_classes;
+    /// Of a set that passes over its recordings several times only this pass, counted from 0; none: all.
+    std::optional<std::size_t> m_pass;
+
+    /// Reads a list (doc/formats.md, "Set lists"). False, with the reason logged and the name empty, if it
+    /// cannot be read.
+    bool read(const char* in_filename);
+};
+
 /// One stream of the patterns of all recordings of an audio set, whose layout is in doc/formats.md, "Set
 /// lists". The "file" of this generator is the list. A recording that cannot be used is skipped, with an
 /// error message. One whose stream stops before its end stops the whole set; one that stops before its first
 /// pattern, unless it is the first of the list, is skipped. endedCleanly is false in both cases.
 /// The recordings of a pass are sequences of their own: the entity to reset is reset before each.
 ///
-/// Call order: configure setCurrentFilename (gotoStart (generateNext (getInput getTarget?)*)*)*.
+/// Call order: configure (setCurrentFilename | setRecordings) (gotoStart (generateNext (getInput
+/// getTarget?)*)*)*.
 ///
 /// At the end of a pass one line at info level tells how many recordings were listed, used and skipped, and
 /// the patterns and seconds of each class.
@@ -53,6 +81,16 @@ public:
     FileSetDataGeneratorImpl() = default;
     FileSetDataGeneratorImpl(const FileSetDataGeneratorImpl&) = delete;
     FileSetDataGeneratorImpl& operator=(const FileSetDataGeneratorImpl&) = delete;
+
+    /// The file of the list. True also when no recording can be used; false when it cannot be read.
+    bool setCurrentFilename(const char* in_filename) override;
+    /// A list that is no file, or a part of one. True also when no recording can be used.
+    virtual bool setRecordings(const RecordingList& in_list);
+    /// What all parts of a list have to know of all of its recordings: the classes that these annotate, for a
+    /// set that leaves out the others.
+    virtual StringVector findClasses(const StringVector&) const { return {}; }
+    /// How often the set passes over its recordings, with the list that was set.
+    virtual std::size_t getNbPasses() const { return 1; }
 
     bool gotoStart() override;
     bool generateNext() override;
@@ -97,8 +135,6 @@ protected:
 
     /// True when the configuration is of exactly that class; logs otherwise.
     bool isOwnConfig(const DataGeneratorWithConfig::Config& in_config, const std::type_info& in_class) const;
-    /// Reads a list, in place of an earlier one. No pattern is current then.
-    bool openSet(const char* in_filename);
     /// newFileGenerator_i for a recording of that name, with the entity; null, logged as skipped.
     CountedObjPtr<FileDataGenerator> newFileGeneratorFor(const std::string& in_strFilename);
     bool handOverEntity(FileDataGenerator& io_generator) const;
@@ -106,6 +142,8 @@ protected:
     void skipInPass() { ++m_uiSkippedInPass; }
     void skipAlways() { ++m_uiSkippedAlways; }
     void tellWatcher(const std::string& in_strFilename, std::size_t in_uiNumber) const;
+    /// Of a later part: no recording was gone to in this pass.
+    bool isBeforeFirst() const { return m_bBeforeFirst; }
     std::size_t getNbSkippedAlways() const { return m_uiSkippedAlways; }
 
     AudioSetParser m_parser; ///< of the list
@@ -113,13 +151,15 @@ protected:
 private:
     void setCurrentGenerator(LimitedObjPtr<FileDataGenerator> in_pGenerator);
     bool endFile();
-    bool gotoNextFile();
+    bool gotoUsableFile(LimitedObjPtr<FileDataGenerator> in_pFirst);
     bool startFile();
     void tellWatcherOfFile() const;
     void leaveFile();
     void logSummary();
 
     std::string m_strFilename;
+    RecordingList::Place m_place = RecordingList::Place::WHOLE;
+    bool m_bBeforeFirst = false; ///< of a later part, generateNext goes to its first recording
     LimitedObjPtr<FileDataGenerator> m_pCurrentGenerator;
     DataGenerator* m_pPatterns =
         nullptr; ///< the same as what is called most; null when no pattern can follow
@@ -139,8 +179,7 @@ private:
 class FileSetDataGeneratorNoT : public FileSetDataGeneratorImpl
 {
 public:
-    /// True also when no recording can be used; false when the list cannot be read.
-    bool setCurrentFilename(const char* in_filename) override;
+    bool setRecordings(const RecordingList& in_list) override;
     bool atEnd() const override;
 
 protected:
@@ -161,8 +200,8 @@ private:
 class LowMemoryFileSetDataGeneratorNoT : public FileSetDataGeneratorImpl
 {
 public:
-    /// The recordings themselves are looked at when they are reached. False when the list cannot be read.
-    bool setCurrentFilename(const char* in_filename) override;
+    /// The recordings themselves are looked at when they are reached.
+    bool setRecordings(const RecordingList& in_list) override;
     bool atEnd() const override;
 
 protected:
@@ -236,9 +275,9 @@ private:
 /// Whether an annotation of that label belongs to a class.
 using IsOfClass = std::function<bool(const std::string& in_strLabel, const std::string& in_strClass)>;
 
-/// Those of the classes, in their order, that some recording of an audio set annotates. Reads the annotations
-/// of no more recordings than needed and passes over those that cannot be read.
-StringVector findAnnotatedClasses(const char* in_setFilename, const StringVector& in_vClasses,
+/// Those of the classes, in their order, that some of the recordings annotates. Reads the annotations of no
+/// more recordings than needed and passes over those that cannot be read.
+StringVector findAnnotatedClasses(const StringVector& in_vFilenames, const StringVector& in_vClasses,
                                   const IsOfClass& in_isOfClass);
 
 } // namespace Vexalor::MachineLearning

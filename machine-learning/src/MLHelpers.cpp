@@ -187,13 +187,38 @@ bool SplitFileWriter::writeDescriptor() const
         QC_ERROR("Failed to open for output file " << m_strBaseName);
         return false;
     }
-    file << "# Vexalor Split format description\n# " << COUNT_KEYWORD << "XXX\n"
+    file << SPLIT_DESCRIPTOR_BEGINNING << "\n# " << COUNT_KEYWORD << "XXX\n"
          << COUNT_KEYWORD << std::to_string(m_uiNbSplitFiles) << '\n';
     file.close();
     if (file)
         return true;
     QC_ERROR("Error writing to file " << m_strBaseName);
     return false;
+}
+
+bool readNumberOfSplitFiles(const std::string& in_strBaseName, std::uint64_t& out_uiNbSplitFiles)
+{
+    std::ifstream file(in_strBaseName);
+    while (file.peek() == '#')
+        file.ignore(std::numeric_limits<std::streamsize>::max(), '\n');
+    char line[LONGEST_COUNT_LINE] = {};
+    file.getline(line, sizeof(line));
+    const std::string_view text(line);
+    if (!text.starts_with(COUNT_KEYWORD))
+    {
+        QC_ERROR("Error reading header of file " << in_strBaseName << ". Expecting NumberOfSplitFiles=XXX");
+        return false;
+    }
+    if (!parseCount(text.substr(COUNT_KEYWORD.size()), out_uiNbSplitFiles))
+    {
+        QC_ERROR("Error reading XXX in NumberOfSplitFiles=XXX. XXX has  to be a valid integer. "
+                 "Current file is " // text kept
+                 << in_strBaseName);
+        return false;
+    }
+    if (out_uiNbSplitFiles == 0)
+        QC_ERROR("Number of split files has to be greater than 1 in file " << in_strBaseName);
+    return out_uiNbSplitFiles != 0;
 }
 
 SplitFileReader::SplitFileReader(const char* in_baseName)
@@ -215,35 +240,10 @@ void SplitFileReader::open(const char* in_baseName, int in_iMode)
     m_uiNbSplitFiles = 0;
     m_uiCurrent = 1;
     m_uiCount = 0;
-    if (readDescriptor())
+    if (readNumberOfSplitFiles(m_strBaseName, m_uiNbSplitFiles))
         openPart();
     else
         m_stream.setstate(std::ios::failbit);
-}
-
-bool SplitFileReader::readDescriptor()
-{
-    std::ifstream file(m_strBaseName);
-    while (file.peek() == '#')
-        file.ignore(std::numeric_limits<std::streamsize>::max(), '\n');
-    char line[LONGEST_COUNT_LINE] = {};
-    file.getline(line, sizeof(line));
-    const std::string_view text(line);
-    if (!text.starts_with(COUNT_KEYWORD))
-    {
-        QC_ERROR("Error reading header of file " << m_strBaseName << ". Expecting NumberOfSplitFiles=XXX");
-        return false;
-    }
-    if (!parseCount(text.substr(COUNT_KEYWORD.size()), m_uiNbSplitFiles))
-    {
-        QC_ERROR("Error reading XXX in NumberOfSplitFiles=XXX. XXX has  to be a valid integer. "
-                 "Current file is " // text kept
-                 << m_strBaseName);
-        return false;
-    }
-    if (m_uiNbSplitFiles == 0)
-        QC_ERROR("Number of split files has to be greater than 1 in file " << m_strBaseName);
-    return m_uiNbSplitFiles != 0;
 }
 
 bool SplitFileReader::openPart()

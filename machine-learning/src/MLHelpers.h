@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <fstream>
 #include <string>
+#include <string_view>
 #include <vector>
 
 /// File streams for very large pattern data: a byte stream that is spread over numbered part files, and many
@@ -66,6 +67,12 @@ protected:
     std::uint64_t m_uiCurrent = 0; ///< part that is open
 };
 
+/// What the descriptor of a split set begins with.
+inline constexpr std::string_view SPLIT_DESCRIPTOR_BEGINNING = "# Vexalor Split format description";
+
+/// Reads the descriptor of a set. False, with the reason logged, when it is none.
+bool readNumberOfSplitFiles(const std::string& in_strBaseName, std::uint64_t& out_uiNbSplitFiles);
+
 /// Cuts a byte stream into parts of about a given size, between two writes. Call order: (open write* close)*;
 /// the destructor closes as well, but only fail() after close tells whether everything reached the files.
 class SplitFileWriter final
@@ -115,7 +122,6 @@ public:
     std::uint64_t gcount() const { return m_uiCount; }
 
 private:
-    bool readDescriptor();
     bool openPart();
 
     std::uint64_t m_uiCount = 0;

@@ -1,5 +1,6 @@
 #include "MLPatternFileWriter.h"
 
+#include "MLHelpers.h"
 #include "quillcast-core/Assertion.h"
 
 #include <cerrno>
@@ -16,6 +17,28 @@ PatternFileWriter::PatternFileWriter(Logger& in_logger)
     m_file.rdbuf()->pubsetbuf(nullptr, 0);
 }
 
+PatternFileWriter::~PatternFileWriter() = default;
+
+bool PatternFileWriter::isOpen() const
+{
+    return m_file.is_open() || m_pSet != nullptr;
+}
+
+bool PatternFileWriter::openFile()
+{
+    m_pSet.reset();
+    if (!m_splitSize)
+    {
+        m_file.open(m_strFilename, std::ios::binary | std::ios::trunc);
+        return static_cast<bool>(m_file);
+    }
+    m_pSet = std::make_unique<SplitFileWriter>(*m_splitSize);
+    m_pSet->open(m_strFilename.c_str(), std::ios::binary | std::ios::trunc);
+    if (m_pSet->fail())
+        m_pSet.reset();
+    return m_pSet != nullptr;
+}
+
 bool PatternFileWriter::open(const char* in_filename)
 {
     Logger& s_logger = m_logger;
@@ -24,8 +47,7 @@ bool PatternFileWriter::open(const char* in_filename)
         return false;
     closeOrTell();
     m_strFilename = in_filename;
-    m_file.open(m_strFilename, std::ios::binary | std::ios::trunc);
-    if (!m_file)
+    if (!openFile())
     {
         QC_ERROR("Could not open file " << m_strFilename << " for output.");
         return false;
@@ -47,6 +69,11 @@ void PatternFileWriter::setCurrentFilename(const char* in_filename)
 
 void PatternFileWriter::writeOut(std::string_view in_bytes)
 {
+    if (m_pSet != nullptr)
+    {
+        m_bLost = !m_pSet->write(in_bytes.data(), in_bytes.size()) || m_bLost;
+        return;
+    }
     const bool bWasGood = m_file.is_open() && m_file.good();
     m_file.write(in_bytes.data(), static_cast<std::streamsize>(in_bytes.size()));
     noteLoss(bWasGood);
@@ -70,15 +97,27 @@ bool PatternFileWriter::close()
 {
     Logger& s_logger = m_logger;
     QC_TRACE("MachineLearning::PatternFileWriter::close");
-    if (m_file.is_open())
+    if (isOpen())
     {
         end_i();
         flush();
-        const bool bWasGood = m_file.good();
-        m_file.close();
-        noteLoss(bWasGood);
+        closeFile();
     }
     return !std::exchange(m_bLost, false);
+}
+
+void PatternFileWriter::closeFile()
+{
+    if (m_pSet != nullptr)
+    {
+        m_pSet->close();
+        m_bLost = m_pSet->fail() || m_bLost;
+        m_pSet.reset();
+        return;
+    }
+    const bool bWasGood = m_file.good();
+    m_file.close();
+    noteLoss(bWasGood);
 }
 
 void PatternFileWriter::closeOrTell()

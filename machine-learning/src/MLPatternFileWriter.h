@@ -5,11 +5,15 @@
 
 #include <cstdint>
 #include <fstream>
+#include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 
 namespace Vexalor::MachineLearning
 {
+
+class SplitFileWriter;
 
 /// What the writers of pattern files share: the file and its name, the sizes that the first patterns fix, and
 /// whether anything was lost on the way to the disk.
@@ -22,10 +26,14 @@ public:
     bool hasLost() const override { return m_bLost; }
     void setCurrentFilename(const char* in_filename) override;
 
+    /// The next open begins a split set, whose parts are cut once they hold more than that many MiB, between
+    /// two patterns.
+    void setSplitSize(std::uint64_t in_uiMegabytes) { m_splitSize = in_uiMegabytes; }
+
 protected:
     /// Messages go to the logger of the format.
     explicit PatternFileWriter(Logger& in_logger);
-    ~PatternFileWriter() override = default;
+    ~PatternFileWriter() override;
 
     /// Called by open and close: for what a format keeps between them.
     virtual void begin_i() {}
@@ -33,7 +41,7 @@ protected:
 
     /// For destructors, which cannot tell otherwise: closes, and logs that patterns are lost.
     void closeOrTell();
-    bool isOpen() const { return m_file.is_open(); }
+    bool isOpen() const;
     /// Brings bytes to the file; m_bLost when the system refuses them or none is open.
     void writeOut(std::string_view in_bytes);
     /// Brings m_strBytes there and empties it.
@@ -50,7 +58,12 @@ private:
     /// Right after the file was used: what it refused is lost; tells the reason, once.
     void noteLoss(bool in_bWasGood);
 
+    bool openFile();
+    void closeFile();
+
     Logger& m_logger;
+    std::optional<std::uint64_t> m_splitSize; ///< MiB
+    std::unique_ptr<SplitFileWriter> m_pSet;  ///< in place of the file
     std::ofstream m_file;
 };
 

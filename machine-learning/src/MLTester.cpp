@@ -1,6 +1,7 @@
 #include "MLTester.h"
 
 #include "quillcast-core/Assertion.h"
+#include "quillcast-core/ByteArchive.h"
 
 #include <algorithm>
 #include <cmath>
@@ -8,6 +9,7 @@
 #include <limits>
 #include <ostream>
 #include <sstream>
+#include <string_view>
 
 namespace Vexalor::MachineLearning
 {
@@ -70,6 +72,7 @@ void MLTester::TesterStats::addErrorFunction(CountedObjPtr<ErrorFunction> in_pEr
         return;
     m_vErrorFunction.push_back(in_pErrorFunc);
     m_vCumulError.push_back(0.0);
+    m_vErrors.emplace_back();
 }
 
 bool MLTester::TesterStats::update(const DoubleVector& in_vOutput, const DoubleVector& in_vTarget)
@@ -81,7 +84,10 @@ bool MLTester::TesterStats::update(const DoubleVector& in_vOutput, const DoubleV
     {
         if (!QC_CHECK_TEXT("! errorFuncIter->isNull()", !m_vErrorFunction[i].isNull())) // text kept
             return true;
-        m_vCumulError[i] += (*m_vErrorFunction[i])(in_vTarget, in_vOutput);
+        const double dError = (*m_vErrorFunction[i])(in_vTarget, in_vOutput);
+        m_vCumulError[i] += dError;
+        if (m_bErrorsKept)
+            m_vErrors[i].push_back(dError);
     }
     ++m_uiNumData;
     if (in_vOutput.size() != in_vTarget.size())
@@ -104,6 +110,98 @@ void MLTester::TesterStats::reset()
     m_uiNumOutputs = 0;
     m_uiNumNanOutputs = 0;
     m_vCumulError.assign(m_vCumulError.size(), 0.0);
+    for (std::vector<double>& vErrors : m_vErrors)
+        vErrors.clear();
+}
+
+void MLTester::TesterStats::keepErrors(bool in_bKeep)
+{
+    QC_TRACE("MLTester::TesterStats::keepErrors");
+    if (!QC_CHECK(!in_bKeep || m_uiNumData == 0))
+        return;
+    m_bErrorsKept = in_bKeep;
+    for (std::vector<double>& vErrors : m_vErrors)
+        std::vector<double>().swap(vErrors);
+}
+
+bool MLTester::TesterStats::merge(const TesterStats& in_next)
+{
+    QC_TRACE("MLTester::TesterStats::merge");
+    const auto haveOneName = [](const auto& in_pLeft, const auto& in_pRight)
+    {
+        return std::string_view(in_pLeft->getErrFuncName()) == in_pRight->getErrFuncName();
+    };
+    if (!std::equal(m_vErrorFunction.begin(), m_vErrorFunction.end(), in_next.m_vErrorFunction.begin(),
+                    in_next.m_vErrorFunction.end(), haveOneName))
+    {
+        QC_ERROR("Errors of different functions cannot be added");
+        return false;
+    }
+    for (std::size_t i = 0; i < m_vCumulError.size(); ++i)
+    {
+        if (in_next.m_bErrorsKept)
+            for (const double dError : in_next.m_vErrors[i])
+                m_vCumulError[i] += dError;
+        else
+            m_vCumulError[i] += in_next.m_vCumulError[i];
+        if (m_bErrorsKept)
+            m_vErrors[i].insert(m_vErrors[i].end(), in_next.m_vErrors[i].begin(), in_next.m_vErrors[i].end());
+    }
+    m_bErrorsKept = m_bErrorsKept && in_next.m_bErrorsKept;
+    m_uiNumData += in_next.m_uiNumData;
+    m_uiNumMisfits += in_next.m_uiNumMisfits;
+    m_uiNumOutputs += in_next.m_uiNumOutputs;
+    m_uiNumNanOutputs += in_next.m_uiNumNanOutputs;
+    return true;
+}
+
+void MLTester::TesterStats::save(ByteWriter& io_bytes) const
+{
+    QC_TRACE("MLTester::TesterStats::save");
+    std::vector<std::string> vNames;
+    for (const CountedObjPtr<ErrorFunction>& pFunction : m_vErrorFunction)
+        vNames.emplace_back(pFunction->getErrFuncName());
+    io_bytes(vNames);
+    exchangeNumbers(*this, io_bytes);
+}
+
+bool MLTester::TesterStats::load(ByteReader& io_bytes)
+{
+    QC_TRACE("MLTester::TesterStats::load");
+    std::vector<std::string> vNames;
+    io_bytes(vNames);
+    if (!takeFunctions(vNames))
+        return false;
+    exchangeNumbers(*this, io_bytes);
+    if (!io_bytes.hasFailed() && isConsistent())
+        return true;
+    QC_ERROR("The bytes are no statistics of a test");
+    return false;
+}
+
+bool MLTester::TesterStats::takeFunctions(const std::vector<std::string>& in_vNames)
+{
+    m_vErrorFunction.resize(in_vNames.size());
+    for (std::size_t i = 0; i < in_vNames.size(); ++i)
+    {
+        CountedObjPtr<ErrorFunction>& pFunction = m_vErrorFunction[i];
+        if (pFunction.isNull() || in_vNames[i] != pFunction->getErrFuncName())
+            pFunction = ErrorFunction::newErrorFunctionOfName(in_vNames[i]);
+        if (!pFunction.isNull())
+            continue;
+        QC_ERROR("There is no error function of that name: " << in_vNames[i]);
+        return false;
+    }
+    return true;
+}
+
+/// Errors are kept of all patterns, or of none.
+bool MLTester::TesterStats::isConsistent() const
+{
+    const std::uint64_t uiKept = m_bErrorsKept ? m_uiNumData : 0;
+    return m_vCumulError.size() == m_vErrorFunction.size() && m_vErrors.size() == m_vErrorFunction.size() &&
+           std::all_of(m_vErrors.begin(), m_vErrors.end(),
+                       [&](const std::vector<double>& in_vErrors) { return in_vErrors.size() == uiKept; });
 }
 
 std::ostream& MLTester::TesterStats::write(std::ostream& out_stream) const
@@ -133,6 +231,41 @@ void MLTester::ClassifierTesterStats::reset()
     QC_TRACE("MLTester::ClassifierTesterStats::reset");
     TesterStats::reset();
     m_classificationError.reset();
+}
+
+bool MLTester::ClassifierTesterStats::merge(const TesterStats& in_next)
+{
+    QC_TRACE("MLTester::ClassifierTesterStats::merge");
+    const auto* pNext = dynamic_cast<const ClassifierTesterStats*>(&in_next);
+    if (pNext == nullptr)
+    {
+        QC_ERROR("Statistics with and without classes cannot be added");
+        return false;
+    }
+    // A copy, so that a refusal changes nothing.
+    ClassificationError merged = m_classificationError;
+    if (!merged.merge(pNext->m_classificationError) || !TesterStats::merge(in_next))
+        return false;
+    m_classificationError = merged;
+    return true;
+}
+
+void MLTester::ClassifierTesterStats::save(ByteWriter& io_bytes) const
+{
+    QC_TRACE("MLTester::ClassifierTesterStats::save");
+    TesterStats::save(io_bytes);
+    io_bytes(m_classificationError);
+}
+
+bool MLTester::ClassifierTesterStats::load(ByteReader& io_bytes)
+{
+    QC_TRACE("MLTester::ClassifierTesterStats::load");
+    if (!TesterStats::load(io_bytes))
+        return false;
+    io_bytes(m_classificationError);
+    if (io_bytes.hasFailed())
+        QC_ERROR("The bytes are no statistics of a classifier");
+    return !io_bytes.hasFailed();
 }
 
 std::ostream& MLTester::ClassifierTesterStats::write(std::ostream& out_stream) const

@@ -7,7 +7,14 @@
 
 #include <cstdint>
 #include <iosfwd>
+#include <string>
 #include <vector>
+
+namespace Vexalor
+{
+class ByteReader;
+class ByteWriter;
+} // namespace Vexalor
 
 namespace Vexalor::MachineLearning
 {
@@ -31,6 +38,9 @@ public:
 
     /// Accumulates error functions over all patterns that carry a target. Call order:
     /// addErrorFunction* (update* write reset)*.
+    ///
+    /// Statistics of parts of a test that keep their errors merge to those of the whole, the sums to the bit:
+    /// merge adds the errors of the patterns one after the other, as update does.
     class TesterStats
         : public virtual Object
         , public virtual OutputStreamable
@@ -45,6 +55,20 @@ public:
         void noteOutput(const DoubleVector& in_vOutput);
         /// Back to no data, keeping the functions.
         virtual void reset();
+
+        /// Whether the error of each pattern is kept as well, 8 bytes for each function. To be kept, only
+        /// before any data: refused by assertion otherwise. Those that are not to be kept any more go at
+        /// once.
+        void keepErrors(bool in_bKeep);
+        /// Adds the patterns that follow these ones; where their errors are not kept, the sums of them.
+        /// False, with the reason logged and nothing changed, for statistics of another kind or of other
+        /// functions.
+        virtual bool merge(const TesterStats& in_next);
+        /// Everything: counters, names of the functions, sums, and errors that are kept.
+        virtual void save(ByteWriter& io_bytes) const;
+        /// What save wrote, in place of what there is. Functions that are not these already are made by their
+        /// names. False, with the reason logged and the statistics in no particular state, for other bytes.
+        virtual bool load(ByteReader& io_bytes);
 
         /// Patterns with a target processed so far.
         std::uint64_t getNumData() const { return m_uiNumData; }
@@ -63,12 +87,24 @@ public:
         std::ostream& write(std::ostream& out_stream) const override;
 
     private:
+        template <class Self, class Bytes>
+        static void exchangeNumbers(Self& io_self, Bytes& io_bytes)
+        {
+            io_bytes(io_self.m_uiNumData, io_self.m_uiNumMisfits, io_self.m_uiNumOutputs,
+                     io_self.m_uiNumNanOutputs, io_self.m_vCumulError, io_self.m_bErrorsKept,
+                     io_self.m_vErrors);
+        }
+        bool takeFunctions(const std::vector<std::string>& in_vNames);
+        bool isConsistent() const;
+
         std::uint64_t m_uiNumData = 0;
         std::uint64_t m_uiNumMisfits = 0;
         std::uint64_t m_uiNumOutputs = 0;
         std::uint64_t m_uiNumNanOutputs = 0;
         std::vector<CountedObjPtr<ErrorFunction>> m_vErrorFunction;
         std::vector<double> m_vCumulError;
+        bool m_bErrorsKept = false;
+        std::vector<std::vector<double>> m_vErrors; ///< of each function, in the order of the patterns
     };
 
     /// Adds a classification error with counts per class.
@@ -78,6 +114,9 @@ public:
         /// False when the pattern is misclassified.
         bool update(const DoubleVector& in_vOutput, const DoubleVector& in_vTarget) override;
         void reset() override;
+        bool merge(const TesterStats& in_next) override;
+        void save(ByteWriter& io_bytes) const override;
+        bool load(ByteReader& io_bytes) override;
         std::uint64_t getNumError() const override { return m_classificationError.getNumError(); }
         std::ostream& write(std::ostream& out_stream) const override;
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "quillcast-core/InputFile.h"
+#include "MLPatternInput.h"
 
 #include <cstdint>
 #include <istream>
@@ -74,7 +74,7 @@ private:
     std::size_t m_uiLength = 0; ///< bytes of it so far, when it is a stream
     bool m_bAtEnd = false;
     Line m_line = Line::NONE;
-    InputFile m_file;
+    PatternInput m_file;
 };
 
 } // namespace Vexalor::MachineLearning

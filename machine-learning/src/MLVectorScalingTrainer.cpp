@@ -63,6 +63,22 @@ bool VectorScalingTrainer::computeScalingParam(DataGenerator& io_generator,
                                                VectorScaler::Config& io_scalerConfig)
 {
     QC_TRACE("VectorScalingTrainer::computeScalingParam");
+    if (!readMeans(io_generator))
+        return false;
+    const bool bClean = io_generator.endedCleanly();
+    computeSlope();
+    computeMean();
+    if (!readDeviations(io_generator))
+        return false;
+    if (!bClean || !io_generator.endedCleanly())
+        QC_WARN("The scaling is learnt from a part of the data set: it stopped before its end");
+    computeStdDev();
+    return computeResultingParam(io_scalerConfig);
+}
+
+/// First pass: extremes, and sums in place of means.
+bool VectorScalingTrainer::readMeans(DataGenerator& io_generator)
+{
     if (!io_generator.gotoStart())
     {
         QC_ERROR("Cannot go to the start of the data set");
@@ -76,9 +92,12 @@ bool VectorScalingTrainer::computeScalingParam(DataGenerator& io_generator,
         m_uiNumberData += m_uiBatch;
     };
     readBatches(io_generator, updateMeansAndExtremes);
-    const bool bClean = io_generator.endedCleanly();
-    computeSlope();
-    computeMean();
+    return true;
+}
+
+/// Second pass: sums of squared deviations from the means, in place of deviations.
+bool VectorScalingTrainer::readDeviations(DataGenerator& io_generator)
+{
     if (!io_generator.gotoStart())
     {
         QC_ERROR("Cannot go to the start of the data set on 2nd pass");
@@ -87,10 +106,103 @@ bool VectorScalingTrainer::computeScalingParam(DataGenerator& io_generator,
     m_input.m_vStdDev = DoubleVector(m_uiInputSize);
     m_target.m_vStdDev = DoubleVector(m_uiTargetSize);
     readBatches(io_generator, [this] { updateStdDevCounter(); });
-    if (!bClean || !io_generator.endedCleanly())
-        QC_WARN("The scaling is learnt from a part of the data set: it stopped before its end");
+    return true;
+}
+
+bool VectorScalingTrainer::sumUp(DataGenerator& io_generator, Sums& out_sums)
+{
+    QC_TRACE("VectorScalingTrainer::sumUp");
+    const auto copy = [](const DoubleVector& in_vFrom, std::vector<double>& out_vTo)
+    {
+        out_vTo.assign(in_vFrom.begin(), in_vFrom.end());
+    };
+    out_sums = {};
+    if (!readMeans(io_generator))
+        return false;
+    if (m_uiNumberData == 0)
+        return true;
+    out_sums.m_uiPatterns = m_uiNumberData;
+    copy(m_input.m_vAvg, out_sums.m_input.m_vSum);
+    copy(m_target.m_vAvg, out_sums.m_target.m_vSum);
+    computeMean();
+    if (!readDeviations(io_generator))
+        return false;
+    for (const auto& [pStatistics, pSide] :
+         {std::pair(&m_input, &out_sums.m_input), {&m_target, &out_sums.m_target}})
+    {
+        copy(pStatistics->m_vMax, pSide->m_vMax);
+        copy(pStatistics->m_vMin, pSide->m_vMin);
+        copy(pStatistics->m_vStdDev, pSide->m_vSquares);
+    }
+    return true;
+}
+
+bool VectorScalingTrainer::computeScalingParam(const std::vector<Sums>& in_vParts,
+                                               VectorScaler::Config& io_scalerConfig)
+{
+    QC_TRACE("VectorScalingTrainer::computeScalingParam");
+    resetData();
+    for (const Sums& part : in_vParts)
+    {
+        if (!addPart(part.m_uiPatterns, part.m_input, m_input) ||
+            !addPart(part.m_uiPatterns, part.m_target, m_target))
+        {
+            QC_ERROR("Patterns differ in size: there is no scaling for all of them");
+            return false;
+        }
+        m_uiNumberData += part.m_uiPatterns;
+    }
+    m_uiInputSize = m_input.m_vMax.size();
+    m_uiTargetSize = m_target.m_vMax.size();
+    computeSlope();
+    computeMean();
+    m_input.m_vStdDev = DoubleVector(m_uiInputSize);
+    m_target.m_vStdDev = DoubleVector(m_uiTargetSize);
+    for (const Sums& part : in_vParts)
+    {
+        addDeviations(part.m_uiPatterns, part.m_input, m_input);
+        addDeviations(part.m_uiPatterns, part.m_target, m_target);
+    }
     computeStdDev();
     return computeResultingParam(io_scalerConfig);
+}
+
+/// False for a part of other patterns.
+bool VectorScalingTrainer::addPart(std::uint64_t in_uiPatterns, const Sums::Side& in_part,
+                                   Statistics& io_whole)
+{
+    const std::size_t uiSize = in_part.m_vSum.size();
+    if (in_part.m_vMax.size() != uiSize || in_part.m_vMin.size() != uiSize ||
+        in_part.m_vSquares.size() != uiSize)
+        return false;
+    if (in_uiPatterns == 0)
+        return uiSize == 0;
+    if (io_whole.m_vMax.empty())
+    {
+        io_whole.m_vMax.assign(in_part.m_vMax.data(), in_part.m_vMax.data() + uiSize);
+        io_whole.m_vMin.assign(in_part.m_vMin.data(), in_part.m_vMin.data() + uiSize);
+        io_whole.m_vAvg = DoubleVector(uiSize);
+    }
+    if (io_whole.m_vMax.size() != uiSize)
+        return false;
+    const double* const pMax = in_part.m_vMax.data();
+    const double* const pMin = in_part.m_vMin.data();
+    updateMinMax(&pMax, 1, uiSize, io_whole.m_vMax, io_whole.m_vMin);
+    updateMinMax(&pMin, 1, uiSize, io_whole.m_vMax, io_whole.m_vMin);
+    for (std::size_t i = 0; i < uiSize; ++i)
+        io_whole.m_vAvg[i] += in_part.m_vSum[i];
+    return true;
+}
+
+void VectorScalingTrainer::addDeviations(std::uint64_t in_uiPatterns, const Sums::Side& in_part,
+                                         Statistics& io_whole)
+{
+    const auto dPatterns = static_cast<double>(in_uiPatterns);
+    for (std::size_t i = 0; i < in_part.m_vSum.size(); ++i)
+    {
+        const double dDifference = in_part.m_vSum[i] / dPatterns - io_whole.m_vAvg[i];
+        io_whole.m_vStdDev[i] += in_part.m_vSquares[i] + dPatterns * dDifference * dDifference;
+    }
 }
 
 void VectorScalingTrainer::resetData()

@@ -47,6 +47,36 @@ public:
         void serialize(Archive& io_archive, unsigned int in_uiVersion);
     };
 
+    /// What the patterns of a part of a data set, such as a recording, add up to; a value a component.
+    struct Sums
+    {
+        /// Of all inputs, or of all targets.
+        struct Side
+        {
+            std::vector<double> m_vMax;
+            std::vector<double> m_vMin;
+            std::vector<double> m_vSum;
+            std::vector<double> m_vSquares; ///< squared deviations from the mean of the part
+
+            template <class Self, class Bytes>
+            static void exchange(Self& io_self, Bytes& io_bytes)
+            {
+                io_bytes(io_self.m_vMax, io_self.m_vMin, io_self.m_vSum, io_self.m_vSquares);
+            }
+        };
+
+        std::uint64_t m_uiPatterns = 0; ///< with a target; 0: the sides are empty
+        Side m_input;
+        Side m_target;
+
+        /// As ByteWriter and ByteReader take it.
+        template <class Self, class Bytes>
+        static void exchange(Self& io_self, Bytes& io_bytes)
+        {
+            io_bytes(io_self.m_uiPatterns, io_self.m_input, io_self.m_target);
+        }
+    };
+
     VectorScalingTrainer();
     VectorScalingTrainer(const VectorScalingTrainer&) = default;
     VectorScalingTrainer& operator=(const VectorScalingTrainer&) = default;
@@ -65,6 +95,15 @@ public:
     /// to be standardized whose deviation is 0, or when both flags are set. A stream that stops before its
     /// end gives a warning.
     bool computeScalingParam(DataGenerator& io_generator, VectorScaler::Config& io_scalerConfig);
+
+    /// The two passes over a part; what is asked of the generator is as above. Needs no configuration. False,
+    /// with the reason logged, when a pass cannot start.
+    bool sumUp(DataGenerator& io_generator, Sums& out_sums);
+    /// The scaling of a data set from its parts, which are folded in their order: the same bits however many
+    /// processes summed them up. Of n values x both this sum and the one of a single pass are within (n - 1)
+    /// u sum |x| of the exact one, u = 2^-53; squared deviations add up by T. F. Chan, G. H. Golub and R. J.
+    /// LeVeque, Stanford STAN-CS-79-773 (1979). False as above, and for parts whose patterns differ in size.
+    bool computeScalingParam(const std::vector<Sums>& in_vParts, VectorScaler::Config& io_scalerConfig);
 
 private:
     /// Patterns that are folded in together, so that sums need not go to memory and back for each of them.
@@ -88,6 +127,10 @@ private:
     };
 
     void resetData();
+    bool readMeans(DataGenerator& io_generator);
+    bool readDeviations(DataGenerator& io_generator);
+    static bool addPart(std::uint64_t in_uiPatterns, const Sums::Side& in_part, Statistics& io_whole);
+    static void addDeviations(std::uint64_t in_uiPatterns, const Sums::Side& in_part, Statistics& io_whole);
     /// Calls in_fold with each batch of patterns that count; those of a batch have the same sizes.
     template <class Fold>
     void readBatches(DataGenerator& io_generator, Fold in_fold);

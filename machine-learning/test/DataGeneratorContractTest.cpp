@@ -8,6 +8,7 @@
 #include "MLAudioSetDataGenerators.h"
 #include "MLBinaryFileDataGenerator.h"
 #include "MLDataGeneratorFactory.h"
+#include "MLHelpers.h"
 #include "MLInMemoryDataGenerator.h"
 #include "MLPatternBatch.h"
 #include "MLScalingDataGenerator.h"
@@ -15,6 +16,7 @@
 #include "quillcast-infra/DynLibsLoader.h"
 #include "quillcast-math/ContextFeatureComputers.h"
 #include "test-support/AllocationCounter.h"
+#include "test-support/TempDir.h"
 
 #include <functional>
 
@@ -97,6 +99,27 @@ Generator newBinaryFileGenerator(const TempDir& in_folder)
     return pGenerator;
 }
 
+/// As a split set with a sequence in each part.
+Generator newSplitFileGenerator(const TempDir& in_folder)
+{
+    const CountedObjPtr<BinaryFileDataGenerator> pGenerator(new BinaryFileDataGenerator);
+    newBinaryFileGenerator(in_folder);
+    const std::string strBytes = Testing::readFile(in_folder.path("patterns"));
+    SplitFileWriter parts(in_folder.path("set").c_str(), 0);
+    // a header of 30 bytes, then patterns: 18 bytes without target, 26 with one
+    std::size_t uiStart = 0;
+    for (const std::size_t uiSize : {48, 52, 18})
+    {
+        EXPECT_TRUE(parts.write(strBytes.substr(uiStart, uiSize).c_str(), uiSize));
+        uiStart += uiSize;
+    }
+    EXPECT_EQ(uiStart, strBytes.size());
+    parts.close();
+    EXPECT_FALSE(parts.fail());
+    pGenerator->setCurrentFilename(in_folder.path("set").c_str());
+    return pGenerator;
+}
+
 Generator newAudioGenerator(const TempDir& in_folder)
 {
     const CountedObjPtr<AudioFileDataGenerator> pGenerator(new AudioFileDataGenerator);
@@ -129,6 +152,18 @@ Generator newAudioSet(const TempDir& in_folder)
     typename Set::Config config;
     config.m_dataGenConfig = audioConfig({"VOICE", "OTHER"});
     return newSet<Set>(in_folder, config);
+}
+
+/// The same recordings after another part of the list.
+template <class Set>
+Generator newLaterPart(const TempDir& in_folder)
+{
+    const Generator pSet = newAudioSet<Set>(in_folder);
+    RecordingList list;
+    EXPECT_TRUE(list.read(in_folder.path("set.lst").c_str()));
+    list.m_place = RecordingList::Place::LATER_PART;
+    EXPECT_TRUE(dynamic_cast<Set&>(*pSet).setRecordings(list));
+    return pSet;
 }
 
 Generator newVadSet(const TempDir& in_folder)
@@ -171,11 +206,14 @@ const GeneratorRow GENERATORS[] = {
     {"VectorFile", newVectorFileGenerator, 4, 3, 3},
     {"FeatureFile", newFeatureFileGenerator, 3, 2, 3},
     {"BinaryFile", newBinaryFileGenerator, 4, 2, 3},
+    {"SplitFile", newSplitFileGenerator, 4, 2, 3},
     {"AudioFile", newAudioGenerator, 98, 98, 1},
     {"Plugin", newPluginGenerator, 3, 3, 1, true},
     // 16 patterns of two recordings; of one recording for each of two tones
     {"AudioSet", newAudioSet<AudioSetDataGenerator>, 16, 16, 2, false, false, true},
     {"LowMemoryAudioSet", newAudioSet<LowMemoryAudioSetDataGenerator>, 16, 16, 2, false, false, true},
+    {"LaterPart", newLaterPart<AudioSetDataGenerator>, 16, 16, 3, false, true, true},
+    {"LowMemoryLaterPart", newLaterPart<LowMemoryAudioSetDataGenerator>, 16, 16, 3, false, true, true},
     {"LowMemoryVadSet", newAudioSet<LowMemoryVadAudioSetDataGenerator>, 16, 16, 2, false, false, true},
     {"VadSet", newVadSet, 16, 16, 2, false, false, true},
     {"ToneSet", newToneSet, 16, 16, 2, false, false, true},

@@ -3,10 +3,12 @@
 #include "MLTester.h"
 #include "MLDataGenTesterApplicationImpl.h"
 #include "TestPrelude.h"
+#include "quillcast-core/ByteArchive.h"
 
 #include <cmath>
 #include <iomanip>
 #include <memory>
+#include <sstream>
 
 namespace
 {
@@ -267,4 +269,87 @@ TEST_F(TesterApplicationTest, HelpNeedsNoOptions)
           "Compute the sum square error", "Compute the cross entropy error",
           "Compute the multiple cross entropy error", "Compute the classification error"})
         EXPECT_THAT(strHelp, HasSubstr(help));
+}
+
+namespace
+{
+
+/// The errors of these functions over some patterns whose sums depend on the order.
+template <class Stats>
+void addPatterns(Stats& io_stats, int in_iFirst, int in_iEnd)
+{
+    for (int i = in_iFirst; i < in_iEnd; ++i)
+    {
+        const DoubleVector vOutput{std::sin(i), std::cos(i) * std::pow(10.0, i % 7)};
+        io_stats.noteOutput(i % 5 == 0 ? DoubleVector{NAN, 1} : vOutput);
+        if (i % 6 == 0)
+            io_stats.update({1, 2, 3}, {1, 0, 0, 0}); // a misfit
+        else
+            io_stats.update(vOutput, i % 2 == 0 ? DoubleVector{1, 0} : DoubleVector{0, 1});
+    }
+}
+
+template <class Stats>
+Stats makeStats()
+{
+    Stats stats;
+    stats.addErrorFunction(ErrorFunction::newErrorFunction(ErrorFunction::MEAN_SQUARE));
+    stats.addErrorFunction(ErrorFunction::newErrorFunction(ErrorFunction::SUM_SQUARE));
+    stats.keepErrors(true);
+    return stats;
+}
+
+} // namespace
+
+TEST(TesterStatsMergeTest, PartsGoThroughBytesAndAddUpToTheBit)
+{
+    LogCapture log("quillcast");
+    MLTester::ClassifierTesterStats whole = makeStats<MLTester::ClassifierTesterStats>();
+    addPatterns(whole, 1, 1000);
+    MLTester::ClassifierTesterStats joined = makeStats<MLTester::ClassifierTesterStats>();
+    joined.keepErrors(false);
+    for (const auto& [iFirst, iEnd] : {std::pair(1, 1), {1, 301}, {301, 302}, {302, 1000}})
+    {
+        auto part = makeStats<MLTester::ClassifierTesterStats>();
+        addPatterns(part, iFirst, iEnd);
+        ByteWriter writer;
+        part.save(writer);
+        ByteReader reader(writer.getBytes());
+        MLTester::ClassifierTesterStats loaded;
+        ASSERT_TRUE(loaded.load(reader));
+        EXPECT_TRUE(reader.isAtEnd());
+        ASSERT_TRUE(joined.merge(loaded));
+    }
+    std::ostringstream expected;
+    std::ostringstream found;
+    expected << whole;
+    found << joined;
+    EXPECT_EQ(found.str(), expected.str());
+    for (const std::size_t i : {0, 1})
+        EXPECT_EQ(joined.getCumulError(i), whole.getCumulError(i));
+    EXPECT_EQ(joined.getNumMisfits(), whole.getNumMisfits());
+    EXPECT_EQ(joined.getNumNanOutputs(), whole.getNumNanOutputs());
+    EXPECT_EQ(joined.getNumError(), whole.getNumError());
+}
+
+TEST(TesterStatsMergeTest, OthersAreRefused)
+{
+    LogCapture log("quillcast");
+    MLTester::ClassifierTesterStats stats = makeStats<MLTester::ClassifierTesterStats>();
+    stats.update({1, 0}, {1, 0});
+    EXPECT_FALSE(stats.merge(makeStats<MLTester::TesterStats>()));
+    EXPECT_FALSE(stats.merge(MLTester::ClassifierTesterStats()));
+    MLTester::ClassifierTesterStats ofThree = makeStats<MLTester::ClassifierTesterStats>();
+    ofThree.update({1, 0, 0}, {1, 0, 0});
+    EXPECT_FALSE(stats.merge(ofThree));
+    EXPECT_EQ(stats.getNumData(), 1u);
+
+    ByteWriter writer;
+    stats.save(writer);
+    const std::string strBytes = writer.getBytes();
+    for (std::size_t uiSize = 0; uiSize < strBytes.size(); ++uiSize)
+    {
+        ByteReader reader(std::string_view(strBytes).substr(0, uiSize));
+        EXPECT_FALSE(MLTester::ClassifierTesterStats().load(reader)) << uiSize;
+    }
 }

@@ -424,3 +424,47 @@ TEST_F(ScalingDataGeneratorTest, ForwardsTheEndAndReleasesTheEarlierGenerator)
     ASSERT_TRUE(m_generator.gotoStart());
     EXPECT_LT(allocations.getCount(), 200U) << "two passes of 1000 patterns";
 }
+
+TEST(ScalingOfPartsTest, IsThatOfTheWholeHoweverItIsDivided)
+{
+    std::mt19937 random(7);
+    std::normal_distribution<double> value(1000.0, 3.0);
+    Patterns vPatterns;
+    for (int i = 0; i < 300; ++i)
+        vPatterns.push_back(
+            {{value(random), value(random)}, i % 7 == 0 ? DoubleVector{} : DoubleVector{value(random)}});
+    VectorScalingTrainer::Config config;
+    config.m_vTrainingParam = {standardize(), minMax(-1, 1), standardize()};
+    VectorScalingTrainer trainer;
+    ASSERT_TRUE(trainer.configure(config));
+    ScriptedGenerator whole(vPatterns);
+    VectorScaler::Config expected;
+    ASSERT_TRUE(trainer.computeScalingParam(whole, expected));
+
+    std::vector<VectorScalingTrainer::Sums> vParts;
+    for (const auto& [iFirst, iEnd] :
+         {std::pair(0, 1), {1, 1}, {1, 100}, {100, 300}}) // the first without a target
+    {
+        ScriptedGenerator part(Patterns(vPatterns.begin() + iFirst, vPatterns.begin() + iEnd));
+        ASSERT_TRUE(trainer.sumUp(part, vParts.emplace_back()));
+    }
+    EXPECT_EQ(vParts[0].m_uiPatterns, 0u);
+    VectorScaler::Config found;
+    ASSERT_TRUE(trainer.computeScalingParam(vParts, found));
+    const auto expectNear = [](const DoubleVector& in_vFound, const DoubleVector& in_vExpected)
+    {
+        ASSERT_EQ(in_vFound.size(), in_vExpected.size());
+        // 300 values: 300 u of the mean, times mean / deviation for the deviation
+        for (std::size_t i = 0; i < in_vFound.size(); ++i)
+            EXPECT_NEAR(in_vFound[i], in_vExpected[i], 1e-10 * std::abs(in_vExpected[i]));
+    };
+    expectNear(found.m_vInputSlope, expected.m_vInputSlope);
+    expectNear(found.m_vInputYIntercept, expected.m_vInputYIntercept);
+    expectNear(found.m_vTargetSlope, expected.m_vTargetSlope);
+
+    LogCapture log("quillcast");
+    ScriptedGenerator other(Patterns{{{1, 2, 3}, {4}}});
+    ASSERT_TRUE(trainer.sumUp(other, vParts.emplace_back()));
+    EXPECT_FALSE(trainer.computeScalingParam(vParts, found));
+    EXPECT_TRUE(log.has("ERROR Patterns differ in size: there is no scaling for all of them"));
+}

@@ -12,7 +12,7 @@ namespace Vexalor
 /// CRLF; one path a line; blank lines and lines that begin with "#" are skipped. A relative path counts from
 /// the folder of the list.
 ///
-/// Call order: (open | rewind | next)*.
+/// Call order: (open | setFilenames | rewind | next)*.
 class AudioSetParser
 {
 public:
@@ -20,6 +20,8 @@ public:
     /// themselves are not looked at. False, with the reason logged and the earlier list kept, if it cannot be
     /// read or is no text.
     bool open(const char* in_filename);
+    /// Takes over a list that is no file, and stands before its first recording.
+    void setFilenames(StringVector in_vFilenames);
 
     /// Back to before the first recording.
     void rewind() { m_uiNext = 0; }

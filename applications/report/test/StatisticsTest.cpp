@@ -1,6 +1,8 @@
+#include "quillcast-core/ByteArchive.h"
 #include "report/ConfusionMatrix.h"
 #include "report/EventStatistics.h"
 #include "report/ScoreBins.h"
+#include "report/TestResults.h"
 
 #include <algorithm>
 #include <cmath>
@@ -10,6 +12,7 @@
 #include <random>
 #include <tuple>
 
+using namespace Vexalor;
 using namespace Vexalor::MachineLearning;
 
 namespace
@@ -94,6 +97,80 @@ std::vector<LabelledEvent> label(const std::vector<EventInterval>& in_vEvents, s
 // Rows are targets:  5 1 0
 //                    2 3 0
 //                    0 0 0   the third class was neither there nor decided
+namespace
+{
+
+TestResults makeResults(const char* in_name, std::uint64_t in_uiErrors)
+{
+    TestResults results;
+    results.m_vClasses = {"A", "OTHER"};
+    results.m_uiBackground = 1;
+    results.m_confusion = ConfusionMatrix(2);
+    results.m_confusion.add(0, 1);
+    results.m_events = EventStatistics(2);
+    results.m_scores.add(true, 0.25);
+    results.m_patterns.m_uiAll = results.m_patterns.m_uiJudged = 10;
+    RecordingResult recording;
+    recording.m_strName = in_name;
+    recording.m_uiJudged = 10;
+    recording.m_uiErrors = in_uiErrors;
+    recording.m_uiRate = 8000;
+    results.m_vRecordings = {recording};
+    RecordingTimeline timeline;
+    timeline.m_traces = RecordingTimeline::Traces::SCORE;
+    timeline.m_timeline = Timeline(1);
+    const double dScore = 0.25;
+    timeline.m_timeline.add({1, 2, true}, &dScore);
+    timeline.m_vLongestSpans = {{{0, 80}, 0, 1}};
+    results.m_vTimelines = {timeline};
+    return results;
+}
+
+} // namespace
+
+TEST(TestResultsTest, PartsAddUp)
+{
+    TestResults whole;
+    for (const auto& [name, uiErrors] : {std::pair("a", 2), {"b", 5}, {"c", 2}})
+        ASSERT_TRUE(whole.append(makeResults(name, static_cast<std::uint64_t>(uiErrors)), 2));
+    EXPECT_EQ(whole.m_patterns.m_uiAll, 30u);
+    EXPECT_EQ(whole.m_confusion.getCount(0, 1), 3u);
+    EXPECT_EQ(whole.m_scores.getNbPositive(), 3u);
+    ASSERT_EQ(whole.m_vTimelines.size(), 2u) << "the worst, of equal ones the first";
+    EXPECT_EQ(whole.m_vTimelines[0].m_uiRecording, 1u);
+    EXPECT_EQ(whole.m_vTimelines[1].m_uiRecording, 0u);
+    TestResults other = makeResults("d", 1);
+    other.m_vClasses = {"A", "B"};
+    EXPECT_FALSE(whole.append(other, 2));
+    EXPECT_EQ(whole.m_vRecordings.size(), 3u);
+}
+
+TEST(TestResultsTest, OnlyTheirBytesAreTaken)
+{
+    ByteWriter writer;
+    writer(makeResults("a", 2));
+    std::string strBytes = writer.getBytes();
+    const auto read = [](const std::string& in_strBytes)
+    {
+        ByteReader reader(in_strBytes);
+        TestResults results;
+        reader(results);
+        return reader.isAtEnd() && TestResults().append(std::move(results), 10);
+    };
+    EXPECT_TRUE(read(strBytes));
+    for (std::size_t uiSize = 0; uiSize < strBytes.size(); uiSize += 991)
+        EXPECT_FALSE(read(strBytes.substr(0, uiSize))) << uiSize;
+    EXPECT_FALSE(read(strBytes + '\0'));
+    // Any byte may be another one: nothing is read beyond what is there.
+    for (std::size_t i = 0; i < strBytes.size(); i += i < 300 || i + 300 > strBytes.size() ? 1 : 977)
+        for (const int iBit : {0, 7})
+        {
+            strBytes[i] = static_cast<char>(strBytes[i] ^ (1 << iBit));
+            read(strBytes);
+            strBytes[i] = static_cast<char>(strBytes[i] ^ (1 << iBit));
+        }
+}
+
 TEST(ConfusionMatrixTest, SharesAndTheirDenominators)
 {
     ConfusionMatrix matrix(3);

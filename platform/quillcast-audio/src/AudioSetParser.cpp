@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <string_view>
+#include <utility>
 
 namespace Vexalor
 {
@@ -83,6 +84,13 @@ bool AudioSetParser::open(const char* in_filename)
         rest.remove_prefix(std::min(uiLine + 1, rest.size()));
     }
     return true;
+}
+
+void AudioSetParser::setFilenames(StringVector in_vFilenames)
+{
+    QC_TRACE("AudioSetParser::setFilenames");
+    m_vFilenames = std::move(in_vFilenames);
+    m_uiNext = 0;
 }
 
 bool AudioSetParser::next(std::string& out_strFilename)

@@ -1,0 +1,105 @@
+#include "ml-convert/PartPatterns.h"
+
+#include "quillcast-core/Logger.h"
+
+namespace Vexalor::MachineLearning
+{
+
+namespace
+{
+
+constinit Logger s_logger("quillcast.app.Convert");
+
+} // namespace
+
+bool PartPatterns::open(const char* in_program, const StringVector& in_vShares)
+{
+    QC_TRACE("PartPatterns::open");
+    std::vector<ShareFile> vShares;
+    if (!readShares(in_program, in_vShares, vShares))
+        return false;
+    std::size_t uiPasses = 1;
+    for (std::size_t uiPass = 0; uiPass < uiPasses; ++uiPass)
+        for (const ShareFile& share : vShares)
+        {
+            ConvertShare found;
+            ByteReader reader(share.m_strContent);
+            reader(found);
+            if (&share == &vShares.front())
+                uiPasses = found.m_vPasses.size();
+            if (!reader.isAtEnd() || found.m_vPasses.size() != uiPasses || uiPasses == 0)
+            {
+                QC_ERROR("Share " << share.m_shard.toText() << " makes no sense");
+                return false;
+            }
+            const std::string strFile = ConvertShare::nameOfPass(share.m_strFilename, uiPass);
+            const ConvertShare::Pass& pass = found.m_vPasses[uiPass];
+            if (pass.m_uiPatterns == 0)
+                continue;
+            const std::uint64_t uiBytes = getFileSizes({strFile}).front();
+            if (uiBytes != pass.m_uiBytes)
+            {
+                QC_ERROR(strFile << " has " << uiBytes << " bytes, but " << pass.m_uiBytes
+                                 << " when the share was left");
+                return false;
+            }
+            m_vFiles.push_back(strFile);
+        }
+    return true;
+}
+
+bool PartPatterns::gotoStart()
+{
+    m_uiCurrent = 0;
+    m_pCurrent = {};
+    m_bFirst = true;
+    m_bClean = true;
+    return m_pEntityToReset.isNull() || m_pEntityToReset->reset();
+}
+
+bool PartPatterns::openFile()
+{
+    m_pCurrent = CountedObjPtr<BinaryFileDataGenerator>(new BinaryFileDataGenerator);
+    m_pCurrent->setCurrentFilename(m_vFiles[m_uiCurrent].c_str());
+    m_pCurrent->setEntityToReset(m_pMark);
+    return m_pCurrent->gotoStart();
+}
+
+bool PartPatterns::generateNext()
+{
+    while (!atEnd())
+    {
+        m_bClean = m_bClean && (!m_pCurrent.isNull() || openFile());
+        if (m_bClean && m_pCurrent->generateNext())
+            break;
+        m_bClean = m_bClean && m_pCurrent->endedCleanly();
+        m_uiCurrent = m_bClean ? m_uiCurrent + 1 : m_vFiles.size();
+        m_pCurrent = {};
+    }
+    const bool bMarked = m_pMark->isPending() && !m_bFirst;
+    m_pMark->clear();
+    m_bFirst = false;
+    return !atEnd() && (!bMarked || m_pEntityToReset.isNull() || m_pEntityToReset->reset());
+}
+
+std::ostream& PartPatterns::dumpStatus(std::ostream& out_stream)
+{
+    return atEnd() ? out_stream : m_pCurrent->dumpStatus(out_stream);
+}
+
+Fallible<double> PartPatterns::getShareRead() const
+{
+    if (m_vFiles.empty())
+        return {};
+    const Fallible<double> current = m_pCurrent.isNull() ? Fallible<double>() : m_pCurrent->getShareRead();
+    return (static_cast<double>(m_uiCurrent) + (current.isValid() ? current.getValue() : 0.0)) /
+           static_cast<double>(m_vFiles.size());
+}
+
+bool PartPatterns::setEntityToReset(Handle<Resettable, ReferenceCount> in_entity)
+{
+    m_pEntityToReset = in_entity;
+    return true;
+}
+
+} // namespace Vexalor::MachineLearning
