@@ -55,8 +55,11 @@ void TestReporter::takeOptions(const variables_map& in_map)
     for (const char* option : {REPORT_OPTION, LOG_OPTION})
         if (in_map.count(option) != 0 && getText(in_map, option).empty())
             throw CommandLineError(std::string("option '--") + option + "' needs a value");
-    ApplicationImpl::checkNeeds(in_map, {TIMELINES_OPTION}, {REPORT_OPTION});
-    ApplicationImpl::checkNeeds(in_map, {CLASS_NAMES_OPTION}, {REPORT_OPTION, SUMMARY_OPTION});
+    if (!m_bPart) // what the parts are joined to may be a page
+    {
+        ApplicationImpl::checkNeeds(in_map, {TIMELINES_OPTION}, {REPORT_OPTION});
+        ApplicationImpl::checkNeeds(in_map, {CLASS_NAMES_OPTION}, {REPORT_OPTION, SUMMARY_OPTION});
+    }
     m_strFolder = getText(in_map, REPORT_OPTION);
     m_bSummary = in_map[SUMMARY_OPTION].as<bool>();
     m_strLog = getText(in_map, LOG_OPTION);
