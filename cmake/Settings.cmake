@@ -55,5 +55,6 @@ endif()
 include(GNUInstallDirs)
 # What programs find beside themselves, below the prefix.
 set(QC_SHARED_FOLDER ${CMAKE_INSTALL_DATADIR}/${PROJECT_NAME})
-set(CMAKE_INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
+# Of libraries, which lie beside each other, and of programs.
+set(CMAKE_INSTALL_RPATH "$ORIGIN;$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
 enable_testing()
