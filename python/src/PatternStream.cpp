@@ -72,6 +72,19 @@ bool PatternStream::isForked() const
     return m_uiForks != getForkCount() && !(m_recipe.m_bCached && m_pInner.getCount() == 1);
 }
 
+/// A cache whose first pass ended early cannot go on from there: the next pass is a first one. One that is
+/// complete has let go what it was filled from.
+bool PatternStream::isCutShort() const
+{
+    return m_recipe.m_bCached && m_uiPass > 1 && m_pInner.getCount() != 1;
+}
+
+void PatternStream::fillCache()
+{
+    if (m_recipe.m_bCached && m_pInner.getCount() != 1)
+        count();
+}
+
 void PatternStream::open()
 {
     require([&] { return build(); }, "the generator cannot be opened");
@@ -117,8 +130,10 @@ CountedObjPtr<DataGenerator> PatternStream::takeShare(const CountedObjPtr<DataGe
 {
     if (m_recipe.m_uiShares == 1)
         return in_pSource;
-    return CountedObjPtr<DataGenerator>(new ShareGenerator(
-        in_pSource, m_recipe.m_uiShare, m_recipe.m_uiShares, m_recipe.m_unit == Recipe::Unit::PATTERN));
+    // It may pass over many patterns for one of its own.
+    const CountedObjPtr<DataGenerator> pSource(new InterruptibleGenerator(in_pSource));
+    return CountedObjPtr<DataGenerator>(new ShareGenerator(pSource, m_recipe.m_uiShare, m_recipe.m_uiShares,
+                                                           m_recipe.m_unit == Recipe::Unit::PATTERN));
 }
 
 /// What was learnt holds in another process as well.
@@ -137,7 +152,7 @@ std::uint64_t PatternStream::startPass()
 {
     const Exclusive use(m_bUsed);
     ++m_uiPass;
-    if (isForked())
+    if (isForked() || isCutShort())
         open();
     m_bAtEnd = true; // until the pass has begun
     m_strFailure.clear();
@@ -232,7 +247,7 @@ py::object PatternStream::takeBatch()
 CountedObjPtr<DataGenerator> PatternStream::newInterruptible()
 {
     ++m_uiPass;
-    if (isForked())
+    if (isForked() || isCutShort())
         open();
     return CountedObjPtr<DataGenerator>(new InterruptibleGenerator(m_pGenerator, m_batch.getMark()));
 }

@@ -67,6 +67,9 @@ public:
     /// one. Throws as nextBatch does.
     std::pair<std::uint64_t, std::uint64_t> count();
 
+    /// For who begins passes that he does not end.
+    void fillCache();
+
     /// A generator that pulls the same patterns and lets signals through, for the library; opens the files of
     /// this process. A pass before it has ended with that.
     CountedObjPtr<DataGenerator> newInterruptible();
@@ -76,6 +79,7 @@ public:
 
 private:
     bool isForked() const;
+    bool isCutShort() const;
     void open();
     bool build();
     CountedObjPtr<DataGenerator> newSource() const;

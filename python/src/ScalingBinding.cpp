@@ -127,6 +127,7 @@ Scaling learnScaling(PatternStream& io_stream, const std::string& in_strInputs,
 {
     const TrainingParam input = makeParam("inputs", in_strInputs, in_interval);
     const TrainingParam target = makeParam("targets", in_strTargets, in_interval);
+    io_stream.fillCache();
     const Exclusive use(io_stream.getUse());
     const CountedObjPtr<DataGenerator> pGenerator = io_stream.newInterruptible();
     std::size_t uiInputs = 0;

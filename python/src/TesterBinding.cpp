@@ -4,6 +4,7 @@
 #include "MLTester.h"
 #include "Module.h"
 #include "PatternStream.h"
+#include "quillcast-core/ByteArchive.h"
 
 #include <memory>
 #include <optional>
@@ -85,11 +86,13 @@ struct Statistics
 {
     std::unique_ptr<TesterStats> m_pStats;
     std::vector<std::string> m_vNames;
+    bool m_bClassification = false;
 };
 
 Statistics makeStatistics(const std::vector<std::string>& in_vErrors, bool in_bClassification)
 {
     Statistics statistics;
+    statistics.m_bClassification = in_bClassification;
     if (in_bClassification)
         statistics.m_pStats = std::make_unique<MLTester::ClassifierTesterStats>();
     else
@@ -154,6 +157,32 @@ void update(const Statistics& in_statistics, const DoubleArray& in_outputs, cons
     handMessagesOn();
 }
 
+void merge(const Statistics& in_statistics, const Statistics& in_next)
+{
+    if (!in_statistics.m_pStats->merge(*in_next.m_pStats))
+        fail("the statistics are of different kinds");
+    handMessagesOn();
+}
+
+py::tuple getState(const Statistics& in_statistics)
+{
+    ByteWriter bytes;
+    in_statistics.m_pStats->save(bytes);
+    return py::make_tuple(in_statistics.m_vNames, in_statistics.m_bClassification,
+                          py::bytes(bytes.getBytes()));
+}
+
+Statistics fromState(const py::tuple& in_state)
+{
+    Statistics statistics = makeStatistics({}, in_state[1].cast<bool>());
+    statistics.m_vNames = in_state[0].cast<std::vector<std::string>>();
+    const auto strBytes = in_state[2].cast<std::string>();
+    ByteReader bytes(strBytes);
+    if (!statistics.m_pStats->load(bytes) || !bytes.isAtEnd())
+        fail("the bytes are no statistics");
+    return statistics;
+}
+
 /// Of the errors of all patterns, by the names of the measures.
 py::dict getSums(const Statistics& in_statistics)
 {
@@ -202,7 +231,12 @@ valid             shape (n,), bool: which patterns have a target; all unless giv
                                "Patterns taken for another class.")
         .def_property_readonly("sums", &getSums,
                                "Of the errors of all patterns, by the names of the measures.")
-        .def("__str__", &toReport);
+        .def("merge", &merge, py::arg("next"),
+             "Adds what a test of other patterns found: an Error when it was for other errors. Sums are "
+             "those of one "
+             "test but for rounding.")
+        .def("__str__", &toReport)
+        .def(py::pickle(&getState, &fromState));
     io_module.def("test", &test, py::arg("generator"), py::arg("entity"), py::kw_only(),
                   py::arg("errors") = py::tuple(), py::arg("classification") = false,
                   R"(Runs what was trained over a pass of a generator and returns the Statistics.

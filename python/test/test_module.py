@@ -128,6 +128,17 @@ class PatternFiles(Case):
         batches[0].inputs[:] = 0
         self.assertTrue(batches[1].inputs.any() and generator.read().inputs[:10].any())
 
+    def test_a_cache_begins_anew_where_its_first_pass_ended_early(self):
+        file = self.write("patterns", *random_patterns(30))
+        expected = vml.open_patterns(file).read()
+        generator = vml.open_patterns(file, cached=True)
+        for first in (lambda: next(iter(generator)), lambda: next(generator.batches(7))):
+            first()
+            self.assertTrue((generator.read().inputs == expected.inputs).all())
+            generator = vml.open_patterns(file, cached=True)
+        learnt = vml.Scaling.learn(generator).scale_inputs(expected.inputs)
+        self.assertTrue((learnt == vml.Scaling.learn(vml.open_patterns(file)).scale_inputs(expected.inputs)).all())
+
     def test_failures_tell_the_reason(self):
         good = self.write("good", numpy.ones((3, 2)), numpy.ones((3, 1)))
         for name, text in (("mixed", "[1 2] [1]\n[1 2] [2]\n[3] [1]\n"), ("mixed-targets", "[1] [1]\n[1] [2]\n[3] [1 2]\n")):
@@ -382,6 +393,15 @@ class ScalingAndTests(Case):
         for batch in generator.batches(30):
             batched.update(batch.inputs[:, :2] * 2, batch.targets, batch.valid)
         self.assertEqual((str(batched), batched.sums), (str(statistics), statistics.sums))
+
+        shards = [vml.test(generator.shard(i, 3), Entity(), errors=["sse", "mse"]) for i in range(3)]
+        merged = pickle.loads(pickle.dumps(shards[0]))
+        for shard in shards[1:]:
+            merged.merge(shard)
+        self.assertEqual((merged.patterns, merged.outputs), (statistics.patterns, statistics.outputs))
+        self.assertAlmostEqual(merged.sums["mean-square-error"], statistics.sums["mean-square-error"])
+        self.assertRaises(vml.Error, merged.merge, vml.Statistics(["sse"]))
+        self.assertRaises(vml.Error, vml.Statistics(["sse", "mse"], classification=True).merge, merged)
 
         def broken(values):
             return 1 / 0
