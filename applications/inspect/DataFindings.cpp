@@ -267,7 +267,7 @@ private:
             const std::string strCounts = " (" + countOf(label.m_uiAnnotations, "annotation") + ", " +
                                           toSeconds(label.m_dSeconds) + ')';
             const std::string strNearest = findNearestName(strLabel, getClasses());
-            if (strNearest.empty())
+            if (strNearest.empty() || haveOtherNumbers(strLabel, strNearest))
                 vFurther.push_back('\'' + strLabel + '\'' + strCounts);
             else
                 add(Severity::WARNING, "no class takes the label '" + strLabel + '\'' + strCounts +

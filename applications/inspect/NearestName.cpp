@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <iterator>
 #include <vector>
 
 namespace Vexalor::MachineLearning
@@ -44,7 +45,22 @@ std::size_t getDistance(const std::string& in_strLeft, const std::string& in_str
     return rows[2][in_strRight.size()];
 }
 
+std::string getDigits(const std::string& in_strName)
+{
+    std::string strDigits;
+    std::copy_if(in_strName.begin(), in_strName.end(), std::back_inserter(strDigits),
+                 [](char in_c) { return in_c >= '0' && in_c <= '9'; });
+    return strDigits;
+}
+
 } // namespace
+
+bool haveOtherNumbers(const std::string& in_strLeft, const std::string& in_strRight)
+{
+    const std::string strLeft = getDigits(in_strLeft);
+    const std::string strRight = getDigits(in_strRight);
+    return !strLeft.empty() && !strRight.empty() && strLeft != strRight;
+}
 
 std::string findNearestName(const std::string& in_strName, const StringVector& in_vNames)
 {

@@ -13,4 +13,7 @@ namespace Vexalor::MachineLearning
 /// Empty when none differs in so few: one letter of three, two of six and so on, three at most.
 std::string findNearestName(const std::string& in_strName, const StringVector& in_vNames);
 
+/// Both have digits, and these differ: they are what tells tones and numbered speakers apart.
+bool haveOtherNumbers(const std::string& in_strLeft, const std::string& in_strRight);
+
 } // namespace Vexalor::MachineLearning

@@ -65,8 +65,10 @@ void TestCollector::startRecording(const PatternSource& in_source, const DoubleV
     m_recording.m_strName = in_source.getName();
     m_timeline = {};
     if (m_results.m_vClasses.empty())
-        m_results.m_vClasses =
-            m_settings.m_vClasses.empty() ? in_source.getClassNames() : m_settings.m_vClasses;
+    {
+        m_vGeneratorClasses = in_source.getClassNames();
+        m_results.m_vClasses = m_settings.m_vClasses.empty() ? m_vGeneratorClasses : m_settings.m_vClasses;
+    }
     if (!in_source.isRecording())
         return;
     m_recording.m_uiRate = in_source.getRate();
@@ -109,9 +111,11 @@ void TestCollector::takeClasses(std::size_t in_uiClasses)
         for (std::size_t i = 0; i < in_uiClasses; ++i)
             vClasses.push_back("class " + std::to_string(i));
     }
-    const auto itBackground = std::find(vClasses.begin(), vClasses.end(), BACKGROUND_CLASS);
-    if (itBackground != vClasses.end())
-        m_results.m_uiBackground = static_cast<std::size_t>(itBackground - vClasses.begin());
+    // Other names for the classes of a generator change nothing else.
+    const StringVector& vKnown = m_vGeneratorClasses.size() == in_uiClasses ? m_vGeneratorClasses : vClasses;
+    const auto itBackground = std::find(vKnown.begin(), vKnown.end(), BACKGROUND_CLASS);
+    if (itBackground != vKnown.end())
+        m_results.m_uiBackground = static_cast<std::size_t>(itBackground - vKnown.begin());
     m_results.m_confusion = ConfusionMatrix(in_uiClasses);
     m_results.m_events = EventStatistics(in_uiClasses);
 }

@@ -67,6 +67,7 @@ private:
 
     Settings m_settings;
     TestResults m_results;
+    StringVector m_vGeneratorClasses;
     bool m_bInRecording = false;
     RecordingResult m_recording;
     RecordingTimeline m_timeline;

@@ -116,6 +116,11 @@ class ReportTest(unittest.TestCase):
         wrong = report["accuracy"]["denominator"] - report["accuracy"]["numerator"]
         self.assertIn("classification-error = %d/" % wrong, result.stdout)
         self.assertIn("Worst recordings, of 3", result.stdout)
+        # Other names change nothing else: the second class is what is in between, still.
+        report_set(self.folder, "--class-names", "OTHER,x")
+        renamed = self.read_report()
+        self.assertEqual((renamed["classes"], renamed["background"], renamed["events"]),
+                         (["OTHER", "x"], 1, events))
 
     def test_a_wrong_number_is_found(self):
         make_set(self.folder, ["one"])

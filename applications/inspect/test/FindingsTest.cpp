@@ -146,8 +146,8 @@ TEST(DataFindingsTest, Recordings)
              io.m_vFeatureRates.clear();
          },
          {"error: SF:500: 0 patterns; did you mean 'SF:510 '?",
-          "warning: no class takes the label 'SF:510 ' (1 annotation, 2 s); did you mean SF:500?",
-          "note: recordings of several rates: 3 of 8000 Hz, 2 of 16000 Hz"}},
+          "note: recordings of several rates: 3 of 8000 Hz, 2 of 16000 Hz",
+          "note: no class takes the label 'SF:510 ' (1 annotation, 2 s); that time is OTHER"}},
         {[](DataFacts& io) { io.m_survey.m_vWithoutAnnotation = {"b.wav"}; },
          {"warning: 1 of 3 recordings without any annotation, wholly OTHER: b.wav"}},
         {[](DataFacts& io)
