@@ -18,6 +18,11 @@ constexpr double MEAN_DECAY = 0.9;
 constexpr double SQUARES_DECAY = 0.999;
 constexpr double LEAST_DEVIATION = 1e-8;
 
+double getBatches(std::size_t in_uiPatterns, const AdamTraining::Settings& in_settings)
+{
+    return std::ceil(static_cast<double>(in_uiPatterns) / in_settings.m_uiBatch);
+}
+
 } // namespace
 
 AdamTraining::AdamTraining(const LayeredGradient& in_gradient, double* io_pWeights,
@@ -50,6 +55,12 @@ double AdamTraining::runEpoch()
     return dError / static_cast<double>(m_vOrder.size());
 }
 
+/// The half-cosine is 1/2 on average.
+double AdamTraining::getReach(std::size_t in_uiPatterns, const Settings& in_settings)
+{
+    return 0.5 * in_settings.m_dRate * getBatches(in_uiPatterns, in_settings) * in_settings.m_uiEpochs;
+}
+
 /// The same on every machine, which std::shuffle is not.
 void AdamTraining::shuffle()
 {
@@ -59,8 +70,7 @@ void AdamTraining::shuffle()
 
 void AdamTraining::step(std::size_t in_uiPatterns)
 {
-    const double dBatches = std::ceil(static_cast<double>(m_vOrder.size()) / m_settings.m_uiBatch);
-    const double dPart = m_dSteps / (dBatches * m_settings.m_uiEpochs);
+    const double dPart = m_dSteps / (getBatches(m_vOrder.size(), m_settings) * m_settings.m_uiEpochs);
     const double dRate = m_settings.m_dRate * 0.5 * (1.0 + std::cos(std::numbers::pi * dPart));
     m_dSteps += 1.0;
     const double dMeanScale = 1.0 / (1.0 - std::pow(MEAN_DECAY, m_dSteps));

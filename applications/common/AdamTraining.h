@@ -36,6 +36,10 @@ public:
     /// it was before the step that followed from it.
     double runEpoch();
 
+    /// How far all steps of a training of so many patterns bring a weight at most, where all its gradients
+    /// agree.
+    static double getReach(std::size_t in_uiPatterns, const Settings& in_settings);
+
 private:
     void shuffle();
     void step(std::size_t in_uiPatterns);

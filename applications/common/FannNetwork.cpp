@@ -305,6 +305,22 @@ bool FannNetwork::foldInputScaling(const DoubleVector& in_vMean, const DoubleVec
     return true;
 }
 
+bool FannNetwork::foldTargetScaling(const DoubleVector& in_vMean, double in_dDeviation)
+{
+    QC_TRACE("FannNetwork::foldTargetScaling");
+    if (!QC_CHECK(in_vMean.size() == getOutputSize()))
+        return false;
+    const fann_neuron* pNeuron = (m_pFann->last_layer - 1)->first_neuron;
+    for (std::size_t i = 0; i < in_vMean.size(); ++i, ++pNeuron)
+    {
+        for (unsigned int j = pNeuron->first_con; j < pNeuron->last_con; ++j)
+            m_pFann->weights[j] *= in_dDeviation;
+        // The last weight is the bias's, and the output its sum times the steepness.
+        m_pFann->weights[pNeuron->last_con - 1] += in_vMean[i] / pNeuron->activation_steepness;
+    }
+    return true;
+}
+
 bool FannNetwork::foldLinearScaling(const DoubleVector& in_vSlope, const DoubleVector& in_vIntercept)
 {
     QC_TRACE("FannNetwork::foldLinearScaling");

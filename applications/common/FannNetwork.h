@@ -64,9 +64,12 @@ public:
     /// network then gives for x what it gave for the scaled x. For a network of newLayered that has no
     /// clones.
     bool foldInputScaling(const DoubleVector& in_vMean, const DoubleVector& in_vFactor);
-    /// The same for x * in_vSlope + in_vIntercept and any network. False, with the network as it was and
-    /// nothing logged, for other numbers of inputs, and where an input with an intercept leads to a neuron
-    /// without bias.
+    /// Takes y * in_dDeviation + in_vMean of every output into the weights of the last layer. For a network
+    /// of newLayered with linear outputs, or a scaling that changes nothing, that has no clones.
+    bool foldTargetScaling(const DoubleVector& in_vMean, double in_dDeviation);
+    /// As foldInputScaling, for x * in_vSlope + in_vIntercept and any network. False, with the network as it
+    /// was and nothing logged, for other numbers of inputs, and where an input with an intercept leads to a
+    /// neuron without bias.
     bool foldLinearScaling(const DoubleVector& in_vSlope, const DoubleVector& in_vIntercept);
 
     /// The text of the network file.

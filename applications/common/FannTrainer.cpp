@@ -26,15 +26,39 @@ constexpr std::size_t LEAST_RUNS = 10;
 /// FANN limits the sum of a neuron to 150 over its steepness of 0.5, that of a linear one too.
 constexpr double LARGEST_OUTPUT = 300;
 
+/// A weight of an input of deviation 1 turns a sigmoid from 0.02 to 0.98 when it is so large.
+constexpr double LEAST_REACH = 4;
+
 struct DestroyData
 {
     void operator()(fann_train_data* io_pData) const { fann_destroy_train(io_pData); }
 };
 using TrainData = std::unique_ptr<fann_train_data, DestroyData>;
 
-/// The chosen patterns with their inputs standardised; null when there are none.
+/// What inputs and targets are trained as: (input - mean) * factor and (target - mean) / deviation.
+struct Scaling
+{
+    DoubleVector m_vInputMean;
+    DoubleVector m_vInputFactor;
+    DoubleVector m_vTargetMean;
+    double m_dTargetDeviation = 1.0;
+};
+
+/// Targets of sigmoids stay as they are: these reach them with weights of about 1.
+Scaling getScaling(const PatternSet& in_patterns, FannNetwork::Output in_output)
+{
+    Scaling scaling;
+    in_patterns.getInputScaling(scaling.m_vInputMean, scaling.m_vInputFactor);
+    if (in_output == FannNetwork::Output::LINEAR)
+        in_patterns.getTargetScaling(scaling.m_vTargetMean, scaling.m_dTargetDeviation);
+    else
+        scaling.m_vTargetMean = DoubleVector(in_patterns.getTargetSize());
+    return scaling;
+}
+
+/// The chosen patterns, scaled; null when there are none.
 TrainData newTrainData(const PatternSet& in_patterns, const std::vector<std::size_t>& in_vIndices,
-                       const DoubleVector& in_vMean, const DoubleVector& in_vFactor)
+                       const Scaling& in_scaling)
 {
     if (in_vIndices.empty())
         return nullptr;
@@ -47,9 +71,10 @@ TrainData newTrainData(const PatternSet& in_patterns, const std::vector<std::siz
     {
         const double* pInput = in_patterns.getInput(in_vIndices[i]);
         for (std::size_t j = 0; j < in_patterns.getInputSize(); ++j)
-            pData->input[i][j] = (pInput[j] - in_vMean[j]) * in_vFactor[j];
+            pData->input[i][j] = (pInput[j] - in_scaling.m_vInputMean[j]) * in_scaling.m_vInputFactor[j];
         const double* pTarget = in_patterns.getTarget(in_vIndices[i]);
-        std::copy(pTarget, pTarget + in_patterns.getTargetSize(), pData->output[i]);
+        for (std::size_t j = 0; j < in_patterns.getTargetSize(); ++j)
+            pData->output[i][j] = (pTarget[j] - in_scaling.m_vTargetMean[j]) / in_scaling.m_dTargetDeviation;
     }
     return pData;
 }
@@ -125,20 +150,24 @@ std::unique_ptr<FannNetwork> FannTrainer::train(const PatternSet& in_patterns, c
     std::unique_ptr<FannNetwork> pNetwork(FannNetwork::newLayered(vSizes, output, m_settings.m_uiSeed));
     if (pNetwork == nullptr)
         return nullptr;
-    DoubleVector vMean;
-    DoubleVector vFactor;
-    in_patterns.getInputScaling(vMean, vFactor);
-    const TrainData pTraining = newTrainData(in_patterns, vTraining, vMean, vFactor);
-    const TrainData pHeldOut = newTrainData(in_patterns, vHeldOut, vMean, vFactor);
-    const Run runEpoch = newTraining(*pNetwork, LayeredGradient(vSizes, output), *pTraining);
+    const Scaling scaling = getScaling(in_patterns, output);
+    const double dErrorUnit = scaling.m_dTargetDeviation * scaling.m_dTargetDeviation;
+    const TrainData pTraining = newTrainData(in_patterns, vTraining, scaling);
+    const TrainData pHeldOut = newTrainData(in_patterns, vHeldOut, scaling);
+    const Run trainEpoch = newTraining(*pNetwork, LayeredGradient(vSizes, output), *pTraining);
+    const Run runEpoch = [&]
+    {
+        return dErrorUnit * trainEpoch();
+    };
     Run test;
     if (pHeldOut != nullptr)
         test = [&]
         {
-            return fann_test_data(&pNetwork->getFann(), pHeldOut.get());
+            return dErrorUnit * fann_test_data(&pNetwork->getFann(), pHeldOut.get());
         };
     if (!runEpochs(*pNetwork, runEpoch, test, in_watcher, out_epoch) ||
-        !pNetwork->foldInputScaling(vMean, vFactor))
+        !pNetwork->foldInputScaling(scaling.m_vInputMean, scaling.m_vInputFactor) ||
+        !pNetwork->foldTargetScaling(scaling.m_vTargetMean, scaling.m_dTargetDeviation))
         return nullptr;
     return pNetwork;
 }
@@ -151,6 +180,11 @@ FannTrainer::Run FannTrainer::newTraining(FannNetwork& io_network, const Layered
     {
         const AdamTraining::Settings settings{m_settings.m_uiEpochs, m_settings.m_uiSeed,
                                               m_settings.m_uiBatch, m_settings.m_dLearningRate};
+        const double dReach = AdamTraining::getReach(io_patterns.num_data, settings);
+        if (dReach < LEAST_REACH)
+            QC_WARN("All steps of this training together change a weight by at most "
+                    << dReach << ": more epochs, smaller batches or a higher rate learn more, "
+                    << "or rprop where patterns are few");
         const auto pTraining =
             std::make_shared<AdamTraining>(in_gradient, pFann->weights, io_patterns, settings);
         return [pTraining]

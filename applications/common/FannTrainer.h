@@ -17,9 +17,9 @@ class PatternSet;
 /// Trains a network on a set of patterns, with FANN's RPROP or in small batches (AdamTraining). The same
 /// patterns and settings give the same network.
 ///
-/// Inputs are standardised for the training; the network that results takes them as they are. Its output
-/// neurons are chosen by the range of the targets: sigmoid within [0, 1], symmetric sigmoid within [-1, 1],
-/// else linear.
+/// Inputs, and the targets of linear outputs, are standardised for the training; the network that results
+/// takes and gives them as they are, and errors are those of targets as they are. Its output neurons are
+/// chosen by the range of the targets: sigmoid within [0, 1], symmetric sigmoid within [-1, 1], else linear.
 class FannTrainer
 {
 public:

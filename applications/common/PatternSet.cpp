@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <numeric>
 
 namespace Vexalor::MachineLearning
 {
@@ -24,6 +25,31 @@ void append(DoubleVector& io_vAll, const DoubleVector& in_vVector)
 {
     for (const double dValue : in_vVector)
         io_vAll.push_back(dValue);
+}
+
+/// Mean and deviation of each of the in_uiSize values of a pattern. Differences from the mean keep the digits
+/// that a sum of squares would lose, and in units of the largest their squares stay within the range of
+/// numbers.
+void computeMoments(const DoubleVector& in_vAll, std::size_t in_uiSize, DoubleVector& out_vMean,
+                    DoubleVector& out_vDeviation)
+{
+    out_vMean = DoubleVector(in_uiSize);
+    out_vDeviation = DoubleVector(in_uiSize);
+    const std::size_t uiPatterns = in_uiSize == 0 ? 0 : in_vAll.size() / in_uiSize;
+    for (std::size_t j = 0; j < in_uiSize; ++j)
+    {
+        double dMean = 0.0;
+        for (std::size_t i = j; i < in_vAll.size(); i += in_uiSize)
+            dMean += in_vAll[i] / static_cast<double>(uiPatterns);
+        double dLargest = 0.0;
+        for (std::size_t i = j; i < in_vAll.size(); i += in_uiSize)
+            dLargest = std::max(dLargest, std::abs(in_vAll[i] - dMean));
+        double dSquares = 0.0;
+        for (std::size_t i = j; dLargest > 0.0 && i < in_vAll.size(); i += in_uiSize)
+            dSquares += std::pow((in_vAll[i] - dMean) / dLargest, 2) / static_cast<double>(uiPatterns);
+        out_vMean[j] = dMean;
+        out_vDeviation[j] = dLargest * std::sqrt(dSquares);
+    }
 }
 
 } // namespace
@@ -83,27 +109,26 @@ bool PatternSet::appendPattern(const DoubleVector& in_vInput, const DoubleVector
     return true;
 }
 
-/// In two passes: differences from the mean keep the digits that a sum of squares would lose.
 void PatternSet::getInputScaling(DoubleVector& out_vMean, DoubleVector& out_vFactor) const
 {
     QC_TRACE("PatternSet::getInputScaling");
-    const auto dPatterns = static_cast<double>(m_uiPatterns);
-    out_vMean = DoubleVector(m_uiInputSize);
-    out_vFactor = DoubleVector(m_uiInputSize);
-    for (std::size_t i = 0; i < m_uiPatterns; ++i)
-        for (std::size_t j = 0; j < m_uiInputSize; ++j)
-            out_vMean[j] += getInput(i)[j] / dPatterns;
-    for (std::size_t i = 0; i < m_uiPatterns; ++i)
-        for (std::size_t j = 0; j < m_uiInputSize; ++j)
-            out_vFactor[j] += (getInput(i)[j] - out_vMean[j]) * (getInput(i)[j] - out_vMean[j]) / dPatterns;
-    for (std::size_t j = 0; j < m_uiInputSize; ++j)
+    computeMoments(m_vInputs, m_uiInputSize, out_vMean, out_vFactor);
+    for (std::size_t i = 0; i < m_uiInputSize; ++i)
     {
-        const double dDeviation = std::sqrt(out_vFactor[j]);
-        const double dFactor = 1.0 / dDeviation;
+        const double dFactor = 1.0 / out_vFactor[i];
         const bool bChanges =
-            dDeviation > Moments::ROUNDING * std::abs(out_vMean[j]) && std::isfinite(dFactor);
-        out_vFactor[j] = bChanges ? dFactor : 0.0;
+            out_vFactor[i] > Moments::ROUNDING * std::abs(out_vMean[i]) && std::isfinite(dFactor);
+        out_vFactor[i] = bChanges ? dFactor : 0.0;
     }
+}
+
+void PatternSet::getTargetScaling(DoubleVector& out_vMean, double& out_dDeviation) const
+{
+    QC_TRACE("PatternSet::getTargetScaling");
+    DoubleVector vDeviation;
+    computeMoments(m_vTargets, m_uiTargetSize, out_vMean, vDeviation);
+    const double dSquares = std::inner_product(vDeviation.begin(), vDeviation.end(), vDeviation.begin(), 0.0);
+    out_dDeviation = dSquares > 0.0 ? std::sqrt(dSquares / static_cast<double>(m_uiTargetSize)) : 1.0;
 }
 
 void PatternSet::getTargetRange(double& out_dMin, double& out_dMax) const

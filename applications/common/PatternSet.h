@@ -39,6 +39,10 @@ public:
     /// that never changes, beyond rounding: nothing can be learnt from it.
     void getInputScaling(DoubleVector& out_vMean, DoubleVector& out_vFactor) const;
 
+    /// The mean of each target, and one deviation from them for all: divided by it, errors keep the weights
+    /// that they have in their mean square. 1 where no target changes.
+    void getTargetScaling(DoubleVector& out_vMean, double& out_dDeviation) const;
+
     /// Smallest and largest value of all targets. Only of a set that is not empty.
     void getTargetRange(double& out_dMin, double& out_dMax) const;
 

@@ -109,11 +109,15 @@ TEST(PatternSetTest, ScalingBringsMeanToZeroAndDeviationToOne)
     DoubleVector vMean;
     DoubleVector vFactor;
     // Deviations: 2 of (1, 5); none of the constant, whose mean is not exact; 1e-3 beside a mean of 1e6.
-    toSet({{{1, 0.1, 1e6 - 1e-3}, {0}}, {{5, 0.1, 1e6 + 1e-3}, {1}}}).getInputScaling(vMean, vFactor);
+    // The squares of the last two are beyond the range of numbers.
+    toSet({{{1, 0.1, 1e6 - 1e-3, 1e160, 1e-300}, {0}}, {{5, 0.1, 1e6 + 1e-3, -1e160, 3e-300}, {1}}})
+        .getInputScaling(vMean, vFactor);
     EXPECT_EQ(vMean[0], 3);
     EXPECT_EQ(vFactor[0], 0.5);
     EXPECT_EQ(vFactor[1], 0);
     EXPECT_NEAR(vFactor[2], 1000, 1e-3);
+    EXPECT_DOUBLE_EQ(vFactor[3], 1e-160);
+    EXPECT_DOUBLE_EQ(vFactor[4], 1e300);
 }
 
 TEST(PatternSetTest, UnusableStreamsAreRefused)
@@ -232,6 +236,58 @@ TEST(FannTrainerTest, SmallBatchesLearnInFewEpochsFromManyPatterns)
     EXPECT_EQ(train(patterns, settings, vEpochs, adam)->getText(), pNetwork->getText());
     settings.m_uiSeed = 2;
     EXPECT_NE(train(patterns, settings, vEpochs, adam)->getText(), pNetwork->getText());
+}
+
+TEST(FannTrainerTest, TooFewStepsAreTold)
+{
+    FannTrainer::Settings settings;
+    settings.m_method = FannTrainer::Method::ADAM;
+    std::vector<FannTrainer::Epoch> vEpochs;
+    FannTrainer::Epoch taken;
+    const LogCapture log("quillcast.app.FannTrainer");
+    ASSERT_NE(train(exclusiveOr(), settings, vEpochs, taken), nullptr);
+    EXPECT_THAT(log.lines(),
+                ElementsAre("WARN All steps of this training together change a weight by at most "
+                            "0.3: more epochs, smaller batches or a higher rate learn more, or "
+                            "rprop where patterns are few"));
+    settings.m_dLearningRate = 0.04;
+    ASSERT_NE(train(exclusiveOr(), settings, vEpochs, taken), nullptr);
+    EXPECT_EQ(log.lines().size(), 1u);
+}
+
+TEST(FannTrainerTest, TargetsFarFromOneAreLearntInTheirOwnUnits)
+{
+    // The second target has a small part in the error, and a mean far from its range.
+    std::vector<ScriptedGenerator::Pattern> vPatterns;
+    for (int i = 0; i < 1000; ++i)
+    {
+        const double dX = i % 100 - 50.0;
+        const double dY = i % 7;
+        vPatterns.push_back({{dX, dY}, {4 * dX - 5 * dY, 250 + 0.1 * dX}});
+    }
+    const PatternSet patterns = toSet(vPatterns);
+    for (const FannTrainer::Method method : {FannTrainer::Method::RPROP, FannTrainer::Method::ADAM})
+    {
+        FannTrainer::Settings settings;
+        settings.m_method = method;
+        settings.m_uiBatch = 10;
+        settings.m_dLearningRate = 0.02;
+        settings.m_uiHoldOut = 5;
+        std::vector<FannTrainer::Epoch> vEpochs;
+        FannTrainer::Epoch taken;
+        const std::unique_ptr<FannNetwork> pNetwork = train(patterns, settings, vEpochs, taken);
+        double dSquares = 0;
+        DoubleVector vOutput;
+        for (std::size_t i = 0; i < patterns.size(); ++i)
+        {
+            ASSERT_TRUE(pNetwork->compute(patterns.getInput(i), patterns.getInput(i) + 2, vOutput));
+            for (std::size_t j = 0; j < 2; ++j)
+                dSquares += std::pow(vOutput[j] - patterns.getTarget(i)[j], 2);
+        }
+        EXPECT_LT(dSquares / 2000, 1e-4) << static_cast<int>(method);
+        EXPECT_GT(vEpochs.front().m_dError, 100) << "in units of the targets";
+        EXPECT_LT(taken.m_dHeldOutError, 1e-4);
+    }
 }
 
 TEST(FannTrainerTest, OutputsFitTheRangeOfTheTargets)
