@@ -1,6 +1,7 @@
 #include "quillcast-core/Assertion.h"
 
-#include <mutex>
+#include "quillcast-core/ForkSafeMutex.h"
+
 #include <utility>
 
 namespace Vexalor
@@ -11,7 +12,7 @@ namespace
 
 struct SinkSlot
 {
-    std::mutex m_mutex;
+    ForkSafeMutex m_mutex;
     Assertion::Sink m_sink;
 };
 
@@ -25,7 +26,7 @@ SinkSlot& slot()
 
 Assertion::Sink Assertion::setSink(Sink in_sink)
 {
-    const std::lock_guard<std::mutex> lock(slot().m_mutex);
+    const std::lock_guard<ForkSafeMutex> lock(slot().m_mutex);
     return std::exchange(slot().m_sink, std::move(in_sink));
 }
 
@@ -33,7 +34,7 @@ bool Assertion::fail(Logger& in_logger, const char* in_condition, const char* in
 {
     Sink sink;
     {
-        const std::lock_guard<std::mutex> lock(slot().m_mutex);
+        const std::lock_guard<ForkSafeMutex> lock(slot().m_mutex);
         sink = slot().m_sink;
     }
     if (sink)

@@ -1,5 +1,6 @@
 #include "quillcast-core/LogQueue.h"
 
+#include <atomic>
 #include <log4cplus/appender.h>
 #include <log4cplus/initializer.h>
 #include <log4cplus/logger.h>
@@ -11,6 +12,8 @@ namespace Vexalor
 
 namespace
 {
+
+std::atomic<bool> s_bInstalled{false};
 
 struct Waiting
 {
@@ -24,7 +27,18 @@ Waiting& waiting()
     return s_waiting;
 }
 
-/// Needs nothing but its own thread's queue, whatever lock the caller holds.
+void add(LogQueue::Message&& in_message)
+{
+    const std::size_t uiMost =
+        in_message.m_level >= LogLevel::ERROR ? 2 * LogQueue::MOST_WAITING : LogQueue::MOST_WAITING;
+    Waiting& queue = waiting();
+    if (queue.m_vMessages.size() < uiMost)
+        queue.m_vMessages.push_back(std::move(in_message));
+    else
+        ++queue.m_uiDropped;
+}
+
+/// For plug-ins that write to the back end themselves.
 class QueueAppender : public log4cplus::Appender
 {
 public:
@@ -34,15 +48,8 @@ public:
 protected:
     void append(const log4cplus::spi::InternalLoggingEvent& in_event) override
     {
-        const bool bError = in_event.getLogLevel() >= log4cplus::ERROR_LOG_LEVEL;
-        const std::size_t uiMost = bError ? 2 * LogQueue::MOST_WAITING : LogQueue::MOST_WAITING;
-        Waiting& queue = waiting();
-        if (queue.m_vMessages.size() < uiMost)
-            queue.m_vMessages.push_back({static_cast<LogLevel>(in_event.getLogLevel()),
-                                         in_event.getLoggerName(), in_event.getMessage(), in_event.getFile(),
-                                         in_event.getLine()});
-        else
-            ++queue.m_uiDropped;
+        add({static_cast<LogLevel>(in_event.getLogLevel()), in_event.getLoggerName(), in_event.getMessage(),
+             in_event.getFile(), in_event.getLine()});
     }
 };
 
@@ -65,6 +72,16 @@ void LogQueue::install()
     log4cplus::Logger root = log4cplus::Logger::getRoot();
     root.removeAllAppenders();
     root.addAppender(log4cplus::SharedAppenderPtr(new QueueAppender));
+    s_bInstalled = true;
+}
+
+bool LogQueue::keep(LogLevel in_level, const char* in_logger, const std::string& in_strText,
+                    const char* in_file, int in_iLine)
+{
+    if (!s_bInstalled)
+        return false;
+    add({in_level, in_logger, in_strText, in_file == nullptr ? "" : in_file, in_iLine});
+    return true;
 }
 
 std::vector<LogQueue::Message> LogQueue::take()

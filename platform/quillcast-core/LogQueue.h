@@ -29,9 +29,14 @@ public:
     /// with errors.
     static constexpr std::size_t MOST_WAITING = 1000;
 
-    /// From now on in place of everything that the root logger writes to. Ends the threads of the back end,
-    /// with which a process that forks would not end.
+    /// From now on in place of the back end, of whose own messages it gets those of the root logger. Ends the
+    /// threads of the back end, with which a process that forks would not end.
     static void install();
+
+    /// Keeps a message for the calling thread; false where no queue is installed. Takes no lock of the back
+    /// end, which a thread might hold when the process is forked.
+    static bool keep(LogLevel in_level, const char* in_logger, const std::string& in_strText,
+                     const char* in_file, int in_iLine);
 
     /// What the calling thread has logged since the last call, in its order.
     static std::vector<Message> take();

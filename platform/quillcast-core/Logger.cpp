@@ -1,5 +1,8 @@
 #include "quillcast-core/Logger.h"
 
+#include "quillcast-core/ForkSafeMutex.h"
+#include "quillcast-core/LogQueue.h"
+
 #include <algorithm>
 #include <cstdio>
 #include <filesystem>
@@ -8,7 +11,6 @@
 #include <log4cplus/configurator.h>
 #include <log4cplus/initializer.h>
 #include <log4cplus/logger.h>
-#include <mutex>
 #include <sstream>
 #include <vector>
 
@@ -26,7 +28,7 @@ struct LoggerRegistry
 
     int resolve(Logger& io_logger)
     {
-        const std::lock_guard<std::mutex> lock(m_mutex);
+        const std::lock_guard<ForkSafeMutex> lock(m_mutex);
         if (!io_logger.m_bRegistered.exchange(true))
             m_vLoggers.push_back(&io_logger);
         const int iLevel = effectiveLevel(io_logger);
@@ -36,13 +38,21 @@ struct LoggerRegistry
 
     void remove(const Logger& in_logger)
     {
-        const std::lock_guard<std::mutex> lock(m_mutex);
+        const std::lock_guard<ForkSafeMutex> lock(m_mutex);
         std::erase(m_vLoggers, &in_logger);
+    }
+
+    void setLevel(const char* in_name, LogLevel in_level)
+    {
+        const std::lock_guard<ForkSafeMutex> lock(m_mutex);
+        log4cplus::Logger logger =
+            *in_name == '\0' ? log4cplus::Logger::getRoot() : log4cplus::Logger::getInstance(in_name);
+        logger.setLogLevel(static_cast<int>(in_level));
     }
 
     void refreshAll()
     {
-        const std::lock_guard<std::mutex> lock(m_mutex);
+        const std::lock_guard<ForkSafeMutex> lock(m_mutex);
         for (Logger* pLogger : m_vLoggers)
             pLogger->m_iLevel.store(effectiveLevel(*pLogger), std::memory_order_relaxed);
     }
@@ -58,7 +68,7 @@ private:
         return log4cplus::Logger::getInstance(in_logger.getName()).getChainedLogLevel();
     }
 
-    std::mutex m_mutex;
+    ForkSafeMutex m_mutex; ///< the back end is asked for levels with it only
     std::vector<Logger*> m_vLoggers;
 };
 
@@ -75,7 +85,8 @@ int Logger::resolve()
 
 void Logger::log(LogLevel in_level, const std::string& in_strMessage, const char* in_file, int in_iLine)
 {
-    if (LoggerRegistry::instance().m_bOver)
+    if (LoggerRegistry::instance().m_bOver ||
+        LogQueue::keep(in_level, m_name, in_strMessage, in_file, in_iLine))
         return;
     log4cplus::Logger::getInstance(m_name).forcedLog(static_cast<int>(in_level), in_strMessage, in_file,
                                                      in_iLine);
@@ -97,9 +108,7 @@ bool Logger::configure(const char* in_file)
 
 void Logger::setLevel(const char* in_name, LogLevel in_level)
 {
-    log4cplus::Logger logger =
-        *in_name == '\0' ? log4cplus::Logger::getRoot() : log4cplus::Logger::getInstance(in_name);
-    logger.setLogLevel(static_cast<int>(in_level));
+    LoggerRegistry::instance().setLevel(in_name, in_level);
     refresh();
 }
 

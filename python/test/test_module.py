@@ -257,6 +257,34 @@ assert os.wait()[1] == 0
 """)
         self.assertEqual(done.returncode, 0, done.stderr)
 
+    def test_forks_while_threads_log(self):
+        with open(self.path("patterns"), "w", encoding="ascii") as file:
+            file.write("[1] [1]\nno pattern\n" * 30)
+        done = run_python("""
+import logging, os, signal, threading
+logging.getLogger("quillcast").addHandler(logging.NullHandler())
+logging.getLogger("quillcast").propagate = False
+def read():
+    return len(vml.open_patterns(sys.argv[2]).read().inputs)
+def work():
+    while not over:
+        read()
+over = False
+threads = [threading.Thread(target=work) for _ in range(2)]
+for thread in threads:
+    thread.start()
+for _ in range(300):
+    child = os.fork()
+    if child == 0:
+        signal.alarm(20)
+        os._exit(0 if read() == 30 else 1)
+    if os.waitpid(child, 0)[1] != 0:
+        print("a child hung or failed")
+        break
+over = True
+""", self.path("patterns"))
+        self.assertEqual((done.returncode, done.stdout, done.stderr), (0, "", ""))
+
     def test_the_interpreter_ends_whatever_runs(self):
         file = self.write("patterns", *random_patterns(20000))
         for _ in range(5):
