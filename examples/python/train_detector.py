@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Trains a network in PyTorch straight from recordings and exports it for ml-train --import.
 
-usage: train_detector.py CONFIGURATION INPUT NETWORK.onnx [--hidden N] [--epochs N] [--seed N] [--workers N]
+usage: train_detector.py CONFIGURATION INPUT NETWORK.onnx [--hidden N] [--epochs N] [--seed N] [--workers N] [--start METHOD]
 
 CONFIGURATION is that of a generator, INPUT the recording, or the list of recordings, that it reads. No pattern file is
 written in between: the workers of a data loader make the patterns, each those of its share of the recordings. The module
@@ -60,6 +60,7 @@ def main():
     parser.add_argument("--epochs", type=int, default=10)
     parser.add_argument("--seed", type=int, default=1)
     parser.add_argument("--workers", type=int, default=2)
+    parser.add_argument("--start", choices=["fork", "spawn"], default="fork", help="how workers begin")
     arguments = parser.parse_args()
     torch.manual_seed(arguments.seed)
     torch.set_num_threads(1)
@@ -69,7 +70,8 @@ def main():
     outputs = next(batch.targets.shape[1] for batch in generator.batches() if batch.valid.any())
     model = Network(scaling, arguments.hidden, outputs)
     optimiser = torch.optim.Adam(model.parameters(), 0.005)
-    loader = torch.utils.data.DataLoader(Patterns(generator), batch_size=None, num_workers=arguments.workers)
+    loader = torch.utils.data.DataLoader(Patterns(generator), batch_size=None, num_workers=arguments.workers,
+                                         multiprocessing_context=arguments.start if arguments.workers else None)
     for epoch in range(arguments.epochs):
         total, count = 0.0, 0
         for inputs, targets in loader:

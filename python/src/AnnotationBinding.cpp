@@ -65,11 +65,17 @@ py::list readAnnotations(const std::filesystem::path& in_file)
     return list;
 }
 
+constexpr const char* PARTS = "an annotation is a label, a start and a stop in seconds, and perhaps a note";
+
 Annotation toAnnotation(const py::handle& in_item)
 {
     const auto values = py::reinterpret_borrow<py::object>(in_item).cast<py::tuple>();
     if (values.size() < 3 || values.size() > 4)
-        throw py::value_error("an annotation is a label, a start, a stop and perhaps a note");
+        throw py::value_error(PARTS);
+    if (!py::isinstance<py::str>(values[0]) || PyNumber_Check(py::object(values[1]).ptr()) == 0 ||
+        PyNumber_Check(py::object(values[2]).ptr()) == 0 ||
+        (values.size() == 4 && !py::isinstance<py::str>(values[3])))
+        throw py::type_error(PARTS);
     return {toBytes(values[0]), values[1].cast<double>(), values[2].cast<double>(),
             values.size() == 4 ? toBytes(values[3]) : std::string()};
 }

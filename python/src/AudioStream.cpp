@@ -8,6 +8,7 @@
 #include "quillcast-infra/ParameterTrie.h"
 
 #include <algorithm>
+#include <cmath>
 
 namespace Vexalor::Python
 {
@@ -30,10 +31,20 @@ DoubleArray toSamples(const py::array& in_samples)
     if (in_samples.ndim() != 1)
         throw py::value_error("samples must have one dimension: one channel");
     if (in_samples.dtype().kind() == 'f')
-        return DoubleArray::ensure(in_samples);
+        return DoubleArray(in_samples);
     if (in_samples.dtype().kind() != 'i' || in_samples.itemsize() != 2)
         throw py::type_error("samples must be floating-point numbers from -1 to 1, or of type int16");
-    return DoubleArray::ensure(in_samples.attr("__truediv__")(FULL_SCALE));
+    return DoubleArray(in_samples.attr("__truediv__")(FULL_SCALE));
+}
+
+/// Features of anything else would spoil what follows, where they depend on earlier windows.
+void requireFinite(const DoubleArray& in_samples)
+{
+    const double* const pEnd = in_samples.data() + in_samples.size();
+    const double* const pBad = std::find_if_not(in_samples.data(), pEnd,
+                                                [](double in_dSample) { return std::isfinite(in_dSample); });
+    if (pBad != pEnd)
+        throw py::value_error("sample " + std::to_string(pBad - in_samples.data()) + " is not finite");
 }
 
 } // namespace
@@ -119,6 +130,7 @@ py::object AudioStream::push(const py::array& in_samples)
     const DoubleArray samples = toSamples(in_samples);
     const double* pSamples = samples.data();
     auto uiLeft = static_cast<std::size_t>(samples.size());
+    requireFinite(samples);
     while (uiLeft > 0)
     {
         std::size_t uiTaken = 0;

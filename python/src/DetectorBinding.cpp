@@ -25,22 +25,45 @@ double toSeconds(std::uint64_t in_uiMilliseconds)
 /// Patterns that are computed between two looks at signals.
 constexpr std::size_t PIECE = 256;
 
-bool computeRows(Network& io_network, const double* in_pInputs, const bool* in_pFirst, std::size_t in_uiRows,
-                 double* out_pOutputs)
+/// Rows of inputs and where their outputs go.
+struct Rows
+{
+    const double* m_pInputs;
+    const bool* m_pFirst; ///< null: the state goes on
+    double* m_pOutputs;
+};
+
+/// False at a row that fails.
+bool computeRows(Network& io_network, const Rows& in_rows, std::size_t in_uiEnd, std::size_t& io_uiRow)
 {
     const std::size_t uiInputs = io_network.getInputSize();
     const std::size_t uiOutputs = io_network.getOutputSize();
     DoubleVector vOutput;
-    for (std::size_t i = 0; i < in_uiRows; ++i)
+    for (; io_uiRow < in_uiEnd; ++io_uiRow)
     {
-        if (in_pFirst != nullptr && in_pFirst[i] && !io_network.reset())
+        if (in_rows.m_pFirst != nullptr && in_rows.m_pFirst[io_uiRow] && !io_network.reset())
             return false;
-        const double* const pInput = in_pInputs + i * uiInputs;
+        const double* const pInput = in_rows.m_pInputs + io_uiRow * uiInputs;
         if (!io_network.compute(pInput, pInput + uiInputs, vOutput))
             return false;
-        std::copy_n(vOutput.begin(), uiOutputs, out_pOutputs + i * uiOutputs);
+        std::copy_n(vOutput.begin(), uiOutputs, in_rows.m_pOutputs + io_uiRow * uiOutputs);
     }
     return true;
+}
+
+/// A network tells why once; a fresh one tells it of later rows.
+[[noreturn]] void failAt(const DetectorHandle& in_detector, const Rows& in_rows, std::size_t in_uiRow)
+{
+    std::string strReason = takeReason("");
+    if (strReason.empty())
+    {
+        const std::unique_ptr<Network> pFresh(in_detector.m_pDetector->getNetwork().clone());
+        const double* const pInput = in_rows.m_pInputs + in_uiRow * pFresh->getInputSize();
+        DoubleVector vOutput;
+        callQuietly([&] { return pFresh->compute(pInput, pInput + pFresh->getInputSize(), vOutput); });
+        strReason = takeReason("the outputs cannot be computed");
+    }
+    throw Failure("Row " + std::to_string(in_uiRow) + ": " + strReason);
 }
 
 py::array_t<double> compute(DetectorHandle& io_detector, const DoubleArray& in_inputs,
@@ -55,19 +78,13 @@ py::array_t<double> compute(DetectorHandle& io_detector, const DoubleArray& in_i
         throw py::value_error("first must have as many elements as inputs have rows");
     const auto uiRows = static_cast<std::size_t>(in_inputs.shape(0));
     py::array_t<double> outputs({uiRows, network.getOutputSize()});
-    const double* const pInputs = in_inputs.data();
-    double* const pOutputs = outputs.mutable_data();
-    const bool* const pFirst = in_first ? in_first->data() : nullptr;
-    for (std::size_t i = 0; i < uiRows; i += PIECE)
+    const Rows rows{in_inputs.data(), in_first ? in_first->data() : nullptr, outputs.mutable_data()};
+    for (std::size_t uiRow = 0; uiRow < uiRows;)
     {
-        require(
-            [&]
-            {
-                return computeRows(network, pInputs + i * network.getInputSize(),
-                                   pFirst == nullptr ? nullptr : pFirst + i, std::min(PIECE, uiRows - i),
-                                   pOutputs + i * network.getOutputSize());
-            },
-            "the outputs cannot be computed");
+        const std::size_t uiEnd = std::min(uiRows, uiRow + PIECE);
+        if (!callQuietly([&] { return computeRows(network, rows, uiEnd, uiRow); }))
+            failAt(io_detector, rows, uiRow);
+        handMessagesOn();
         checkSignals();
     }
     return outputs;
@@ -136,7 +153,9 @@ void bindDetectors(py::module_& io_module)
         .def("compute", &compute, py::arg("inputs"), py::arg("first") = py::none(),
              R"(The outputs, shape (n, K), of the inputs of successive patterns, shape (n, N).
 
-first  shape (n,), bool: before these patterns the state is reset; a state goes on from call to call)")
+first  shape (n,), bool: before these patterns the state is reset; a state goes on from call to call
+
+An input that is not finite raises an Error that names its row; the state is that of the rows before it.)")
         .def(
             "reset",
             [](DetectorHandle& io_detector)
@@ -171,7 +190,10 @@ windower         configuration of the windows for scripts, below the folder)")
         .def("push", &AudioStream::push, py::arg("samples"),
              R"(The Results of the windows that these samples complete.
 
-samples  shape (n,), any n: floating-point numbers from -1 to 1, or int16)")
+samples  shape (n,), any n: floating-point numbers from -1 to 1, or int16
+
+Samples that are not finite are a ValueError, and none of the push is taken. When it raises anything else, also by
+Ctrl-C, the samples up to time have been taken: push the rest, which brings the results that were due, or reset.)")
         .def("reset", &AudioStream::reset, "Forgets all audio.");
 }
 

@@ -114,6 +114,11 @@ void setUpLibrary(py::module_& io_module)
             {
                 PyErr_SetObject(imports().m_error.ptr(), decode(failure.what()).ptr());
             }
+            catch (const py::cast_error&)
+            {
+                PyErr_SetString(PyExc_TypeError,
+                                "what was given holds a thing of another type than it should");
+            }
         });
 }
 

@@ -47,12 +47,19 @@ py::array_t<double> scaleArray(const DoubleArray& in_array, const DoubleVector& 
     const double* const pValues = in_array.data();
     double* const pResult = result.mutable_data();
     const auto uiSize = static_cast<std::size_t>(in_array.size());
-    for (std::size_t i = 0; i < uiSize; ++i)
-    {
-        const std::size_t uiColumn = uiParameters == 0 ? 0 : i % uiParameters;
-        pResult[i] = uiParameters == 0 ? pValues[i]
-                                       : in_scale(pValues[i], in_vSlope[uiColumn], in_vIntercept[uiColumn]);
-    }
+    const Inside inside;
+    unlocked(
+        [&]
+        {
+            for (std::size_t i = 0; i < uiSize; ++i)
+            {
+                const std::size_t uiColumn = uiParameters == 0 ? 0 : i % uiParameters;
+                pResult[i] = uiParameters == 0
+                                 ? pValues[i]
+                                 : in_scale(pValues[i], in_vSlope[uiColumn], in_vIntercept[uiColumn]);
+            }
+            return true;
+        });
     return result;
 }
 

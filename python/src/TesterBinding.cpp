@@ -40,10 +40,7 @@ public:
         const py::gil_scoped_acquire lock;
         const py::object output =
             m_entity(py::array_t<double>(static_cast<py::ssize_t>(in_end - in_begin), in_begin));
-        const auto array = DoubleArray::ensure(output);
-        if (!array)
-            throw py::error_already_set();
-        out_vOutput = toVector(array, "the output of the entity");
+        out_vOutput = toVector(DoubleArray(output), "the output of the entity");
         return true;
     }
 
@@ -87,6 +84,7 @@ struct Statistics
     std::unique_ptr<TesterStats> m_pStats;
     std::vector<std::string> m_vNames;
     bool m_bClassification = false;
+    mutable bool m_bUsed = false; ///< the statistics
 };
 
 Statistics makeStatistics(const std::vector<std::string>& in_vErrors, bool in_bClassification)
@@ -129,6 +127,35 @@ Statistics test(PatternStream& io_stream, const py::object& in_entity,
     return statistics;
 }
 
+/// Of the arrays that a network and a generator have made.
+struct Rows
+{
+    std::size_t m_uiSize;
+    const double* m_pOutputs;
+    std::size_t m_uiOutputSize;
+    const double* m_pTargets;
+    std::size_t m_uiTargetSize;
+    const bool* m_pValid; ///< null: all have a target
+};
+
+bool addRows(const Rows& in_rows, TesterStats& io_stats)
+{
+    DoubleVector vOutput;
+    DoubleVector vTarget;
+    for (std::size_t i = 0; i < in_rows.m_uiSize; ++i)
+    {
+        const double* const pOutput = in_rows.m_pOutputs + i * in_rows.m_uiOutputSize;
+        vOutput.assign(pOutput, pOutput + in_rows.m_uiOutputSize);
+        io_stats.noteOutput(vOutput);
+        if (in_rows.m_pValid != nullptr && !in_rows.m_pValid[i])
+            continue;
+        const double* const pTarget = in_rows.m_pTargets + i * in_rows.m_uiTargetSize;
+        vTarget.assign(pTarget, pTarget + in_rows.m_uiTargetSize);
+        io_stats.update(vOutput, vTarget);
+    }
+    return true;
+}
+
 void update(const Statistics& in_statistics, const DoubleArray& in_outputs, const DoubleArray& in_targets,
             const std::optional<BoolArray>& in_valid)
 {
@@ -136,29 +163,19 @@ void update(const Statistics& in_statistics, const DoubleArray& in_outputs, cons
         (in_valid && (in_valid->ndim() != 1 || in_valid->shape(0) != in_outputs.shape(0))))
         throw py::value_error(
             "outputs and targets must be matrices of as many rows, valid has an element a row");
-    const auto uiRows = static_cast<std::size_t>(in_outputs.shape(0));
-    const auto rowOf = [](const DoubleArray& in_matrix, std::size_t in_uiRow, DoubleVector& out_vRow)
-    {
-        const auto uiColumns = static_cast<std::size_t>(in_matrix.shape(1));
-        out_vRow.assign(in_matrix.data() + in_uiRow * uiColumns,
-                        in_matrix.data() + (in_uiRow + 1) * uiColumns);
-    };
-    DoubleVector vOutput;
-    DoubleVector vTarget;
-    for (std::size_t i = 0; i < uiRows; ++i)
-    {
-        rowOf(in_outputs, i, vOutput);
-        in_statistics.m_pStats->noteOutput(vOutput);
-        if (in_valid && !in_valid->data()[i])
-            continue;
-        rowOf(in_targets, i, vTarget);
-        in_statistics.m_pStats->update(vOutput, vTarget);
-    }
-    handMessagesOn();
+    const Exclusive use(in_statistics.m_bUsed);
+    const Rows rows{static_cast<std::size_t>(in_outputs.shape(0)), in_outputs.data(),
+                    static_cast<std::size_t>(in_outputs.shape(1)), in_targets.data(),
+                    static_cast<std::size_t>(in_targets.shape(1)), in_valid ? in_valid->data() : nullptr};
+    call([&] { return addRows(rows, *in_statistics.m_pStats); });
 }
 
 void merge(const Statistics& in_statistics, const Statistics& in_next)
 {
+    if (&in_statistics == &in_next)
+        throw py::value_error("statistics are not merged with themselves");
+    const Exclusive use(in_statistics.m_bUsed);
+    const Exclusive useOfNext(in_next.m_bUsed);
     if (!in_statistics.m_pStats->merge(*in_next.m_pStats))
         fail("the statistics are of different kinds");
     handMessagesOn();
@@ -166,6 +183,7 @@ void merge(const Statistics& in_statistics, const Statistics& in_next)
 
 py::tuple getState(const Statistics& in_statistics)
 {
+    const Exclusive use(in_statistics.m_bUsed);
     ByteWriter bytes;
     in_statistics.m_pStats->save(bytes);
     return py::make_tuple(in_statistics.m_vNames, in_statistics.m_bClassification,
@@ -186,6 +204,7 @@ Statistics fromState(const py::tuple& in_state)
 /// Of the errors of all patterns, by the names of the measures.
 py::dict getSums(const Statistics& in_statistics)
 {
+    const Exclusive use(in_statistics.m_bUsed);
     py::dict sums;
     for (std::size_t i = 0; i < in_statistics.m_vNames.size(); ++i)
         sums[py::str(in_statistics.m_vNames[i])] = in_statistics.m_pStats->getCumulError(i);
@@ -194,6 +213,7 @@ py::dict getSums(const Statistics& in_statistics)
 
 std::string toReport(const Statistics& in_statistics)
 {
+    const Exclusive use(in_statistics.m_bUsed);
     std::ostringstream report;
     report << *in_statistics.m_pStats;
     return report.str();
@@ -202,6 +222,7 @@ std::string toReport(const Statistics& in_statistics)
 template <auto getter>
 std::uint64_t getCount(const Statistics& in_statistics)
 {
+    const Exclusive use(in_statistics.m_bUsed);
     return (in_statistics.m_pStats.get()->*getter)();
 }
 
@@ -217,7 +238,7 @@ void bindTester(py::module_& io_module)
             R"(errors          error measures by their keywords: "mse", "lse", "sse", "ce", "mce", or their long names
 classification  count what was taken for another class: the one element of the target that is 1 is the class)")
         .def("update", &update, py::arg("outputs"), py::arg("targets"), py::arg("valid") = py::none(),
-             R"(Adds patterns.
+             R"(Adds patterns, all of them: Ctrl-C is seen afterwards.
 
 outputs, targets  shape (n, K)
 valid             shape (n,), bool: which patterns have a target; all unless given)")

@@ -8,6 +8,7 @@ import array
 import ast
 import logging
 import math
+import multiprocessing
 import os
 import pickle
 import random
@@ -66,6 +67,14 @@ def in_child(work):
 def run_python(code, *arguments):
     return subprocess.run([sys.executable, "-c", "import sys\nsys.path.insert(0, sys.argv[1])\nimport vexalor_ml as vml\n" + code,
                            FOLDERS[0], *arguments], capture_output=True, encoding="utf-8", timeout=60, check=False)
+
+
+def double(values):
+    return values[:2] * 2
+
+
+def read_and_test(generator):
+    return generator.read(), vml.test(generator, double, errors=["mse"])
 
 
 class Case(unittest.TestCase):
@@ -218,6 +227,20 @@ class Shards(Case):
                 joined = numpy.concatenate([part for shard in parts for part in shard])
                 numpy.testing.assert_array_equal(numpy.sort(joined), numpy.sort(inputs[:, 0]))
                 self.assertEqual(in_child(lambda: len(generator.read().inputs)), 20000)
+
+    def test_spawned_workers_deliver_each_pattern_once(self):
+        """They get generators and a detector by the names of their files, and tell statistics of theirs."""
+        inputs, *others = random_patterns(3000)
+        generator = vml.open_patterns(self.write("patterns", inputs, *others), scaling=vml.Scaling(numpy.ones(4) * 2, numpy.zeros(4)))
+        self.assertEqual(len(next(generator.batches(7)).inputs), 7)
+        with multiprocessing.get_context("spawn").Pool(2) as pool:
+            parts = pool.map(read_and_test, [generator.shard(i, 3) for i in range(3)])
+        joined = numpy.concatenate([read.inputs[:, 0] for read, _ in parts])
+        numpy.testing.assert_array_equal(numpy.sort(joined), numpy.sort(inputs[:, 0] * 2))
+        merged = parts[0][1]
+        for _, statistics in parts[1:]:
+            merged.merge(statistics)
+        self.assertEqual(merged.patterns, vml.test(generator, double, errors=["mse"]).patterns)
 
     def test_a_pass_does_not_go_on_in_another_process(self):
         generator = vml.open_patterns(self.write("patterns", *random_patterns(20000)))
@@ -435,8 +458,11 @@ class ScalingAndTests(Case):
             return 1 / 0
 
         self.assertRaises(ZeroDivisionError, vml.test, generator, broken)
-        self.assertRaises(ValueError, vml.test, generator, lambda values: numpy.ones((2, 2)))
-        self.assertRaises(TypeError, vml.test, generator, 5)
+        for wrong in (numpy.ones((2, 2)), "a", [1, [2]]):
+            self.assertRaises(ValueError, vml.test, generator, lambda values, wrong=wrong: wrong)
+        for wrong in (5, lambda values: {}):
+            self.assertRaises(TypeError, vml.test, generator, wrong)
+        self.assertRaises(ValueError, merged.merge, merged)
         self.assertRaises(ValueError, vml.test, generator, entity, errors=["size"])
 
 
@@ -451,6 +477,8 @@ class Recordings(Case):
         self.assertRaises(vml.Error, vml.write_annotations, file, [("back", 2, 1)])
         self.assertRaises(vml.Error, vml.write_annotations, file, [], copy=file)
         self.assertRaises(ValueError, vml.write_annotations, file, [("short", 2)])
+        for wrong in ("ABC", ("A", "0", 1), (1, 0, 1), ("A", 0, 1, 2), None):
+            self.assertRaises(TypeError, vml.write_annotations, file, [wrong])
 
     def test_a_detector_from_recordings_to_a_stream(self):
         configuration, calls = self.write_set(2)
@@ -475,6 +503,29 @@ class Recordings(Case):
         numpy.testing.assert_array_equal(stream.push(samples / 32768).scores["tone"], outputs)
         self.assertRaises(TypeError, stream.push, samples.astype(int))
         self.assertRaises(ValueError, stream.push, samples.reshape(2, -1))
+        before = stream.time
+        self.assertRaisesRegex(ValueError, "sample 3 is not finite", stream.push, numpy.array([0, 0, 0, numpy.nan]))
+        self.assertEqual(stream.time, before)
+        inputs = patterns.inputs[:5].copy()
+        inputs[3, 1] = numpy.nan
+        for _ in range(2):
+            self.assertRaisesRegex(vml.Error, "Row 3: Input 1 of the network is nan", detector.compute, inputs)
+
+        long = numpy.tile(samples, 250)
+        expected = vml.AudioStream(detectors=[detector]).push(long)
+        stream = vml.AudioStream(detectors=[detector])
+        timer = threading.Timer(0.02, os.kill, (os.getpid(), signal.SIGINT))
+        timer.start()
+        with self.assertRaises(KeyboardInterrupt):
+            while True:
+                stream.push(long)
+                stream.reset()
+        timer.join()
+        taken = round(stream.time * RATE)
+        self.assertLess(taken, len(long))
+        rest = stream.push(long[taken:])
+        numpy.testing.assert_array_equal(rest.times, expected.times)
+        numpy.testing.assert_array_equal(rest.scores["tone"], expected.scores["tone"])
 
         statistics = vml.test(detector.patterns(recording), detector, errors=["mse"], classification=True)
         self.assertLess(statistics.wrong, statistics.patterns / 10)
