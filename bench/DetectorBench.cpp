@@ -99,10 +99,10 @@ bool setUp(const Detector& in_detector, AudioClassifierSet& io_set)
            io_set.freeze() && io_set.start();
 }
 
-double runSet(AudioClassifierSet& io_set, const DoubleVector& in_vSamples)
+double runSet(AudioClassifierSet& io_set, const DoubleVector& in_vSamples, std::size_t in_uiWindows = WINDOWS)
 {
     io_set.reset();
-    for (std::size_t i = 0; i < in_vSamples.size(); i += SHIFT)
+    for (std::size_t i = 0; i < in_uiWindows * SHIFT; i += SHIFT)
         io_set.pushLinearAudio(in_vSamples.begin() + i, in_vSamples.begin() + i + SHIFT);
     return io_set.begin()->second->getResult().begin()->m_dValue;
 }
@@ -128,7 +128,7 @@ bool benchChannels(AudioClassifierSet& io_set, const DoubleVector& in_vSamples)
     for (int i = 0; i < NB_CHANNELS; ++i)
     {
         vChannels.emplace_back(io_set.clone());
-        vChannels.back()->pushLinearAudio(in_vSamples.begin(), in_vSamples.begin() + 10 * SHIFT);
+        runSet(*vChannels.back(), in_vSamples, 10);
     }
     const std::size_t uiAfter = mallinfo2().uordblks;
     Bench::reportValue("    allocations", static_cast<double>(uiAllocations));

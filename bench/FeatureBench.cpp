@@ -3,6 +3,7 @@
 
 #include "bench/Bench.h"
 #include "quillcast-audio/WindowedAudioFileReader.h"
+#include "quillcast-math/ContextFeatureComputers.h"
 #include "quillcast-math/DoubleVector.h"
 #include "quillcast-math/FeatureComputerSequence.h"
 #include "quillcast-math/MelFeatureComputers.h"
@@ -29,6 +30,23 @@ struct Candidate
     std::unique_ptr<FeatureComputerWithInputs> m_pComputer;
 };
 
+/// As the network of ./run has them: bands without their running mean, and slopes over three reaches.
+FeatureComputerWithInputs* makeContext()
+{
+    MelSpectrum::Config bands;
+    bands.m_uiNbBands = 12;
+    NormalisationFeatureComputer::Config normalisation;
+    normalisation.m_bVariance = false;
+    auto* pNormalised = new NormalisationFeatureComputer(normalisation);
+    pNormalised->setComputer(new LogMelFeatureComputer(bands));
+    DeltaFeatureComputer::Config slopes;
+    slopes.m_uiReach = 5;
+    slopes.m_uiScales = 3;
+    auto* pSlopes = new DeltaFeatureComputer(slopes);
+    pSlopes->setComputer(pNormalised);
+    return pSlopes;
+}
+
 std::vector<Candidate> makeCandidates()
 {
     std::vector<Candidate> vCandidates;
@@ -50,6 +68,7 @@ std::vector<Candidate> makeCandidates()
     add("log-mel 24", new LogMelFeatureComputer);
     add("log-mel 40", new LogMelFeatureComputer(forty));
     add("mfcc 13 of 23", new MfccFeatureComputer);
+    add("log-mel 12 without mean, slopes at 3 scales", makeContext());
     add("8 tone energies", new ToneEnergyFeatureComputer(tones));
     return vCandidates;
 }
