@@ -5,6 +5,7 @@
 #include "common/PatternProgress.h"
 #include "quillcast-core/ConsoleLog.h"
 #include "quillcast-core/Logger.h"
+#include "quillcast-infra/CommandLineError.h"
 
 #include <filesystem>
 
@@ -30,17 +31,21 @@ void SetWatch::takeOption(const variables_map& in_map)
     m_bStrict = in_map[STRICT_OPTION].as<bool>();
 }
 
+void SetWatch::checkInput(const DataGenerator* in_pGenerator, const std::string& in_strConfigFile,
+                          const std::string& in_strInputFile)
+{
+    if (in_strInputFile.empty() && dynamic_cast<const FileDataGenerator*>(in_pGenerator) != nullptr)
+        throw CommandLineError("The generator of " + in_strConfigFile +
+                               " reads a file: give it with --data-gen-filename");
+}
+
 CountedObjPtr<DataGenerator>
 SetWatch::newDataGenerator(const char* in_configFile, const char* in_inputFile,
                            const Handle<Resettable, ReferenceCount>& in_entityToReset, bool in_bInMemory,
                            const char* in_scalingConfigFile)
 {
     const CountedObjPtr<DataGenerator> pGenerator = loadDataGenerator(in_configFile);
-    if (dynamic_cast<FileDataGenerator*>(pGenerator.get()) != nullptr && *in_inputFile == '\0')
-    {
-        QC_ERROR("The generator of " << in_configFile << " reads a file: give it with --data-gen-filename");
-        return {};
-    }
+    checkInput(pGenerator.get(), in_configFile, in_inputFile);
     return prepareDataGenerator(pGenerator, in_inputFile, in_entityToReset, in_bInMemory,
                                 in_scalingConfigFile);
 }

@@ -30,7 +30,11 @@ public:
     static void addOption(options_description& io_options);
     void takeOption(const variables_map& in_map);
 
-    /// As the free newDataGenerator; the set that is read, if any, is watched from the start.
+    /// Throws CommandLineError when a generator reads a file and none was given.
+    static void checkInput(const DataGenerator* in_pGenerator, const std::string& in_strConfigFile,
+                           const std::string& in_strInputFile);
+    /// As the free newDataGenerator, after checkInput; the set that is read, if any, is watched from the
+    /// start.
     CountedObjPtr<DataGenerator> newDataGenerator(const char* in_configFile, const char* in_inputFile,
                                                   const Handle<Resettable, ReferenceCount>& in_entityToReset,
                                                   bool in_bInMemory, const char* in_scalingConfigFile);

@@ -130,6 +130,9 @@ private:
             add(Severity::WARNING,
                 "skipped: " + (bNamed ? "" : skipped.m_strName + ": ") + skipped.m_strReason);
         }
+        addRecordings(Severity::WARNING, m_facts.m_vWithoutPattern,
+                      m_facts.m_vStops.empty() ? "without a pattern"
+                                               : "not reached, since the stream stopped");
         addRecordings(Severity::WARNING, m_survey.m_vRepeated, "listed more than once");
         addRecordings(Severity::WARNING, m_survey.m_vWithoutAnnotation,
                       m_bOther ? "without any annotation, wholly OTHER" : "without any annotation");
@@ -194,7 +197,7 @@ private:
             {
                 return in_row.m_strClass == strClass;
             };
-            if (strClass == AudioClassStatistics::OTHER || m_survey.getNbUsed() == 0 ||
+            if (strClass == AudioClassStatistics::OTHER || m_survey.getNbUsable() == 0 ||
                 std::any_of(m_facts.m_vClasses.begin(), m_facts.m_vClasses.end(), isIt))
                 continue;
             Row row;

@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -28,6 +29,8 @@ struct DataFacts
     std::vector<std::size_t> m_vNotFiniteInputs;
     std::vector<std::vector<std::size_t>> m_vEqualInputs; ///< groups, constant ones left out
     std::vector<double> m_vFeatureRates;                  ///< Hz that features were made for
+    std::set<std::string> m_delivered;                    ///< recordings with a pattern
+    StringVector m_vWithoutPattern;                       ///< those that can be used and have none
     StringVector m_vUnchanging; ///< recordings whose every pattern has the same input
     StringVector m_vStops;      ///< why streams stopped before their end
 };

@@ -118,8 +118,9 @@ Json makeRecordings(const DataFacts& in_facts)
     for (const auto& [uiRate, rate] : survey.m_rates)
         rates.push_back({{"rate_hz", uiRate}, {"recordings", rate.m_uiRecordings}});
     return {{"listed", survey.m_uiListed},
-            {"used", survey.getNbUsed()},
+            {"used", survey.getNbUsable() - in_facts.m_vWithoutPattern.size()},
             {"skipped", std::move(skipped)},
+            {"without_pattern", in_facts.m_vWithoutPattern},
             {"rates", std::move(rates)},
             {"repeated", survey.m_vRepeated},
             {"without_annotation", survey.m_vWithoutAnnotation},

@@ -235,6 +235,8 @@ std::string makeRecordings(const Json& in_recordings)
            (strSkipped.empty() ? ""
                                : Html::table("Recordings that are skipped",
                                              Html::headings({"recording", "reason"}), strSkipped)) +
+           makeNames("Recordings that can be used and delivered no pattern",
+                     in_recordings["without_pattern"]) +
            makeNames("Recordings without any annotation", in_recordings["without_annotation"]) +
            makeNames("Recordings annotated past their end", in_recordings["annotated_past_end"]) +
            makeNames("Recordings whose inputs never change", in_recordings["unchanging"]) +

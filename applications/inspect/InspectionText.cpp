@@ -25,6 +25,11 @@ std::string countOf(const Json& in_count, const std::string& in_strWhat)
     return std::to_string(uiCount) + ' ' + in_strWhat + (uiCount == 1 ? "" : "s");
 }
 
+std::string countLeftOut(const Json& in_recordings, const std::string& in_strHow)
+{
+    return in_recordings.empty() ? "" : ", " + std::to_string(in_recordings.size()) + ' ' + in_strHow;
+}
+
 std::string makeCounts(const Json& in_inspection)
 {
     const Json& patterns = in_inspection["patterns"];
@@ -41,8 +46,9 @@ std::string makeCounts(const Json& in_inspection)
             strText += "; " + patterns[member].dump() + ' ' + meaning;
     const Json& recordings = in_inspection["recordings"];
     if (!recordings.is_null())
-        strText +=
-            "\n" + recordings["used"].dump() + " of " + countOf(recordings["listed"], "recording") + " used";
+        strText += "\n" + recordings["used"].dump() + " of " + countOf(recordings["listed"], "recording") +
+                   " used" + countLeftOut(recordings["skipped"], "skipped") +
+                   countLeftOut(recordings["without_pattern"], "without a pattern");
     return strText + '\n';
 }
 

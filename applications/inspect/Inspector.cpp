@@ -134,6 +134,7 @@ void Inspector::followRecording(bool in_bNew, const DoubleVector& in_vInput)
     {
         finishRecording();
         m_strRecording = m_source.getName();
+        m_bFirstPass = m_inspection.m_facts.m_delivered.insert(m_strRecording).second;
         m_vFirstInput = in_vInput;
     }
     ++m_uiOfRecording;
@@ -142,7 +143,7 @@ void Inspector::followRecording(bool in_bNew, const DoubleVector& in_vInput)
 
 void Inspector::finishRecording()
 {
-    if (m_uiOfRecording > 1 && !m_bChanged)
+    if (m_uiOfRecording > 1 && !m_bChanged && m_bFirstPass)
         m_inspection.m_facts.m_vUnchanging.push_back(m_strRecording);
     m_uiOfRecording = 0;
     m_bChanged = false;

@@ -69,6 +69,7 @@ private:
     PatternSource m_source;
     std::string m_strRecording; ///< of the pattern before; empty: none
     DoubleVector m_vFirstInput; ///< of that recording
+    bool m_bFirstPass = true;   ///< of a set that passes over its recordings several times
     bool m_bChanged = false;
     std::uint64_t m_uiOfRecording = 0;
 };

@@ -7,6 +7,7 @@
 #include "quillcast-core/LogListener.h"
 
 #include <algorithm>
+#include <iterator>
 
 namespace Vexalor::MachineLearning
 {
@@ -18,6 +19,14 @@ namespace
 double getTolerance(const AudioFileDataGenerator& in_generator)
 {
     return 1.0 / in_generator.getSamplingRate();
+}
+
+/// No class takes the label of the class of the rest, but that class is what it means.
+bool isRest(const AudioFileDataGenerator& in_generator, const std::string& in_strLabel)
+{
+    const StringVector& vClasses = in_generator.getConfig().m_vClasses;
+    return in_strLabel == AudioClassStatistics::OTHER &&
+           std::find(vClasses.begin(), vClasses.end(), in_strLabel) != vClasses.end();
 }
 
 } // namespace
@@ -79,6 +88,7 @@ void RecordingSurvey::addRecording(const AudioFileDataGenerator& in_generator, c
                              " samples of " + std::to_string(uiWindow)});
         return;
     }
+    m_vUsable.push_back(in_strName);
     Rate& rate = m_rates[in_generator.getSamplingRate()];
     if (rate.m_uiRecordings++ == 0)
         rate.m_strFirst = in_strName;
@@ -106,11 +116,20 @@ void RecordingSurvey::addAnnotations(const AudioFileDataGenerator& in_generator,
         if (itLabel == m_labels.end())
         {
             itLabel = m_labels.emplace(annotation.getLabel(), Label()).first;
-            itLabel->second.m_bTaken = in_generator.takesLabel(annotation.getLabel());
+            itLabel->second.m_bTaken =
+                in_generator.takesLabel(annotation.getLabel()) || isRest(in_generator, annotation.getLabel());
         }
         ++itLabel->second.m_uiAnnotations;
         itLabel->second.m_dSeconds += annotation.getStopTime() - annotation.getStartTime();
     }
+}
+
+StringVector RecordingSurvey::findWithoutPattern(const std::set<std::string>& in_delivered) const
+{
+    StringVector vNames;
+    std::copy_if(m_vUsable.begin(), m_vUsable.end(), std::back_inserter(vNames),
+                 [&](const std::string& in_strName) { return in_delivered.count(in_strName) == 0; });
+    return vNames;
 }
 
 StringVector getClasses(const DataGenerator& in_generator)

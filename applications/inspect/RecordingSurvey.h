@@ -57,7 +57,9 @@ struct RecordingSurvey
     /// generators go nowhere: they are the reasons of m_vSkipped.
     void add(DataGenerator& io_generator);
 
-    std::size_t getNbUsed() const { return m_uiListed - m_vSkipped.size(); }
+    std::size_t getNbUsable() const { return m_uiListed - m_vSkipped.size(); }
+    /// Recordings that can be used and are not among those that delivered a pattern.
+    StringVector findWithoutPattern(const std::set<std::string>& in_delivered) const;
 
 private:
     void addListed(FileSetDataGeneratorImpl& io_set);
@@ -66,6 +68,7 @@ private:
     void addName(const std::string& in_strName);
 
     std::set<std::string> m_names;
+    StringVector m_vUsable; ///< in the order of the list
 };
 
 /// The classes of a configured generator of recordings; none of another one.

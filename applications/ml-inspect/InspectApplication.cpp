@@ -4,6 +4,8 @@
 #include "MLFileSetDataGenerator.h"
 #include "common/ListedNames.h"
 #include "common/OutputFile.h"
+#include "common/SetWatch.h"
+#include "detector/DetectorOption.h"
 #include "inspect/InspectionJson.h"
 #include "inspect/InspectionPage.h"
 #include "inspect/InspectionText.h"
@@ -16,6 +18,7 @@
 #include <iostream>
 #include <limits>
 #include <nlohmann/json.hpp>
+#include <utility>
 
 namespace Vexalor::MachineLearning
 {
@@ -81,6 +84,8 @@ bool InspectApplication::processCmdlineVarsMap(const variables_map& in_map)
 
 void InspectApplication::takeSettings(const variables_map& in_map)
 {
+    refuseDetectors(in_map, {"data-gen-config"},
+                    "the configuration that it was trained with can be inspected");
     m_strConfigFile = getString(in_map, "data-gen-config");
     // Without a file there is one stream all the same: that of a generator that reads none.
     m_vInputFiles = in_map.count("data-gen-filename") == 0 ? StringVector{""}
@@ -110,7 +115,9 @@ bool InspectApplication::openOutputs()
 bool InspectApplication::run_i()
 {
     QC_TRACE("InspectApplication::run_i");
-    if (!openOutputs())
+    m_pFirst = loadDataGenerator(m_strConfigFile.c_str());
+    SetWatch::checkInput(m_pFirst.get(), m_strConfigFile, m_vInputFiles.front());
+    if (m_pFirst.isNull() || !openOutputs())
         return false;
     Inspection inspection;
     const bool bDone = inspect(inspection);
@@ -150,6 +157,8 @@ bool InspectApplication::inspect(Inspection& out_inspection)
     out_inspection.m_facts.m_vFeatureRates = std::move(found.m_vFeatureRates);
     out_inspection.m_facts.m_vConfiguredClasses = std::move(found.m_vConfiguredClasses);
     out_inspection.m_facts.m_vStops = std::move(found.m_vStops);
+    out_inspection.m_facts.m_vWithoutPattern =
+        out_inspection.m_facts.m_survey.findWithoutPattern(out_inspection.m_facts.m_delivered);
     out_inspection.m_vFindings = m_vOfConfiguration;
     for (Finding& finding : findProblems(out_inspection.m_facts, m_uiLeastPatterns))
         out_inspection.m_vFindings.push_back(std::move(finding));
@@ -164,7 +173,9 @@ void InspectApplication::inspectFile(const std::string& in_strFile, Inspector& i
     {
         io_found.m_vStops.push_back(explainStop(in_strName, io_listener));
     };
-    const CountedObjPtr<DataGenerator> pGenerator = loadDataGenerator(m_strConfigFile.c_str());
+    const CountedObjPtr<DataGenerator> pGenerator =
+        m_pFirst.isNull() ? loadDataGenerator(m_strConfigFile.c_str())
+                          : std::exchange(m_pFirst, CountedObjPtr<DataGenerator>());
     if (pGenerator.isNull())
         return stop(m_strConfigFile);
     if (&in_strFile == &m_vInputFiles.front())

@@ -45,8 +45,9 @@ private:
 
     std::string m_strConfigFile;
     StringVector m_vInputFiles;
-    std::string m_strJson; ///< empty: none; "-": standard output
-    std::string m_strPage; ///< empty: none
+    CountedObjPtr<DataGenerator> m_pFirst; ///< that of the first file, until it is used
+    std::string m_strJson;                 ///< empty: none; "-": standard output
+    std::string m_strPage;                 ///< empty: none
     bool m_bValidate = false;
     std::uint64_t m_uiLeastPatterns = 0;
     StringVector m_vClassNames;

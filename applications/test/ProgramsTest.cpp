@@ -139,7 +139,7 @@ TEST_F(ProgramsTest, BadInputOfTrainingIsAMessageAndLeavesTheEarlierNetwork)
     } CASES[] = {
         {{"--data-gen-filename", "none.txt"}, 1, "ERROR: Cannot train on none.txt\n"},
         {{"--data-gen-filename", "."}, 1, "ERROR: Cannot train on .\n"},
-        {{}, 1, "ERROR: The generator of vector.xml reads a file: give it with --data-gen-filename\n"},
+        {{}, 2, "The generator of vector.xml reads a file: give it with --data-gen-filename\n"},
         {{"--data-gen-filename", "uneven.txt"}, 1, "ERROR: Pattern 1 has 3 inputs and 1 targets"},
         {{"--data-gen-filename", "targetless.txt"}, 1, "ERROR: No pattern with a target to train on\n"},
         {{"--data-gen-filename", "train.txt", "--network", "none/net"},

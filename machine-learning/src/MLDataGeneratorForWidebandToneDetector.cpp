@@ -72,6 +72,11 @@ bool DataGeneratorForWidebandToneDetector::WBTimeEventVector::combine(const Inte
         return combineSameStart(itExistingStart, existing, in_new);
     if (isGreater(in_new.m_dStart, existing.m_dStart))
         return combineLaterStart(itExistingStart, existing, in_new);
+    QC_ERROR(
+        "The tone from " << in_new.m_dStart << " to " << in_new.m_dStop << " s overlaps the later one from "
+                         << existing.m_dStart << " to " << existing.m_dStop
+                         << " s that comes before it in the file: of tones that overlap the first one has "
+                            "to come first, sort the annotations");
     return QC_CHECK_TEXT("false", false);
 }
 

@@ -74,8 +74,8 @@ bool TimeEventVector::addEvent_i(const Annotation& in_annotation, double* const&
     QC_TRACE("TimeEventVector::addEvent_i");
     if (in_bOverlap)
     {
-        QC_ERROR("Annotations for " << m_strEventName << " overlap");
         reportOverlap(in_annotation, static_cast<std::size_t>(in_insertionPosition - m_vEventTimes.data()));
+        QC_ERROR("Annotations for " << m_strEventName << " overlap");
         m_vEventTimes.clear();
         return false;
     }
@@ -92,9 +92,11 @@ void TimeEventVector::reportOverlap(const Annotation& in_annotation, std::size_t
 {
     const std::size_t uiStart = in_uiPosition - in_uiPosition % 2;
     if (uiStart + 1 < m_vEventTimes.size())
-        QC_WARN("The one from " << in_annotation.getStartTime() << " to " << in_annotation.getStopTime()
-                                << " s overlaps or touches the one from " << m_vEventTimes[uiStart] << " to "
-                                << m_vEventTimes[uiStart + 1] << " s");
+        QC_ERROR("Annotation \"" << in_annotation.getLabel() << "\" from " << in_annotation.getStartTime()
+                                 << " to " << in_annotation.getStopTime()
+                                 << " s overlaps or touches the one of class " << m_strEventName << " from "
+                                 << m_vEventTimes[uiStart] << " to " << m_vEventTimes[uiStart + 1]
+                                 << " s that comes before it in the file");
 }
 
 bool TimeEventVector::getTarget(double in_dTime)

@@ -232,6 +232,10 @@ TEST(WidebandToneTest, TargetsFollowTheTones)
             audioConfig(row.m_vClasses), row.m_vRegions);
         EXPECT_EQ(strTargets, row.m_targets) << row.m_name;
         EXPECT_EQ(log.count("ERROR Error found parsing "), strTargets == "refused" ? 1u : 0u) << row.m_name;
+        EXPECT_EQ(
+            log.count("ERROR The tone from 0 to 0.06 s overlaps the later one from 0.05 to 0.07 s that "),
+            strTargets == "refused" ? 1u : 0u)
+            << row.m_name;
     }
 }
 

@@ -73,7 +73,7 @@ protected:
 TEST_F(InspectProgramTest, CountsWhatTheProgramsDeliver)
 {
     record("one.wav", {m_voice});
-    record("two.wav", {m_voice, {10, 20, "VOICE"}, {4000, 4800, "noise"}});
+    record("two.wav", {m_voice, {10, 20, "VOICE"}, {4000, 4800, "noise"}, {0, 10, "OTHER"}});
     m_folder.write("set.lst", "one.wav\ntwo.wav\n");
     configure({"--generator", "low-memory-audio-set", "--feature", "energy", "--feature", "energy",
                "--feature", "zero-crossing"});
@@ -90,8 +90,11 @@ TEST_F(InspectProgramTest, CountsWhatTheProgramsDeliver)
     EXPECT_EQ(voice["unseen_events"], 1);
     EXPECT_EQ(json["inputs"][1]["equal_to"], 0);
     EXPECT_GT(json["inputs"][0]["separation"]["best"]["value"].get<double>(), 0.9);
-    EXPECT_EQ(json["labels"][1]["label"], "noise");
-    EXPECT_EQ(json["labels"][1]["taken"], false);
+    const Json labels = json["labels"];
+    EXPECT_EQ(labels[0]["label"], "OTHER");
+    EXPECT_EQ(labels[0]["taken"], true) << "by the class of the rest";
+    EXPECT_EQ(labels[2]["label"], "noise");
+    EXPECT_EQ(labels[2]["taken"], false);
     EXPECT_THAT(
         inspect("set.lst").m_strOut,
         HasSubstr("116 patterns of 3 inputs and 2 targets, in 2 sequences\n2 of 2 recordings used\n"));
@@ -127,6 +130,9 @@ TEST_F(InspectProgramTest, ValidationFindsEverythingInOneRun)
     const CommandResult stopped = inspect("bad.lst");
     EXPECT_EQ(stopped.m_iExit, 1) << "the set stops at its first recording";
     EXPECT_THAT(stopped.m_strErr, HasSubstr("No class covers the window at 0.405s of file uncovered.wav"));
+    EXPECT_THAT(stopped.m_strOut, HasSubstr("\n1 of 8 recordings used, 4 skipped, 3 without a pattern\n"));
+    EXPECT_THAT(stopped.m_strOut, HasSubstr("warning: 3 of 8 recordings not reached, since the stream "
+                                            "stopped: unlabelled.wav, good.wav, good.wav\n"));
 }
 
 TEST_F(InspectProgramTest, PatternFilesAndOutputs)
@@ -161,14 +167,22 @@ TEST_F(InspectProgramTest, PatternFilesAndOutputs)
         {{"--json", "x", "--html", "x"}, "Options --json and --html name the same file", 2},
         {{"--class-names", "a"}, "Option --class-names names 1 classes, the targets have 2 values"},
         {{"--class-names", "a,"}, "option '--class-names': 'a,' has an empty name", 2},
+        {{"--data-gen-config", "a.detector"}, "option '--data-gen-config': a.detector is a detector; ", 2},
+        {{"--data-gen-config", "none.xml", "--html", "none.html"}, "none.xml"},
     };
+    m_folder.write("a.detector", "<boost_serialization>\n<MLDetector class_id=\"1\">");
     for (const auto& row : REFUSED)
     {
-        const CommandResult refused = inspect("patterns.txt", row.m_vArguments);
+        std::vector<std::string> vArguments = row.m_vArguments;
+        if (vArguments.front() != "--data-gen-config")
+            vArguments.insert(vArguments.end(), {"--data-gen-config", "set.xml"});
+        vArguments.insert(vArguments.begin(), {"ml-inspect", "--data-gen-filename", "patterns.txt"});
+        const CommandResult refused = run(vArguments);
         EXPECT_EQ(refused.m_iExit, row.m_iExit) << row.m_message;
         EXPECT_THAT(refused.m_strErr, HasSubstr(row.m_message));
         EXPECT_EQ(refused.m_strOut, "");
     }
+    EXPECT_FALSE(std::filesystem::exists(m_folder.path("none.html")));
     const CommandResult missing = inspect("missing.txt", {"--html", "none.html"});
     EXPECT_EQ(missing.m_iExit, 1);
     EXPECT_THAT(missing.m_strErr, HasSubstr("missing.txt"));
