@@ -3,6 +3,7 @@
 #include "common/ListedNames.h"
 #include "labels/LabelReading.h"
 #include "labels/TextEncoding.h"
+#include "quillcast-core/AsciiCase.h"
 #include "quillcast-core/MessageText.h"
 
 #include <algorithm>
@@ -23,13 +24,6 @@ constexpr LabelFormat FORMATS[] = {
     {"csv", ".csv", "columns start_s, stop_s, label, low_hz, high_hz", readCsvLabels, newCsvLabelWriter},
     {"json", ".json", "an array of objects with members of those names", readJsonLabels, newJsonLabelWriter}};
 
-std::string toLower(std::string in_strText)
-{
-    for (char& c : in_strText)
-        c = c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-    return in_strText;
-}
-
 } // namespace
 
 std::string LabelFault::getText() const
@@ -46,18 +40,18 @@ bool LabelWriter::refuse(const LabelSpan& in_span, const std::string& in_strReas
 
 const LabelFormat* LabelFormat::find(const std::string& in_strName)
 {
-    const auto* itFormat =
-        std::find_if(std::begin(FORMATS), std::end(FORMATS),
-                     [&](const LabelFormat& in_format) { return in_strName == in_format.m_name; });
+    const auto* itFormat = std::find_if(std::begin(FORMATS), std::end(FORMATS),
+                                        [&](const LabelFormat& in_format)
+                                        { return equalIgnoringCase(in_strName, in_format.m_name); });
     return itFormat == std::end(FORMATS) ? nullptr : itFormat;
 }
 
 const LabelFormat* LabelFormat::findForFile(const std::string& in_strFile)
 {
-    const std::string strExtension = toLower(std::filesystem::path(in_strFile).extension().string());
+    const std::string strExtension = std::filesystem::path(in_strFile).extension().string();
     for (const LabelFormat& format : FORMATS)
         for (const std::string& strOwn : splitText(format.m_extensions, ' '))
-            if (toLower(strOwn) == strExtension)
+            if (equalIgnoringCase(strOwn, strExtension))
                 return &format;
     return nullptr;
 }
@@ -68,15 +62,6 @@ std::string LabelFormat::listNames()
     for (const LabelFormat& format : FORMATS)
         strNames.append(strNames.empty() ? "" : ", ").append(format.m_name);
     return strNames;
-}
-
-StringVector LabelFormat::getExtensions()
-{
-    StringVector vExtensions;
-    for (const LabelFormat& format : FORMATS)
-        for (std::string& strExtension : splitText(format.m_extensions, ' '))
-            vExtensions.push_back(std::move(strExtension));
-    return vExtensions;
 }
 
 bool LabelFormat::read(std::string_view in_text, const LabelReadOptions& in_options,

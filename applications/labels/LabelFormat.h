@@ -76,14 +76,12 @@ struct LabelFormat
     Read m_read; ///< of UTF-8 without a byte order mark
     NewWriter m_newWriter;
 
-    /// Null for an unknown name.
+    /// By the name, in any letter case; null for an unknown one.
     static const LabelFormat* find(const std::string& in_strName);
     /// By the extension, in any letter case; null for an unknown one.
     static const LabelFormat* findForFile(const std::string& in_strFile);
     /// All names, joined by ", ".
     static std::string listNames();
-    /// All extensions, in the order of the formats.
-    static StringVector getExtensions();
 
     /// Reads a text in any of the encodings of such files: UTF-8 with or without a byte order mark, UTF-16
     /// with one. False, with the fault, for anything that is no such text; then no spans are delivered.

@@ -2,8 +2,10 @@
 
 #include "common/ListedNames.h"
 #include "ml-annotate/AnnotationCheck.h"
+#include "quillcast-core/AsciiCase.h"
 
 #include <algorithm>
+#include <filesystem>
 #include <iterator>
 #include <limits>
 
@@ -16,12 +18,20 @@ namespace
 constinit Logger s_logger("quillcast.app.ml-annotate");
 
 constexpr std::size_t ANY_NUMBER = std::numeric_limits<std::size_t>::max();
-constexpr AnnotateCommand COMMANDS[] = {{"list", 1, ANY_NUMBER, listAnnotations},
-                                        {"check", 1, ANY_NUMBER, checkRecordings},
-                                        {"export", 1, 2, exportAnnotations},
-                                        {"import", 2, 2, importAnnotations},
-                                        {"label-copies", 2, ANY_NUMBER, copyWithLabels},
-                                        {"draw", 2, 2, drawRecording}};
+constexpr AnnotateCommand COMMANDS[] = {
+    {"list", "FILE...", 1, ANY_NUMBER, listAnnotations,
+     "print them, one line each: start, tab, stop, tab, label; or --json"},
+    {"check", "FILE...", 1, ANY_NUMBER, checkRecordings,
+     "print what is wrong with them; fails if there is anything"},
+    {"export", "FILE [LABELS]", 1, 2, exportAnnotations, "write them into a file of labels, or print those"},
+    {"import", "FILE LABELS", 2, 2, importAnnotations,
+     "replace them by those of a file of labels, or - for standard input; markers stay unless it brings "
+     "some: a marker's times are equal"},
+    {"label-copies", "DIR FILE...", 2, ANY_NUMBER, copyWithLabels,
+     "copy recordings into a folder, each with the labels that lie beside it: x.wav with x.txt, x.tsv, "
+     "x.TextGrid, x.rttm, x.csv or x.json; DIR/list.txt lists them"},
+    {"draw", "FILE SVG", 2, 2, drawRecording,
+     "draw signal, spectrogram and labels as a picture for browsers; - is standard output"}};
 
 /// Options of some commands only; the others take them all.
 struct CommandOption
@@ -38,18 +48,32 @@ constexpr CommandOption COMMAND_OPTIONS[] = {{"json", "list"},
                                              {"ignore", "check"},
                                              {"force", "export import label-copies draw"}};
 
-const char* const DESCRIPTION =
-    "Annotations of recordings: cue points with a length, as audio editors keep them in WAV files.\n"
-    "  list FILE...         print them, one line each: start, tab, stop, tab, label; or --json\n"
-    "  check FILE...        print what is wrong with them; fails if there is anything\n"
-    "  export FILE [LABELS] write them into a file of labels, or print those\n"
-    "  import FILE LABELS   replace them by those of a file of labels, or - for standard input; markers stay "
-    "unless it brings some: a marker's times are equal\n"
-    "  label-copies DIR FILE... copy recordings into a folder, each with the labels that lie beside it: "
-    "x.wav "
-    "with x.txt, x.tsv, x.TextGrid, x.rttm, x.csv or x.json; DIR/list.txt lists them\n"
-    "  draw FILE SVG        draw signal, spectrogram and labels as a picture for browsers\n"
-    "The extension tells the format of labels, or --format. Their order is kept unless --sort is given.";
+/// Other kinds of pictures, by what their names end with.
+constexpr const char* OTHER_PICTURES[] = {".png", ".jpg", ".jpeg", ".gif", ".webp",
+                                          ".bmp", ".tif", ".tiff", ".pdf", ".eps"};
+
+std::string describeCommands()
+{
+    constexpr std::size_t COLUMN = 24;
+    std::string strText =
+        "Annotations of recordings: cue points with a length, as audio editors keep them in WAV files.\n";
+    for (const AnnotateCommand& command : COMMANDS)
+    {
+        std::string strUsage = std::string(command.m_name) + ' ' + command.m_arguments;
+        strUsage.resize(std::max(COLUMN, strUsage.size()), ' ');
+        strText += "  " + strUsage + ' ' + command.m_description + '\n';
+    }
+    return strText + "The extension tells the format of labels, or --format. Their order is kept unless "
+                     "--sort is given.";
+}
+
+std::string listCommands()
+{
+    std::string strNames;
+    for (const AnnotateCommand& command : COMMANDS)
+        strNames += (strNames.empty() ? "" : ", ") + std::string(command.m_name);
+    return strNames;
+}
 
 std::string describeKinds()
 {
@@ -80,7 +104,7 @@ AnnotateApplication::AnnotateApplication()
                               "draw, export, label-copies: write over a recording, too; import: replace "
                               "annotations by none, too");
     addOption("ignore", value<StringVector>()->value_name("KIND"), describeKinds().c_str());
-    setArguments("arguments", -1, "COMMAND FILE...", DESCRIPTION);
+    setArguments("arguments", -1, "COMMAND FILE...", describeCommands().c_str());
     setExamples("ml-annotate list call.wav\n"
                 "ml-annotate import call.wav labels.txt --fill SILENCE\n"
                 "ml-annotate check call.wav --ignore uncovered\n"
@@ -152,15 +176,27 @@ bool AnnotateApplication::takeIgnored(const variables_map& in_map)
 bool AnnotateApplication::checkCommand()
 {
     const AnnotateCommand* pCommand = findCommand();
+    const std::size_t uiFiles = m_request.m_vFiles.size();
     if (pCommand == nullptr)
-    {
-        QC_ERROR("A command is needed: list, check, export, import, label-copies or draw, see --help");
-        return false;
-    }
-    if (m_request.m_vFiles.size() >= pCommand->m_uiFewest && m_request.m_vFiles.size() <= pCommand->m_uiMost)
+        QC_ERROR((m_strCommand.empty() ? "" : "There is no command " + m_strCommand + ". ")
+                 << "A command is needed: " << listCommands() << "; see --help");
+    else if (uiFiles < pCommand->m_uiFewest || uiFiles > pCommand->m_uiMost)
+        QC_ERROR("Command " << m_strCommand << " takes " << pCommand->m_arguments << ", not " << uiFiles
+                            << (uiFiles == 1 ? " file" : " files") << "; see --help");
+    else
+        return pCommand->m_run != drawRecording || checkPicture();
+    return false;
+}
+
+/// False, with the reason logged, for a name that viewers of pictures would believe.
+bool AnnotateApplication::checkPicture() const
+{
+    const std::string strExtension = std::filesystem::path(m_request.m_vFiles.back()).extension().string();
+    if (std::none_of(std::begin(OTHER_PICTURES), std::end(OTHER_PICTURES),
+                     [&](const char* in_other) { return equalIgnoringCase(in_other, strExtension); }))
         return true;
-    QC_ERROR("Command " << m_strCommand << " does not take " << m_request.m_vFiles.size()
-                        << " files, see --help");
+    QC_ERROR("Not writing " << m_request.m_vFiles.back()
+                            << ": draw makes SVG files, for browsers; give it a name that ends with .svg");
     return false;
 }
 

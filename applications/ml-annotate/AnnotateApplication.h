@@ -9,13 +9,15 @@
 namespace Vexalor
 {
 
-/// A command with the number of files that it takes.
+/// A command with what it takes, and how many files these are.
 struct AnnotateCommand
 {
     const char* m_name;
+    const char* m_arguments;
     std::size_t m_uiFewest;
     std::size_t m_uiMost;
     bool (*m_run)(const AnnotateRequest&);
+    const char* m_description;
 };
 
 /// Lists, checks, imports and exports the annotations of recordings. The first argument is the command, the
@@ -33,6 +35,7 @@ private:
     bool takeFormat(const variables_map& in_map);
     bool takeIgnored(const variables_map& in_map);
     bool checkCommand();
+    bool checkPicture() const;
     bool checkOptions(const variables_map& in_map) const;
     bool checkTiers() const;
     const AnnotateCommand* findCommand() const;

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <map>
 #include <set>
 
 namespace Vexalor
@@ -21,9 +22,9 @@ namespace fs = std::filesystem;
 constexpr const char* LIST_NAME = "list.txt";
 
 /// Replaces the annotations of a recording that was read by those of a file of labels, and its markers if
-/// that has some. False with the reason logged.
+/// that has some, as out_bMarkers tells. False with the reason logged.
 bool takeLabels(const AnnotateRequest& in_request, const std::string& in_strRecording,
-                const std::string& in_strLabels, AnnotatedFile& io_file)
+                const std::string& in_strLabels, AnnotatedFile& io_file, bool& out_bMarkers)
 {
     std::vector<LabelSpan> vSpans;
     std::vector<Annotation> vAnnotations;
@@ -43,32 +44,67 @@ bool takeLabels(const AnnotateRequest& in_request, const std::string& in_strReco
         return false;
     }
     io_file.setAnnotations(std::move(vAnnotations));
-    if (!vMarkers.empty())
+    out_bMarkers = !vMarkers.empty();
+    if (out_bMarkers)
         io_file.setMarkers(std::move(vMarkers));
     return editAnnotations(in_request, in_strRecording, io_file);
 }
 
-/// The files of labels beside a recording: of its name, with the extension of a format.
-StringVector findLabels(const AnnotateRequest& in_request, const fs::path& in_recording)
+std::string tellReplaced(std::size_t in_uiOld, const std::string& in_strWhat, std::size_t in_uiNew)
 {
-    StringVector vFound;
-    for (const std::string& strExtension : LabelFormat::getExtensions())
-    {
-        const std::string strLabels = fs::path(in_recording).replace_extension(strExtension).string();
-        std::error_code error;
-        if ((in_request.m_pFormat == nullptr ||
-             in_request.m_pFormat == LabelFormat::findForFile(strLabels)) &&
-            fs::is_regular_file(strLabels, error))
-            vFound.push_back(strLabels);
-    }
-    return vFound;
+    return std::to_string(in_uiOld) + ' ' + in_strWhat + (in_uiOld == 1 ? "" : "s") + " replaced by " +
+           std::to_string(in_uiNew);
 }
+
+/// Finds the files of labels that lie beside recordings: of their names, with the extension of a format in
+/// any letter case.
+class LabelFinder
+{
+public:
+    StringVector find(const fs::path& in_recording, const LabelFormat* in_pFormat)
+    {
+        const fs::path folder = in_recording.has_parent_path() ? in_recording.parent_path() : ".";
+        if (!m_bRead || folder != m_folder)
+            read(folder);
+        StringVector vFound;
+        for (const fs::path& labels : m_labels[in_recording.stem().string()])
+            if (in_pFormat == nullptr || in_pFormat == LabelFormat::findForFile(labels.string()))
+                vFound.push_back((in_recording.parent_path() / labels).string());
+        return vFound;
+    }
+
+private:
+    void read(const fs::path& in_folder)
+    {
+        m_bRead = true;
+        m_folder = in_folder;
+        m_labels.clear();
+        std::error_code error;
+        for (fs::directory_iterator it(in_folder, error), itEnd; !error && it != itEnd; it.increment(error))
+        {
+            std::error_code noFile;
+            const fs::path name = it->path().filename();
+            if (LabelFormat::findForFile(name.string()) != nullptr && it->is_regular_file(noFile))
+                m_labels[name.stem().string()].insert(name);
+        }
+        if (error)
+            QC_ERROR("Cannot read the folder " << in_folder.string() << ": " << error.message());
+    }
+
+    bool m_bRead = false;
+    fs::path m_folder;                                  ///< of the last recording
+    std::map<std::string, std::set<fs::path>> m_labels; ///< of that folder, by names of recordings
+};
 
 /// One recording's way into the folder. False with the reason logged.
 bool copyOne(const AnnotateRequest& in_request, const std::string& in_strRecording,
-             const std::string& in_strCopy)
+             const std::string& in_strCopy, LabelFinder& io_finder)
 {
-    const StringVector vLabels = findLabels(in_request, in_strRecording);
+    AnnotatedFile file;
+    bool bMarkers = false;
+    if (!readAnnotations(in_strRecording, file))
+        return false;
+    const StringVector vLabels = io_finder.find(in_strRecording, in_request.m_pFormat);
     if (vLabels.size() != 1)
     {
         QC_ERROR("Not copying " << in_strRecording << ": "
@@ -77,15 +113,14 @@ bool copyOne(const AnnotateRequest& in_request, const std::string& in_strRecordi
                                                           vLabels[1] + "; --format chooses"));
         return false;
     }
-    AnnotatedFile file;
     std::error_code error;
     if (fs::equivalent(in_strRecording, in_strCopy, error))
     {
         QC_ERROR("Not copying " << in_strRecording << " onto itself");
         return false;
     }
-    return in_request.m_guard.allows(in_strCopy) && readAnnotations(in_strRecording, file) &&
-           takeLabels(in_request, in_strRecording, vLabels[0], file) &&
+    return in_request.m_guard.allows(in_strCopy) &&
+           takeLabels(in_request, in_strRecording, vLabels[0], file, bMarkers) &&
            file.writeToWAV(in_strRecording.c_str(), in_strCopy.c_str());
 }
 
@@ -99,10 +134,14 @@ bool importAnnotations(const AnnotateRequest& in_request)
     if (!readAnnotations(strRecording, file))
         return false;
     const std::size_t uiReplaced = file.getAnnotations().size();
-    if (!takeLabels(in_request, strRecording, strLabels, file) || !file.writeToWAV(strRecording.c_str()))
+    const std::size_t uiMarkers = file.getMarkers().size();
+    bool bMarkers = false;
+    if (!takeLabels(in_request, strRecording, strLabels, file, bMarkers) ||
+        !file.writeToWAV(strRecording.c_str()))
         return false;
-    QC_INFO(strRecording << ": " << uiReplaced << (uiReplaced == 1 ? " annotation" : " annotations")
-                         << " replaced by " << file.getAnnotations().size());
+    QC_INFO(
+        strRecording << ": " << tellReplaced(uiReplaced, "annotation", file.getAnnotations().size())
+                     << (bMarkers ? ", " + tellReplaced(uiMarkers, "marker", file.getMarkers().size()) : ""));
     return true;
 }
 
@@ -116,6 +155,7 @@ bool copyWithLabels(const AnnotateRequest& in_request)
         QC_ERROR("Cannot make the folder " << folder.string() << ": " << error.message());
         return false;
     }
+    LabelFinder finder;
     std::set<std::string> names;
     std::string strNames;
     bool bDone = true;
@@ -127,7 +167,7 @@ bool copyWithLabels(const AnnotateRequest& in_request)
         if (!bNew)
             QC_ERROR("Not copying " << strRecording << ": " << (folder / strName).string()
                                     << " is the copy of another recording of that name");
-        if (bNew && copyOne(in_request, strRecording, (folder / strName).string()))
+        if (bNew && copyOne(in_request, strRecording, (folder / strName).string(), finder))
             strNames += strName + '\n';
         else
             bDone = false;

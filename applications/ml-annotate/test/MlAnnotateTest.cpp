@@ -193,7 +193,7 @@ TEST_F(MlAnnotateTest, ImportReadsWhatOthersWrite)
                    "0.25\t0.25\tpoint\n\\\t100.0\t900.0\n1e-3\t0.5\tx\n\\\t1\t2\n0.5\t0.75\ttab\tin label");
     const CommandResult track =
         run({"import", "a.wav", "track.txt", "--map", "x=y", "--fill", "rest", "--sort"});
-    EXPECT_EQ(track.m_strOut, "a.wav: 3 annotations replaced by 4\n");
+    EXPECT_EQ(track.m_strOut, "a.wav: 3 annotations replaced by 4, 1 marker replaced by 1\n");
     EXPECT_EQ(track.m_strErr, "WARN: track.txt: the frequencies of 2 labels are left out, a recording has no "
                               "place for them\n");
     EXPECT_EQ(succeed({"list", "--markers", "a.wav"}),
@@ -250,7 +250,7 @@ TEST_F(MlAnnotateTest, RecordingsAreCopiedWithTheLabelsBesideThem)
                    "\"ooTextFile\" \"TextGrid\" 0 1 <exists> 2 \"IntervalTier\" \"word\" 0 1 1 0 0.5 \"x\" "
                    "\"IntervalTier\" \"phone\" 0 1 1 0 0.25 \"y\"");
     m_folder.write("b b.rttm", "SPEAKER b_b 1 0.25 0.25 <NA> <NA> A <NA> <NA>\n");
-    m_folder.write("both.csv", "start_s,stop_s,label\n0,1,c\n");
+    m_folder.write("both.CSV", "start_s,stop_s,label\n0,1,c\n");
     m_folder.write("both.txt", "0\t1\tt\n");
     EXPECT_EQ(succeed({"label-copies", "out/deep", "a.wav", "b b.wav", "--map", "A=VOICE", "--tier", "word"}),
               "out/deep: 2 recordings with labels, in list.txt\n");
@@ -259,17 +259,19 @@ TEST_F(MlAnnotateTest, RecordingsAreCopiedWithTheLabelsBesideThem)
     EXPECT_EQ(readFile(m_folder.path("out/deep/list.txt")), "a.wav\nb b.wav\n");
     EXPECT_EQ(readFile(m_folder.path("a.wav")), strBefore);
     // The others are copied all the same.
-    const CommandResult some = run({"label-copies", "out", "bare.wav", "both.wav", "a.wav", "out/../a.wav"});
+    const CommandResult some =
+        run({"label-copies", "out", "bare.wav", "both.wav", "a.wav", "out/../a.wav", "none.wav"});
     EXPECT_EQ(some.m_iExit, 1);
     EXPECT_EQ(some.m_strErr,
               "ERROR: Not copying bare.wav: no labels lie beside it\n"
-              "ERROR: Not copying both.wav: labels lie beside it in both.txt and in both.csv; --format "
+              "ERROR: Not copying both.wav: labels lie beside it in both.CSV and in both.txt; --format "
               "chooses\n"
               "ERROR: Not copying out/../a.wav: out/a.wav is the copy of another recording of that "
               "name\n"
+              "ERROR: Cannot read none.wav: No such file or directory\n"
               "ERROR: ml-annotate failed: Not copying bare.wav: no labels lie beside it\n");
     EXPECT_EQ(readFile(m_folder.path("out/list.txt")), "a.wav\n");
-    succeed({"label-copies", "out", "both.wav", "--format", "csv"});
+    succeed({"label-copies", "out", "both.wav", "--format", "CSV"});
     EXPECT_EQ(succeed({"list", "out/both.wav"}), "0\t1\tc\n");
     fail({"label-copies", "out", "a.wav"}, "Not writing over out/a.wav: it is a recording; --force");
     EXPECT_EQ(readFile(m_folder.path("out/list.txt")), "both.wav\n");
@@ -300,7 +302,8 @@ TEST_F(MlAnnotateTest, RecordingsAndAnnotationsAreNotDestroyedByMistake)
              "ERROR: Not importing empty.txt: it has no annotations, a.wav has 2; --force");
         EXPECT_EQ(readFile(m_folder.path("a.wav")), strBefore);
     }
-    EXPECT_EQ(succeed({"import", "a.wav", "empty.txt", "--force"}), "a.wav: 2 annotations replaced by 0\n");
+    EXPECT_EQ(succeed({"import", "a.wav", "empty.txt", "--force"}),
+              "a.wav: 2 annotations replaced by 0, 0 markers replaced by 1\n");
     EXPECT_EQ(succeed({"export", "a.wav", "-", "--markers"}), "0.5\t0.5\tmarker\n");
     EXPECT_FALSE(std::filesystem::exists(m_folder.path("-")));
 }
@@ -388,7 +391,7 @@ TEST_F(MlAnnotateTest, BadInputIsReported)
     fail({"list", "--decode", "empty.wav"}, "it has no samples");
     fail({"import", "a.wav", "missing.txt"}, "Cannot read missing.txt: No such file or directory");
     fail({"import", "a.wav", "."}, "Cannot read .: Is a directory");
-    fail({"import", "a.wav"}, "Command import does not take 1 files", 2);
+    fail({"import", "a.wav"}, "Command import takes FILE LABELS, not 1 file; see --help", 2);
     fail({"export", "a.wav", "missing/labels.txt"},
          "Cannot write missing/labels.txt: No such file or directory");
     fail({"export", "a.wav", "/dev/full", "--fill", "x"}, "Cannot write /dev/full: No space left on device");
@@ -398,7 +401,8 @@ TEST_F(MlAnnotateTest, BadInputIsReported)
     fail({"import", "a.wav", "labels.txt", "--tier", "x"}, "Option --tier is only for the format textgrid",
          2);
     fail({}, "A command is needed", 2);
-    fail({"lsit", "a.wav"}, "A command is needed", 2);
+    fail({"lsit", "a.wav"}, "There is no command lsit. A command is needed: list, check, export", 2);
+    fail({"draw", "a.wav", "a.PNG"}, "Not writing a.PNG: draw makes SVG files", 2);
     fail({"list", "a.wav", "--map", "x"}, "Option --map: \"x\" is no mapping of the form A=B", 2);
     fail({"list", "a.wav", "--map", "x=y", "--map", "x=z"}, "Option --map: label \"x\" is mapped twice", 2);
     fail({"list", "a.wav", "--no-such-option"}, "no-such-option", 2);
