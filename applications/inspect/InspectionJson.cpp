@@ -32,8 +32,8 @@ Json makeClasses(const DataFacts& in_facts)
     {
         Json json{{"name", row.m_strClass}, {"patterns", row.m_uiPatterns}};
         if (in_facts.m_survey.m_uiListed != 0)
-            json.update({{"seconds", row.m_dSeconds},
-                         {"annotated_seconds", row.m_dAnnotatedSeconds},
+            json.update({{"seconds", double{row.m_dSeconds}},
+                         {"annotated_seconds", double{row.m_dAnnotatedSeconds}},
                          {"events", row.m_uiEvents},
                          {"unseen_events", row.m_uiUnseenEvents}});
         classes.push_back(std::move(json));
@@ -95,7 +95,7 @@ Json makeInputs(const Inspection& in_inspection)
                           {"infinite", column.m_uiInfinite},
                           {"least", bAny ? Json(column.m_moments.m_dLeast) : Json(nullptr)},
                           {"greatest", bAny ? Json(column.m_moments.m_dGreatest) : Json(nullptr)},
-                          {"mean", bAny ? Json(column.m_moments.m_dMean) : Json(nullptr)},
+                          {"mean", bAny ? Json(column.m_moments.getMean()) : Json(nullptr)},
                           {"deviation", bAny ? Json(column.m_moments.getDeviation()) : Json(nullptr)},
                           {"constant", column.isConstant()},
                           {"equal_to", vFirst[i] == i ? Json(nullptr) : Json(vFirst[i])},

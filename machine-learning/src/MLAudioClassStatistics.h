@@ -1,5 +1,6 @@
 #pragma once
 
+#include "quillcast-core/FixedSum.h"
 #include "quillcast-core/Object.h"
 
 #include <algorithm>
@@ -12,7 +13,8 @@
 namespace Vexalor::MachineLearning
 {
 
-/// How much of each class streams delivered; passes over several recordings add up.
+/// How much of each class streams delivered; passes over several recordings add up, in whatever order to the
+/// same.
 struct AudioClassStatistics
 {
     /// The class of the time that no other class covers.
@@ -22,11 +24,11 @@ struct AudioClassStatistics
     {
         std::string m_strClass;
         std::uint64_t m_uiPatterns = 0;
-        double m_dSeconds = 0.0; ///< the shift of the windows for each pattern
+        FixedSum m_dSeconds; ///< the shift of the windows for each pattern
         /// What the annotations say, of classes that have any.
         std::uint64_t m_uiEvents = 0;
         std::uint64_t m_uiUnseenEvents = 0; ///< of those: no window of the pass saw them
-        double m_dAnnotatedSeconds = 0.0;
+        FixedSum m_dAnnotatedSeconds;
 
         void add(std::uint64_t in_uiPatterns, double in_dShift)
         {
@@ -41,6 +43,13 @@ struct AudioClassStatistics
             m_uiEvents += in_other.m_uiEvents;
             m_uiUnseenEvents += in_other.m_uiUnseenEvents;
             m_dAnnotatedSeconds += in_other.m_dAnnotatedSeconds;
+        }
+
+        template <class Self, class Bytes>
+        static void exchange(Self& io_self, Bytes& io_bytes)
+        {
+            io_bytes(io_self.m_strClass, io_self.m_uiPatterns, io_self.m_dSeconds, io_self.m_uiEvents,
+                     io_self.m_uiUnseenEvents, io_self.m_dAnnotatedSeconds);
         }
     };
 
@@ -60,6 +69,12 @@ struct AudioClassStatistics
         for (std::size_t i = 0; i < in_other.m_vRows.size(); ++i)
             m_vRows[i].merge(in_other.m_vRows[i]);
         m_all.merge(in_other.m_all);
+    }
+
+    template <class Self, class Bytes>
+    static void exchange(Self& io_self, Bytes& io_bytes)
+    {
+        io_bytes(io_self.m_vRows, io_self.m_all);
     }
 
     std::vector<Row> m_vRows; ///< in target order, classes without any pattern included
