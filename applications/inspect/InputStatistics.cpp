@@ -49,38 +49,34 @@ std::uint64_t toPower(std::uint64_t in_uiExponent)
 void Moments::add(double in_dValue)
 {
     ++m_uiCount;
-    const double dDifference = in_dValue - m_dMean;
-    m_dMean += dDifference / static_cast<double>(m_uiCount);
-    m_dSquares += dDifference * (in_dValue - m_dMean);
+    m_sum.add(in_dValue);
+    m_squares.addSquare(in_dValue);
     m_dLeast = std::min(m_dLeast, in_dValue);
     m_dGreatest = std::max(m_dGreatest, in_dValue);
 }
 
 void Moments::merge(const Moments& in_other)
 {
-    if (m_uiCount == 0 || in_other.m_uiCount == 0)
-    {
-        *this = m_uiCount == 0 ? in_other : *this;
-        return;
-    }
-    const auto dMine = static_cast<double>(m_uiCount);
-    const auto dOther = static_cast<double>(in_other.m_uiCount);
-    const double dDifference = in_other.m_dMean - m_dMean;
     m_uiCount += in_other.m_uiCount;
-    m_dMean += dDifference * (dOther / (dMine + dOther));
-    m_dSquares += in_other.m_dSquares + dDifference * dDifference * (dMine * dOther / (dMine + dOther));
+    m_sum.merge(in_other.m_sum);
+    m_squares.merge(in_other.m_squares);
     m_dLeast = std::min(m_dLeast, in_other.m_dLeast);
     m_dGreatest = std::max(m_dGreatest, in_other.m_dGreatest);
 }
 
+double Moments::getMean() const
+{
+    return m_uiCount == 0 ? 0.0 : ExactSum::getMean(m_sum, m_uiCount);
+}
+
 double Moments::getDeviation() const
 {
-    return m_uiCount == 0 ? 0.0 : std::sqrt(m_dSquares / static_cast<double>(m_uiCount));
+    return m_uiCount == 0 ? 0.0 : ExactSum::getDeviation(m_sum, m_squares, m_uiCount);
 }
 
 bool Moments::isConstant() const
 {
-    return m_dLeast == m_dGreatest || getDeviation() <= ROUNDING * std::abs(m_dMean);
+    return m_dLeast == m_dGreatest || getDeviation() <= ROUNDING * std::abs(getMean());
 }
 
 void StreamDigest::add(double in_dValue)
@@ -104,11 +100,16 @@ InputStatistics::InputStatistics(std::size_t in_uiInputs, std::size_t in_uiClass
     setClasses(in_uiClasses);
 }
 
+std::size_t InputStatistics::countBinned(std::size_t in_uiInputs, std::size_t in_uiClasses)
+{
+    return std::min(in_uiInputs,
+                    MAX_BIN_BYTES / (ValueBins::MAX_BINS * ValueBins::getSizeOfBin(in_uiClasses)));
+}
+
 void InputStatistics::setClasses(std::size_t in_uiClasses)
 {
     m_uiClasses = in_uiClasses;
-    const std::size_t uiOfOne = ValueBins::MAX_BINS * ValueBins::getSizeOfBin(in_uiClasses);
-    m_uiBinned = std::min(m_vColumns.size(), MAX_BIN_BYTES / uiOfOne);
+    m_uiBinned = countBinned(m_vColumns.size(), in_uiClasses);
     for (std::size_t i = 0; i < m_vColumns.size(); ++i)
         if (i < m_uiBinned)
             m_vColumns[i].m_bins.setClasses(in_uiClasses);
@@ -150,6 +151,18 @@ bool InputStatistics::append(const InputStatistics& in_next)
             column.m_bins.merge(next.m_bins);
     }
     return true;
+}
+
+/// After bytes were taken.
+bool InputStatistics::isConsistent() const
+{
+    const auto hasBins = [this](const InputColumn& in_column)
+    {
+        const bool bBinned = &in_column < m_vColumns.data() + m_uiBinned;
+        return bBinned ? in_column.m_bins.getNbClasses() == m_uiClasses : in_column.m_bins.getNbBins() == 0;
+    };
+    return m_uiClasses <= MAX_BIN_BYTES && m_uiBinned == countBinned(m_vColumns.size(), m_uiClasses) &&
+           std::all_of(m_vColumns.begin(), m_vColumns.end(), hasBins);
 }
 
 std::vector<std::size_t> InputStatistics::findEqual() const

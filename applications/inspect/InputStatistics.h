@@ -1,38 +1,47 @@
 #pragma once
 
+#include "inspect/ExactSum.h"
 #include "inspect/ValueBins.h"
 #include "quillcast-math/DoubleVector.h"
 
 #include <cstddef>
 #include <cstdint>
 #include <limits>
+#include <type_traits>
 #include <vector>
 
 namespace Vexalor::MachineLearning
 {
 
-/// Number, range, mean and deviation of finite values, in one pass and without the loss of digits of a sum of
-/// squares. Sources of the formulas: B. P. Welford, "Note on a Method for Calculating Corrected Sums of
-/// Squares and Products", Technometrics 4 (1962), for a value; T. F. Chan, G. H. Golub and R. J. LeVeque,
-/// "Updating Formulae and a Pairwise Algorithm for Computing Sample Variances", Stanford STAN-CS-79-773
-/// (1979), for two parts.
+/// Number, range, mean and deviation of finite values, in one pass and of sums without any rounding: parts of
+/// a stream merge to those of the whole, to the bit.
 struct Moments
 {
     /// Deviations below this share of the mean are what rounding leaves of a constant.
     static constexpr double ROUNDING = 1e-12;
 
     std::uint64_t m_uiCount = 0;
-    double m_dMean = 0.0;
-    double m_dSquares = 0.0; ///< sum of the squared differences from the mean
     double m_dLeast = std::numeric_limits<double>::infinity();
     double m_dGreatest = -std::numeric_limits<double>::infinity();
 
     void add(double in_dValue);
     void merge(const Moments& in_other);
+    /// 0 of none.
+    double getMean() const;
     /// Of all values, not of a sample: the squares divided by the count. 0 of none.
     double getDeviation() const;
     /// True when the values are one, but for what rounding leaves: nothing can be learnt from them.
     bool isConstant() const;
+
+    template <class Self, class Bytes>
+    static void exchange(Self& io_self, Bytes& io_bytes)
+    {
+        io_bytes(io_self.m_uiCount, io_self.m_dLeast, io_self.m_dGreatest, io_self.m_sum, io_self.m_squares);
+    }
+
+private:
+    ExactSum m_sum;
+    ExactSum m_squares;
 };
 
 /// Tells streams of values apart without keeping them: a polynomial over the prime 2^61 - 1 whose
@@ -47,6 +56,12 @@ public:
 
     friend bool operator==(const StreamDigest&, const StreamDigest&) = default;
     friend auto operator<=>(const StreamDigest&, const StreamDigest&) = default;
+
+    template <class Self, class Bytes>
+    static void exchange(Self& io_self, Bytes& io_bytes)
+    {
+        io_bytes(io_self.m_uiValue, io_self.m_uiCount);
+    }
 
 private:
     std::uint64_t m_uiValue = 0;
@@ -64,6 +79,13 @@ struct InputColumn
 
     bool isFinite() const { return m_uiNotANumber == 0 && m_uiInfinite == 0; }
     bool isConstant() const { return isFinite() && m_moments.isConstant(); }
+
+    template <class Self, class Bytes>
+    static void exchange(Self& io_self, Bytes& io_bytes)
+    {
+        io_bytes(io_self.m_moments, io_self.m_uiNotANumber, io_self.m_uiInfinite, io_self.m_digest,
+                 io_self.m_bins);
+    }
 };
 
 /// The inputs of a stream of patterns. Statistics of parts of a stream merge to those of the whole; their
@@ -90,7 +112,19 @@ public:
     /// For each input the first one that is equal to it in every pattern: itself, where there is none before.
     std::vector<std::size_t> findEqual() const;
 
+    template <class Self, class Bytes>
+    static void exchange(Self& io_self, Bytes& io_bytes)
+    {
+        io_bytes(io_self.m_vColumns, io_self.m_uiClasses, io_self.m_uiBinned);
+        if constexpr (!std::is_const_v<Self>)
+            if (!io_self.isConsistent())
+                io_bytes.fail();
+    }
+
 private:
+    static std::size_t countBinned(std::size_t in_uiInputs, std::size_t in_uiClasses);
+    bool isConsistent() const;
+
     std::vector<InputColumn> m_vColumns;
     std::size_t m_uiClasses = 0;
     std::size_t m_uiBinned = 0;

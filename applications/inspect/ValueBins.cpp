@@ -125,6 +125,22 @@ bool ValueBins::merge(const ValueBins& in_other)
     return true;
 }
 
+/// After bytes were taken: histograms rely on bins that are in order.
+bool ValueBins::isConsistent() const
+{
+    const std::size_t uiBins = m_vKeys.size();
+    if (uiBins > MAX_BINS || m_uiShift > MAX_SHIFT || m_vLeast.size() != uiBins ||
+        m_vGreatest.size() != uiBins || (uiBins != 0 && m_uiClasses > m_vCounts.size()) ||
+        m_vCounts.size() != uiBins * getRowSize())
+        return false;
+    for (std::size_t i = 0; i < uiBins; ++i)
+        if (!std::isfinite(m_vLeast[i]) || !std::isfinite(m_vGreatest[i]) || m_vLeast[i] > m_vGreatest[i] ||
+            toKey(m_vLeast[i]) >> m_uiShift != m_vKeys[i] ||
+            toKey(m_vGreatest[i]) >> m_uiShift != m_vKeys[i] || (i > 0 && m_vKeys[i - 1] >= m_vKeys[i]))
+            return false;
+    return true;
+}
+
 AreaUnderCurve::Area ValueBins::getArea(std::size_t in_uiClass) const
 {
     AreaUnderCurve area;

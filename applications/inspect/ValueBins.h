@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <span>
+#include <type_traits>
 #include <vector>
 
 namespace Vexalor::MachineLearning
@@ -61,11 +62,22 @@ public:
     Histogram getHistogram(std::size_t in_uiMaxColumns) const;
 
     std::size_t getNbBins() const { return m_vKeys.size(); }
+    std::size_t getNbClasses() const { return m_uiClasses; }
     /// Bytes.
     static std::size_t getSizeOfBin(std::size_t in_uiClasses)
     {
         return sizeof(std::int64_t) + 2 * sizeof(double) +
                (FIRST_CLASS + in_uiClasses) * sizeof(std::uint64_t);
+    }
+
+    template <class Self, class Bytes>
+    static void exchange(Self& io_self, Bytes& io_bytes)
+    {
+        io_bytes(io_self.m_uiClasses, io_self.m_uiShift, io_self.m_vKeys, io_self.m_vLeast,
+                 io_self.m_vGreatest, io_self.m_vCounts);
+        if constexpr (!std::is_const_v<Self>)
+            if (!io_self.isConsistent())
+                io_bytes.fail();
     }
 
 private:
@@ -79,6 +91,7 @@ private:
     void coarsen(unsigned int in_uiShift);
     void append(const ValueBins& in_from, std::size_t in_uiBin);
     bool fits(double in_dWidth, std::size_t in_uiMaxColumns) const;
+    bool isConsistent() const;
 
     std::size_t m_uiClasses;
     unsigned int m_uiShift = 0; ///< bits that are left out

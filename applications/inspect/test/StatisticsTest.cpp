@@ -190,11 +190,54 @@ TEST(InputStatisticsTest, MomentsAreThoseOfTwoPasses)
     for (const Moments& moments : {whole, none})
     {
         EXPECT_EQ(moments.m_uiCount, 1000);
-        EXPECT_NEAR(moments.m_dMean, dMean, 1e-5);
+        EXPECT_NEAR(moments.getMean(), dMean, 1e-5);
         EXPECT_NEAR(moments.getDeviation(), std::sqrt(dSquares / 1000), 1e-7); // of digits left beside 1e9
         EXPECT_EQ(moments.m_dLeast, *std::min_element(vValues.begin(), vValues.end()));
         EXPECT_EQ(moments.m_dGreatest, *std::max_element(vValues.begin(), vValues.end()));
         EXPECT_FALSE(moments.isConstant());
+    }
+    EXPECT_EQ(none.getMean(), whole.getMean());
+    EXPECT_EQ(none.getDeviation(), whole.getDeviation());
+}
+
+TEST(InputStatisticsTest, MomentsAreExactInAnyOrder)
+{
+    constexpr double MOST = std::numeric_limits<double>::max();
+    constexpr double LEAST = std::numeric_limits<double>::denorm_min();
+    struct Case
+    {
+        std::vector<double> m_vValues;
+        double m_dMean;
+        double m_dDeviation;
+    };
+    const Case CASES[] = {
+        {{0.1, 0.1, 0.1}, 0.1, 0.0},
+        {{MOST, MOST, MOST}, MOST, 0.0},
+        {{MOST, -MOST}, 0.0, MOST},
+        {{-1e300, 1.0, 1e300}, 1.0 / 3.0, 1e300 * std::sqrt(2.0 / 3.0)},
+        {{1e-200, 3e-200}, 2e-200, 1e-200},
+        {{LEAST, LEAST, -2 * LEAST, -2 * LEAST, -2 * LEAST}, -LEAST / 5 * 4, 1.5 * LEAST},
+        {{-1.0, -2.0, -3.0, -4.0}, -2.5, std::sqrt(1.25)},
+        {{}, 0.0, 0.0},
+    };
+    for (const Case& testCase : CASES)
+    {
+        SCOPED_TRACE(testing::PrintToString(testCase.m_vValues));
+        Moments forwards;
+        Moments backwards;
+        for (std::size_t i = 0; i < 1000 * testCase.m_vValues.size(); ++i)
+            forwards.add(testCase.m_vValues[i % testCase.m_vValues.size()]);
+        for (std::size_t i = testCase.m_vValues.size(); i > 0; --i)
+        {
+            Moments part;
+            for (int j = 0; j < 1000; ++j)
+                part.add(testCase.m_vValues[i - 1]);
+            backwards.merge(part);
+        }
+        EXPECT_DOUBLE_EQ(forwards.getMean(), testCase.m_dMean);
+        EXPECT_DOUBLE_EQ(forwards.getDeviation(), testCase.m_dDeviation);
+        EXPECT_EQ(forwards.getMean(), backwards.getMean());
+        EXPECT_EQ(forwards.getDeviation(), backwards.getDeviation());
     }
 }
 
