@@ -69,6 +69,15 @@ if(TARGET python-module)
     set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS "python3 (>= 3.11), python3 (<< 3.12), python3-numpy")
 endif()
 
+if(TARGET vexalor-openmpi)
+    qc_package(mpi ${PROJECT_NAME}-mpi sound
+        "trains, tests and runs classifiers of annotated recordings: on clusters"
+        "What lets the processes of one command work together that mpirun has\nstarted, on the cores of a machine or on many machines.")
+    set(CPACK_COMPONENT_MPI_DEPENDS library tools)
+    set(CPACK_DEBIAN_MPI_PACKAGE_SHLIBDEPS ON)
+    set(CPACK_DEBIAN_MPI_PACKAGE_RECOMMENDS openmpi-bin)
+endif()
+
 qc_package(doc ${PROJECT_NAME}-doc doc
     "trains, tests and runs classifiers of annotated recordings: documents"
     "The guide to the programs, the file formats, the language of expression\nscripts, the library.")

@@ -42,6 +42,7 @@ THIRD_PARTY = [
     (r"boost/(archive|serialization)/", ["quillcast-core", "test-support"]),
     (r"boost/regex(/|\.hpp)", ["quillcast-core"]),
     (r"boost/program_options(/|\.hpp)", ["quillcast-infra"]),
+    (r"boost/mpi(/|\.hpp)", ["applications"]),
     (r"boost/", list(TARGETS)),
     (r"log4cplus/", ["quillcast-core", "test-support"]),
     (r"ace/", ["quillcast-core"]),

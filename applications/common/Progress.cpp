@@ -19,6 +19,7 @@ constexpr std::chrono::milliseconds INTERVAL{100};
 const char* const RESTART = "\r\033[K";
 
 Progress* s_pProgress = nullptr;
+int s_iTerminal = -1;
 
 void hideProgress()
 {
@@ -30,7 +31,8 @@ void hideProgress()
 
 Progress::Progress(int in_iDescriptor)
     : m_iDescriptor(in_iDescriptor)
-    , m_bTerminal(isatty(in_iDescriptor) != 0 && s_logger.isEnabledFor(LogLevel::INFO))
+    , m_iTerminal(s_iTerminal >= 0 ? s_iTerminal : in_iDescriptor)
+    , m_bTerminal(isatty(m_iTerminal) != 0 && s_logger.isEnabledFor(LogLevel::INFO))
 {
     s_pProgress = this;
     Logger::setConsoleHook(hideProgress);
@@ -40,6 +42,11 @@ Progress::~Progress()
 {
     hide();
     s_pProgress = nullptr;
+}
+
+void Progress::setTerminal(int in_iDescriptor)
+{
+    s_iTerminal = in_iDescriptor;
 }
 
 void Progress::hide()
@@ -67,7 +74,7 @@ void Progress::show(const std::string& in_strText)
 std::size_t Progress::getWidth() const
 {
     winsize size{};
-    const bool bKnown = ioctl(m_iDescriptor, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
+    const bool bKnown = ioctl(m_iTerminal, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
     return bKnown ? size.ws_col - 1u : std::string::npos;
 }
 

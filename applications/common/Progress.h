@@ -19,6 +19,9 @@ public:
     Progress(const Progress&) = delete;
     Progress& operator=(const Progress&) = delete;
 
+    /// A terminal on which others show what this program writes to a descriptor that is none, as mpirun does.
+    static void setTerminal(int in_iDescriptor);
+
     /// True when the next text may be shown, so that none is built for nothing.
     bool isDue() const;
     void show(const std::string& in_strText);
@@ -30,6 +33,7 @@ private:
     void write(const std::string& in_strText) const;
 
     int m_iDescriptor;
+    int m_iTerminal; ///< where that ends up
     bool m_bTerminal;
     bool m_bShown = false;
     std::chrono::steady_clock::time_point m_next;

@@ -3,6 +3,7 @@
 #include "MLDataGeneratorFactory.h"
 #include "MLScalingDataGenerator.h"
 #include "common/PatternProgress.h"
+#include "common/Ranks.h"
 #include "quillcast-core/ConsoleLog.h"
 #include "quillcast-core/Logger.h"
 #include "quillcast-infra/CommandLineError.h"
@@ -60,26 +61,33 @@ SetWatch::prepareDataGenerator(const CountedObjPtr<DataGenerator>& in_pGenerator
     if (m_pGenerator.isNull())
         return {};
     auto* pSet = dynamic_cast<FileSetDataGeneratorImpl*>(m_pGenerator.get());
-    m_progress.emplace();
+    if (m_pRanks == nullptr)
+        m_progress.emplace();
+    else // what is told at the end of a pass is of the share
+        Logger::setLevel("quillcast.ml.generator.FileSetDataGenerator.summary", LogLevel::WARN);
     m_start = std::chrono::steady_clock::now();
     m_uiPatterns = 0;
     m_strPlace.clear();
-    const auto show = [this](const std::string& in_strFilename, std::size_t in_uiNumber, std::size_t in_uiOf)
-    {
-        ConsoleLog::settleErrors(); // of recordings before it: they are skipped
-        m_strPlace = "recording " + std::to_string(in_uiNumber) + " of " + std::to_string(in_uiOf) + ", " +
-                     std::filesystem::path(in_strFilename).filename().string();
-        if (m_progress->isDue())
-            m_progress->show(m_program + (": " + m_strPlace));
-    };
     if (pSet != nullptr)
-        pSet->setFileWatcher(show);
+        pSet->setFileWatcher(
+            [this](const std::string& in_strFilename, std::size_t in_uiNumber, std::size_t in_uiOf)
+            { showPlace(in_strFilename, in_uiNumber, in_uiOf); });
     if (!takeFile(in_inputFile, in_entityToReset))
         return {};
     const CountedObjPtr<DataGenerator> pWrapped =
         wrapDataGenerator(m_pGenerator, in_entityToReset, in_bInMemory, in_scalingConfigFile);
-    return !m_shard || pWrapped.isNull() || acceptScaling(*pWrapped) ? pWrapped
-                                                                     : CountedObjPtr<DataGenerator>();
+    const bool bShare = m_shard || m_pRanks != nullptr;
+    return !bShare || pWrapped.isNull() || acceptScaling(*pWrapped) ? pWrapped
+                                                                    : CountedObjPtr<DataGenerator>();
+}
+
+void SetWatch::showPlace(const std::string& in_strFilename, std::size_t in_uiNumber, std::size_t in_uiOf)
+{
+    ConsoleLog::settleErrors(); // of recordings before it: they are skipped
+    m_strPlace = "recording " + std::to_string(in_uiNumber) + " of " + std::to_string(in_uiOf) + ", " +
+                 std::filesystem::path(in_strFilename).filename().string();
+    if (m_progress && m_progress->isDue())
+        m_progress->show(m_program + (": " + m_strPlace));
 }
 
 bool SetWatch::acceptScaling(const DataGenerator& in_generator)
@@ -95,7 +103,7 @@ bool SetWatch::acceptScaling(const DataGenerator& in_generator)
 
 bool SetWatch::takeFile(const char* in_inputFile, const Handle<Resettable, ReferenceCount>& in_entityToReset)
 {
-    if (!m_shard)
+    if (!m_shard && m_pRanks == nullptr)
         return MachineLearning::prepareDataGenerator(*m_pGenerator, in_inputFile, in_entityToReset);
     return takeShare(in_inputFile) && handOverEntity(*m_pGenerator, in_entityToReset);
 }
@@ -108,19 +116,59 @@ bool SetWatch::takeShare(const char* in_inputFile)
         QC_ERROR("There are no shares of " << in_inputFile << ": only lists of recordings are shared out");
         return false;
     }
-    if (!m_part.read(in_inputFile))
+    if (m_pRanks != nullptr)
+    {
+        if (m_pRanks->isFirst() && !dealParts(in_inputFile, *pSet))
+            return false;
+        ByteReader reader(m_pRanks->getTask());
+        reader(m_part);
+        return gotoPass(0);
+    }
+    std::vector<RecordingPart> vParts;
+    if (!readParts(in_inputFile, *pSet, m_shard->m_uiOf, vParts))
         return false;
-    const std::vector<std::uint64_t> vSizes = getFileSizes(m_part.m_vFilenames);
-    m_listDigest = {};
-    m_listDigest.addList(m_part.m_vFilenames, vSizes);
-    m_part.m_classes = pSet->findClasses(m_part.m_vFilenames);
-    const auto [uiFirst, uiEnd] = findShare(vSizes, *m_shard);
-    const auto itFirst = m_part.m_vFilenames.begin();
-    m_part.m_vFilenames = StringVector(itFirst + static_cast<std::ptrdiff_t>(uiFirst),
-                                       itFirst + static_cast<std::ptrdiff_t>(uiEnd));
-    m_part.m_place =
-        m_shard->m_uiNumber == 1 ? RecordingList::Place::FIRST_PART : RecordingList::Place::LATER_PART;
+    m_part = std::move(vParts[m_shard->m_uiNumber - 1]);
     return gotoPass(0);
+}
+
+/// The whole list, in parts that follow each other.
+bool SetWatch::readParts(const char* in_inputFile, FileSetDataGeneratorImpl& io_set, std::size_t in_uiParts,
+                         std::vector<RecordingPart>& out_vParts)
+{
+    RecordingPart whole;
+    if (!whole.read(in_inputFile))
+        return false;
+    const StringVector vFilenames = std::move(whole.m_vFilenames);
+    const std::vector<std::uint64_t> vSizes = getFileSizes(vFilenames);
+    m_listDigest = {};
+    m_listDigest.addList(vFilenames, vSizes);
+    whole.m_classes = io_set.findClasses(vFilenames);
+    whole.m_vFilenames.clear();
+    const std::vector<std::size_t> vStarts = findShares(vSizes, in_uiParts);
+    for (std::size_t i = 0; i < in_uiParts; ++i)
+    {
+        RecordingPart& part = out_vParts.emplace_back(whole);
+        part.m_vFilenames.assign(vFilenames.begin() + static_cast<std::ptrdiff_t>(vStarts[i]),
+                                 vFilenames.begin() + static_cast<std::ptrdiff_t>(vStarts[i + 1]));
+        part.m_place = i == 0 ? RecordingList::Place::FIRST_PART : RecordingList::Place::LATER_PART;
+    }
+    return true;
+}
+
+bool SetWatch::dealParts(const char* in_inputFile, FileSetDataGeneratorImpl& io_set)
+{
+    std::vector<RecordingPart> vParts;
+    if (!readParts(in_inputFile, io_set, m_pRanks->getShard().m_uiOf, vParts))
+        return false;
+    StringVector vTasks;
+    for (const RecordingPart& part : vParts)
+    {
+        ByteWriter bytes;
+        bytes(part);
+        vTasks.push_back(bytes.getBytes());
+    }
+    m_pRanks->deal(std::move(vTasks));
+    return true;
 }
 
 bool SetWatch::gotoPass(std::size_t in_uiPass)
@@ -139,7 +187,9 @@ std::size_t SetWatch::getNbPasses() const
 void SetWatch::countPattern()
 {
     ++m_uiPatterns;
-    if (!m_progress->isDue())
+    if (m_pRanks != nullptr && m_pRanks->isTickDue())
+        m_pRanks->tick(m_uiPatterns, m_pGenerator->getShareRead());
+    if (!m_progress || !m_progress->isDue())
         return;
     const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - m_start;
     m_progress->show(m_program + (": " + m_strPlace) + (m_strPlace.empty() ? "" : ", ") +
@@ -160,10 +210,10 @@ void SetWatch::closeSet()
     m_pGenerator = {};
 }
 
-void SetWatch::addCounts(std::size_t in_uiListed, std::size_t in_uiSkipped)
+void SetWatch::setCounts(std::size_t in_uiListed, std::size_t in_uiSkipped)
 {
-    m_uiListed += in_uiListed;
-    m_uiSkipped += in_uiSkipped;
+    m_uiListed = in_uiListed;
+    m_uiSkipped = in_uiSkipped;
 }
 
 bool SetWatch::accept() const

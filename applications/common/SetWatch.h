@@ -1,7 +1,7 @@
 #pragma once
 
-#include "MLFileSetDataGenerator.h"
 #include "common/Progress.h"
+#include "common/RecordingPart.h"
 #include "common/ShareFile.h"
 #include "quillcast-infra/ProgramOptions.h"
 
@@ -10,6 +10,11 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+
+namespace Vexalor
+{
+class Ranks;
+}
 
 namespace Vexalor::MachineLearning
 {
@@ -41,6 +46,8 @@ public:
     /// For newDataGenerator: of the list only this share is read. A scaling that is learnt from what is read
     /// is refused then, as is a generator that reads no list.
     void setShard(const Shard& in_shard) { m_shard = in_shard; }
+    /// The same with a share for each of these processes, of which rank 0 deals the list; they outlive this.
+    void setRanks(Ranks& io_ranks) { m_pRanks = &io_ranks; }
     /// False, with the reason logged, for a generator that would learn its scaling from the share.
     static bool acceptScaling(const DataGenerator& in_generator);
     /// How often the set passes over its recordings. A share is read in passes apart from each other: the
@@ -49,7 +56,7 @@ public:
     bool gotoPass(std::size_t in_uiPass);
     /// All recordings of the list that a share belongs to, and their sizes.
     const JobDigest& getListDigest() const { return m_listDigest; }
-    /// In a pass, for each pattern: shows on a terminal how far it is.
+    /// In a pass, for each pattern: shows on a terminal how far it is. With ranks it throws as they do.
     void countPattern();
     /// The same with a generator that is made already; null is handed on.
     CountedObjPtr<DataGenerator>
@@ -60,8 +67,8 @@ public:
     DataGenerator* getGenerator() { return m_pGenerator.get(); }
     /// Counts the recordings of the set that were skipped in the last pass, and lets go of it.
     void closeSet();
-    /// Counts recordings that were listed and skipped elsewhere.
-    void addCounts(std::size_t in_uiListed, std::size_t in_uiSkipped);
+    /// Those of all shares, in place of what was counted.
+    void setCounts(std::size_t in_uiListed, std::size_t in_uiSkipped);
     std::size_t getNbListed() const { return m_uiListed; }
     std::size_t getNbSkipped() const { return m_uiSkipped; }
     /// False, logged at error level, when recordings were skipped and that is to be a failure.
@@ -70,13 +77,19 @@ public:
 private:
     bool takeFile(const char* in_inputFile, const Handle<Resettable, ReferenceCount>& in_entityToReset);
     bool takeShare(const char* in_inputFile);
+    bool readParts(const char* in_inputFile, FileSetDataGeneratorImpl& io_set, std::size_t in_uiParts,
+                   std::vector<RecordingPart>& out_vParts);
+    bool dealParts(const char* in_inputFile, FileSetDataGeneratorImpl& io_set);
+    void showPlace(const std::string& in_strFilename, std::size_t in_uiNumber, std::size_t in_uiOf);
 
     const char* m_program;
     std::optional<Shard> m_shard;
-    RecordingList m_part; ///< that share
+    Ranks* m_pRanks = nullptr;
+    RecordingPart m_part; ///< that is read, of a share
     JobDigest m_listDigest;
     bool m_bStrict = false;
-    std::optional<Progress> m_progress; ///< while patterns are read
+    std::optional<Progress>
+        m_progress; ///< while patterns are read, but for ranks, which have one of their own
     std::chrono::steady_clock::time_point m_start;
     std::uint64_t m_uiPatterns = 0;
     std::string m_strPlace;                    ///< in a set

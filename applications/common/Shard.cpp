@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <charconv>
-#include <numeric>
 #include <sys/stat.h>
 
 namespace Vexalor
@@ -41,8 +40,7 @@ std::string Shard::toText() const
 }
 
 /// A thing belongs to the share in which its middle lies. Things without a size count by number.
-std::pair<std::size_t, std::size_t> findShare(const std::vector<std::uint64_t>& in_vSizes,
-                                              const Shard& in_shard)
+std::vector<std::size_t> findShares(const std::vector<std::uint64_t>& in_vSizes, std::size_t in_uiOf)
 {
     const bool bSized =
         std::any_of(in_vSizes.begin(), in_vSizes.end(), [](auto in_ui) { return in_ui != 0; });
@@ -53,19 +51,25 @@ std::pair<std::size_t, std::size_t> findShare(const std::vector<std::uint64_t>& 
     double dTotal = 0.0;
     for (std::size_t i = 0; i < in_vSizes.size(); ++i)
         dTotal += getSize(i);
-    const auto findStart = [&](std::size_t in_uiShares)
+    std::vector<std::size_t> vStarts;
+    double dBefore = 0.0;
+    std::size_t uiPlace = 0;
+    for (std::size_t i = 0; i < in_uiOf; ++i)
     {
-        if (in_uiShares == in_shard.m_uiOf)
-            return in_vSizes.size();
-        const double dStart =
-            dTotal * (static_cast<double>(in_uiShares) / static_cast<double>(in_shard.m_uiOf));
-        double dBefore = 0.0;
-        std::size_t uiPlace = 0;
+        const double dStart = dTotal * (static_cast<double>(i) / static_cast<double>(in_uiOf));
         while (uiPlace < in_vSizes.size() && dBefore + getSize(uiPlace) / 2.0 < dStart)
             dBefore += getSize(uiPlace++);
-        return uiPlace;
-    };
-    return {findStart(in_shard.m_uiNumber - 1), findStart(in_shard.m_uiNumber)};
+        vStarts.push_back(uiPlace);
+    }
+    vStarts.push_back(in_vSizes.size());
+    return vStarts;
+}
+
+std::pair<std::size_t, std::size_t> findShare(const std::vector<std::uint64_t>& in_vSizes,
+                                              const Shard& in_shard)
+{
+    const std::vector<std::size_t> vStarts = findShares(in_vSizes, in_shard.m_uiOf);
+    return {vStarts[in_shard.m_uiNumber - 1], vStarts[in_shard.m_uiNumber]};
 }
 
 std::vector<std::uint64_t> getFileSizes(const StringVector& in_vFilenames)

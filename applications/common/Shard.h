@@ -40,6 +40,9 @@ struct Shard
 std::pair<std::size_t, std::size_t> findShare(const std::vector<std::uint64_t>& in_vSizes,
                                               const Shard& in_shard);
 
+/// Those of all of so many shares: the first place of each, and the end.
+std::vector<std::size_t> findShares(const std::vector<std::uint64_t>& in_vSizes, std::size_t in_uiOf);
+
 /// Bytes of each file; 0 for those that cannot be looked at.
 std::vector<std::uint64_t> getFileSizes(const StringVector& in_vFilenames);
 

@@ -20,15 +20,6 @@ bool isGiven(const variables_map& in_map, const char* in_option)
     return in_map.count(in_option) != 0 && !in_map[in_option].defaulted();
 }
 
-/// Empty when none of the options was given.
-std::string findGiven(const variables_map& in_map, std::span<const char* const> in_options,
-                      const char* in_why)
-{
-    const auto itOption = std::find_if(in_options.begin(), in_options.end(),
-                                       [&](const char* in_option) { return isGiven(in_map, in_option); });
-    return itOption == in_options.end() ? "" : std::string("option '--") + *itOption + "' is " + in_why;
-}
-
 } // namespace
 
 void ShareOptions::addOptions(options_description& io_options) const
@@ -74,6 +65,14 @@ void ShareOptions::addToJob(const variables_map& in_map, std::span<const char* c
         else if (const auto* pSwitch = boost::any_cast<bool>(&value))
             io_job.addText(*pSwitch ? "on" : "off");
     }
+}
+
+std::string ShareOptions::findGiven(const variables_map& in_map, std::span<const char* const> in_options,
+                                    const char* in_why)
+{
+    const auto itOption = std::find_if(in_options.begin(), in_options.end(),
+                                       [&](const char* in_option) { return isGiven(in_map, in_option); });
+    return itOption == in_options.end() ? "" : std::string("option '--") + *itOption + "' is " + in_why;
 }
 
 std::string ShareOptions::findMisplaced(const variables_map& in_map, std::span<const char* const> in_ofWhole,

@@ -30,6 +30,9 @@ public:
     /// The values of these options, which all shares of a job have in common.
     static void addToJob(const variables_map& in_map, std::span<const char* const> in_options,
                          JobDigest& io_job);
+    /// Empty, or the first of the options that was given, with the reason.
+    static std::string findGiven(const variables_map& in_map, std::span<const char* const> in_options,
+                                 const char* in_why);
     /// Empty, or which option was given that is not for what is done. in_ofWhole: those that only the whole
     /// can answer, in_ofJob: those that say what the job is.
     std::string findMisplaced(const variables_map& in_map, std::span<const char* const> in_ofWhole,

@@ -19,12 +19,15 @@ constinit Logger s_logger("quillcast.app.Tester");
 
 /// Options that want the whole test.
 constexpr const char* OF_WHOLE[] = {"report", "summary", "output-log", "extract-failures"};
+/// Those that need the patterns of all in one process.
+constexpr const char* OF_ONE_PROCESS[] = {"output-log", "extract-failures"};
 /// Options that say what is tested, and how.
 constexpr const char* OF_TEST[] = {"network",
                                    "detector",
                                    "script",
                                    "further-script",
                                    "filesystem-path",
+                                   "result-variable-name",
                                    "rate",
                                    "data-gen-config",
                                    "data-gen-filename",
@@ -45,9 +48,11 @@ constexpr const char* REPORT_BEGINNING = "\nNumber of data pattern(s) processed 
 
 } // namespace
 
-TesterApplication::TesterApplication()
+TesterApplication::TesterApplication(Ranks& io_ranks)
     : MLDataGenTesterApplicationImpl(s_logger, "ml-tester")
+    , m_ranks(io_ranks)
 {
+    m_partReporter.gatherPart();
     auto addOption = getOptions().add_options();
     addOption("network", value<std::string>()->value_name("FILE"),
               "network file of the FANN library, or ONNX. MANDATORY, or --detector, or --script");
@@ -80,7 +85,9 @@ TesterApplication::TesterApplication()
                 "    --network voice.net --classification-error --extract-failures failures\n"
                 "ml-tester --detector voice.detector --data-gen-filename calls.lst \\\n"
                 "    --shard 1/2 --shard-file test.1\n"
-                "ml-tester --join test.1 test.2 --report report");
+                "ml-tester --join test.1 test.2 --report report\n"
+                "mpirun -n 2 ml-tester --detector voice.detector \\\n"
+                "    --data-gen-filename calls.lst --report report");
 }
 
 CountedObjPtr<DataGenerator>
@@ -91,14 +98,14 @@ TesterApplication::newDataGenerator(const char* in_configFile, const char* in_in
     m_description.m_strConfiguration = m_pDetector == nullptr ? in_configFile : m_strDetector;
     m_description.m_strInput = in_inputFile;
     // A cache would hide where the patterns come from, and one pass has no use for it.
-    const bool bInMemory = isInMemory() && !m_reporter.isWanted();
+    const bool bInMemory = isInMemory() && !getObserver().isWanted();
     const CountedObjPtr<DataGenerator> pGenerator =
-        newGenerator(in_configFile, in_inputFile, m_reporter.watchResets(in_entityToReset), bInMemory,
+        newGenerator(in_configFile, in_inputFile, getObserver().watchResets(in_entityToReset), bInMemory,
                      in_scalingConfigFile);
     m_bReady = !pGenerator.isNull();
-    if (m_bReady && m_reporter.isWanted())
-        m_reporter.watch(*pGenerator, *m_watch.getGenerator());
-    if (m_bReady && m_trainingDigest)
+    if (m_bReady && getObserver().isWanted())
+        getObserver().watch(*pGenerator, *m_watch.getGenerator());
+    if (m_bReady && m_trainingDigest && m_ranks.isFirst())
         compareDigest(TrainingDigest::of(*m_watch.getGenerator(), *pGenerator, false));
     return pGenerator;
 }
@@ -153,43 +160,57 @@ MLTester::TestedEntity* TesterApplication::newTestedEntity_i()
 bool TesterApplication::observe(const DoubleVector& in_vOutput, const DoubleVector* in_pTarget)
 {
     m_watch.countPattern();
-    return !m_reporter.isWanted() || m_reporter.observe(in_vOutput, in_pTarget);
+    TestReporter& observer = getObserver();
+    return !observer.isWanted() || observer.observe(in_vOutput, in_pTarget);
 }
 
 bool TesterApplication::test_i(MLTester::TestedEntity& io_entity, DataGenerator& io_generator)
 {
-    return m_shares.getShard() ? testShare(io_entity, io_generator)
-                               : MLDataGenTesterApplicationImpl::test_i(io_entity, io_generator);
+    return isPart() ? testShare(io_entity, io_generator)
+                    : MLDataGenTesterApplicationImpl::test_i(io_entity, io_generator);
 }
 
 bool TesterApplication::run_i()
 {
     if (m_shares.isJoin())
-        return joinShares();
-    if (!m_reporter.begin() || (m_pShareFile != nullptr && !openOutput(m_reporter.getGuard(), *m_pShareFile)))
+        return joinFiles();
+    if (m_ranks.areTogether())
+        return testTogether();
+    if (isPart())
+        return m_partReporter.begin() && openOutput(m_reporter.getGuard(), *m_pShareFile) &&
+               MLDataGenTesterApplicationImpl::run_i() && leaveShare();
+    if (!m_reporter.begin())
         return false;
     bool bDone = MLDataGenTesterApplicationImpl::run_i();
-    if (m_bReady && m_pShareFile == nullptr)
+    if (m_bReady)
         warnOfMissingLabels();
-    if (m_bReady && m_pShareFile == nullptr)
+    if (m_bReady)
         bDone = m_reporter.finish(m_description, bDone) && bDone;
     m_watch.closeSet();
-    return m_pShareFile == nullptr ? m_watch.accept() && bDone : bDone && leaveShare();
+    return m_watch.accept() && bDone;
 }
 
 void TesterApplication::takeShareOptions(const variables_map& in_map)
 {
     m_shares.takeOptions(in_map);
-    const std::string strFault = m_shares.findMisplaced(in_map, OF_WHOLE, OF_TEST);
+    std::string strFault = m_shares.findMisplaced(in_map, OF_WHOLE, OF_TEST);
+    if (m_ranks.areTogether())
+        strFault = ShareOptions::findGiven(in_map, OF_ONE_PROCESS, "not for ranks");
     if (!strFault.empty())
         throw CommandLineError(strFault);
     for (const std::string& strFile : m_shares.getJoined())
         m_reporter.addInput(strFile);
-    if (!m_shares.getShard())
+    if (m_ranks.areTogether())
+        m_watch.setRanks(m_ranks);
+    if (m_shares.getShard())
+    {
+        m_watch.setShard(*m_shares.getShard());
+        m_reporter.gatherPart();
+        m_pShareFile = std::make_unique<FileReplacer>(m_shares.getFile());
+    }
+    if (!isPart())
         return;
-    m_watch.setShard(*m_shares.getShard());
-    m_reporter.gatherPart();
-    m_pShareFile = std::make_unique<FileReplacer>(m_shares.getFile());
+    m_partReporter.takeOptions(in_map);
     ShareOptions::addToJob(in_map, OF_TEST, m_job);
     for (const char* option : {"network", "detector", "data-gen-config", "scaling-config"})
         m_job.addFile(getString(in_map, option));
@@ -204,23 +225,30 @@ bool TesterApplication::testShare(MLTester::TestedEntity& io_entity, DataGenerat
         if ((uiPass > 0 && !m_watch.gotoPass(uiPass)) || !runTest(io_entity, io_generator, getStats()))
             return false;
         m_share.m_bEndedCleanly = m_share.m_bEndedCleanly && io_generator.endedCleanly();
-        m_share.addPass(getStats(), m_reporter.takePart());
+        m_share.addPass(getStats(), m_partReporter.takePart());
     } while (++uiPass < m_watch.getNbPasses());
     if (m_share.m_bEndedCleanly)
         ConsoleLog::settleErrors(); // of recordings that were skipped
     return true;
 }
 
-/// Also when it covers a part of its recordings only: the others are not read either in one process.
-bool TesterApplication::leaveShare()
+/// What this share has found, as bytes.
+std::string TesterApplication::takeFound()
 {
+    m_watch.closeSet();
     m_share.m_description = m_description;
     m_share.m_uiListed = m_watch.getNbListed();
     m_share.m_uiSkipped = m_watch.getNbSkipped();
-    m_job.addText(std::to_string(m_watch.getListDigest().get()));
     ByteWriter content;
     content(m_share);
-    const ShareFile file{getName(), m_job.get(), *m_shares.getShard(), content.getBytes(), {}};
+    return content.getBytes();
+}
+
+/// Also when it covers a part of its recordings only: the others are not read either in one process.
+bool TesterApplication::leaveShare()
+{
+    m_job.addText(std::to_string(m_watch.getListDigest().get()));
+    const ShareFile file{getName(), m_job.get(), *m_shares.getShard(), takeFound(), {}};
     if (!writeOutput(*m_pShareFile, file.toBytes()))
         return false;
     QC_INFO("Share " << file.m_shard.toText() << " of the test left in " << m_shares.getFile());
@@ -229,19 +257,36 @@ bool TesterApplication::leaveShare()
     return m_share.m_bEndedCleanly;
 }
 
-bool TesterApplication::joinShares()
+bool TesterApplication::joinFiles()
 {
     std::vector<ShareFile> vShares;
-    if (!readShares(getName(), m_shares.getJoined(), vShares) || !m_reporter.begin())
-        return false;
+    return readShares(getName(), m_shares.getJoined(), vShares) && m_reporter.begin() && joinShares(vShares);
+}
+
+bool TesterApplication::joinShares(const std::vector<ShareFile>& in_vShares)
+{
+    TestShare whole;
     const CountedObjPtr<MLTester::TesterStats> pStats = TestShare::join(
-        vShares, m_share,
+        in_vShares, whole,
         [this](TestResults in_results) { return m_reporter.appendPart(std::move(in_results)); });
     if (pStats.isNull())
         return false;
-    m_watch.addCounts(m_share.m_uiListed, m_share.m_uiSkipped);
-    const bool bDone = report(*pStats, m_share.m_bEndedCleanly);
-    return m_reporter.finish(m_share.m_description, bDone) && m_watch.accept() && bDone;
+    m_watch.setCounts(whole.m_uiListed, whole.m_uiSkipped);
+    const bool bDone = report(*pStats, whole.m_bEndedCleanly);
+    return m_reporter.finish(whole.m_description, bDone) && m_watch.accept() && bDone;
+}
+
+/// One of several processes; the first one makes the report.
+bool TesterApplication::testTogether()
+{
+    m_ranks.setJob(m_job);
+    if ((m_ranks.isFirst() && !m_reporter.begin()) || !m_partReporter.begin() ||
+        !MLDataGenTesterApplicationImpl::run_i())
+        return false;
+    if (m_ranks.isFirst())
+        return joinShares(m_ranks.gather(takeFound()));
+    m_ranks.deliver(takeFound());
+    return true;
 }
 
 /// That of the detector, or of the configuration.
@@ -322,7 +367,7 @@ void TesterApplication::takeScriptOptions(const variables_map& in_map)
     {
         const std::string strFile = m_script.m_strFolder + '/' + strScript + ".xpr";
         m_reporter.addInput(strFile);
-        if (m_pShareFile != nullptr)
+        if (isPart())
             m_job.addFile(strFile);
     }
 }

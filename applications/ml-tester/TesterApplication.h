@@ -1,6 +1,7 @@
 #pragma once
 
 #include "MLDataGenTesterApplicationImpl.h"
+#include "common/Ranks.h"
 #include "common/ScriptEntity.h"
 #include "common/SetWatch.h"
 #include "common/ShareOptions.h"
@@ -23,7 +24,7 @@ class TesterApplication
     , private MLTester::PatternObserver
 {
 public:
-    TesterApplication();
+    explicit TesterApplication(Ranks& io_ranks);
 
     CountedObjPtr<DataGenerator> newDataGenerator(const char* in_configFile, const char* in_inputFile,
                                                   Handle<Resettable, ReferenceCount> in_entityToReset,
@@ -42,8 +43,14 @@ protected:
 private:
     void takeShareOptions(const variables_map& in_map);
     bool testShare(MLTester::TestedEntity& io_entity, DataGenerator& io_generator);
+    std::string takeFound();
     bool leaveShare();
-    bool joinShares();
+    bool joinFiles();
+    bool joinShares(const std::vector<ShareFile>& in_vShares);
+    bool testTogether();
+    /// Only a part of the recordings is read here.
+    bool isPart() const { return m_pShareFile != nullptr || m_ranks.areTogether(); }
+    TestReporter& getObserver() { return isPart() ? m_partReporter : m_reporter; }
     CountedObjPtr<DataGenerator> newGenerator(const char* in_configFile, const char* in_inputFile,
                                               const Handle<Resettable, ReferenceCount>& in_entityToReset,
                                               bool in_bInMemory, const char* in_scalingConfigFile);
@@ -54,6 +61,7 @@ private:
 
     SetWatch m_watch{"ml-tester"};
     TestReporter m_reporter;
+    TestReporter m_partReporter;
     TestDescription m_description;
     bool m_bReady = false; ///< there are patterns to test
     std::string m_strNetwork;
@@ -61,6 +69,7 @@ private:
     std::string m_strDetector;
     std::unique_ptr<Detector> m_pDetector; ///< null: another entity is tested
     ScriptEntity::Settings m_script;
+    Ranks& m_ranks;
     ShareOptions m_shares{true};
     JobDigest m_job;
     TestShare m_share;

@@ -2,5 +2,5 @@
 
 int main(int argc, char** argv)
 {
-    return Vexalor::runApplication<Vexalor::MachineLearning::TesterApplication>(argc, argv);
+    return Vexalor::runTogether<Vexalor::MachineLearning::TesterApplication>("ml-tester", argc, argv);
 }

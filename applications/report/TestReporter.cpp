@@ -60,8 +60,8 @@ void TestReporter::takeOptions(const variables_map& in_map)
         ApplicationImpl::checkNeeds(in_map, {TIMELINES_OPTION}, {REPORT_OPTION});
         ApplicationImpl::checkNeeds(in_map, {CLASS_NAMES_OPTION}, {REPORT_OPTION, SUMMARY_OPTION});
     }
-    m_strFolder = getText(in_map, REPORT_OPTION);
-    m_bSummary = in_map[SUMMARY_OPTION].as<bool>();
+    m_strFolder = m_bPart ? "" : getText(in_map, REPORT_OPTION);
+    m_bSummary = !m_bPart && in_map[SUMMARY_OPTION].as<bool>();
     m_strLog = getText(in_map, LOG_OPTION);
     const std::uint64_t uiTimelines =
         ApplicationImpl::getCount(in_map, TIMELINES_OPTION, 0, std::numeric_limits<std::uint32_t>::max());

@@ -26,7 +26,7 @@ public:
     /// Throws CommandLineError for values that make no sense.
     void takeOptions(const variables_map& in_map);
 
-    /// Gathers what a report is made of, whatever the user wants: for a part of a test.
+    /// Gathers what a report is made of, and makes none, whatever the user wants: for a part of a test.
     void gatherPart() { m_bPart = true; }
     /// False when the user wants nothing of this.
     bool isWanted() const

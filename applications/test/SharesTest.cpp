@@ -1,9 +1,7 @@
 // The programs in shares, as their users run them: what is joined equals what one process makes of the whole.
 
 #include "common/Shard.h"
-#include "test-support/Command.h"
-#include "test-support/TempDir.h"
-#include "test-support/WavBuilder.h"
+#include "test/ListedRecordings.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -11,22 +9,14 @@
 #include <sstream>
 
 using testing::HasSubstr;
+using Vexalor::Testing::Arguments;
 using Vexalor::Testing::CommandResult;
+using Vexalor::Testing::ListedRecordings;
 using Vexalor::Testing::readFile;
-using Vexalor::Testing::WavRegion;
+using Vexalor::Testing::operator+;
 
 namespace
 {
-
-constexpr std::uint32_t RATE = 8000;
-
-using Arguments = std::vector<std::string>;
-
-Arguments operator+(Arguments in_vFirst, const Arguments& in_vMore)
-{
-    in_vFirst.insert(in_vFirst.end(), in_vMore.begin(), in_vMore.end());
-    return in_vFirst;
-}
 
 /// A way to read a list of recordings.
 struct SetKind
@@ -40,49 +30,12 @@ std::ostream& operator<<(std::ostream& out_stream, const SetKind& in_kind)
     return out_stream << in_kind.m_name;
 }
 
-/// A list of recordings, some of which cannot be used, and a network.
-class SharesTest : public testing::TestWithParam<SetKind>
+class SharesTest
+    : public testing::TestWithParam<SetKind>
+    , protected ListedRecordings
 {
 protected:
-    static constexpr const char* NAMES[] = {"a.wav",    "missing.wav", "b.wav", "c.wav",
-                                            "text.wav", "d.wav",       "e.wav"};
-
-    void SetUp() override
-    {
-        for (std::uint32_t i = 0; i < 5; ++i)
-            record(std::string(1, static_cast<char>('a' + i)) + ".wav", 1600 + 700 * i, 400 + 100 * i,
-                   i % 2 == 0 ? "SF:1000" : "SF:1400");
-        m_folder.write("text.wav", "no recording");
-        std::string strList;
-        for (const char* name : NAMES)
-            strList += std::string(name) + '\n';
-        m_folder.write("set.lst", strList);
-        run("ml-config",
-            Arguments{"write", "set.xml", "--generator", GetParam().m_name, "--feature", "energy",
-                      "--feature", "zero-crossing", "--classes", GetParam().m_classes});
-        run("ml-train", DATA + Arguments{"--network", "net", "--hidden", "2", "--epochs", "5"});
-    }
-
-    void record(const std::string& in_strName, std::uint32_t in_uiSize, std::uint32_t in_uiStart,
-                const char* in_label) const
-    {
-        std::vector<int> vSamples = Vexalor::Testing::toneSamples(RATE, in_uiSize, 1000, 16384);
-        const std::uint32_t uiStop = in_uiSize - 300;
-        for (std::uint32_t i = 0; i < vSamples.size(); ++i)
-            if (i < in_uiStart || i >= uiStop)
-                vSamples[i] /= 100;
-        m_folder.write(in_strName,
-                       Vexalor::Testing::annotatedWav(
-                           RATE, vSamples, {{in_uiStart, uiStop, "VOICE"}, {in_uiStart, uiStop, in_label}}));
-    }
-
-    CommandResult run(const char* in_program, Arguments in_vArguments, int in_iExit = 0) const
-    {
-        in_vArguments.insert(in_vArguments.begin(), std::string(QC_BINARY_DIR "/bin/") + in_program);
-        CommandResult result = Vexalor::Testing::runCommand(in_vArguments, m_folder.path());
-        EXPECT_EQ(result.m_iExit, in_iExit) << in_program << ' ' << result.m_strErr;
-        return result;
-    }
+    void SetUp() override { makeList(GetParam().m_name, GetParam().m_classes); }
 
     /// Each share by a process of its own, the last one first. Their files.
     Arguments runShares(const char* in_program, const Arguments& in_vArguments, std::size_t in_uiShares) const
@@ -99,19 +52,7 @@ protected:
         return vFiles;
     }
 
-    /// The report without the summaries of the set before it.
-    static std::string reportOf(const CommandResult& in_result)
-    {
-        const std::size_t uiPlace = in_result.m_strOut.find("\nNumber of data pattern(s)");
-        return uiPlace == std::string::npos ? "none" : in_result.m_strOut.substr(uiPlace);
-    }
-
-    const Arguments DATA = {"--data-gen-config", "set.xml", "--data-gen-filename", "set.lst"};
-    const Arguments TEST = DATA + Arguments{"--network", "net", "--mean-square-error",
-                                            "--cross-entropy-error", "--classification-error"};
     const Arguments SHARE_OF_TEST = TEST + Arguments{"--shard-file", "SHARE"};
-
-    Vexalor::Testing::TempDir m_folder;
 };
 
 INSTANTIATE_TEST_SUITE_P(Kinds, SharesTest,

@@ -97,6 +97,17 @@ bool DynLibsLoader::loadDynLib(const char* in_name, std::string& out_strFile)
     return true;
 }
 
+void* DynLibsLoader::findOwnFunction(const char* in_library, const char* in_function,
+                                     std::string& out_strReason)
+{
+    QC_TRACE("DynLibsLoader::findOwnFunction");
+    void* pLibrary = dlopen(in_library, RTLD_NOW | RTLD_LOCAL);
+    void* pFunction = pLibrary == nullptr ? nullptr : dlsym(pLibrary, in_function);
+    if (pFunction == nullptr)
+        out_strReason = dlerror();
+    return pFunction;
+}
+
 std::string DynLibsLoader::findFile(const void* in_pAddress)
 {
     Dl_info info = {};

@@ -22,6 +22,11 @@ public:
     /// Tells the path of its file as well: one path for a library, by whatever names it is loaded.
     static bool loadDynLib(const char* in_name, std::string& out_strFile);
 
+    /// A function of a library that belongs to the programs and lies beside theirs, by names without folders.
+    /// It is loaded whatever the limits say, since no file names it. Null, with the reason told, when it
+    /// cannot be.
+    static void* findOwnFunction(const char* in_library, const char* in_function, std::string& out_strReason);
+
     /// That path of the library, or the program, that an object or a function lies in; empty if in none.
     static std::string findFile(const void* in_pAddress);
 
