@@ -57,8 +57,9 @@ std::string findMisplaced(const variables_map& in_map, std::span<const ConfigOpt
 
 } // namespace
 
-ConfigApplication::ConfigApplication()
+ConfigApplication::ConfigApplication(Ranks& io_ranks)
     : ApplicationImpl(s_logger, "ml-config")
+    , m_ranks(io_ranks)
 {
     registerGeneratorClasses();
     addWriteOptions(getOptions());
@@ -72,6 +73,8 @@ ConfigApplication::ConfigApplication()
                 "ml-config learn-scaling share.1 --shard 1/2 --data-gen-config set.xml \\\n"
                 "    --data-gen-filename calls.lst\n"
                 "ml-config learn-scaling scaling.xml --join share.1 share.2\n"
+                "mpirun -n 2 ml-config learn-scaling scaling.xml --data-gen-config set.xml \\\n"
+                "    --data-gen-filename calls.lst\n"
                 "ml-config explain voice.xml");
 }
 
@@ -247,7 +250,7 @@ bool ConfigApplication::run_i()
     QC_TRACE("ConfigApplication::run_i");
     if (m_strCommand == EXPLAIN)
         return explainConfiguration(m_strFile);
-    if (!mayWrite())
+    if (m_ranks.isFirst() && !mayWrite())
         return false;
     return m_strCommand == WRITE ? writeConfiguration(m_request, m_strFile) : learn();
 }
@@ -256,6 +259,8 @@ bool ConfigApplication::learn() const
 {
     if (m_shares.isJoin())
         return joinScaling(m_scalingRequest, m_shares.getJoined(), m_strFile);
+    if (m_ranks.areTogether())
+        return learnScalingTogether(m_scalingRequest, m_ranks, m_strFile);
     return m_shares.getShard() ? learnScalingShare(m_scalingRequest, *m_shares.getShard(), m_strFile)
                                : learnScaling(m_scalingRequest, m_strFile);
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "common/OverwriteGuard.h"
+#include "common/Ranks.h"
 #include "common/ShareOptions.h"
 #include "ml-config/GeneratorKinds.h"
 #include "ml-config/ScalingLearner.h"
@@ -16,7 +17,7 @@ namespace Vexalor::MachineLearning
 class ConfigApplication : public ApplicationImpl
 {
 public:
-    ConfigApplication();
+    explicit ConfigApplication(Ranks& io_ranks);
 
 protected:
     bool processCmdlineVarsMap(const variables_map& in_map) override;
@@ -36,6 +37,7 @@ private:
     std::string m_strFile;
     GeneratorRequest m_request;
     ScalingRequest m_scalingRequest;
+    Ranks& m_ranks;
     ShareOptions m_shares{false};
     OverwriteGuard m_guard;
 };

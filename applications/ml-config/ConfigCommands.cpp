@@ -1,6 +1,7 @@
 #include "ml-config/ConfigCommands.h"
 
 #include "common/OutputFile.h"
+#include "common/Ranks.h"
 #include "detector/Detector.h"
 #include "detector/FeatureTrial.h"
 #include "ml-config/Explanation.h"
@@ -65,6 +66,48 @@ bool explainDetector(const std::string& in_strFile)
     return true;
 }
 
+/// Each recording is a set of its own, whose summary is none of the share.
+void hideSummaries()
+{
+    Logger::setLevel("quillcast.ml.generator.FileSetDataGenerator.summary", LogLevel::WARN);
+}
+
+JobDigest digestOf(const ScalingRequest& in_request)
+{
+    JobDigest job;
+    job.addFile(in_request.m_strConfigFile);
+    return job;
+}
+
+template <class T>
+std::string toBytes(const T& in_value)
+{
+    ByteWriter bytes;
+    bytes(in_value);
+    return bytes.getBytes();
+}
+
+bool joinShares(const ScalingRequest& in_request, const std::vector<ShareFile>& in_vShares,
+                const std::string& in_strFile)
+{
+    ScalingShare all;
+    for (const ShareFile& file : in_vShares)
+    {
+        ScalingShare share;
+        ByteReader reader(file.m_strContent);
+        reader(share);
+        if (!reader.isAtEnd())
+        {
+            QC_ERROR("Share " << file.m_shard.toText() << " makes no sense");
+            return false;
+        }
+        std::move(share.m_vRecordings.begin(), share.m_vRecordings.end(),
+                  std::back_inserter(all.m_vRecordings));
+    }
+    const GeneratorFile made{{}, newJoinedScaling(in_request, all)};
+    return !made.m_pGenerator.isNull() && write(made, in_strFile);
+}
+
 } // namespace
 
 bool writeConfiguration(const GeneratorRequest& in_request, const std::string& in_strFile)
@@ -91,19 +134,53 @@ bool learnScaling(const ScalingRequest& in_request, const std::string& in_strFil
 bool learnScalingShare(const ScalingRequest& in_request, const Shard& in_shard, const std::string& in_strFile)
 {
     QC_TRACE("MachineLearning::learnScalingShare");
-    // Each recording is a set of its own, whose summary is none of the share.
-    Logger::setLevel("quillcast.ml.generator.FileSetDataGenerator.summary", LogLevel::WARN);
+    hideSummaries();
+    JobDigest job = digestOf(in_request);
+    std::vector<ScalingTask> vTasks;
     ScalingShare share;
-    JobDigest job;
-    job.addFile(in_request.m_strConfigFile);
-    if (!sumUpShare(in_request, in_shard, share, job))
-        return false;
-    ByteWriter content;
-    content(share);
-    if (!replaceFile(in_strFile, ShareFile{PROGRAM, job.get(), in_shard, content.getBytes(), {}}.toBytes()))
+    if (!readScalingTasks(in_request, in_shard.m_uiOf, vTasks, job) ||
+        !sumUp(in_request, vTasks[in_shard.m_uiNumber - 1], {}, share) ||
+        !replaceFile(in_strFile, ShareFile{PROGRAM, job.get(), in_shard, toBytes(share), {}}.toBytes()))
         return false;
     QC_INFO("Share " << in_shard.toText() << " of the scaling left in " << in_strFile << ": "
                      << countOf(share.m_vRecordings.size(), "recording"));
+    return true;
+}
+
+bool learnScalingTogether(const ScalingRequest& in_request, Ranks& io_ranks, const std::string& in_strFile)
+{
+    QC_TRACE("MachineLearning::learnScalingTogether");
+    hideSummaries();
+    JobDigest job = digestOf(in_request);
+    io_ranks.setJob(job);
+    std::vector<ScalingTask> vTasks;
+    if (io_ranks.isFirst())
+    {
+        if (!readScalingTasks(in_request, io_ranks.getShard().m_uiOf, vTasks, job))
+            return false;
+        StringVector vBytes;
+        for (const ScalingTask& task : vTasks)
+            vBytes.push_back(toBytes(task));
+        io_ranks.deal(std::move(vBytes));
+    }
+    ScalingTask task;
+    ByteReader(io_ranks.getTask())(task);
+    std::size_t uiListed = 0;
+    for (const RecordingPart& part : task.m_vParts)
+        uiListed += part.m_vFilenames.size();
+    ScalingShare share;
+    std::uint64_t uiPatterns = 0;
+    const auto watch = [&](std::uint64_t in_uiPatterns)
+    {
+        uiPatterns += in_uiPatterns;
+        io_ranks.tick(uiPatterns,
+                      static_cast<double>(share.m_vRecordings.size()) / static_cast<double>(uiListed));
+    };
+    if (!sumUp(in_request, task, watch, share))
+        return false;
+    if (io_ranks.isFirst())
+        return joinShares(in_request, io_ranks.gather(toBytes(share)), in_strFile);
+    io_ranks.deliver(toBytes(share));
     return true;
 }
 
@@ -112,24 +189,7 @@ bool joinScaling(const ScalingRequest& in_request, const StringVector& in_vShare
 {
     QC_TRACE("MachineLearning::joinScaling");
     std::vector<ShareFile> vShares;
-    if (!readShares(PROGRAM, in_vShares, vShares))
-        return false;
-    ScalingShare all;
-    for (const ShareFile& file : vShares)
-    {
-        ScalingShare share;
-        ByteReader reader(file.m_strContent);
-        reader(share);
-        if (!reader.isAtEnd())
-        {
-            QC_ERROR("Share " << file.m_shard.toText() << " makes no sense");
-            return false;
-        }
-        std::move(share.m_vRecordings.begin(), share.m_vRecordings.end(),
-                  std::back_inserter(all.m_vRecordings));
-    }
-    const GeneratorFile made{{}, newJoinedScaling(in_request, all)};
-    return !made.m_pGenerator.isNull() && write(made, in_strFile);
+    return readShares(PROGRAM, in_vShares, vShares) && joinShares(in_request, vShares, in_strFile);
 }
 
 bool explainConfiguration(const std::string& in_strFile)

@@ -5,6 +5,11 @@
 
 #include <string>
 
+namespace Vexalor
+{
+class Ranks;
+}
+
 namespace Vexalor::MachineLearning
 {
 
@@ -24,6 +29,9 @@ bool learnScalingShare(const ScalingRequest& in_request, const Shard& in_shard,
                        const std::string& in_strFile);
 bool joinScaling(const ScalingRequest& in_request, const StringVector& in_vShares,
                  const std::string& in_strFile);
+
+/// The same by one of the processes that were started together; the first one writes.
+bool learnScalingTogether(const ScalingRequest& in_request, Ranks& io_ranks, const std::string& in_strFile);
 
 /// Prints what a configuration says. False, with the reason logged, when it cannot be loaded or its generator
 /// cannot make patterns; throws like loadDataGeneratorFromStream.

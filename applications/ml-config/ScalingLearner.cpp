@@ -96,21 +96,14 @@ CountedObjPtr<DataGenerator> newScaling(ScalingDataGenerator::Config in_config,
     return pScaling->configure(in_config) ? pScaling : CountedObjPtr<ScalingDataGenerator>();
 }
 
-/// A recording, and the list that it is of.
-struct ListedRecording
-{
-    const RecordingList* m_pList;
-    const std::string* m_pFilename;
-};
-
 /// The lists of all input files, with the classes that each of them annotates. False, with the reason logged,
 /// when one cannot be read.
 bool readLists(const StringVector& in_vFiles, const FileSetDataGeneratorImpl& in_set,
-               std::vector<RecordingList>& out_vLists)
+               std::vector<RecordingPart>& out_vLists)
 {
     for (const std::string& strFile : in_vFiles)
     {
-        RecordingList& list = out_vLists.emplace_back();
+        RecordingPart& list = out_vLists.emplace_back();
         if (!list.read(strFile.c_str()))
             return false;
         list.m_classes = in_set.findClasses(list.m_vFilenames);
@@ -119,23 +112,39 @@ bool readLists(const StringVector& in_vFiles, const FileSetDataGeneratorImpl& in
     return true;
 }
 
-/// Those of the share.
-std::vector<ListedRecording> findRecordings(const std::vector<RecordingList>& in_vLists,
-                                            const Shard& in_shard, JobDigest& io_job)
+/// The lists, taken for one, from one place to another.
+ScalingTask cutOut(const std::vector<RecordingPart>& in_vLists, std::size_t in_uiFirst, std::size_t in_uiEnd)
 {
-    std::vector<ListedRecording> vAll;
-    std::vector<std::uint64_t> vSizes;
-    for (const RecordingList& list : in_vLists)
+    ScalingTask task;
+    std::size_t uiBefore = 0;
+    for (const RecordingPart& list : in_vLists)
     {
-        for (const std::string& strFilename : list.m_vFilenames)
-            vAll.push_back({&list, &strFilename});
-        const std::vector<std::uint64_t> vOfList = getFileSizes(list.m_vFilenames);
-        io_job.addList(list.m_vFilenames, vOfList);
-        vSizes.insert(vSizes.end(), vOfList.begin(), vOfList.end());
+        const StringVector& vFilenames = list.m_vFilenames;
+        const auto findPlace = [&](std::size_t in_uiPlace)
+        {
+            const std::size_t uiPlace = std::clamp(in_uiPlace, uiBefore, uiBefore + vFilenames.size());
+            return vFilenames.begin() + static_cast<std::ptrdiff_t>(uiPlace - uiBefore);
+        };
+        RecordingPart part;
+        part.m_strName = list.m_strName;
+        part.m_vFilenames.assign(findPlace(in_uiFirst), findPlace(in_uiEnd));
+        part.m_place = list.m_place;
+        part.m_classes = list.m_classes;
+        uiBefore += vFilenames.size();
+        task.m_vParts.push_back(std::move(part));
     }
-    const auto [uiFirst, uiEnd] = findShare(vSizes, in_shard);
-    return {vAll.begin() + static_cast<std::ptrdiff_t>(uiFirst),
-            vAll.begin() + static_cast<std::ptrdiff_t>(uiEnd)};
+    return task;
+}
+
+/// Null, with the reason logged, when there is no such generator.
+CountedObjPtr<DataGenerator> loadSet(const ScalingRequest& in_request)
+{
+    const CountedObjPtr<DataGenerator> pGenerator = loadDataGenerator(in_request.m_strConfigFile.c_str());
+    if (pGenerator.isNull() || dynamic_cast<FileSetDataGeneratorImpl*>(pGenerator.get()) != nullptr)
+        return pGenerator;
+    QC_ERROR("There are no shares of what " << in_request.m_strConfigFile
+                                            << " reads: only lists of recordings are shared out");
+    return {};
 }
 
 } // namespace
@@ -179,40 +188,51 @@ CountedObjPtr<DataGenerator> newLearntScaling(const ScalingRequest& in_request)
     return newScaling(config, pScaling->getScalingParameters());
 }
 
-bool sumUpShare(const ScalingRequest& in_request, const Shard& in_shard, ScalingShare& out_share,
-                JobDigest& io_job)
+bool readScalingTasks(const ScalingRequest& in_request, std::size_t in_uiShares,
+                      std::vector<ScalingTask>& out_vTasks, JobDigest& io_job)
 {
-    QC_TRACE("MachineLearning::sumUpShare");
-    const CountedObjPtr<DataGenerator> pGenerator = loadDataGenerator(in_request.m_strConfigFile.c_str());
+    QC_TRACE("MachineLearning::readScalingTasks");
+    const CountedObjPtr<DataGenerator> pSet = loadSet(in_request);
+    std::vector<RecordingPart> vLists;
+    if (pSet.isNull() ||
+        !readLists(in_request.m_vInputFiles, dynamic_cast<FileSetDataGeneratorImpl&>(*pSet), vLists))
+        return false;
+    std::vector<std::uint64_t> vSizes;
+    for (const RecordingPart& list : vLists)
+    {
+        const std::vector<std::uint64_t> vOfList = getFileSizes(list.m_vFilenames);
+        io_job.addList(list.m_vFilenames, vOfList);
+        vSizes.insert(vSizes.end(), vOfList.begin(), vOfList.end());
+    }
+    const std::vector<std::size_t> vStarts = findShares(vSizes, in_uiShares);
+    for (std::size_t i = 0; i < in_uiShares; ++i)
+        out_vTasks.push_back(cutOut(vLists, vStarts[i], vStarts[i + 1]));
+    return true;
+}
+
+bool sumUp(const ScalingRequest& in_request, const ScalingTask& in_task, const ScalingWatch& in_watch,
+           ScalingShare& out_share)
+{
+    QC_TRACE("MachineLearning::sumUp");
+    const CountedObjPtr<DataGenerator> pGenerator = loadSet(in_request);
     if (pGenerator.isNull())
         return false;
-    auto* pSet = dynamic_cast<FileSetDataGeneratorImpl*>(pGenerator.get());
-    if (pSet == nullptr)
-    {
-        QC_ERROR("There are no shares of what " << in_request.m_strConfigFile
-                                                << " reads: only lists of recordings are shared out");
-        return false;
-    }
-    std::vector<RecordingList> vLists;
-    if (!readLists(in_request.m_vInputFiles, *pSet, vLists))
-        return false;
     VectorScalingTrainer trainer;
-    for (const ListedRecording& recording : findRecordings(vLists, in_shard, io_job))
-    {
-        RecordingList one = {recording.m_pList->m_strName,
-                             {*recording.m_pFilename},
-                             recording.m_pList->m_place,
-                             recording.m_pList->m_classes,
-                             {}};
-        pSet->setRecordings(one);
-        if (!trainer.sumUp(*pGenerator, out_share.m_vRecordings.emplace_back()))
-            return false;
-        if (!pGenerator->endedCleanly())
+    for (const RecordingPart& part : in_task.m_vParts)
+        for (const std::string& strFilename : part.m_vFilenames)
         {
-            QC_ERROR("The data set stopped before its end, in " << *recording.m_pFilename);
-            return false;
+            const RecordingList one = {part.m_strName, {strFilename}, part.m_place, part.m_classes, {}};
+            dynamic_cast<FileSetDataGeneratorImpl&>(*pGenerator).setRecordings(one);
+            if (!trainer.sumUp(*pGenerator, out_share.m_vRecordings.emplace_back()))
+                return false;
+            if (!pGenerator->endedCleanly())
+            {
+                QC_ERROR("The data set stopped before its end, in " << strFilename);
+                return false;
+            }
+            if (in_watch)
+                in_watch(out_share.m_vRecordings.back().m_uiPatterns);
         }
-    }
     return true;
 }
 

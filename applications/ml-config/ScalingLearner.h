@@ -1,9 +1,11 @@
 #pragma once
 
 #include "MLVectorScalingTrainer.h"
+#include "common/RecordingPart.h"
 #include "common/ShareFile.h"
 #include "quillcast-core/StringVector.h"
 
+#include <functional>
 #include <span>
 #include <string>
 #include <vector>
@@ -46,11 +48,30 @@ struct ScalingShare
     }
 };
 
-/// Reads a share of the recordings of all input files, which are lists; the digest takes in what all shares
-/// have in common. False, with the reason logged, when it cannot be read to its end; throws like
+/// The recordings of a share: parts of lists that follow each other.
+struct ScalingTask
+{
+    std::vector<RecordingPart> m_vParts;
+
+    template <class Self, class Bytes>
+    static void exchange(Self& io_self, Bytes& io_bytes)
+    {
+        io_bytes(io_self.m_vParts);
+    }
+};
+
+/// Shares out the recordings of all input files, which are lists; the digest takes in what all shares have in
+/// common. False, with the reason logged, when one cannot be read; throws like loadDataGeneratorFromStream.
+bool readScalingTasks(const ScalingRequest& in_request, std::size_t in_uiShares,
+                      std::vector<ScalingTask>& out_vTasks, JobDigest& io_job);
+
+/// Told of the patterns of each recording.
+using ScalingWatch = std::function<void(std::uint64_t in_uiPatterns)>;
+
+/// Reads the recordings of a share. False, with the reason logged, when that ends early; throws like
 /// loadDataGeneratorFromStream.
-bool sumUpShare(const ScalingRequest& in_request, const Shard& in_shard, ScalingShare& out_share,
-                JobDigest& io_job);
+bool sumUp(const ScalingRequest& in_request, const ScalingTask& in_task, const ScalingWatch& in_watch,
+           ScalingShare& out_share);
 
 /// The scaling of all shares, as newLearntScaling has it. What the request says of input is not looked at.
 CountedObjPtr<DataGenerator> newJoinedScaling(const ScalingRequest& in_request, const ScalingShare& in_all);

@@ -2,5 +2,5 @@
 
 int main(int argc, char** argv)
 {
-    return Vexalor::runApplication<Vexalor::MachineLearning::ConfigApplication>(argc, argv);
+    return Vexalor::runTogether<Vexalor::MachineLearning::ConfigApplication>("ml-config", argc, argv);
 }

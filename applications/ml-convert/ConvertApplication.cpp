@@ -9,6 +9,8 @@
 #include "quillcast-core/Logger.h"
 #include "quillcast-infra/CommandLineError.h"
 
+#include <filesystem>
+
 namespace Vexalor::MachineLearning
 {
 
@@ -17,13 +19,15 @@ namespace
 
 constinit Logger s_logger("quillcast.app.Convert");
 
+constexpr const char* OF_ONE_PROCESS[] = {"test"};
 constexpr const char* OF_WHOLE[] = {"test", "split-size"};
 constexpr const char* OF_INPUT[] = {"datagen-config", "input-file", "scaling-config", "in-memory", "test"};
 
 } // namespace
 
-ConvertApplication::ConvertApplication()
+ConvertApplication::ConvertApplication(Ranks& io_ranks)
     : DataConvertApplication("ml-convert")
+    , m_ranks(io_ranks)
 {
     addWrapperOptions();
     m_shares.addOptions(getOptions());
@@ -35,47 +39,62 @@ ConvertApplication::ConvertApplication()
                 "    --output-datagen-config binary.xml --output-file p.bin\n"
                 "ml-convert --shard 1/2 --datagen-config set.xml --input-file calls.lst \\\n"
                 "    --output-type binary --output-file share.1\n"
-                "ml-convert --join share.1 share.2 --output-type binary --output-file p.bin");
+                "ml-convert --join share.1 share.2 --output-type binary --output-file p.bin\n"
+                "mpirun -n 2 ml-convert --datagen-config set.xml --input-file calls.lst \\\n"
+                "    --output-type binary --output-file p.bin");
 }
+
+ConvertApplication::~ConvertApplication() = default;
 
 bool ConvertApplication::processCmdlineVarsMap(const variables_map& in_map)
 {
     takeWrapperOptions(in_map);
     m_shares.takeOptions(in_map);
-    const std::string strFault = m_shares.findMisplaced(in_map, OF_WHOLE, OF_INPUT);
+    std::string strFault = m_shares.findMisplaced(in_map, OF_WHOLE, OF_INPUT);
+    if (m_ranks.areTogether() && isSwitchOn(in_map, "test"))
+        strFault = "option '--test' is not for ranks";
     if (!strFault.empty())
         throw CommandLineError(strFault);
     if (m_shares.getShard())
-    {
         m_watch.setShard(*m_shares.getShard());
+    if (m_ranks.areTogether())
+        m_watch.setRanks(m_ranks);
+    if (isPart())
+    {
         setInMemory(false); // a single pass has no use for it
         ShareOptions::addToJob(in_map, OF_INPUT, m_job);
         for (const char* option : {"datagen-config", "scaling-config"})
             m_job.addFile(getString(in_map, option));
     }
     return DataConvertApplication::processCmdlineVarsMap(in_map) &&
-           (isStopped() || !m_shares.getShard() || m_watch.acceptScaling(getInput()));
+           (isStopped() || !isPart() || m_watch.acceptScaling(getInput()));
 }
 
 CountedObjPtr<DataGenerator> ConvertApplication::newInput_i(const variables_map& in_map)
 {
     if (!m_shares.isJoin())
         return DataConvertApplication::newInput_i(in_map);
+    std::vector<ShareFile> vShares;
     const CountedObjPtr<PartPatterns> pParts(new PartPatterns);
-    return pParts->open(getName(), m_shares.getJoined()) ? pParts : CountedObjPtr<PartPatterns>();
+    return readShares(getName(), m_shares.getJoined(), vShares) && pParts->open(vShares)
+               ? pParts
+               : CountedObjPtr<PartPatterns>();
 }
 
+/// A share is taken when all options are known to be right.
 bool ConvertApplication::prepareInput_i(const CountedObjPtr<DataGenerator>& in_pGenerator,
                                         const std::string& in_strInputFile)
 {
-    if (!m_shares.getShard())
+    if (!isPart())
         return DataConvertApplication::prepareInput_i(in_pGenerator, in_strInputFile);
-    return !m_watch.prepareDataGenerator(in_pGenerator, in_strInputFile.c_str(), {}, false, "").isNull();
+    m_pSet = in_pGenerator;
+    m_strList = in_strInputFile;
+    return true;
 }
 
 DataConverter::Watch ConvertApplication::newWatch_i()
 {
-    if (m_shares.getShard())
+    if (!m_pSet.isNull())
         return [this](std::uint64_t)
         {
             m_watch.countPattern();
@@ -92,32 +111,58 @@ DataConverter::Watch ConvertApplication::newWatch_i()
 
 bool ConvertApplication::convert_i()
 {
-    if (!m_shares.getShard())
+    if (!isPart())
         return DataConvertApplication::convert_i();
-    const bool bConverted = convertShare();
-    m_watch.closeSet();
+    const bool bConverted = m_ranks.areTogether() ? convertTogether() : leaveShare();
     if (!bConverted)
         QC_ERROR("Conversion failed !");
     return bConverted;
 }
 
-/// Always as a binary file, which keeps every value to the bit: the output type is that of what is joined.
-bool ConvertApplication::convertShare()
+/// The patterns of a pass over the share. Ranks keep them under no name of their own.
+std::optional<std::uint64_t> ConvertApplication::writePass(std::size_t in_uiPass,
+                                                           ConvertShare::Pass& out_pass)
 {
-    ConvertShare share;
+    BinaryFileWriter writer;
+    writer.keepWithoutTargets();
+    if (!m_ranks.areTogether())
+        return convertInto(writer, ConvertShare::nameOfPass(getOutputFile(), in_uiPass));
+    m_vKept.push_back(std::make_unique<FileReplacer>(getOutputFile() + ".part"));
+    const std::optional<std::uint64_t> patterns = writeInto(writer, *m_vKept.back());
+    out_pass.m_strFile = m_vKept.back()->getTemporaryPath();
+    return patterns;
+}
+
+/// Always as binary files, which keep every value to the bit: the output type is that of what is joined.
+bool ConvertApplication::convertShare(ConvertShare& out_share)
+{
+    if (m_watch.prepareDataGenerator(m_pSet, m_strList.c_str(), {}, false, "").isNull())
+        return false;
     do
     {
-        const std::size_t uiPass = share.m_vPasses.size();
-        const std::string strFile = ConvertShare::nameOfPass(getOutputFile(), uiPass);
-        BinaryFileWriter writer;
-        writer.keepWithoutTargets();
-        const std::optional<std::uint64_t> patterns =
-            uiPass == 0 || m_watch.gotoPass(uiPass) ? convertInto(writer, strFile) : std::nullopt;
+        const std::size_t uiPass = out_share.m_vPasses.size();
+        if (uiPass > 0 && !m_watch.gotoPass(uiPass))
+            return false;
+        ConvertShare::Pass& pass = out_share.m_vPasses.emplace_back();
+        const std::optional<std::uint64_t> patterns = writePass(uiPass, pass);
         if (!patterns)
             return false;
-        share.m_vPasses.push_back({*patterns, getFileSizes({strFile}).front()});
-    } while (share.m_vPasses.size() < m_watch.getNbPasses());
+        pass.m_uiPatterns = *patterns;
+        const std::string strFile =
+            pass.m_strFile.empty() ? ConvertShare::nameOfPass(getOutputFile(), uiPass) : pass.m_strFile;
+        pass.m_uiBytes = getFileSizes({strFile}).front();
+    } while (out_share.m_vPasses.size() < m_watch.getNbPasses());
     ConsoleLog::settleErrors(); // of recordings that were skipped
+    return true;
+}
+
+bool ConvertApplication::leaveShare()
+{
+    ConvertShare share;
+    const bool bConverted = convertShare(share);
+    m_watch.closeSet();
+    if (!bConverted)
+        return false;
     m_job.addText(std::to_string(m_watch.getListDigest().get()));
     ByteWriter content;
     content(share);
@@ -127,6 +172,36 @@ bool ConvertApplication::convertShare()
         return false;
     QC_INFO("Share " << left.m_shard.toText() << " of the conversion left in " << getOutputFile());
     return true;
+}
+
+/// One of several processes; the first one writes the output.
+bool ConvertApplication::convertTogether()
+{
+    std::error_code error;
+    if (std::filesystem::exists(getOutputFile(), error) &&
+        !std::filesystem::is_regular_file(getOutputFile(), error))
+    {
+        QC_ERROR(getOutputFile() << " is no file, beside which ranks could leave their patterns");
+        return false;
+    }
+    m_ranks.setJob(m_job);
+    ConvertShare share;
+    if (!convertShare(share))
+        return false;
+    m_watch.closeSet();
+    m_pSet = {};
+    ByteWriter found;
+    found(share);
+    if (!m_ranks.isFirst())
+    {
+        m_ranks.deliver(found.getBytes());
+        return true;
+    }
+    const CountedObjPtr<PartPatterns> pParts(new PartPatterns);
+    if (!pParts->open(m_ranks.gather(found.getBytes())))
+        return false;
+    setInput(pParts);
+    return DataConvertApplication::convert_i();
 }
 
 } // namespace Vexalor::MachineLearning

@@ -12,28 +12,27 @@ constinit Logger s_logger("quillcast.app.Convert");
 
 } // namespace
 
-bool PartPatterns::open(const char* in_program, const StringVector& in_vShares)
+bool PartPatterns::open(const std::vector<ShareFile>& in_vShares)
 {
     QC_TRACE("PartPatterns::open");
-    std::vector<ShareFile> vShares;
-    if (!readShares(in_program, in_vShares, vShares))
-        return false;
     std::size_t uiPasses = 1;
     for (std::size_t uiPass = 0; uiPass < uiPasses; ++uiPass)
-        for (const ShareFile& share : vShares)
+        for (const ShareFile& share : in_vShares)
         {
             ConvertShare found;
             ByteReader reader(share.m_strContent);
             reader(found);
-            if (&share == &vShares.front())
+            if (&share == &in_vShares.front())
                 uiPasses = found.m_vPasses.size();
             if (!reader.isAtEnd() || found.m_vPasses.size() != uiPasses || uiPasses == 0)
             {
                 QC_ERROR("Share " << share.m_shard.toText() << " makes no sense");
                 return false;
             }
-            const std::string strFile = ConvertShare::nameOfPass(share.m_strFilename, uiPass);
             const ConvertShare::Pass& pass = found.m_vPasses[uiPass];
+            const std::string strFile = pass.m_strFile.empty()
+                                            ? ConvertShare::nameOfPass(share.m_strFilename, uiPass)
+                                            : pass.m_strFile;
             if (pass.m_uiPatterns == 0)
                 continue;
             const std::uint64_t uiBytes = getFileSizes({strFile}).front();

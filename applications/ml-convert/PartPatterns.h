@@ -19,11 +19,12 @@ struct ConvertShare
     {
         std::uint64_t m_uiPatterns = 0;
         std::uint64_t m_uiBytes = 0; ///< of the file
+        std::string m_strFile;       ///< empty: nameOfPass, beside the share
 
         template <class Self, class Bytes>
         static void exchange(Self& io_self, Bytes& io_bytes)
         {
-            io_bytes(io_self.m_uiPatterns, io_self.m_uiBytes);
+            io_bytes(io_self.m_uiPatterns, io_self.m_uiBytes, io_self.m_strFile);
         }
     };
 
@@ -49,8 +50,8 @@ class PartPatterns final
     , public virtual SequenceDataGenerator
 {
 public:
-    /// False, with the reason logged, when the files are not those of all shares.
-    bool open(const char* in_program, const StringVector& in_vShares);
+    /// False, with the reason logged, when what the shares have left is not there.
+    bool open(const std::vector<ShareFile>& in_vShares);
 
     bool gotoStart() override;
     bool generateNext() override;

@@ -2,5 +2,5 @@
 
 int main(int argc, char** argv)
 {
-    return Vexalor::runApplication<Vexalor::MachineLearning::ConvertApplication>(argc, argv);
+    return Vexalor::runTogether<Vexalor::MachineLearning::ConvertApplication>("ml-convert", argc, argv);
 }

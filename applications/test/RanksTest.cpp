@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <gmock/gmock.h>
+#include <regex>
 
 using testing::HasSubstr;
 using Vexalor::Testing::Arguments;
@@ -44,6 +45,16 @@ protected:
         EXPECT_EQ(result.m_iExit, in_iExit) << in_program << ' ' << result.m_strErr;
         return result;
     }
+
+    /// Names in the folder that match.
+    std::string listFiles(const char* in_pattern) const
+    {
+        std::string strNames;
+        for (const auto& entry : std::filesystem::directory_iterator(m_folder.path()))
+            if (std::regex_match(entry.path().filename().string(), std::regex(in_pattern)))
+                strNames += entry.path().filename().string() + '\n';
+        return strNames;
+    }
 };
 
 } // namespace
@@ -76,4 +87,37 @@ TEST_F(RanksTest, TestsAreThoseOfOneProcess)
     }
     EXPECT_THAT(runTogether(2, "ml-tester", TEST + Arguments{"--strict"}, 1).m_strErr,
                 HasSubstr("2 of 7 recordings were skipped"));
+}
+
+TEST_F(RanksTest, ScalingIsThatOfShares)
+{
+    makeList("low-memory-audio-set", "VOICE,OTHER");
+    const Arguments LEARN = {"learn-scaling", "scaling.xml"};
+    const Arguments KIND = {"--inputs", "min-max", "--interval", "-1,1"};
+    run("ml-config", Arguments{"learn-scaling", "share", "--shard", "1/1"} + DATA);
+    run("ml-config", LEARN + KIND + Arguments{"--join", "share"});
+    const std::string strShares = readFile(m_folder.path("scaling.xml"));
+    for (const int iRanks : {1, 3, 8})
+    {
+        std::filesystem::remove(m_folder.path("scaling.xml"));
+        runTogether(iRanks, "ml-config", LEARN + KIND + DATA);
+        EXPECT_EQ(readFile(m_folder.path("scaling.xml")), strShares) << iRanks;
+    }
+}
+
+TEST_F(RanksTest, ConversionsAreThoseOfOneProcess)
+{
+    makeList("tone-set", "SF:1000,SF:1400,SF:3000");
+    const Arguments CONVERT = {"--datagen-config", "set.xml", "--input-file", "set.lst",
+                               "--output-type",    "binary",  "--output-file"};
+    run("ml-convert", CONVERT + Arguments{"whole"});
+    for (const int iRanks : {1, 3, 8})
+    {
+        runTogether(iRanks, "ml-convert", CONVERT + Arguments{"joined"});
+        EXPECT_EQ(readFile(m_folder.path("joined")), readFile(m_folder.path("whole"))) << iRanks;
+    }
+    run("ml-convert", CONVERT + Arguments{"split", "--split-size", "0"});
+    runTogether(2, "ml-convert", CONVERT + Arguments{"together", "--split-size", "0"});
+    EXPECT_EQ(readFile(m_folder.path("together.2")), readFile(m_folder.path("split.2")));
+    EXPECT_EQ(listFiles("\\.new-.*"), "");
 }

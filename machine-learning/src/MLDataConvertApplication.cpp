@@ -293,14 +293,21 @@ std::optional<std::uint64_t> DataConvertApplication::convertInto(FileDataWriter&
     std::optional<SplitParts> parts;
     if (m_bSplit)
         parts.emplace(output);
+    const std::optional<std::uint64_t> patterns = writeInto(io_writer, output);
+    const bool bParts = !m_bSplit || (patterns && parts->takeNames());
+    return patterns && bParts && commit(output) ? patterns : std::nullopt;
+}
+
+std::optional<std::uint64_t> DataConvertApplication::writeInto(FileDataWriter& io_writer,
+                                                               FileReplacer& io_output)
+{
     std::optional<std::uint64_t> patterns;
-    if (openOutput(io_writer, output))
-        patterns = pump(io_writer, in_strFile);
+    if (openOutput(io_writer, io_output))
+        patterns = pump(io_writer, io_output.getPath());
     const bool bWritten = io_writer.close();
     if (!bWritten)
-        QC_ERROR("Could not write all patterns to " << in_strFile);
-    const bool bParts = !m_bSplit || (patterns && bWritten && parts->takeNames());
-    return patterns && bWritten && bParts && commit(output) ? patterns : std::nullopt;
+        QC_ERROR("Could not write all patterns to " << io_output.getPath());
+    return bWritten ? patterns : std::nullopt;
 }
 
 bool DataConvertApplication::openOutput(FileDataWriter& io_writer, FileReplacer& io_output) const

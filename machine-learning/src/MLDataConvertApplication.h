@@ -52,7 +52,11 @@ protected:
     /// A pass of the input into a file, which gets its name when it is complete; the number of patterns.
     /// None, with the reason logged, on failure.
     std::optional<std::uint64_t> convertInto(FileDataWriter& io_writer, const std::string& in_strFile);
+    /// The same into a file whose name is left to the caller.
+    std::optional<std::uint64_t> writeInto(FileDataWriter& io_writer, FileReplacer& io_output);
     DataGenerator& getInput() { return *m_pInputDataGen; }
+    /// From here on in place of the input that the options have named.
+    void setInput(const CountedObjPtr<DataGenerator>& in_pInput) { m_pInputDataGen = in_pInput; }
     const std::string& getOutputFile() const { return m_strOutputFile; }
 
 private:
