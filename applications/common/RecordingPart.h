@@ -1,6 +1,10 @@
 #pragma once
 
 #include "MLFileSetDataGenerator.h"
+#include "common/ShareFile.h"
+
+#include <cstddef>
+#include <vector>
 
 namespace Vexalor::MachineLearning
 {
@@ -14,5 +18,11 @@ struct RecordingPart : RecordingList
         io_bytes(io_self.m_strName, io_self.m_vFilenames, io_self.m_place, io_self.m_classes, io_self.m_pass);
     }
 };
+
+/// Reads a list of recordings in so many parts that follow each other, for setRecordings of the generator;
+/// the whole list, and the sizes of its recordings, become part of the job. False, with the reason logged,
+/// for a generator that is no set, and if the list cannot be read.
+bool readRecordingParts(const DataGenerator& in_generator, const char* in_list, std::size_t in_uiParts,
+                        std::vector<RecordingPart>& out_vParts, JobDigest& io_job);
 
 } // namespace Vexalor::MachineLearning

@@ -110,55 +110,32 @@ bool SetWatch::takeFile(const char* in_inputFile, const Handle<Resettable, Refer
 
 bool SetWatch::takeShare(const char* in_inputFile)
 {
-    auto* pSet = dynamic_cast<FileSetDataGeneratorImpl*>(m_pGenerator.get());
-    if (pSet == nullptr)
-    {
-        QC_ERROR("There are no shares of " << in_inputFile << ": only lists of recordings are shared out");
-        return false;
-    }
     if (m_pRanks != nullptr)
     {
-        if (m_pRanks->isFirst() && !dealParts(in_inputFile, *pSet))
+        if (m_pRanks->isFirst() && !dealParts(in_inputFile))
             return false;
         ByteReader reader(m_pRanks->getTask());
         reader(m_part);
         return gotoPass(0);
     }
     std::vector<RecordingPart> vParts;
-    if (!readParts(in_inputFile, *pSet, m_shard->m_uiOf, vParts))
+    if (!readParts(in_inputFile, m_shard->m_uiOf, vParts))
         return false;
     m_part = std::move(vParts[m_shard->m_uiNumber - 1]);
     return gotoPass(0);
 }
 
-/// The whole list, in parts that follow each other.
-bool SetWatch::readParts(const char* in_inputFile, FileSetDataGeneratorImpl& io_set, std::size_t in_uiParts,
+bool SetWatch::readParts(const char* in_inputFile, std::size_t in_uiParts,
                          std::vector<RecordingPart>& out_vParts)
 {
-    RecordingPart whole;
-    if (!whole.read(in_inputFile))
-        return false;
-    const StringVector vFilenames = std::move(whole.m_vFilenames);
-    const std::vector<std::uint64_t> vSizes = getFileSizes(vFilenames);
     m_listDigest = {};
-    m_listDigest.addList(vFilenames, vSizes);
-    whole.m_classes = io_set.findClasses(vFilenames);
-    whole.m_vFilenames.clear();
-    const std::vector<std::size_t> vStarts = findShares(vSizes, in_uiParts);
-    for (std::size_t i = 0; i < in_uiParts; ++i)
-    {
-        RecordingPart& part = out_vParts.emplace_back(whole);
-        part.m_vFilenames.assign(vFilenames.begin() + static_cast<std::ptrdiff_t>(vStarts[i]),
-                                 vFilenames.begin() + static_cast<std::ptrdiff_t>(vStarts[i + 1]));
-        part.m_place = i == 0 ? RecordingList::Place::FIRST_PART : RecordingList::Place::LATER_PART;
-    }
-    return true;
+    return readRecordingParts(*m_pGenerator, in_inputFile, in_uiParts, out_vParts, m_listDigest);
 }
 
-bool SetWatch::dealParts(const char* in_inputFile, FileSetDataGeneratorImpl& io_set)
+bool SetWatch::dealParts(const char* in_inputFile)
 {
     std::vector<RecordingPart> vParts;
-    if (!readParts(in_inputFile, io_set, m_pRanks->getShard().m_uiOf, vParts))
+    if (!readParts(in_inputFile, m_pRanks->getShard().m_uiOf, vParts))
         return false;
     StringVector vTasks;
     for (const RecordingPart& part : vParts)

@@ -77,9 +77,8 @@ public:
 private:
     bool takeFile(const char* in_inputFile, const Handle<Resettable, ReferenceCount>& in_entityToReset);
     bool takeShare(const char* in_inputFile);
-    bool readParts(const char* in_inputFile, FileSetDataGeneratorImpl& io_set, std::size_t in_uiParts,
-                   std::vector<RecordingPart>& out_vParts);
-    bool dealParts(const char* in_inputFile, FileSetDataGeneratorImpl& io_set);
+    bool readParts(const char* in_inputFile, std::size_t in_uiParts, std::vector<RecordingPart>& out_vParts);
+    bool dealParts(const char* in_inputFile);
     void showPlace(const std::string& in_strFilename, std::size_t in_uiNumber, std::size_t in_uiOf);
 
     const char* m_program;

@@ -121,8 +121,23 @@ bool ShareFile::read(const std::string& in_strFilename)
     return strReason.empty();
 }
 
+bool ShareFile::readContent()
+{
+    QC_TRACE("ShareFile::readContent");
+    ShareFile file;
+    if (!file.read(m_strFilename))
+        return false;
+    const bool bSame =
+        file.m_strProgram == m_strProgram && file.m_uiJob == m_uiJob && file.m_shard == m_shard;
+    if (bSame)
+        m_strContent.swap(file.m_strContent);
+    else
+        QC_ERROR("Share " << m_strFilename << " is another one than a moment ago");
+    return bSame;
+}
+
 bool readShares(const char* in_program, const StringVector& in_vFilenames,
-                std::vector<ShareFile>& out_vShares)
+                std::vector<ShareFile>& out_vShares, bool in_bContents)
 {
     QC_TRACE("readShares");
     out_vShares.clear();
@@ -132,6 +147,8 @@ bool readShares(const char* in_program, const StringVector& in_vFilenames,
         ShareFile share;
         if (!share.read(strFilename))
             return false;
+        if (!in_bContents)
+            std::string().swap(share.m_strContent);
         if (share.m_strProgram != in_program)
         {
             QC_ERROR(strFilename << " is a share of " << share.m_strProgram << ", not of " << in_program);

@@ -44,12 +44,15 @@ struct ShareFile
     std::string fromBytes(std::string_view in_bytes);
     /// False, with the reason logged, when it is none that can be read.
     bool read(const std::string& in_strFilename);
+    /// The content once more, where readShares let go of it. False, with the reason logged, if the file is
+    /// another one by now.
+    bool readContent();
 };
 
 /// Reads the files of all shares of one job of the program, in whatever order they are given, and brings them
 /// into that of the shares. False, with the reason logged, when one is missing, is there twice, or is of
-/// another job.
+/// another job. in_bContents: with their contents, which may be large together.
 bool readShares(const char* in_program, const StringVector& in_vFilenames,
-                std::vector<ShareFile>& out_vShares);
+                std::vector<ShareFile>& out_vShares, bool in_bContents = true);
 
 } // namespace Vexalor

@@ -133,7 +133,7 @@ private:
         addRecordings(Severity::WARNING, m_facts.m_vWithoutPattern,
                       m_facts.m_vStops.empty() ? "without a pattern"
                                                : "not reached, since the stream stopped");
-        addRecordings(Severity::WARNING, m_survey.m_vRepeated, "listed more than once");
+        addRecordings(Severity::WARNING, m_survey.findRepeated(), "listed more than once");
         addRecordings(Severity::WARNING, m_survey.m_vWithoutAnnotation,
                       m_bOther ? "without any annotation, wholly OTHER" : "without any annotation");
         addRecordings(Severity::WARNING, m_survey.m_vBeyond,
@@ -145,7 +145,7 @@ private:
     {
         if (!in_vNames.empty())
             add(in_severity, std::to_string(in_vNames.size()) + " of " +
-                                 countOf(m_survey.m_uiListed, "recording") + ' ' + in_strWhat + ": " +
+                                 countOf(m_survey.m_vListed.size(), "recording") + ' ' + in_strWhat + ": " +
                                  join(in_vNames));
     }
 
@@ -197,7 +197,7 @@ private:
             {
                 return in_row.m_strClass == strClass;
             };
-            if (strClass == AudioClassStatistics::OTHER || m_survey.getNbUsable() == 0 ||
+            if (strClass == AudioClassStatistics::OTHER || m_survey.m_vUsable.empty() ||
                 std::any_of(m_facts.m_vClasses.begin(), m_facts.m_vClasses.end(), isIt))
                 continue;
             Row row;
@@ -227,7 +227,7 @@ private:
 
     std::string explainMissing(const Row& in_row) const
     {
-        if (m_survey.m_uiListed == 0)
+        if (m_survey.m_vListed.empty())
             return {};
         if (in_row.m_uiEvents != 0)
             return ", though " + countOf(in_row.m_uiEvents, "annotated event");

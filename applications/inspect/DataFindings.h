@@ -5,8 +5,8 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <set>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 namespace Vexalor::MachineLearning
@@ -29,7 +29,6 @@ struct DataFacts
     std::vector<std::size_t> m_vNotFiniteInputs;
     std::vector<std::vector<std::size_t>> m_vEqualInputs; ///< groups, constant ones left out
     std::vector<double> m_vFeatureRates;                  ///< Hz that features were made for
-    std::set<std::string> m_delivered;                    ///< recordings with a pattern
     StringVector m_vWithoutPattern;                       ///< those that can be used and have none
     StringVector m_vUnchanging; ///< recordings whose every pattern has the same input
     StringVector m_vStops;      ///< why streams stopped before their end
@@ -47,6 +46,15 @@ struct Finding
 
     Severity m_severity = Severity::NOTE;
     std::string m_strText; ///< one line
+
+    template <class Self, class Bytes>
+    static void exchange(Self& io_self, Bytes& io_bytes)
+    {
+        io_bytes(io_self.m_severity, io_self.m_strText);
+        if constexpr (!std::is_const_v<Self>)
+            if (io_self.m_severity < Severity::NOTE || io_self.m_severity > Severity::ERROR)
+                io_bytes.fail();
+    }
 
     friend bool operator==(const Finding&, const Finding&) = default;
 };

@@ -107,6 +107,7 @@ public:
     bool append(const InputStatistics& in_next);
 
     const std::vector<InputColumn>& getColumns() const { return m_vColumns; }
+    std::size_t getNbClasses() const { return m_uiClasses; }
     /// The first ones.
     std::size_t getNbBinned() const { return m_uiBinned; }
     /// For each input the first one that is equal to it in every pattern: itself, where there is none before.

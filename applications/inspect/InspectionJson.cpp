@@ -31,7 +31,7 @@ Json makeClasses(const DataFacts& in_facts)
     for (const AudioClassStatistics::Row& row : in_facts.m_vClasses)
     {
         Json json{{"name", row.m_strClass}, {"patterns", row.m_uiPatterns}};
-        if (in_facts.m_survey.m_uiListed != 0)
+        if (!in_facts.m_survey.m_vListed.empty())
             json.update({{"seconds", double{row.m_dSeconds}},
                          {"annotated_seconds", double{row.m_dAnnotatedSeconds}},
                          {"events", row.m_uiEvents},
@@ -109,7 +109,7 @@ Json makeInputs(const Inspection& in_inspection)
 Json makeRecordings(const DataFacts& in_facts)
 {
     const RecordingSurvey& survey = in_facts.m_survey;
-    if (survey.m_uiListed == 0)
+    if (survey.m_vListed.empty())
         return nullptr;
     Json skipped = Json::array();
     for (const RecordingSurvey::Skipped& recording : survey.m_vSkipped)
@@ -117,12 +117,12 @@ Json makeRecordings(const DataFacts& in_facts)
     Json rates = Json::array();
     for (const auto& [uiRate, rate] : survey.m_rates)
         rates.push_back({{"rate_hz", uiRate}, {"recordings", rate.m_uiRecordings}});
-    return {{"listed", survey.m_uiListed},
-            {"used", survey.getNbUsable() - in_facts.m_vWithoutPattern.size()},
+    return {{"listed", survey.m_vListed.size()},
+            {"used", survey.m_vUsable.size() - in_facts.m_vWithoutPattern.size()},
             {"skipped", std::move(skipped)},
             {"without_pattern", in_facts.m_vWithoutPattern},
             {"rates", std::move(rates)},
-            {"repeated", survey.m_vRepeated},
+            {"repeated", survey.findRepeated()},
             {"without_annotation", survey.m_vWithoutAnnotation},
             {"annotated_past_end", survey.m_vBeyond},
             {"unchanging", in_facts.m_vUnchanging}};
@@ -134,7 +134,7 @@ Json makeLabels(const RecordingSurvey& in_survey)
     for (const auto& [strLabel, label] : in_survey.m_labels)
         labels.push_back({{"label", strLabel},
                           {"annotations", label.m_uiAnnotations},
-                          {"seconds", label.m_dSeconds},
+                          {"seconds", double{label.m_dSeconds}},
                           {"taken", label.m_bTaken}});
     return labels;
 }
@@ -154,8 +154,8 @@ nlohmann::ordered_json makeInspectionJson(const Inspection& in_inspection)
     const DataFacts& facts = in_inspection.m_facts;
     return {{"schema", "vexalor-data-inspection"},
             {"version", VERSION},
-            {"configuration", in_inspection.m_strConfiguration},
-            {"inputs_from", in_inspection.m_vInputFiles},
+            {"configuration", in_inspection.m_data.m_strConfiguration},
+            {"inputs_from", in_inspection.m_data.m_vInputFiles},
             {"complete", facts.m_vStops.empty()},
             {"findings", makeFindings(in_inspection.m_vFindings)},
             {"patterns", makePatterns(in_inspection)},

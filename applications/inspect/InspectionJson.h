@@ -1,6 +1,6 @@
 #pragma once
 
-#include "inspect/Inspector.h"
+#include "inspect/Inspection.h"
 
 #include <nlohmann/json_fwd.hpp>
 

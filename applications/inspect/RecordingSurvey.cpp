@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <string_view>
 
 namespace Vexalor::MachineLearning
 {
@@ -40,16 +41,9 @@ void RecordingSurvey::add(DataGenerator& io_generator)
     else if (const auto* pAudio = dynamic_cast<const AudioFileDataGenerator*>(&io_generator))
     {
         const LogListener listener;
-        addName(pAudio->getCurrentFilename());
+        m_vListed.emplace_back(pAudio->getCurrentFilename());
         addRecording(*pAudio, pAudio->getCurrentFilename());
     }
-}
-
-void RecordingSurvey::addName(const std::string& in_strName)
-{
-    ++m_uiListed;
-    if (!m_names.insert(in_strName).second)
-        m_vRepeated.push_back(in_strName);
 }
 
 /// By a generator of its own, one recording after the other.
@@ -62,7 +56,7 @@ void RecordingSurvey::addListed(FileSetDataGeneratorImpl& io_set)
         return;
     for (const std::string& strName : io_set.getListedFilenames())
     {
-        addName(strName);
+        m_vListed.push_back(strName);
         listener.takeReason();
         if (pAudio->setCurrentFilename(strName.c_str()))
             addRecording(*pAudio, strName);
@@ -107,21 +101,59 @@ void RecordingSurvey::addAnnotations(const AudioFileDataGenerator& in_generator,
 {
     for (const Annotation& annotation : in_file.getAnnotations())
     {
-        auto itLabel = m_labels.find(annotation.getLabel());
-        if (itLabel == m_labels.end() && m_labels.size() == MAX_LABELS)
+        const std::string& strLabel = annotation.getLabel();
+        if (m_labels.size() == MAX_LABELS && strLabel > m_labels.rbegin()->first)
         {
             ++m_uiFurtherLabels;
             continue;
         }
-        if (itLabel == m_labels.end())
-        {
-            itLabel = m_labels.emplace(annotation.getLabel(), Label()).first;
-            itLabel->second.m_bTaken =
-                in_generator.takesLabel(annotation.getLabel()) || isRest(in_generator, annotation.getLabel());
-        }
+        const auto [itLabel, bNew] = m_labels.try_emplace(strLabel);
+        if (bNew)
+            itLabel->second.m_bTaken = in_generator.takesLabel(strLabel) || isRest(in_generator, strLabel);
         ++itLabel->second.m_uiAnnotations;
         itLabel->second.m_dSeconds += annotation.getStopTime() - annotation.getStartTime();
+        keepFirstLabels();
     }
+}
+
+/// What is left does not depend on the order in which labels came.
+void RecordingSurvey::keepFirstLabels()
+{
+    for (; m_labels.size() > MAX_LABELS; m_labels.erase(std::prev(m_labels.end())))
+        m_uiFurtherLabels += m_labels.rbegin()->second.m_uiAnnotations;
+}
+
+void RecordingSurvey::append(const RecordingSurvey& in_next)
+{
+    const auto addNames = [](auto& io_vNames, const auto& in_vNext)
+    {
+        io_vNames.insert(io_vNames.end(), in_vNext.begin(), in_vNext.end());
+    };
+    addNames(m_vListed, in_next.m_vListed);
+    addNames(m_vUsable, in_next.m_vUsable);
+    addNames(m_vSkipped, in_next.m_vSkipped);
+    addNames(m_vWithoutAnnotation, in_next.m_vWithoutAnnotation);
+    addNames(m_vBeyond, in_next.m_vBeyond);
+    for (const auto& [strLabel, next] : in_next.m_labels)
+    {
+        Label& label = m_labels.try_emplace(strLabel, Label{0, {}, next.m_bTaken}).first->second;
+        label.m_uiAnnotations += next.m_uiAnnotations;
+        label.m_dSeconds += next.m_dSeconds;
+    }
+    m_uiFurtherLabels += in_next.m_uiFurtherLabels;
+    keepFirstLabels();
+    for (const auto& [uiRate, next] : in_next.m_rates)
+        m_rates.try_emplace(uiRate, Rate{0, next.m_strFirst}).first->second.m_uiRecordings +=
+            next.m_uiRecordings;
+}
+
+StringVector RecordingSurvey::findRepeated() const
+{
+    std::set<std::string_view> names;
+    StringVector vRepeated;
+    std::copy_if(m_vListed.begin(), m_vListed.end(), std::back_inserter(vRepeated),
+                 [&](const std::string& in_strName) { return !names.insert(in_strName).second; });
+    return vRepeated;
 }
 
 StringVector RecordingSurvey::findWithoutPattern(const std::set<std::string>& in_delivered) const

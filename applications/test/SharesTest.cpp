@@ -58,7 +58,8 @@ protected:
 INSTANTIATE_TEST_SUITE_P(Kinds, SharesTest,
                          testing::Values(SetKind{"audio-set", "VOICE,OTHER"},
                                          SetKind{"low-memory-audio-set", "VOICE,SF:1400,OTHER"},
-                                         SetKind{"tone-set", "SF:1000,SF:1400,SF:3000"}),
+                                         SetKind{"tone-set", "SF:1000,SF:1400,SF:3000"},
+                                         SetKind{"wideband-set", "WB_SF_TONE,OTHER"}),
                          [](const auto& in_info)
                          {
                              std::string strName = in_info.param.m_name;
@@ -164,6 +165,67 @@ TEST_P(SharesTest, ConversionsJoinToTheBytesOfOneProcess)
     EXPECT_FALSE(std::filesystem::exists(m_folder.path("none")));
 }
 
+TEST_P(SharesTest, InspectionsJoinToThatOfOneProcess)
+{
+    constexpr std::uint32_t RATE = 8000;
+    m_folder.write("lost.wav", Vexalor::Testing::annotatedWav(RATE, std::vector<int>(2000, 7),
+                                                              {{10, 20, "VOICE"}, {1000, 9000, "voize"}}));
+    m_folder.write("fast.wav",
+                   Vexalor::Testing::annotatedWav(2 * RATE, std::vector<int>(900, 5), {{0, 900, "SF:1000"}}));
+    m_folder.write("more.lst", "fast.wav\nlost.wav\nmissing.wav\nb.wav\nlost.wav\na.wav\nfast.wav\n");
+    m_folder.write("bad.lst", "missing.wav\ntext.wav\n");
+    run("ml-config", {"write", "sizes.xml", "--generator", GetParam().m_name, "--feature", "identity",
+                      "--rate", "0", "--classes", GetParam().m_classes});
+    run("ml-config", {"write", "stops.xml", "--generator", "audio-set", "--classes", "VOICE,SILENCE"});
+    const Arguments FILES = {"--data-gen-filename", "set.lst", "--data-gen-filename", "more.lst"};
+    struct Case
+    {
+        Arguments m_vArguments;
+        std::vector<std::size_t> m_vShares;
+        int m_iExit;
+        const char* m_text;
+    };
+    const Case CASES[] = {
+        {DATA, {1, 2, 3, 4, 9}, 0, "5 of 7 recordings used, 2 skipped"},
+        {FILES + Arguments{"--data-gen-config", "set.xml"}, {1, 3, 9}, 0, " listed more than once: "},
+        {FILES + Arguments{"--data-gen-config", "sizes.xml"}, {2, 9}, 0, " patterns of other sizes than"},
+        {FILES + Arguments{"--data-gen-config", "set.xml", "--validate"},
+         {2, 9},
+         1,
+         "whose inputs never change"},
+        {FILES + Arguments{"--data-gen-config", "stops.xml", "--validate"}, {4}, 1, "No class covers"},
+        {{"--data-gen-config", "set.xml", "--data-gen-filename", "bad.lst"}, {1, 2}, 1, "cannot be read to"},
+    };
+    for (const Case& testCase : CASES)
+    {
+        SCOPED_TRACE(testing::PrintToString(testCase.m_vArguments));
+        const CommandResult whole = run(
+            "ml-inspect", testCase.m_vArguments + Arguments{"--json", "whole.json", "--html", "whole.html"},
+            testCase.m_iExit);
+        EXPECT_THAT(whole.m_strOut, HasSubstr(testCase.m_text));
+        for (const std::size_t uiShares : testCase.m_vShares)
+        {
+            SCOPED_TRACE(uiShares);
+            const Arguments vFiles =
+                runShares("ml-inspect", testCase.m_vArguments + Arguments{"--shard-file", "SHARE"}, uiShares);
+            const CommandResult joined = run(
+                "ml-inspect", Arguments{"--json", "joined.json", "--html", "joined.html", "--join"} + vFiles,
+                testCase.m_iExit);
+            EXPECT_EQ(joined.m_strOut, whole.m_strOut);
+            EXPECT_EQ(joined.m_strErr, whole.m_strErr);
+            for (const std::string strType : {".json", ".html"})
+                EXPECT_EQ(readFile(m_folder.path("joined" + strType)),
+                          readFile(m_folder.path("whole" + strType)));
+        }
+    }
+    EXPECT_THAT(run("ml-inspect", {"--join", "share.1", "share.1"}, 1).m_strErr, HasSubstr("once more"));
+    EXPECT_THAT(run("ml-inspect", {"--validate", "--join", "share.1"}, 2).m_strErr,
+                HasSubstr("option '--validate' is for the shares, not for --join"));
+    EXPECT_THAT(
+        run("ml-inspect", DATA + Arguments{"--json", "-", "--shard", "1/2", "--shard-file", "s"}, 2).m_strErr,
+        HasSubstr("option '--json' is for --join, not for a share"));
+}
+
 TEST_P(SharesTest, CommandsOfTheDocumentWork)
 {
     std::filesystem::copy(m_folder.path("set.lst"), m_folder.path("calls.lst"));
@@ -176,7 +238,7 @@ TEST_P(SharesTest, CommandsOfTheDocumentWork)
     const CommandResult result =
         Vexalor::Testing::runCommand({"/bin/sh", "-c", strCommands}, m_folder.path());
     EXPECT_EQ(result.m_iExit, 0) << result.m_strErr;
-    for (const char* name : {"report/report.html", "scaling.xml", "patterns.bin"})
+    for (const char* name : {"report/report.html", "scaling.xml", "patterns.bin", "data.html"})
         EXPECT_TRUE(std::filesystem::exists(m_folder.path(name))) << name;
 }
 

@@ -15,7 +15,7 @@ constexpr std::uint64_t LEAST_PATTERNS = 20;
 DataFacts goodFacts()
 {
     DataFacts facts;
-    facts.m_survey.m_uiListed = 3;
+    facts.m_survey.m_vListed = facts.m_survey.m_vUsable = {"a.wav", "b.wav", "c.wav"};
     facts.m_survey.m_labels["voice"] = {4, 1.5, true};
     facts.m_survey.m_rates[8000] = {3, "a.wav"};
     facts.m_vClasses.resize(2);
@@ -152,12 +152,11 @@ TEST(DataFindingsTest, Recordings)
          {"warning: 1 of 3 recordings without any annotation, wholly OTHER: b.wav"}},
         {[](DataFacts& io)
          {
-             io.m_survey.m_uiListed = 9;
-             io.m_survey.m_vRepeated = {"a", "b", "c", "d", "e", "f", "g"};
+             io.m_survey.m_vListed = {"a", "b", "a", "b", "a", "b", "a", "b", "a"};
              io.m_survey.m_vBeyond = {"h"};
              io.m_vUnchanging = {"i"};
          },
-         {"warning: 7 of 9 recordings listed more than once: a, b, c, d, e and 2 more",
+         {"warning: 7 of 9 recordings listed more than once: a, b, a, b, a and 2 more",
           "warning: 1 of 9 recordings with an annotation that reaches past the end of the recording: h",
           "warning: 1 of 9 recordings whose inputs never change: i"}},
         {[](DataFacts& io) {
