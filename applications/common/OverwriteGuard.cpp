@@ -3,6 +3,7 @@
 #include "quillcast-audio/AudioFileReader.h"
 #include "quillcast-core/InputFile.h"
 #include "quillcast-core/Logger.h"
+#include "quillcast-infra/CommandLineError.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -61,6 +62,8 @@ std::string OverwriteGuard::findReason(const std::string& in_strOutput) const
 bool OverwriteGuard::allows(const std::string& in_strOutput) const
 {
     QC_TRACE("OverwriteGuard::allows");
+    if (in_strOutput == "-")
+        throw CommandLineError("standard output is not for this, give a file in place of -");
     const std::string strReason = m_bForced ? "" : findReason(in_strOutput);
     if (!strReason.empty())
         QC_ERROR("Not writing over " << in_strOutput << ": " << strReason << "; --" << FORCE_OPTION

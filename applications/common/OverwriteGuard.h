@@ -24,7 +24,8 @@ public:
     /// A file that the program reads; an empty name is none.
     void addInput(const std::string& in_strFile);
     bool isForced() const { return m_bForced; }
-    /// False, logged at error level, when the file exists and must stay as it is.
+    /// False, logged at error level, when the file exists and must stay as it is. Throws CommandLineError for
+    /// "-", which is standard output for who asks nobody, and no file.
     bool allows(const std::string& in_strOutput) const;
 
 private:

@@ -73,7 +73,13 @@ bool ScriptEntity::compute(const double* in_begin, const double* in_end, DoubleV
 {
     m_vInput.assign(in_begin, in_end);
     if (!m_set.classify(m_vInput))
+    {
+        QC_ERROR(
+            "Script " << m_settings.m_strScript << " failed on a pattern of " << m_vInput.size()
+                      << " inputs, which are its variable audio; one that takes windows of samples needs a "
+                         "configuration with the feature identity");
         return false;
+    }
     const Classifier::Result& result = m_set.begin()->second->getResult();
     out_vOutput.resize(result.size());
     for (std::size_t i = 0; i < result.size(); ++i)

@@ -2,6 +2,7 @@
 
 #include "MLDataGeneratorFactory.h"
 #include "common/ListedNames.h"
+#include "detector/DetectorOption.h"
 #include "ml-config/ClassNames.h"
 #include "ml-config/ConfigCommands.h"
 #include "ml-config/ScalingOptions.h"
@@ -94,6 +95,7 @@ bool ConfigApplication::processCmdlineVarsMap(const variables_map& in_map)
             "A command and a file are needed: write FILE, learn-scaling FILE or explain FILE, see --help");
         return refuseCommand();
     }
+    refuseDetectors(in_map, {"data-gen-config"}, "the configuration that it was trained with is needed here");
     m_strFile = vArguments.back();
     m_guard.takeOption(in_map);
     std::string strFault = takeShares(in_map);

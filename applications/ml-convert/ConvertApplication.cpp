@@ -3,6 +3,7 @@
 #include "common/OutputFile.h"
 #include "common/OverwriteGuard.h"
 #include "common/PatternProgress.h"
+#include "detector/DetectorOption.h"
 #include "ml-convert/PartPatterns.h"
 #include "quillcast-core/ConsoleLog.h"
 #include "quillcast-core/FileReplacer.h"
@@ -48,6 +49,10 @@ ConvertApplication::~ConvertApplication() = default;
 
 bool ConvertApplication::processCmdlineVarsMap(const variables_map& in_map)
 {
+    refuseDetectors(in_map, {"datagen-config", "output-datagen-config"}, "a configuration is needed here");
+    if (getString(in_map, "output-file") == "-")
+        throw CommandLineError(
+            "option '--output-file' takes a file, patterns are not written to standard output");
     takeWrapperOptions(in_map);
     m_shares.takeOptions(in_map);
     std::string strFault = m_shares.findMisplaced(in_map, OF_WHOLE, OF_INPUT);

@@ -3,8 +3,10 @@
 #include "MLAudioClassStatistics.h"
 #include "common/NetworkFile.h"
 #include "common/OutputFile.h"
+#include "detector/DetectorOption.h"
 #include "quillcast-core/ConsoleLog.h"
 #include "quillcast-infra/CommandLineError.h"
+#include "report/Decision.h"
 
 #include <algorithm>
 #include <iostream>
@@ -45,6 +47,10 @@ constexpr const char* OF_TEST[] = {"network",
                                    "classification-error"};
 
 constexpr const char* REPORT_BEGINNING = "\nNumber of data pattern(s) processed ";
+/// What the classification error says of each pattern of several classes, which are counted instead.
+constexpr const char* OF_SEVERAL_CLASSES[] = {
+    "Desired targets are : ", "Tested values are: ",
+    "Assertion failed: find(iter + 1, in_vDesired.end(), 1.0) == in_vDesired.end()"};
 
 } // namespace
 
@@ -75,6 +81,8 @@ TesterApplication::TesterApplication(Ranks& io_ranks)
     TestReporter::addOptions(getOptions());
     m_shares.addOptions(getOptions());
     hideOnConsole(REPORT_BEGINNING); // which showReport_i brings there
+    for (const char* text : OF_SEVERAL_CLASSES)
+        hideOnConsole(text);
     setDescription("Tests a network or an expression script on the patterns of a generator and reports.");
     setExamples("ml-tester --detector voice.detector --data-gen-filename calls.lst --summary\n"
                 "ml-tester --data-gen-config voice.xml --data-gen-filename call.wav \\\n"
@@ -116,6 +124,7 @@ bool TesterApplication::processCmdlineVarsMap(const variables_map& in_map)
         return false;
     if (isStopped())
         return true;
+    refuseDetectors(in_map, {"network", "data-gen-config"}, "give it with --detector, which needs neither");
     takeWrapperOptions(in_map);
     m_watch.takeOption(in_map);
     takeShareOptions(in_map);
@@ -160,14 +169,20 @@ MLTester::TestedEntity* TesterApplication::newTestedEntity_i()
 bool TesterApplication::observe(const DoubleVector& in_vOutput, const DoubleVector* in_pTarget)
 {
     m_watch.countPattern();
+    m_uiSeveralClasses += in_pTarget != nullptr && Decision::countClasses(*in_pTarget) > 1 ? 1 : 0;
     TestReporter& observer = getObserver();
     return !observer.isWanted() || observer.observe(in_vOutput, in_pTarget);
 }
 
 bool TesterApplication::test_i(MLTester::TestedEntity& io_entity, DataGenerator& io_generator)
 {
-    return isPart() ? testShare(io_entity, io_generator)
-                    : MLDataGenTesterApplicationImpl::test_i(io_entity, io_generator);
+    const bool bDone = isPart() ? testShare(io_entity, io_generator)
+                                : MLDataGenTesterApplicationImpl::test_i(io_entity, io_generator);
+    if (m_uiSeveralClasses != 0 &&
+        dynamic_cast<const MLTester::ClassifierTesterStats*>(&getStats()) != nullptr)
+        QC_WARN(
+            "Patterns of several classes, which the classification error leaves out: " << m_uiSeveralClasses);
+    return bDone;
 }
 
 bool TesterApplication::run_i()

@@ -63,7 +63,8 @@ private:
     TestReporter m_reporter;
     TestReporter m_partReporter;
     TestDescription m_description;
-    bool m_bReady = false; ///< there are patterns to test
+    std::uint64_t m_uiSeveralClasses = 0; ///< patterns of more than one
+    bool m_bReady = false;                ///< there are patterns to test
     std::string m_strNetwork;
     std::optional<TrainingDigest> m_trainingDigest; ///< of the network
     std::string m_strDetector;

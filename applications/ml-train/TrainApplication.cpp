@@ -3,6 +3,7 @@
 #include "MLScalingDataGenerator.h"
 #include "common/Interrupt.h"
 #include "common/PatternSet.h"
+#include "detector/DetectorOption.h"
 #include "ml-train/TrainingOptions.h"
 #include "ml-train/TrainingProgress.h"
 #include "quillcast-core/FileReplacer.h"
@@ -60,6 +61,8 @@ bool TrainApplication::processCmdlineVarsMap(const variables_map& in_map)
         return false;
     if (isStopped())
         return true;
+    refuseDetectors(in_map, {"data-gen-config", "import"},
+                    "the configuration that it was made with is needed here");
     takeSettings(in_map);
     return checkFiles(in_map) || refuseCommand();
 }

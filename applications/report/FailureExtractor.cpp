@@ -62,8 +62,8 @@ void FailureExtractor::takeOptions(const variables_map& in_map)
     if (in_map.count(FOLDER_OPTION) == 0)
         return;
     m_strFolder = in_map[FOLDER_OPTION].as<std::string>();
-    if (m_strFolder.empty())
-        throw CommandLineError(std::string("option '--") + FOLDER_OPTION + "' needs a value");
+    if (m_strFolder.empty() || m_strFolder == "-")
+        throw CommandLineError(std::string("option '--") + FOLDER_OPTION + "' needs a folder");
 }
 
 bool FailureExtractor::begin(bool in_bForce)

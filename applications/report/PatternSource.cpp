@@ -1,6 +1,7 @@
 #include "report/PatternSource.h"
 
 #include "MLAudioFileDataGenerator.h"
+#include "MLAudioSetDataGeneratorForToneDetector.h"
 #include "MLFileSetDataGenerator.h"
 
 #include <algorithm>
@@ -13,6 +14,7 @@ void PatternSource::watch(DataGenerator& io_generator)
 {
     *this = PatternSource();
     m_pSet = dynamic_cast<FileSetDataGeneratorImpl*>(&io_generator);
+    m_pToneSet = dynamic_cast<AudioSetDataGeneratorForToneDetector*>(&io_generator);
     m_pFile = dynamic_cast<FileDataGenerator*>(&io_generator);
 }
 
@@ -60,8 +62,15 @@ EventInterval PatternSource::getInterval() const
     return {m_iEnd - static_cast<std::int64_t>(m_pAudio->getWindowSize().m_uiShift), m_iEnd};
 }
 
+std::string PatternSource::getTone() const
+{
+    return m_pToneSet == nullptr ? "" : m_pToneSet->getCurrentTone();
+}
+
 StringVector PatternSource::getClassNames() const
 {
+    if (m_pToneSet != nullptr)
+        return {"tone", AudioClassStatistics::OTHER};
     StringVector vNames;
     const auto* pSource = dynamic_cast<const AudioClassStatisticsSource*>(m_pCurrent);
     if (pSource == nullptr)

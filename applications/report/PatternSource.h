@@ -10,6 +10,7 @@ namespace Vexalor::MachineLearning
 {
 
 class AudioFileDataGenerator;
+class AudioSetDataGeneratorForToneDetector;
 class DataGenerator;
 class FileDataGenerator;
 class FileSetDataGeneratorImpl;
@@ -39,6 +40,8 @@ public:
     int getChannel() const;
     /// What the pattern decides on, in samples: from the end of the window before to the end of its own.
     EventInterval getInterval() const;
+    /// Of a set that passes over its recordings for each tone: that of the pass; empty otherwise.
+    std::string getTone() const;
     /// Names of the classes in the order of the target; empty when they are not known.
     StringVector getClassNames() const;
 
@@ -46,9 +49,10 @@ private:
     FileDataGenerator* findFile() const;
 
     FileSetDataGeneratorImpl* m_pSet = nullptr;
-    FileDataGenerator* m_pFile = nullptr;       ///< when it is no set
-    FileDataGenerator* m_pCurrent = nullptr;    ///< of the current pattern
-    AudioFileDataGenerator* m_pAudio = nullptr; ///< the same; null when it reads no recording
+    AudioSetDataGeneratorForToneDetector* m_pToneSet = nullptr; ///< the same, of tones
+    FileDataGenerator* m_pFile = nullptr;                       ///< when it is no set
+    FileDataGenerator* m_pCurrent = nullptr;                    ///< of the current pattern
+    AudioFileDataGenerator* m_pAudio = nullptr;                 ///< the same; null when it reads no recording
     std::string m_strName;
     std::int64_t m_iEnd = -1; ///< of the window
     bool m_bStarted = false;

@@ -117,8 +117,10 @@ Json toJson(const RecordingResult& in_recording)
     Json json{{"name", in_recording.m_strName},
               {"patterns", in_recording.m_uiPatterns},
               {"error_rate", toJson(in_recording.getErrorRate())},
-              {"error_spans", in_recording.m_uiErrorSpans},
+              {"error_spans", in_recording.m_uiRate == 0 ? Json(nullptr) : Json(in_recording.m_uiErrorSpans)},
               {"mean_square_error", toJson(in_recording.getMeanSquareError())}};
+    if (!in_recording.m_strTone.empty())
+        json["tone"] = in_recording.m_strTone;
     if (in_recording.m_uiRate == 0)
         return json;
     json["rate_hz"] = in_recording.m_uiRate;

@@ -32,8 +32,8 @@ std::vector<std::string> shortenNames(const Json& in_recordings)
         while (strName.compare(0, strShared.size(), strShared) != 0)
             strShared.erase(strShared.find_last_of('/', strShared.size() - 2) + 1);
     }
-    for (std::string& strName : vNames)
-        strName.erase(0, strShared.size());
+    for (std::size_t i = 0; i < vNames.size(); ++i)
+        vNames[i] = ReportText::toRecordingName(vNames[i].substr(strShared.size()), in_recordings[i]);
     return vNames;
 }
 

@@ -56,7 +56,8 @@ std::string makeRecordings(const Json& in_report)
         const Json& recording = in_report["recordings"][place.get<std::size_t>()];
         vRows.push_back({ReportText::toPercent(recording["error_rate"]),
                          ReportText::toCounts(recording["error_rate"]),
-                         ReportText::toNumber(recording["mean_square_error"]), recording["name"]});
+                         ReportText::toNumber(recording["mean_square_error"]),
+                         ReportText::toRecordingName(recording["name"], recording)});
     }
     return "Worst recordings, of " + std::to_string(in_report["recordings"].size()) +
            ": misclassified patterns, mean square error\n" + ReportText::toTable(vRows, 3);

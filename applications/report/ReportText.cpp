@@ -16,6 +16,12 @@ constexpr std::size_t MAX_DIGITS = 400;
 
 } // namespace
 
+std::string toRecordingName(const std::string& in_strName, const nlohmann::ordered_json& in_recording)
+{
+    const auto itTone = in_recording.find("tone");
+    return itTone == in_recording.end() ? in_strName : in_strName + " (" + itTone->get<std::string>() + ')';
+}
+
 std::string toFixed(double in_dValue, int in_iDigits)
 {
     char digits[MAX_DIGITS];

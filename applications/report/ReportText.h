@@ -21,6 +21,8 @@ std::string toNumber(const nlohmann::ordered_json& in_number);
 std::string toTime(double in_dSeconds);
 /// With blanks in place of line ends and tabs.
 std::string toOneLine(std::string in_strText);
+/// That of a recording of a report, with the tone that was looked for in it, if any.
+std::string toRecordingName(const std::string& in_strName, const nlohmann::ordered_json& in_recording);
 /// The number with that many digits after the point.
 std::string toFixed(double in_dValue, int in_iDigits);
 /// Rows of cells, columns as wide as their widest cell, aligned to the right; that of names to the left.

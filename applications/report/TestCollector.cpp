@@ -63,6 +63,7 @@ void TestCollector::startRecording(const PatternSource& in_source, const DoubleV
     m_bInRecording = true;
     m_recording = {};
     m_recording.m_strName = in_source.getName();
+    m_recording.m_strTone = in_source.getTone();
     m_timeline = {};
     if (m_results.m_vClasses.empty())
     {

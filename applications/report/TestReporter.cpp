@@ -26,9 +26,21 @@ constexpr const char* SUMMARY_OPTION = "summary";
 constexpr const char* LOG_OPTION = "output-log";
 constexpr const char* TIMELINES_OPTION = "report-timelines";
 
+constexpr const char* JSON_NAME = "report.json";
+constexpr const char* PAGE_NAME = "report.html";
+
 std::string getText(const variables_map& in_map, const char* in_option)
 {
     return in_map.count(in_option) == 0 ? std::string() : in_map[in_option].as<std::string>();
+}
+
+/// Also where none of the folders is there yet.
+bool isSamePlace(const std::string& in_strLeft, const std::string& in_strRight)
+{
+    namespace fs = std::filesystem;
+    std::error_code error;
+    const fs::path left = fs::weakly_canonical(fs::absolute(in_strLeft, error), error);
+    return !error && left == fs::weakly_canonical(fs::absolute(in_strRight, error), error);
 }
 
 } // namespace
@@ -46,7 +58,8 @@ void TestReporter::addOptions(options_description& io_options)
               "how many recordings the page draws, the worst first");
     addClassNamesOption(io_options);
     FailureExtractor::addOptions(io_options);
-    OverwriteGuard::addOption(io_options, "write what is asked for over a recording or an input, too");
+    OverwriteGuard::addOption(io_options, "write what is asked for over a recording or an input, too, and "
+                                          "failing sequences into a folder that is not empty");
 }
 
 void TestReporter::takeOptions(const variables_map& in_map)
@@ -55,6 +68,8 @@ void TestReporter::takeOptions(const variables_map& in_map)
     for (const char* option : {REPORT_OPTION, LOG_OPTION})
         if (in_map.count(option) != 0 && getText(in_map, option).empty())
             throw CommandLineError(std::string("option '--") + option + "' needs a value");
+    if (getText(in_map, REPORT_OPTION) == "-")
+        throw CommandLineError("a report is a folder, not standard output");
     if (!m_bPart) // what the parts are joined to may be a page
     {
         ApplicationImpl::checkNeeds(in_map, {TIMELINES_OPTION}, {REPORT_OPTION});
@@ -69,6 +84,14 @@ void TestReporter::takeOptions(const variables_map& in_map)
     m_settings.m_vClasses = getListedNames(in_map, CLASS_NAMES_OPTION);
     m_guard.takeOption(in_map);
     m_extractor.takeOptions(in_map);
+    for (const char* own : {JSON_NAME, PAGE_NAME})
+        if (!m_strFolder.empty() && isSamePlace(makePath(own), m_strLog))
+            throw CommandLineError("options --report and --output-log write the same file");
+}
+
+std::string TestReporter::makePath(const char* in_name) const
+{
+    return m_strFolder + '/' + in_name;
 }
 
 bool TestReporter::begin()
@@ -76,13 +99,12 @@ bool TestReporter::begin()
     QC_TRACE("TestReporter::begin");
     if (m_bPart || m_bSummary || !m_strFolder.empty())
         m_collector.emplace(m_settings);
-    if (!m_strLog.empty())
-    {
-        m_pLog = std::make_unique<OutputLog>(m_strLog);
-        if (!m_guard.allows(m_strLog) || !m_pLog->open())
-            return false;
-    }
-    return m_extractor.begin(m_guard.isForced()) && (m_strFolder.empty() || beginPage());
+    if (!m_extractor.begin(m_guard.isForced()) || (!m_strFolder.empty() && !beginPage()))
+        return false;
+    if (m_strLog.empty())
+        return true;
+    m_pLog = std::make_unique<OutputLog>(m_strLog);
+    return m_guard.allows(m_strLog) && m_pLog->open();
 }
 
 bool TestReporter::beginPage()
@@ -94,8 +116,8 @@ bool TestReporter::beginPage()
         QC_ERROR("Could not create the folder " << m_strFolder << ": " << error.message());
         return false;
     }
-    m_pJson = std::make_unique<FileReplacer>(m_strFolder + "/report.json");
-    m_pPage = std::make_unique<FileReplacer>(m_strFolder + "/report.html");
+    m_pJson = std::make_unique<FileReplacer>(makePath(JSON_NAME));
+    m_pPage = std::make_unique<FileReplacer>(makePath(PAGE_NAME));
     return openOutput(m_guard, *m_pJson) && openOutput(m_guard, *m_pPage);
 }
 

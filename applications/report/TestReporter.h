@@ -59,6 +59,7 @@ public:
 
 private:
     bool beginPage();
+    std::string makePath(const char* in_name) const;
 
     std::string m_strFolder; ///< empty: no page
     std::string m_strLog;    ///< empty: no log

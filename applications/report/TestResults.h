@@ -41,6 +41,7 @@ struct PatternCounts
 struct RecordingResult
 {
     std::string m_strName;
+    std::string m_strTone; ///< that was looked for, of a set of tones
     std::uint64_t m_uiPatterns = 0;
     std::uint64_t m_uiJudged = 0;
     std::uint64_t m_uiErrors = 0;     ///< of those
@@ -59,9 +60,9 @@ struct RecordingResult
     template <class Self, class Bytes>
     static void exchange(Self& io_self, Bytes& io_bytes)
     {
-        io_bytes(io_self.m_strName, io_self.m_uiPatterns, io_self.m_uiJudged, io_self.m_uiErrors,
-                 io_self.m_uiCompared, io_self.m_dSquareError, io_self.m_uiRate, io_self.m_uiShift,
-                 io_self.m_uiErrorSpans);
+        io_bytes(io_self.m_strName, io_self.m_strTone, io_self.m_uiPatterns, io_self.m_uiJudged,
+                 io_self.m_uiErrors, io_self.m_uiCompared, io_self.m_dSquareError, io_self.m_uiRate,
+                 io_self.m_uiShift, io_self.m_uiErrorSpans);
     }
 };
 

@@ -222,6 +222,7 @@ TEST_F(ProgramsTest, BadInputOfTheTesterIsAMessage)
         const char* m_network;
         const char* m_file;
         const char* m_message;
+        int m_iExit = 1;
     } CASES[] = {
         {"none.net", "test.txt", "ERROR: Cannot read network file none.net: No such file or directory\n"},
         {"damaged.net", "test.txt", "ERROR: Cannot read network file damaged.net: line 3"},
@@ -231,14 +232,20 @@ TEST_F(ProgramsTest, BadInputOfTheTesterIsAMessage)
          "ERROR: The report makes no sense: output and target differ in size in 1 of 2 patterns\n"},
         {"net", "three.txt",
          "ERROR: The outputs of the entity have 2 values, the targets 3: they do not fit\n"},
-        {"", "test.txt", "ERROR: a network file must be supplied\n"},
+        {"", "test.txt", "ERROR: a network file must be supplied\n", 2},
+        {"a.detector", "test.txt",
+         "option '--network': a.detector is a detector; give it with --detector, which needs neither\n", 2},
     };
+    m_folder.write("a.detector", "<boost_serialization>\n<MLDetector class_id=\"1\">");
     for (const auto& badCase : CASES)
     {
         const CommandResult result = test(badCase.m_network, badCase.m_file);
-        EXPECT_EQ(result.m_iExit, *badCase.m_network == '\0' ? 2 : 1) << badCase.m_message;
+        EXPECT_EQ(result.m_iExit, badCase.m_iExit) << badCase.m_message;
         EXPECT_THAT(result.m_strErr, HasSubstr(badCase.m_message));
     }
+    m_folder.write("several.txt", "[1 2] [1 1]\n[1 2] [1 0]\n[1 2] [1 1]\n");
+    EXPECT_EQ(test("net", "several.txt").m_strErr,
+              "WARN: Patterns of several classes, which the classification error leaves out: 2\n");
 }
 
 TEST_F(ProgramsTest, ScalingIsLearntOnceAndAppliedInTrainingAndTest)

@@ -58,6 +58,8 @@ public:
         return m_bEarlierTonesClean && FileSetDataGeneratorNoT::endedCleanly();
     }
     Fallible<double> getShareRead() const override;
+    /// The tone that the current pass looks for; empty when there is none.
+    std::string getCurrentTone() const { return m_uiTone < m_vTones.size() ? m_vTones[m_uiTone] : ""; }
     /// Begins with the tone of the pass and its constant input, while there is a current recording.
     std::ostream& dumpStatus(std::ostream& out_stream) override;
 

@@ -16,6 +16,10 @@ namespace Vexalor
 class AudioSetParser
 {
 public:
+    /// Lists with more are refused.
+    static constexpr std::size_t MOST_BYTES = std::size_t(256) << 20;
+    static constexpr std::size_t MOST_RECORDINGS = std::size_t(1) << 22;
+
     /// Reads a list, in place of an earlier one, and stands before its first recording. The recordings
     /// themselves are not looked at. False, with the reason logged and the earlier list kept, if it cannot be
     /// read or is no text.

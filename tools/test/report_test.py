@@ -122,6 +122,38 @@ class ReportTest(unittest.TestCase):
         self.assertEqual((renamed["classes"], renamed["background"], renamed["events"]),
                          (["OTHER", "x"], 1, events))
 
+    def test_a_set_of_tones_tells_the_tone_of_each_pass(self):
+        make_set(self.folder, ["one", "two"])
+        for name in ("one", "two"):
+            run_well(self.folder, "ml-annotate", "import", name + ".wav", "labels.txt", "--map", "VOICE=SF:1000")
+        run_well(self.folder, "ml-annotate", "import", "two.wav", "labels.txt", "--map", "VOICE=SF:1400")
+        run_well(self.folder, "ml-config", "write", "set.xml", "--generator", "tone-set", "--feature", "identity",
+                 "--constant-input", "no", "--classes", "SF:1000,SF:1400", "--force")
+        result = report_set(self.folder, "--summary")
+        self.assertEqual(self.check(), (0, self.check()[1]))
+        report = self.read_report()
+        self.assertEqual((report["classes"], report["background"]), (["tone", "OTHER"], 1))
+        self.assertEqual([(recording["name"], recording["tone"]) for recording in report["recordings"]],
+                         [(name + ".wav", tone) for tone in ("SF:1000", "SF:1400") for name in ("one", "two")])
+        # The first recording ends before the last label.
+        self.assertEqual(report["events"]["all"]["reference"], 2 * len(LABELS) - 1)
+        self.assertIn("two.wav (SF:1400)\n", result.stdout)
+        with open(os.path.join(self.folder, "report", "report.html"), encoding="utf-8") as page:
+            self.assertIn("one.wav (SF:1400)", page.read())
+
+    def test_outputs_in_each_others_way_are_refused(self):
+        make_patterns(self.folder)
+        for arguments, message in (
+                (["--report", "r", "--output-log", "./r/report.json"], "--report and --output-log write the same file"),
+                (["--report", "-"], "a report is a folder, not standard output"),
+                (["--extract-failures", "-"], "option '--extract-failures' needs a folder"),
+                (["--output-log", "-"], "standard output is not for this")):
+            result = run(self.folder, "ml-tester", "--data-gen-config", "file.xml", "--data-gen-filename",
+                         "patterns.txt", "--script", "same", *arguments)
+            self.assertEqual(result.returncode, 2, result.stderr)
+            self.assertIn(message, result.stderr)
+            self.assertFalse(set(os.listdir(self.folder)) & {"r", "-"}, arguments)
+
     def test_a_wrong_number_is_found(self):
         make_set(self.folder, ["one"])
         report_set(self.folder)

@@ -45,13 +45,47 @@ bool readText(const char* in_filename, std::string& out_strText, std::string& ou
     while (const std::size_t uiRead = file.read(strBlock.data(), strBlock.size()))
     {
         out_strText.append(strBlock, 0, uiRead);
-        if (out_strText.find('\0', out_strText.size() - uiRead) == std::string::npos)
+        if (out_strText.find('\0', out_strText.size() - uiRead) != std::string::npos)
+            out_strReason = "it is no list of file names";
+        else if (out_strText.size() > AudioSetParser::MOST_BYTES)
+            out_strReason = "line " +
+                            std::to_string(1 + std::count(out_strText.begin(), out_strText.end(), '\n')) +
+                            ": it has more than " + std::to_string(AudioSetParser::MOST_BYTES) + " bytes";
+        else
             continue;
-        out_strReason = "it is no list of file names";
         return false;
     }
     out_strReason = file.getReason();
     return !file.hasFailed();
+}
+
+/// False, with the reason, for a list of too many recordings.
+bool parse(std::string_view in_text, const std::string& in_strFolder, StringVector& out_vFilenames,
+           std::string& out_strReason)
+{
+    if (in_text.starts_with(BYTE_ORDER_MARK))
+        in_text.remove_prefix(BYTE_ORDER_MARK.size());
+    for (std::size_t uiLine = 1; !in_text.empty(); ++uiLine)
+    {
+        const std::size_t uiEnd = std::min(in_text.find('\n'), in_text.size());
+        std::string strPath = toPath(in_text.substr(0, uiEnd), in_strFolder);
+        if (out_vFilenames.size() == AudioSetParser::MOST_RECORDINGS && !strPath.empty())
+        {
+            out_strReason = "line " + std::to_string(uiLine) + ": it has more than " +
+                            std::to_string(AudioSetParser::MOST_RECORDINGS) + " recordings";
+            return false;
+        }
+        if (!strPath.empty())
+            out_vFilenames.push_back(std::move(strPath));
+        in_text.remove_prefix(std::min(uiEnd + 1, in_text.size()));
+    }
+    return true;
+}
+
+/// Labels, or a table, in place of a list are a common mistake.
+bool hasTab(const std::string& in_strPath)
+{
+    return in_strPath.find('\t') != std::string::npos;
 }
 
 } // namespace
@@ -65,24 +99,17 @@ bool AudioSetParser::open(const char* in_filename)
     const std::string strFolder = strList.substr(0, strList.rfind('/') + 1);
     std::string strText;
     std::string strReason;
-    if (!readText(in_filename, strText, strReason))
+    StringVector vFilenames;
+    if (!readText(in_filename, strText, strReason) || !parse(strText, strFolder, vFilenames, strReason))
     {
         QC_ERROR("Cannot read audio set " << strList << ": " << strReason);
         return false;
     }
-    std::string_view rest = strText;
-    if (rest.starts_with(BYTE_ORDER_MARK))
-        rest.remove_prefix(BYTE_ORDER_MARK.size());
-    m_vFilenames.clear();
-    m_uiNext = 0;
-    while (!rest.empty())
-    {
-        const std::size_t uiLine = std::min(rest.find('\n'), rest.size());
-        const std::string strPath = toPath(rest.substr(0, uiLine), strFolder);
-        if (!strPath.empty())
-            m_vFilenames.push_back(strPath);
-        rest.remove_prefix(std::min(uiLine + 1, rest.size()));
-    }
+    const auto itTab = std::find_if(vFilenames.begin(), vFilenames.end(), hasTab);
+    if (itTab != vFilenames.end())
+        QC_WARN("Audio set " << strList << ": \"" << *itTab
+                             << "\" has a tab in it; a list has a path of a recording on each line");
+    setFilenames(std::move(vFilenames));
     return true;
 }
 

@@ -49,6 +49,12 @@ TEST(AudioSetParserTest, AFailureKeepsTheEarlierList)
         EXPECT_TRUE(log.has("ERROR Cannot read audio set " + strFile + ": " + strReason)) << log.text();
     }
     EXPECT_EQ(parser.getFilenames(), StringVector{folder.path("a.wav")});
+    const LogCapture log("quillcast.audio");
+    EXPECT_TRUE(parser.open(folder.write("labels", "0\t1\tVOICE\n").c_str()));
+    EXPECT_EQ(log.count("WARN Audio set " + folder.path("labels") + ": \"" + folder.path("0\t1\tVOICE") +
+                        "\" has a tab in it"),
+              1u)
+        << log.text();
     EXPECT_TRUE(parser.open(folder.write("empty", "").c_str()));
     EXPECT_FALSE(parser.hasNext());
 }
