@@ -59,6 +59,8 @@ qc_package(tools ${PROJECT_NAME}-tools sound
     "Programs that configure streams of patterns, look at them, convert them,\ntrain and test networks, classify recordings and work on annotations; with\nexample scripts, manual pages and completions.")
 set(CPACK_COMPONENT_TOOLS_DEPENDS library)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SHLIBDEPS ON)
+# The scripts that make recordings.
+set(CPACK_DEBIAN_TOOLS_PACKAGE_RECOMMENDS "python3, python3-numpy")
 
 if(TARGET python-module)
     qc_package(python python3-vexalor-ml python
@@ -67,6 +69,15 @@ if(TARGET python-module)
     set(CPACK_COMPONENT_PYTHON_DEPENDS library)
     set(CPACK_DEBIAN_PYTHON_PACKAGE_SHLIBDEPS ON)
     set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS "python3 (>= 3.11), python3 (<< 3.12), python3-numpy")
+    set(CPACK_DEBIAN_PYTHON_PACKAGE_SUGGESTS "python3-distributed, python3-torch")
+    # Byte code, which is no file of the package, comes and goes with it.
+    set(QC_MODULE_FILES python3-vexalor-ml)
+    file(CONFIGURE OUTPUT debian/postinst CONTENT "#!/bin/sh\nset -e\n[ \"$1\" != configure ] || py3compile -p @QC_MODULE_FILES@\n" @ONLY)
+    file(CONFIGURE OUTPUT debian/prerm CONTENT "#!/bin/sh\nset -e\npy3clean -p @QC_MODULE_FILES@\n" @ONLY)
+    set(CPACK_DEBIAN_PYTHON_PACKAGE_CONTROL_EXTRA ${PROJECT_BINARY_DIR}/debian/postinst ${PROJECT_BINARY_DIR}/debian/prerm)
+    set(CPACK_DEBIAN_PYTHON_PACKAGE_CONTROL_STRICT_PERMISSION ON)
+    install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples/python/ DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/python3-vexalor-ml/examples
+        COMPONENT python PATTERN "test_*" EXCLUDE)
 endif()
 
 if(TARGET vexalor-openmpi)

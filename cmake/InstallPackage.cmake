@@ -32,6 +32,12 @@ install(
 install(
     DIRECTORY ${PROJECT_SOURCE_DIR}/examples/scripts ${PROJECT_SOURCE_DIR}/examples/configurations
     DESTINATION ${QC_SHARED_FOLDER} COMPONENT tools)
+# What the pages that are followed make their recordings with.
+set(QC_TOOLS ${PROJECT_SOURCE_DIR}/tools)
+install(
+    PROGRAMS ${QC_TOOLS}/compose_calls.py ${QC_TOOLS}/make_example ${QC_TOOLS}/make_prompts.py ${QC_TOOLS}/make_tone_corpus.py
+    DESTINATION ${QC_SHARED_FOLDER}/tools COMPONENT tools)
+install(FILES ${QC_TOOLS}/telephone_line.py DESTINATION ${QC_SHARED_FOLDER}/tools COMPONENT tools)
 
 # Of what the programs say of themselves, once they are built.
 if(NOT QC_SANITIZE)
