@@ -2,6 +2,7 @@
 #include "Module.h"
 #include "PatternStream.h"
 #include "Scaling.h"
+#include "common/Shard.h"
 #include "detector/Detector.h"
 #include "quillcast-core/InputFile.h"
 
@@ -103,11 +104,17 @@ constexpr std::pair<const char*, Recipe::Unit> UNITS[] = {{"sequence", Recipe::U
 Recipe::Unit findUnit(const std::optional<std::string>& in_unit)
 {
     if (!in_unit)
-        return Recipe::Unit::SEQUENCE;
+        return Recipe::Unit::STRETCH;
     for (const auto& [name, unit] : UNITS)
         if (*in_unit == name)
             return unit;
     throw py::value_error("by must be 'sequence' or 'pattern'");
+}
+
+void requireLearnt(const Recipe& in_recipe, const std::string& in_strOtherwise)
+{
+    if (in_recipe.m_scaling && in_recipe.m_scaling->m_bLearnScalingParameters)
+        throw Failure(in_strOtherwise + ": give the generator one that Scaling.learn has learnt");
 }
 
 std::unique_ptr<PatternStream> takeShard(const PatternStream& in_stream, std::uint64_t in_uiIndex,
@@ -118,9 +125,12 @@ std::unique_ptr<PatternStream> takeShard(const PatternStream& in_stream, std::ui
     Recipe recipe = in_stream.getRecipe();
     if (recipe.m_uiShares != 1)
         throw py::value_error("the generator is a shard already");
+    requireLearnt(recipe, "a shard would learn the scaling from its own patterns");
     recipe.m_uiShare = in_uiIndex;
     recipe.m_uiShares = in_uiCount;
     recipe.m_unit = findUnit(in_unit);
+    if (recipe.m_unit == Recipe::Unit::STRETCH && in_uiCount > Shard::MAX_SHARDS)
+        throw py::value_error("more than " + std::to_string(Shard::MAX_SHARDS) + " shards");
     return std::make_unique<PatternStream>(recipe);
 }
 
@@ -179,9 +189,7 @@ std::unique_ptr<PatternStream> openPatterns(const std::filesystem::path& in_file
 py::tuple getState(const PatternStream& in_stream)
 {
     const Recipe& recipe = in_stream.getRecipe();
-    if (recipe.m_scaling && recipe.m_scaling->m_bLearnScalingParameters)
-        throw Failure(
-            "the scaling is still to be learnt: give the generator one that Scaling.learn has learnt");
+    requireLearnt(recipe, "the scaling is still to be learnt");
     const py::object scaling = recipe.m_scaling ? py::cast(recipe.m_scaling->m_scalerConfig) : py::none();
     return py::make_tuple(static_cast<int>(recipe.m_kind), std::filesystem::path(recipe.m_strConfiguration),
                           std::filesystem::path(recipe.m_strInput), recipe.m_bCached, scaling,
@@ -257,8 +265,10 @@ its end, raise an Error after the batches before.)")
         .def("shard", &takeShard, py::arg("index"), py::arg("count"), py::arg("by") = py::none(),
              R"(The index-th, from 0, of count generators that deliver each pattern once, together.
 
-by  "sequence": whole sequences in turn, such as recordings, which is the default; "pattern": every count-th
-    pattern, for files without marks of sequences, each the first of a sequence)")
+by  unless given: a stretch of a list of recordings, of about as many bytes as the others, and nothing else of it
+    is read, so that successive shards deliver what the whole does; of what is no list as "sequence"
+    "sequence": whole sequences in turn, such as recordings
+    "pattern": every count-th pattern, for files without marks of sequences, each the first of a sequence)")
         .def_property_readonly("status", &getStatus, "Where it is, as text.")
         .def(py::pickle(&getState, &fromState));
     io_module.def("open", &open, py::arg("configuration"), py::arg("input_file") = py::none(), py::kw_only(),

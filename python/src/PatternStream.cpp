@@ -7,6 +7,7 @@
 #include "MLFileSetDataGenerator.h"
 #include "MLInMemoryDataGenerator.h"
 #include "MLVectorFileDataGenerator.h"
+#include "common/Shard.h"
 #include "detector/Detector.h"
 #include "quillcast-core/InputFile.h"
 #include "quillcast-core/Logger.h"
@@ -94,8 +95,8 @@ void PatternStream::open()
 bool PatternStream::build()
 {
     keepScaling();
-    m_pInner = newSource();
-    if (m_pInner.isNull())
+    m_pInner = newGenerator(m_recipe);
+    if (m_pInner.isNull() || !takeInput(*m_pInner))
         return false;
     m_pGenerator = takeShare(m_pInner);
     if (m_recipe.m_bCached)
@@ -118,17 +119,34 @@ bool PatternStream::build()
     return m_batch.attachTo(*m_pGenerator);
 }
 
-CountedObjPtr<DataGenerator> PatternStream::newSource() const
+/// Whether the share is a stretch of a list.
+bool PatternStream::isStretch() const
 {
-    const CountedObjPtr<DataGenerator> pSource = newGenerator(m_recipe);
-    if (pSource.isNull() || !prepareDataGenerator(*pSource, m_recipe.m_strInput.c_str(), {}))
-        return {};
-    return pSource;
+    return m_recipe.m_uiShares != 1 && m_recipe.m_unit == Recipe::Unit::STRETCH &&
+           dynamic_cast<const FileSetDataGeneratorImpl*>(m_pInner.get()) != nullptr;
+}
+
+bool PatternStream::takeInput(DataGenerator& io_generator) const
+{
+    if (!isStretch())
+        return prepareDataGenerator(io_generator, m_recipe.m_strInput.c_str(), {});
+    auto& set = dynamic_cast<FileSetDataGeneratorImpl&>(io_generator);
+    RecordingList list;
+    if (!list.read(m_recipe.m_strInput.c_str()))
+        return false;
+    const Shard shard{m_recipe.m_uiShare + 1, m_recipe.m_uiShares};
+    const auto [uiFirst, uiEnd] = findShare(getFileSizes(list.m_vFilenames), shard);
+    const auto itFirst = list.m_vFilenames.begin();
+    list.m_classes = set.findClasses(list.m_vFilenames);
+    list.m_vFilenames = StringVector(itFirst + static_cast<std::ptrdiff_t>(uiFirst),
+                                     itFirst + static_cast<std::ptrdiff_t>(uiEnd));
+    list.m_place = uiFirst == 0 ? RecordingList::Place::FIRST_PART : RecordingList::Place::LATER_PART;
+    return set.setRecordings(list);
 }
 
 CountedObjPtr<DataGenerator> PatternStream::takeShare(const CountedObjPtr<DataGenerator>& in_pSource)
 {
-    if (m_recipe.m_uiShares == 1)
+    if (m_recipe.m_uiShares == 1 || isStretch())
         return in_pSource;
     // It may pass over many patterns for one of its own.
     const CountedObjPtr<DataGenerator> pSource(new InterruptibleGenerator(in_pSource));

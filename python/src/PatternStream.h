@@ -30,7 +30,8 @@ struct Recipe
     enum class Unit
     {
         SEQUENCE,
-        PATTERN ///< each is a sequence then
+        PATTERN, ///< each is a sequence then
+        STRETCH  ///< of a list of recordings, and nothing else of it is read; sequences where there is none
     };
 
     Kind m_kind = Kind::CONFIGURATION;
@@ -40,7 +41,7 @@ struct Recipe
     std::optional<ScalingDataGenerator::Config> m_scaling;
     std::uint64_t m_uiShare = 0;
     std::uint64_t m_uiShares = 1;
-    Unit m_unit = Unit::SEQUENCE;
+    Unit m_unit = Unit::STRETCH;
 };
 
 /// A generator as Python holds it: one class for all of them, which finds what a generator can do. In a
@@ -82,7 +83,8 @@ private:
     bool isCutShort() const;
     void open();
     bool build();
-    CountedObjPtr<DataGenerator> newSource() const;
+    bool isStretch() const;
+    bool takeInput(DataGenerator& io_generator) const;
     CountedObjPtr<DataGenerator> takeShare(const CountedObjPtr<DataGenerator>& in_pSource);
     void keepScaling();
     void fill(std::size_t in_uiSize);
