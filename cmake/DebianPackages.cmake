@@ -76,8 +76,8 @@ if(TARGET python-module)
     file(CONFIGURE OUTPUT debian/prerm CONTENT "#!/bin/sh\nset -e\npy3clean -p @QC_MODULE_FILES@\n" @ONLY)
     set(CPACK_DEBIAN_PYTHON_PACKAGE_CONTROL_EXTRA ${PROJECT_BINARY_DIR}/debian/postinst ${PROJECT_BINARY_DIR}/debian/prerm)
     set(CPACK_DEBIAN_PYTHON_PACKAGE_CONTROL_STRICT_PERMISSION ON)
-    install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples/python/ DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/python3-vexalor-ml/examples
-        COMPONENT python PATTERN "test_*" EXCLUDE)
+    install(FILES ${PROJECT_SOURCE_DIR}/examples/python/run_on_cluster.py ${PROJECT_SOURCE_DIR}/examples/python/train_detector.py
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/python3-vexalor-ml/examples COMPONENT python)
 endif()
 
 if(TARGET vexalor-openmpi)

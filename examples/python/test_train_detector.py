@@ -4,30 +4,16 @@
 usage: test_train_detector.py MODULE_FOLDER PROGRAMS_FOLDER. Exit status 77 where PyTorch is not installed.
 """
 
-import array
-import math
 import os
-import random
 import subprocess
 import sys
 import tempfile
-import wave
 
 HERE = os.path.dirname(os.path.abspath(__file__))
 MODULE, PROGRAMS = map(os.path.abspath, sys.argv[1:3])
-RATE = 8000
 sys.path.insert(0, MODULE)
 import vexalor_ml as vml  # noqa: E402
-
-
-def write_recording(path, seed):
-    """Ten seconds of noise with a tone in every other one."""
-    noise = random.Random(seed)
-    samples = [noise.randrange(-500, 500) + (6000 * math.sin(0.8 * i) if i // RATE % 2 else 0) for i in range(10 * RATE)]
-    with wave.open(path, "wb") as recording:
-        recording.setparams((1, 2, RATE, 0, "NONE", ""))
-        recording.writeframes(array.array("h", map(int, samples)).tobytes())
-    vml.write_annotations(path, [("TONE", second, second + 1) for second in range(1, 10, 2)])
+from recordings import write_recording  # noqa: E402
 
 
 def main():
@@ -40,7 +26,7 @@ def main():
             return done.stdout
 
         for i in range(4):
-            write_recording(os.path.join(folder, f"{i}.wav"), i)
+            write_recording(os.path.join(folder, f"{i}.wav"), i, 10)
         with open(os.path.join(folder, "train.lst"), "w", encoding="ascii") as lines:
             lines.write("0.wav\n1.wav\n2.wav\n")
         program = lambda name: os.path.join(PROGRAMS, name)

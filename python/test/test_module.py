@@ -257,13 +257,24 @@ class Shards(Case):
         self.assertEqual(sum(len(batch.inputs) for batch in batches), 19990)
 
     def test_recordings_of_a_set(self):
-        generator = vml.open(*self.write_set(5))
-        whole = generator.read()
-        shards = [generator.shard(i, 2) for i in range(2)]
-        parts = [in_child(shard.read) for shard in shards]
-        self.assertEqual(sum(part.first.sum() for part in parts), 5)
-        numpy.testing.assert_array_equal(numpy.sort(numpy.concatenate([part.inputs for part in parts]), axis=0),
-                                         numpy.sort(whole.inputs, axis=0))
+        configuration, calls = self.write_set(5)
+        for cached in (False, True):
+            generator = vml.open(configuration, calls, cached=cached)
+            whole = generator.read()
+            for count, by in ((2, None), (3, None), (9, None), (2, "sequence")):
+                shards = [generator.shard(i, count, by=by) for i in range(count)]
+                parts = [in_child(shard.read) for shard in shards if shard.count()[0] != 0]
+                self.assertEqual(len(parts), min(count, 5))
+                joined = vml.Batch(*map(numpy.concatenate, zip(*parts)))
+                self.assertEqual(joined.first.sum(), 5)
+                order = (lambda array: array) if by is None else (lambda array: numpy.sort(array, axis=0))
+                numpy.testing.assert_array_equal(order(joined.inputs), order(whole.inputs))
+                numpy.testing.assert_array_equal(order(joined.targets), order(whole.targets))
+        for name in ("call0.wav", "call1.wav"):
+            with open(self.path(name), "r+b") as recording:
+                recording.write(b"none" * 100)
+        with self.assertNoLogs("quillcast", "WARNING"):  # the second half does not touch what is in the first
+            self.assertEqual(generator.shard(1, 2).read().first.sum(), 3)
 
 
 class Process(Case):
