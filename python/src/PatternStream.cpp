@@ -140,7 +140,8 @@ bool PatternStream::takeInput(DataGenerator& io_generator) const
     list.m_classes = set.findClasses(list.m_vFilenames);
     list.m_vFilenames = StringVector(itFirst + static_cast<std::ptrdiff_t>(uiFirst),
                                      itFirst + static_cast<std::ptrdiff_t>(uiEnd));
-    list.m_place = uiFirst == 0 ? RecordingList::Place::FIRST_PART : RecordingList::Place::LATER_PART;
+    list.m_place =
+        m_recipe.m_uiShare == 0 ? RecordingList::Place::FIRST_PART : RecordingList::Place::LATER_PART;
     return set.setRecordings(list);
 }
 

@@ -148,6 +148,8 @@ class Page:
 
 
 class DocumentsTest(unittest.TestCase):
+    maxDiff = None
+
     def follow(self, name, least_blocks):
         with tempfile.TemporaryDirectory() as folder:
             page = Page(name, folder)

@@ -18,6 +18,7 @@ import wave
 
 BUILD = os.path.abspath(sys.argv.pop()) if len(sys.argv) > 1 else ""
 NAME = "vexalor-machine-learning"
+PYTHON = "python3-vexalor-ml"
 
 
 def output(*command, **options):
@@ -56,6 +57,8 @@ class PackagesTest(unittest.TestCase):
                   "lib%s-dev" % NAME: r"/usr/include/.*\.h|/usr/lib/[^/]+/(lib[\w-]+\.so|cmake/.*|pkgconfig/.*)",
                   "%s-tools" % NAME: r"/usr/bin/ml-[a-z]+|/usr/share/(man|bash-completion|zsh|%s)/.*" % NAME,
                   "%s-doc" % NAME: "/usr/share/doc/%s-doc/.*" % NAME}
+        if os.path.isdir(os.path.join(BUILD, "python", "vexalor_ml")):
+            places[PYTHON] = "/usr/lib/python3/dist-packages/vexalor_ml/.*|/usr/share/doc/%s/examples/.*" % PYTHON
         own = {}
         for prefix, place in places.items():
             listed = output("dpkg-deb", "-c", self.find(prefix))
@@ -103,6 +106,20 @@ class PackagesTest(unittest.TestCase):
         result = self.run_program("ml-classify", "--script", "dtmf", recording, cwd=self.folder)
         self.assertGreater(len(result.splitlines()), 30)
         self.assertIn("ml-tester", self.run_program("ml-tester", "--version"))
+
+    def test_the_commands_of_the_readme(self):
+        """Those after the first, which installs; tools/try_packages does that, too."""
+        with open(os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "README.md"), encoding="utf-8") as page:
+            section = page.read().split("## From the packages to a detector\n")[1].split("\n## ")[0]
+        install, *commands = "".join(re.findall(r"```sh\n(.*?)```", section, re.DOTALL)).splitlines()
+        self.assertTrue(install.startswith("sudo apt install"))
+        environment = {"PATH": os.path.join(self.root, "usr/bin") + ":/usr/bin:/bin", "LD_LIBRARY_PATH": self.libraries,
+                       "PYTHONDONTWRITEBYTECODE": "1"}
+        printed = [output("sh", "-c", command.replace("/usr/share/", self.root + "/usr/share/"), cwd=self.folder, env=environment)
+                   for command in commands]
+        wrong, windows = map(int, re.search(r"classification-error = (\d+)/(\d+)", printed[-2]).groups())
+        self.assertLess(wrong, windows / 20)
+        self.assertRegex(printed[-1], r"(?m)^\d+\.\d+\t\d+\.\d+\tVOICE$")
 
     def test_lintian_finds_no_error(self):
         if shutil.which("lintian") is None:
