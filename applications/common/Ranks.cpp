@@ -1,6 +1,7 @@
 #include "common/Ranks.h"
 
 #include "quillcast-core/ConsoleLog.h"
+#include "quillcast-core/FileReplacer.h"
 #include "quillcast-infra/DynLibsLoader.h"
 
 #include <algorithm>
@@ -124,6 +125,7 @@ void Ranks::findOthers()
     m_iRank = m_pTransport->getRank();
     m_iSize = m_pTransport->getSize();
     m_vPeers.resize(static_cast<std::size_t>(m_iSize));
+    FileReplacer::removeAbandoned();
     if (isFirst())
         findTerminal();
     else

@@ -4,6 +4,7 @@
 #include "common/ShareFile.h"
 
 #include <cstddef>
+#include <cstdint>
 #include <vector>
 
 namespace Vexalor::MachineLearning
@@ -12,10 +13,18 @@ namespace Vexalor::MachineLearning
 /// A part of a list of recordings that one process hands to another.
 struct RecordingPart : RecordingList
 {
+    std::vector<std::uint64_t> m_vSizes; ///< of the recordings in bytes, where the list was read
+
+    /// The same with the recordings from one place to another only.
+    RecordingPart cutOut(std::size_t in_uiFirst, std::size_t in_uiEnd) const;
+    /// False, with the reason logged, when a recording has another size here.
+    bool isSeenHere() const;
+
     template <class Self, class Bytes>
     static void exchange(Self& io_self, Bytes& io_bytes)
     {
-        io_bytes(io_self.m_strName, io_self.m_vFilenames, io_self.m_place, io_self.m_classes, io_self.m_pass);
+        io_bytes(io_self.m_strName, io_self.m_vFilenames, io_self.m_place, io_self.m_classes, io_self.m_pass,
+                 io_self.m_vSizes);
     }
 };
 

@@ -116,7 +116,7 @@ bool SetWatch::takeShare(const char* in_inputFile)
             return false;
         ByteReader reader(m_pRanks->getTask());
         reader(m_part);
-        return gotoPass(0);
+        return m_part.isSeenHere() && gotoPass(0);
     }
     std::vector<RecordingPart> vParts;
     if (!readParts(in_inputFile, m_shard->m_uiOf, vParts))

@@ -167,7 +167,11 @@ bool learnScalingTogether(const ScalingRequest& in_request, Ranks& io_ranks, con
     ByteReader(io_ranks.getTask())(task);
     std::size_t uiListed = 0;
     for (const RecordingPart& part : task.m_vParts)
+    {
+        if (!part.isSeenHere())
+            return false;
         uiListed += part.m_vFilenames.size();
+    }
     ScalingShare share;
     std::uint64_t uiPatterns = 0;
     const auto watch = [&](std::uint64_t in_uiPatterns)

@@ -4,6 +4,7 @@
 #include "MLFileSetDataGenerator.h"
 #include "MLScalingDataGenerator.h"
 #include "ml-config/JoinedDataGenerator.h"
+#include "quillcast-core/ConsoleLog.h"
 #include "quillcast-core/Logger.h"
 
 #include <algorithm>
@@ -106,6 +107,7 @@ bool readLists(const StringVector& in_vFiles, const FileSetDataGeneratorImpl& in
         RecordingPart& list = out_vLists.emplace_back();
         if (!list.read(strFile.c_str()))
             return false;
+        list.m_vSizes = getFileSizes(list.m_vFilenames);
         list.m_classes = in_set.findClasses(list.m_vFilenames);
         list.m_place = RecordingList::Place::LATER_PART; // which may have no recording that can be used
     }
@@ -119,19 +121,10 @@ ScalingTask cutOut(const std::vector<RecordingPart>& in_vLists, std::size_t in_u
     std::size_t uiBefore = 0;
     for (const RecordingPart& list : in_vLists)
     {
-        const StringVector& vFilenames = list.m_vFilenames;
-        const auto findPlace = [&](std::size_t in_uiPlace)
-        {
-            const std::size_t uiPlace = std::clamp(in_uiPlace, uiBefore, uiBefore + vFilenames.size());
-            return vFilenames.begin() + static_cast<std::ptrdiff_t>(uiPlace - uiBefore);
-        };
-        RecordingPart part;
-        part.m_strName = list.m_strName;
-        part.m_vFilenames.assign(findPlace(in_uiFirst), findPlace(in_uiEnd));
-        part.m_place = list.m_place;
-        part.m_classes = list.m_classes;
-        uiBefore += vFilenames.size();
-        task.m_vParts.push_back(std::move(part));
+        const std::size_t uiAfter = uiBefore + list.m_vFilenames.size();
+        task.m_vParts.push_back(list.cutOut(std::clamp(in_uiFirst, uiBefore, uiAfter) - uiBefore,
+                                            std::clamp(in_uiEnd, uiBefore, uiAfter) - uiBefore));
+        uiBefore = uiAfter;
     }
     return task;
 }
@@ -200,9 +193,8 @@ bool readScalingTasks(const ScalingRequest& in_request, std::size_t in_uiShares,
     std::vector<std::uint64_t> vSizes;
     for (const RecordingPart& list : vLists)
     {
-        const std::vector<std::uint64_t> vOfList = getFileSizes(list.m_vFilenames);
-        io_job.addList(list.m_vFilenames, vOfList);
-        vSizes.insert(vSizes.end(), vOfList.begin(), vOfList.end());
+        io_job.addList(list.m_vFilenames, list.m_vSizes);
+        vSizes.insert(vSizes.end(), list.m_vSizes.begin(), list.m_vSizes.end());
     }
     const std::vector<std::size_t> vStarts = findShares(vSizes, in_uiShares);
     for (std::size_t i = 0; i < in_uiShares; ++i)
@@ -230,6 +222,7 @@ bool sumUp(const ScalingRequest& in_request, const ScalingTask& in_task, const S
                 QC_ERROR("The data set stopped before its end, in " << strFilename);
                 return false;
             }
+            ConsoleLog::settleErrors(); // of a recording that was skipped
             if (in_watch)
                 in_watch(out_share.m_vRecordings.back().m_uiPatterns);
         }

@@ -18,6 +18,7 @@ namespace
 {
 
 constexpr const char* MPIRUN = "/usr/bin/mpirun";
+constexpr const char* FAULTS = QC_BINARY_DIR "/lib/libfile-faults.so";
 
 class RanksTest
     : public testing::Test
@@ -34,15 +35,35 @@ protected:
         setenv("ASAN_OPTIONS", "detect_leaks=0", 1); // Open MPI leaves some
     }
 
+    static std::string pathOf(const char* in_program)
+    {
+        return std::string(QC_BINARY_DIR "/bin/") + in_program;
+    }
+
     CommandResult runTogether(int in_iRanks, const char* in_program, const Arguments& in_vArguments,
                               int in_iExit = 0) const
     {
+        return start(Arguments{"-n", std::to_string(in_iRanks), pathOf(in_program)} + in_vArguments,
+                     in_iExit);
+    }
+
+    /// Two ranks, of which the second one is started otherwise.
+    CommandResult runUnlike(const Arguments& in_vSecond, const char* in_program,
+                            const Arguments& in_vArguments, int in_iExit) const
+    {
+        const Arguments COMMAND = Arguments{pathOf(in_program)} + in_vArguments;
+        return start(Arguments{"-n", "1"} + COMMAND + Arguments{":", "-n", "1"} + in_vSecond + COMMAND,
+                     in_iExit);
+    }
+
+    const Arguments CONVERT = {"--datagen-config", "set.xml", "--input-file",  "set.lst",
+                               "--output-type",    "binary",  "--output-file", "out"};
+
+    CommandResult start(const Arguments& in_vArguments, int in_iExit) const
+    {
         const CommandResult result = Vexalor::Testing::runCommand(
-            Arguments{MPIRUN, "--oversubscribe", "--bind-to", "none", "-n", std::to_string(in_iRanks),
-                      std::string(QC_BINARY_DIR "/bin/") + in_program} +
-                in_vArguments,
-            m_folder.path());
-        EXPECT_EQ(result.m_iExit, in_iExit) << in_program << ' ' << result.m_strErr;
+            Arguments{MPIRUN, "--oversubscribe", "--bind-to", "none"} + in_vArguments, m_folder.path());
+        EXPECT_EQ(result.m_iExit, in_iExit) << result.m_strErr;
         return result;
     }
 
@@ -108,16 +129,104 @@ TEST_F(RanksTest, ScalingIsThatOfShares)
 TEST_F(RanksTest, ConversionsAreThoseOfOneProcess)
 {
     makeList("tone-set", "SF:1000,SF:1400,SF:3000");
-    const Arguments CONVERT = {"--datagen-config", "set.xml", "--input-file", "set.lst",
-                               "--output-type",    "binary",  "--output-file"};
-    run("ml-convert", CONVERT + Arguments{"whole"});
+    run("ml-convert", CONVERT);
+    const std::string strWhole = readFile(m_folder.path("out"));
     for (const int iRanks : {1, 3, 8})
     {
-        runTogether(iRanks, "ml-convert", CONVERT + Arguments{"joined"});
-        EXPECT_EQ(readFile(m_folder.path("joined")), readFile(m_folder.path("whole"))) << iRanks;
+        std::filesystem::remove(m_folder.path("out"));
+        runTogether(iRanks, "ml-convert", CONVERT);
+        EXPECT_EQ(readFile(m_folder.path("out")), strWhole) << iRanks;
     }
-    run("ml-convert", CONVERT + Arguments{"split", "--split-size", "0"});
-    runTogether(2, "ml-convert", CONVERT + Arguments{"together", "--split-size", "0"});
-    EXPECT_EQ(readFile(m_folder.path("together.2")), readFile(m_folder.path("split.2")));
+    run("ml-convert", CONVERT + Arguments{"--split-size", "0"});
+    std::filesystem::rename(m_folder.path("out.2"), m_folder.path("whole.2"));
+    runTogether(2, "ml-convert", CONVERT + Arguments{"--split-size", "0"});
+    EXPECT_EQ(readFile(m_folder.path("out.2")), readFile(m_folder.path("whole.2")));
+    EXPECT_EQ(listFiles("\\.new-.*"), "");
+}
+
+TEST_F(RanksTest, AMistakeIsToldOnce)
+{
+    makeList("low-memory-audio-set", "VOICE,OTHER");
+    const std::string strConfiguration = readFile(m_folder.path("set.xml"));
+    m_folder.write("cut.xml", strConfiguration.substr(0, strConfiguration.size() / 2));
+    struct Case
+    {
+        const char* m_program;
+        Arguments m_vArguments;
+        int m_iExit;
+        const char* m_message;
+    };
+    const Case CASES[] = {
+        {"ml-convert",
+         {"--datagen-config", "cut.xml", "--input-file", "set.lst", "--output-type", "binary",
+          "--output-file", "out"},
+         1,
+         "ERROR: ml-convert: cut.xml: line 35, element 'FeatureComputer': the end tag is missing"},
+        {"ml-tester", TEST + Arguments{"--report", "out", "--output-log", "log"}, 2,
+         "ERROR: ml-tester: option '--output-log' is not for ranks"},
+        {"ml-tester", DATA + Arguments{"--network", "no-net"}, 1, "ERROR: Cannot read network file no-net: "},
+        {"ml-config",
+         {"learn-scaling", "out", "--data-gen-config", "set.xml", "--data-gen-filename", "no.lst"},
+         1,
+         "ERROR: Cannot read audio set no.lst: "},
+    };
+    for (const Case& mistake : CASES)
+    {
+        const std::string strErr =
+            runTogether(3, mistake.m_program, mistake.m_vArguments, mistake.m_iExit).m_strErr;
+        const std::size_t uiPlace = strErr.find(mistake.m_message);
+        EXPECT_NE(uiPlace, std::string::npos) << strErr;
+        EXPECT_EQ(strErr.find(mistake.m_message, uiPlace + 1), std::string::npos) << strErr;
+        EXPECT_FALSE(std::filesystem::exists(m_folder.path("out")));
+    }
+    EXPECT_EQ(runTogether(2, "ml-tester", {"--help"}).m_strOut, run("ml-tester", {"--help"}).m_strOut);
+}
+
+TEST_F(RanksTest, WhatFailsOneRankFailsAll)
+{
+    makeList("low-memory-audio-set", "VOICE,OTHER");
+    m_folder.write("out", "earlier");
+    const auto expectFailure = [&](const Arguments& in_vSecond, const char* in_program,
+                                   const Arguments& in_vArguments, const char* in_message)
+    {
+        const std::string strErr = runUnlike(in_vSecond, in_program, in_vArguments, 1).m_strErr;
+        EXPECT_THAT(strErr,
+                    testing::ContainsRegex(std::string("rank 1 of 2, on [^,]+, failed: .*") + in_message));
+        EXPECT_EQ(readFile(m_folder.path("out")), "earlier");
+        EXPECT_EQ(listFiles("\\.new-.*"), "");
+    };
+    const Arguments LEARN = Arguments{"learn-scaling", "out"} + DATA;
+    const std::string strOther = m_folder.path("other");
+    const Arguments ELSEWHERE = {"-wdir", strOther};
+    std::filesystem::create_directory(strOther);
+    expectFailure(ELSEWHERE, "ml-convert", CONVERT, "set.xml");
+    m_folder.write("other/set.xml", readFile(m_folder.path("set.xml")) + "<!-- another -->");
+    expectFailure(ELSEWHERE, "ml-config", LEARN, "configuration, network or scripts are others here");
+    m_folder.write("other/set.xml", readFile(m_folder.path("set.xml")));
+    expectFailure(ELSEWHERE, "ml-config", LEARN, "Recording [cd].wav has 0 bytes here, but ");
+    if (std::filesystem::exists(FAULTS)) // not in sanitized builds
+        expectFailure({"env", std::string("LD_PRELOAD=") + FAULTS, "QC_FAULT_FOLDER=" + m_folder.path(),
+                       "QC_FAULT_OPERATION=write", "QC_FAULT_NUMBER=1", "QC_FAULT_REPORT=/dev/null"},
+                      "ml-convert", CONVERT, "Conversion stopped after ");
+}
+
+TEST_F(RanksTest, AKilledRankEndsAllAndTheNextRunRemovesWhatItLeft)
+{
+    makeList("low-memory-audio-set", "VOICE,OTHER");
+    std::string strList;
+    for (int i = 0; i < 20000; ++i)
+        strList += "e.wav\n";
+    const std::string strShort = readFile(m_folder.path("set.lst"));
+    m_folder.write("set.lst", strList);
+    // Until it writes: the folder has a temporary file of each rank then.
+    const Arguments KILLED = {"/bin/sh", "-c",
+                              "\"$@\" & while [ $(ls -A | grep -c ^.new-) -lt 2 ]; do sleep 0.1; done; "
+                              "kill -9 $!; wait $!",
+                              "sh"};
+    const CommandResult killed = runUnlike(KILLED, "ml-convert", CONVERT, 137);
+    EXPECT_FALSE(std::filesystem::exists(m_folder.path("out")));
+    EXPECT_NE(listFiles("\\.new-.*"), "");
+    m_folder.write("set.lst", strShort);
+    runTogether(2, "ml-convert", CONVERT);
     EXPECT_EQ(listFiles("\\.new-.*"), "");
 }

@@ -12,6 +12,7 @@
 #include <log4cplus/spi/filter.h>
 #include <log4cplus/spi/loggingevent.h>
 #include <mutex>
+#include <sstream>
 #include <vector>
 
 namespace Vexalor
@@ -98,7 +99,10 @@ protected:
         if (m_bLimited && !admit(in_event))
             return;
         callHook();
-        ConsoleAppender::append(in_event);
+        // At once: several processes may write to one console.
+        std::ostringstream text;
+        layout->formatAndAppend(text, in_event);
+        (m_bStdErr ? std::cerr : std::cout) << text.str() << std::flush;
         if (!m_bStdErr)
             return;
         const std::lock_guard<std::mutex> lock(memory().m_mutex);

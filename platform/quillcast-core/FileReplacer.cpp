@@ -8,7 +8,9 @@
 #include <cstdio>
 #include <fcntl.h>
 #include <filesystem>
+#include <sys/file.h>
 #include <sys/stat.h>
+#include <sys/utsname.h>
 #include <system_error>
 #include <unistd.h>
 #include <utility>
@@ -25,12 +27,54 @@ constexpr int MOST_ATTEMPTS = 100;
 constexpr int MOST_LINKS = 40;      ///< that are followed, as by the system
 constexpr std::size_t NB_SLOTS = 8; ///< temporary files at a time that a signal removes
 
-/// A name that no other replacer of this machine uses now, short enough wherever the target's own is.
+/// What names of temporary files of this machine begin with.
+std::string getPrefix()
+{
+    utsname machine = {};
+    return std::string(".new-") + (uname(&machine) == 0 ? machine.nodename : "") + "-";
+}
+
+/// A name that no other replacer uses now, short enough wherever the target's own is.
 std::string temporaryName(const std::string& in_strTarget)
 {
     static std::atomic<unsigned int> s_uiCounter{0};
     const std::filesystem::path folder = std::filesystem::path(in_strTarget).parent_path();
-    return (folder / (".new-" + std::to_string(getpid()) + "-" + std::to_string(++s_uiCounter))).string();
+    return (folder / (getPrefix() + std::to_string(getpid()) + "-" + std::to_string(++s_uiCounter))).string();
+}
+
+/// With a descriptor of the file, when nobody has locked it.
+bool isAbandoned(int in_iDescriptor)
+{
+    return in_iDescriptor >= 0 && flock(in_iDescriptor, LOCK_EX | LOCK_NB) == 0;
+}
+
+/// Also what was written under a temporary name with a number behind it.
+void removeWithParts(const std::string& in_strTemporary)
+{
+    unlink(in_strTemporary.c_str());
+    for (unsigned int ui = 1; unlink((in_strTemporary + '.' + std::to_string(ui)).c_str()) == 0; ++ui)
+        continue;
+}
+
+void removeAbandonedIn(const std::filesystem::path& in_folder)
+{
+    const std::string strPrefix = getPrefix();
+    std::error_code error;
+    std::filesystem::directory_iterator itEntry(in_folder, error);
+    for (; !error && itEntry != std::filesystem::directory_iterator(); itEntry.increment(error))
+    {
+        const std::string strName = itEntry->path().filename().string();
+        const std::size_t uiNumbers = std::min(strPrefix.size(), strName.size());
+        if (!strName.starts_with(strPrefix) ||
+            strName.find_first_not_of("0123456789-", uiNumbers) != std::string::npos)
+            continue;
+        const int iDescriptor =
+            ::open(itEntry->path().c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK);
+        if (isAbandoned(iDescriptor))
+            removeWithParts(itEntry->path().string());
+        if (iDescriptor >= 0)
+            close(iDescriptor);
+    }
 }
 
 } // namespace
@@ -45,6 +89,8 @@ struct FileReplacer::Slot
     static Slot s_slots[NB_SLOTS];
     static void removeAllAndEnd(int in_iSignal);
 };
+
+bool FileReplacer::s_bRemoveAbandoned = false;
 
 FileReplacer::Slot FileReplacer::Slot::s_slots[NB_SLOTS];
 
@@ -109,7 +155,25 @@ FileReplacer::~FileReplacer()
         close(m_iDescriptor);
     if (m_bPending && !isDirect())
         unlink(m_strTemporary.c_str());
+    unlock();
     withdraw();
+}
+
+/// False when somebody else came between. File systems without locks do without.
+bool FileReplacer::lock()
+{
+    if (flock(m_iDescriptor, LOCK_EX | LOCK_NB) != 0)
+        return errno != EWOULDBLOCK;
+    struct stat status = {};
+    m_iLock = fcntl(m_iDescriptor, F_DUPFD_CLOEXEC, 0);
+    return fstat(m_iDescriptor, &status) != 0 || status.st_nlink > 0;
+}
+
+void FileReplacer::unlock()
+{
+    const int iLock = std::exchange(m_iLock, -1);
+    if (iLock >= 0)
+        close(iLock);
 }
 
 /// Keeps the system's reason for what just failed.
@@ -171,6 +235,8 @@ bool FileReplacer::open()
 
 bool FileReplacer::createBeside(unsigned int in_uiMode, bool in_bKeepMode)
 {
+    if (s_bRemoveAbandoned)
+        removeAbandonedIn(std::filesystem::path(m_strTarget).parent_path());
     for (int i = 0; i < MOST_ATTEMPTS && m_iDescriptor < 0; ++i)
     {
         withdraw();
@@ -179,6 +245,10 @@ bool FileReplacer::createBeside(unsigned int in_uiMode, bool in_bKeepMode)
         m_iDescriptor = ::open(m_strTemporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, in_uiMode);
         if (m_iDescriptor < 0 && errno != EEXIST)
             return fail();
+        if (m_iDescriptor < 0 || lock())
+            continue;
+        close(std::exchange(m_iDescriptor, -1));
+        unlock();
     }
     m_bPending = m_iDescriptor >= 0;
     if (!m_bPending || (in_bKeepMode && fchmod(m_iDescriptor, in_uiMode) != 0))
@@ -231,6 +301,7 @@ bool FileReplacer::commit()
     if (!isDirect() && std::rename(m_strTemporary.c_str(), m_strTarget.c_str()) != 0)
         return fail();
     m_bPending = false;
+    unlock();
     withdraw();
     return true;
 }

@@ -42,6 +42,11 @@ public:
     /// remove the temporary files of this process first.
     static void removeOnSignals();
 
+    /// For programs: from now on a temporary file is created only after those in its folder were removed that
+    /// processes of this machine have left which were killed. A temporary file of a process that lives is
+    /// locked.
+    static void removeAbandoned() { s_bRemoveAbandoned = true; }
+
     const std::string& getPath() const { return m_strPath; }
     /// Why the last operation failed, without the path.
     const std::string& getReason() const { return m_strReason; }
@@ -56,8 +61,12 @@ private:
     bool prepare();
     bool followLinks();
     bool createBeside(unsigned int in_uiMode, bool in_bKeepMode);
+    bool lock();
+    void unlock();
     bool bringToDisk();
     bool closeDescriptor();
+
+    static bool s_bRemoveAbandoned;
 
     std::string m_strPath;
     std::string m_strTarget;
@@ -65,6 +74,7 @@ private:
     std::string m_strReason;
     Slot* m_pSlot = nullptr; ///< where a signal finds the temporary file
     int m_iDescriptor = -1;
+    int m_iLock = -1; ///< a second one, which keeps the file locked
     bool m_bFailed = false;
     bool m_bPending = false;
 };

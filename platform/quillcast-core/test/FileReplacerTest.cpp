@@ -162,3 +162,30 @@ TEST(FileReplacerTest, SignalsThatEndTheProcessLeaveNoTemporaryFile)
         EXPECT_EQ(readFile(strPath), "old");
     }
 }
+
+TEST(FileReplacerTest, WhatKilledProcessesLeftIsFoundAndWhatOthersWriteStays)
+{
+    const TempDir folder;
+    const std::string strPath = folder.path("file");
+    const pid_t child = fork();
+    if (child == 0)
+    {
+        FileReplacer replacer(strPath);
+        FileReplacer byName(strPath);
+        if (replacer.open() && byName.openNameOnly())
+            std::ofstream(byName.getTemporaryPath() + ".1") << "a part";
+        raise(SIGKILL);
+    }
+    ASSERT_EQ(waitpid(child, nullptr, 0), child);
+    ASSERT_EQ(countEntries(folder), 3);
+    folder.write(".new-of-a-user", "");
+    FileReplacer living(strPath);
+    FileReplacer livingByName(strPath);
+    ASSERT_TRUE(living.open() && livingByName.openNameOnly());
+    EXPECT_EQ(countEntries(folder), 6);
+    FileReplacer::removeAbandoned();
+    FileReplacer next(strPath);
+    ASSERT_TRUE(next.open());
+    EXPECT_EQ(countEntries(folder), 4);
+    EXPECT_TRUE(living.commit() && livingByName.commit() && next.commit());
+}
