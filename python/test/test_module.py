@@ -491,6 +491,23 @@ class Recordings(Case):
         for wrong in ("ABC", ("A", "0", 1), (1, 0, 1), ("A", 0, 1, 2), None):
             self.assertRaises(TypeError, vml.write_annotations, file, [wrong])
 
+    def test_files_of_labels(self):
+        labels = [vml.Annotation("VOICE", 0.25, 0.5), vml.Annotation("\u00e9\u4e2d", 1.0, 2.5)]
+        for name, form in (("a.txt", None), ("a.TextGrid", None), ("a.rttm", None), ("a.csv", None), ("a.json", None), ("b", "csv")):
+            vml.write_labels(self.path(name), labels, format=form, seconds=4)
+            found = vml.read_labels(self.path(name), format=form)
+            self.assertEqual([label for label in found if label.label], labels, name)
+        self.assertRaisesRegex(vml.Error, "cannot be a field of RTTM", vml.write_labels, self.path("a.rttm"), [("a b", 0, 1)])
+        self.assertRaisesRegex(ValueError, "text, textgrid", vml.read_labels, self.path("b"))
+        self.assertRaises(ValueError, vml.write_labels, self.path("a.csv"), labels, format="xls")
+        self.assertRaises(TypeError, vml.write_labels, self.path("a.csv"), [None])
+        with open(self.path("bad.txt"), "w", encoding="ascii") as text:
+            text.write("0\t1\tVOICE\nnone\n")
+        self.assertRaisesRegex(vml.Error, "bad.txt: line 2", vml.read_labels, self.path("bad.txt"))
+        self.assertRaisesRegex(vml.Error, "none.csv", vml.read_labels, self.path("none.csv"))
+        recording = write_recording(self.path("call.wav"))
+        self.assertRaisesRegex(vml.Error, "call.wav", vml.write_labels, recording, labels, format="csv")
+
     def test_a_detector_from_recordings_to_a_stream(self):
         configuration, calls = self.write_set(2)
         self.program("ml-train", "--data-gen-config", configuration, "--data-gen-filename", calls, "--detector", "tone.detector",
