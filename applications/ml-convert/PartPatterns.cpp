@@ -1,5 +1,6 @@
 #include "ml-convert/PartPatterns.h"
 
+#include "quillcast-core/Assertion.h"
 #include "quillcast-core/Logger.h"
 
 namespace Vexalor::MachineLearning
@@ -53,7 +54,7 @@ bool PartPatterns::gotoStart()
     m_pCurrent = {};
     m_bFirst = true;
     m_bClean = true;
-    return m_pEntityToReset.isNull() || m_pEntityToReset->reset();
+    return QC_CHECK(m_pEntityToReset.isNull() || m_pEntityToReset->reset());
 }
 
 bool PartPatterns::openFile()
@@ -68,22 +69,36 @@ bool PartPatterns::generateNext()
 {
     while (!atEnd())
     {
-        m_bClean = m_bClean && (!m_pCurrent.isNull() || openFile());
-        if (m_bClean && m_pCurrent->generateNext())
+        const bool bOpen = !m_pCurrent.isNull() || openFile();
+        if (bOpen && m_pCurrent->generateNext())
             break;
-        m_bClean = m_bClean && m_pCurrent->endedCleanly();
-        m_uiCurrent = m_bClean ? m_uiCurrent + 1 : m_vFiles.size();
+        if (!bOpen || !m_pCurrent->endedCleanly())
+        {
+            stop();
+            break;
+        }
+        ++m_uiCurrent;
         m_pCurrent = {};
     }
     const bool bMarked = m_pMark->isPending() && !m_bFirst;
     m_pMark->clear();
     m_bFirst = false;
-    return !atEnd() && (!bMarked || m_pEntityToReset.isNull() || m_pEntityToReset->reset());
+    if (!atEnd() && bMarked && !m_pEntityToReset.isNull() && !QC_CHECK(m_pEntityToReset->reset()))
+        stop();
+    return !atEnd();
+}
+
+/// Before the end of the patterns.
+void PartPatterns::stop()
+{
+    m_bClean = false;
+    m_uiCurrent = m_vFiles.size();
+    m_pCurrent = {};
 }
 
 std::ostream& PartPatterns::dumpStatus(std::ostream& out_stream)
 {
-    return atEnd() ? out_stream : m_pCurrent->dumpStatus(out_stream);
+    return m_pCurrent.isNull() ? out_stream : m_pCurrent->dumpStatus(out_stream);
 }
 
 Fallible<double> PartPatterns::getShareRead() const

@@ -56,10 +56,13 @@ public:
     bool gotoStart() override;
     bool generateNext() override;
     bool atEnd() const override { return m_uiCurrent == m_vFiles.size(); }
-    bool getInput(DoubleVector& out_vInput) override { return !atEnd() && m_pCurrent->getInput(out_vInput); }
+    bool getInput(DoubleVector& out_vInput) override
+    {
+        return !m_pCurrent.isNull() && m_pCurrent->getInput(out_vInput);
+    }
     bool getTarget(DoubleVector& out_vTarget) override
     {
-        return !atEnd() && m_pCurrent->getTarget(out_vTarget);
+        return !m_pCurrent.isNull() && m_pCurrent->getTarget(out_vTarget);
     }
     std::ostream& dumpStatus(std::ostream& out_stream) override;
     bool endedCleanly() const override { return m_bClean; }
@@ -70,10 +73,11 @@ public:
 private:
     bool addShare(const ShareFile& in_share, const std::string& in_strFilename, std::size_t in_uiPass);
     bool openFile();
+    void stop();
 
     StringVector m_vFiles;
     std::size_t m_uiCurrent = 0;
-    CountedObjPtr<BinaryFileDataGenerator> m_pCurrent; ///< null: not open yet
+    CountedObjPtr<BinaryFileDataGenerator> m_pCurrent; ///< null: not open yet, or at the end
     CountedObjPtr<DataConverter::MyResettable> m_pMark{new DataConverter::MyResettable};
     Handle<Resettable, ReferenceCount> m_pEntityToReset;
     bool m_bFirst = true; ///< no pattern was delivered yet
