@@ -39,6 +39,16 @@ StringVector getListedNames(const variables_map& in_map, const char* in_option)
     return vNames;
 }
 
+StringVector getClassNames(const variables_map& in_map)
+{
+    StringVector vNames = getListedNames(in_map, CLASS_NAMES_OPTION);
+    for (auto itName = vNames.begin(); itName != vNames.end(); ++itName)
+        if (std::find(vNames.begin(), itName, *itName) != itName)
+            throw CommandLineError(std::string("option '--") + CLASS_NAMES_OPTION + "' names '" + *itName +
+                                   "' twice");
+    return vNames;
+}
+
 void addClassNamesOption(options_description& io_options)
 {
     io_options.add_options()(

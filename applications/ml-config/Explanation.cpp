@@ -171,12 +171,15 @@ void printExplanation(std::ostream& out_stream, const ArchiveElement& in_root,
         out_stream << strLine << '\n';
     };
     visit(in_root, nullptr, "", 0, print);
-    out_stream << "Remarks\n";
+    StringVector vRemarks;
     if (!in_outlook.m_strPatterns.empty())
-        out_stream << "- " << in_outlook.m_strPatterns << '\n';
+        vRemarks.push_back(in_outlook.m_strPatterns);
     for (const StringVector* pRemarks : {&in_outlook.m_vWarnings, &in_outlook.m_vRemarks})
-        for (const std::string& strRemark : *pRemarks)
-            out_stream << "- " << toPrintable(strRemark) << '\n';
+        vRemarks.insert(vRemarks.end(), pRemarks->begin(), pRemarks->end());
+    if (!vRemarks.empty())
+        out_stream << "Remarks\n";
+    for (const std::string& strRemark : vRemarks)
+        out_stream << "- " << toPrintable(strRemark) << '\n';
 }
 
 std::string makeComment(const ArchiveElement& in_root)

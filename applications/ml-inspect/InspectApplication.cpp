@@ -100,7 +100,7 @@ void InspectApplication::takeSettings(const variables_map& in_map)
                              ? StringVector{""}
                              : in_map["data-gen-filename"].as<StringVector>();
     data.m_bValidate = isSwitchOn(in_map, "validate");
-    data.m_vClassNames = getListedNames(in_map, CLASS_NAMES_OPTION);
+    data.m_vClassNames = getClassNames(in_map);
     m_strJson = getString(in_map, "json");
     m_strPage = getString(in_map, "html");
     m_uiLeastPatterns = getCount(in_map, "least-patterns", 0, std::numeric_limits<std::uint32_t>::max());

@@ -329,8 +329,10 @@ void TesterApplication::warnOfMissingLabels()
     };
     if (statistics.m_all.m_uiPatterns > 0 &&
         std::none_of(statistics.m_vRows.begin(), statistics.m_vRows.end(), hasEvents))
-        QC_WARN("No annotation of any class in " << m_description.m_strInput
-                                                 << ": every pattern was taken for OTHER");
+        QC_WARN("No annotation of any class in "
+                << m_description.m_strInput
+                << ": every pattern was taken for OTHER; labels beside a recording "
+                   "are read by ml-annotate import and label-copies");
 }
 
 void TesterApplication::compareDigest(const TrainingDigest& in_patterns) const

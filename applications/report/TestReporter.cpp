@@ -81,7 +81,7 @@ void TestReporter::takeOptions(const variables_map& in_map)
     const std::uint64_t uiTimelines =
         ApplicationImpl::getCount(in_map, TIMELINES_OPTION, 0, std::numeric_limits<std::uint32_t>::max());
     m_settings.m_uiTimelines = m_strFolder.empty() && !m_bPart ? 0 : uiTimelines;
-    m_settings.m_vClasses = getListedNames(in_map, CLASS_NAMES_OPTION);
+    m_settings.m_vClasses = getClassNames(in_map);
     m_guard.takeOption(in_map);
     m_extractor.takeOptions(in_map);
     for (const char* own : {JSON_NAME, PAGE_NAME})

@@ -165,7 +165,7 @@ TEST_F(ProgramsTest, BadInputOfTrainingIsAMessageAndLeavesTheEarlierNetwork)
         {{"--hold-out", "1"}, 2, "'--hold-out': 1 would leave no pattern to train on\n"},
         {{"--network", ""}, 2, "ERROR: a network file must be supplied\n"},
         {{"--data-gen-config", ""}, 2, "ERROR: a data generator configuration file must be supplied\n"},
-        {{"surplus"}, 2, "too many positional options"},
+        {{"surplus"}, 2, "command line: every file is the value of an option, see --help\n"},
     };
     for (const auto& badCase : CASES)
     {

@@ -321,7 +321,8 @@ TEST_F(RecordingSetsTest, TrainingTellsTheMistakesInItsData)
     for (const auto& [list, message] :
          {std::pair("speech.wav\nplain.wav\n", ""),
           std::pair("plain.wav\n",
-                    "WARN: No annotation of any class in set.lst: every pattern was taken for OTHER\n")})
+                    "WARN: No annotation of any class in set.lst: every pattern was taken for OTHER; "
+                    "labels beside a recording are read by ml-annotate import and label-copies\n")})
     {
         m_folder.write("set.lst", list);
         EXPECT_EQ(run("ml-tester", {"--data-gen-config", "set.xml", "--data-gen-filename", "set.lst",

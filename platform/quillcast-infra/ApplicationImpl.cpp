@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <array>
+#include <boost/program_options/errors.hpp>
 #include <boost/program_options/parsers.hpp>
 #include <charconv>
 #include <csignal>
@@ -291,6 +292,13 @@ bool ApplicationImpl::runGuarded(const std::function<bool()>& in_step)
     try
     {
         return in_step();
+    }
+    catch (const po::too_many_positional_options_error& error)
+    {
+        const bool bNone = m_strUsage.empty();
+        reportError(error.what() + std::string(bNone ? ": every file is the value of an option" : "") +
+                    ", see --help");
+        refuseCommand();
     }
     catch (const po::error& error)
     {

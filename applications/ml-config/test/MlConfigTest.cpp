@@ -247,8 +247,7 @@ TEST_F(MlConfigTest, ExplainsPlugIns)
               "      item 1 = 0.1\n"
               "      item 2 = -1\n"
               "    m_pOffset = RampConstantOffset\n"
-              "      m_dValue = 10 (default 0)\n"
-              "Remarks\n");
+              "      m_dValue = 10 (default 0)\n");
     EXPECT_EQ(run({"explain", GOLDENS + "RampGenerator.xml", "--no-plugins"}).m_iExit, 1);
 }
 

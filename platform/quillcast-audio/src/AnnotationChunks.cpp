@@ -6,6 +6,7 @@
 
 #include <cmath>
 #include <limits>
+#include <string_view>
 #include <utility>
 
 namespace Vexalor
@@ -15,6 +16,8 @@ namespace
 {
 
 constexpr std::uint32_t MAX_SAMPLE = std::numeric_limits<std::uint32_t>::max();
+
+constexpr std::string_view LIST_TYPE = "adtl";
 
 void appendChunk(std::string& io_strBytes, const char* in_id, const std::string& in_strData)
 {
@@ -111,16 +114,21 @@ void AnnotationChunks::append(const Annotation& in_annotation, std::uint32_t in_
         appendText(m_strTexts, "note", m_uiLastId, in_annotation.getNote());
 }
 
-std::string AnnotationChunks::getBytes() const
+/// A million annotations are many bytes: they are not copied.
+StringVector AnnotationChunks::takePieces()
 {
-    std::string strBytes;
     if (m_uiCount == 0)
-        return strBytes;
-    std::string strCues;
-    appendU32(strCues, m_uiCount);
-    appendChunk(strBytes, "cue ", strCues + m_strCues);
-    appendChunk(strBytes, "LIST", "adtl" + m_strTexts);
-    return strBytes;
+        return {};
+    std::string strCueHead = "cue ";
+    appendU32(strCueHead, static_cast<std::uint32_t>(m_strCues.size() + sizeof m_uiCount));
+    appendU32(strCueHead, std::exchange(m_uiCount, 0));
+    std::string strTextHead = "LIST";
+    appendU32(strTextHead, static_cast<std::uint32_t>(m_strTexts.size() + LIST_TYPE.size()));
+    strTextHead += LIST_TYPE;
+    StringVector vPieces;
+    for (std::string* pPiece : {&strCueHead, &m_strCues, &strTextHead, &m_strTexts})
+        vPieces.push_back(std::exchange(*pPiece, std::string()));
+    return vPieces;
 }
 
 } // namespace Vexalor

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "quillcast-audio/Annotation.h"
+#include "quillcast-core/StringVector.h"
 
 #include <cstdint>
 #include <set>
@@ -22,8 +23,9 @@ public:
     /// False, with getError set, for what cannot be stored.
     bool add(const Annotation& in_annotation, bool in_bMarker);
 
-    /// Both chunks with their headers; empty when nothing was added.
-    std::string getBytes() const;
+    /// Both chunks with their headers, in pieces that follow each other; none when nothing was added. Those
+    /// that were added are gone then.
+    StringVector takePieces();
 
     const std::string& getError() const { return m_strError; }
 

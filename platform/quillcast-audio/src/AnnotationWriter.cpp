@@ -69,7 +69,7 @@ private:
     FileReplacer& m_target;
     WavStructure m_structure;
     std::set<std::uint32_t> m_loopIds;
-    std::string m_strNewChunks;
+    StringVector m_vNewChunks;   ///< pieces that follow each other
     std::string m_strLongCounts; ///< of less audio: bytes and frames as "ds64" has them, empty for all of it
     std::string m_strFact;       ///< the frames as "fact" has them
     std::vector<IffChunk> m_vKept;
@@ -103,7 +103,7 @@ bool WavRewriter::buildChunks(const std::vector<Annotation>& in_vAnnotations,
     };
     if (!add(in_vAnnotations, false) || !add(in_vMarkers, true))
         return fail(chunks.getError());
-    m_strNewChunks = chunks.getBytes();
+    m_vNewChunks = chunks.takePieces();
     return true;
 }
 
@@ -146,7 +146,9 @@ bool WavRewriter::cutData(std::uint64_t in_uiFrames)
 
 bool WavRewriter::writeAll()
 {
-    std::uint64_t uiSize = RiffFile::HEADER_SIZE + m_strNewChunks.size();
+    std::uint64_t uiSize = RiffFile::HEADER_SIZE;
+    for (const std::string& strPiece : m_vNewChunks)
+        uiSize += strPiece.size();
     for (const IffChunk& chunk : m_vKept)
         uiSize += IffChunk::HEADER_SIZE + chunk.m_uiSize + chunk.m_uiSize % 2;
     if (!m_structure.getRiff().hasLongSizes() && uiSize - 8 > MAX_RIFF_SIZE)
@@ -158,7 +160,10 @@ bool WavRewriter::writeAll()
     for (const IffChunk& chunk : m_vKept)
         if (!writeChunk(chunk, uiSize))
             return false;
-    if (!write(m_strNewChunks) || !copy(m_uiChunksEnd, m_source.getSize()))
+    for (const std::string& strPiece : m_vNewChunks)
+        if (!write(strPiece))
+            return false;
+    if (!copy(m_uiChunksEnd, m_source.getSize()))
         return false;
     return m_target.commit() || fail(m_target.getReason());
 }
