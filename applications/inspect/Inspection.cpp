@@ -1,5 +1,7 @@
 #include "inspect/Inspection.h"
 
+#include "report/PatternSource.h"
+
 #include <algorithm>
 #include <iterator>
 #include <utility>
@@ -17,6 +19,9 @@ StringVector nameTargets(const StringVector& in_vNames, const Rows& in_vRows, st
 {
     if (in_vNames.size() == in_uiTargets)
         return in_vNames;
+    const StringVector vOfTones = PatternSource::getClassNamesOfTones();
+    if (in_vRows.size() > in_uiTargets && in_uiTargets == vOfTones.size())
+        return vOfTones; // the rows are the tones that are looked for, one after the other
     StringVector vNames;
     for (std::size_t i = 0; i < in_uiTargets; ++i)
         vNames.push_back(in_vRows.size() == in_uiTargets ? in_vRows[i].m_strClass

@@ -67,10 +67,15 @@ std::string PatternSource::getTone() const
     return m_pToneSet == nullptr ? "" : m_pToneSet->getCurrentTone();
 }
 
+StringVector PatternSource::getClassNamesOfTones()
+{
+    return {"tone", AudioClassStatistics::OTHER};
+}
+
 StringVector PatternSource::getClassNames() const
 {
     if (m_pToneSet != nullptr)
-        return {"tone", AudioClassStatistics::OTHER};
+        return getClassNamesOfTones();
     StringVector vNames;
     const auto* pSource = dynamic_cast<const AudioClassStatisticsSource*>(m_pCurrent);
     if (pSource == nullptr)

@@ -42,6 +42,8 @@ public:
     EventInterval getInterval() const;
     /// Of a set that passes over its recordings for each tone: that of the pass; empty otherwise.
     std::string getTone() const;
+    /// Names of the classes of such a set.
+    static StringVector getClassNamesOfTones();
     /// Names of the classes in the order of the target; empty when they are not known.
     StringVector getClassNames() const;
 

@@ -67,8 +67,12 @@ std::string makeFigures(const Json& in_report)
         strFigures +=
             Page::figure(ReportText::toFixed(curve["area"]["value"].get<double>(), 4),
                          "area under the curve, \u00b1" + ReportText::toNumber(curve["area"]["error"]));
-    strFigures += Page::figure(std::to_string(in_report["recordings"].size()),
-                               in_report["recordings"].size() == 1 ? "recording or file" : "recordings");
+    const Json& recordings = in_report["recordings"];
+    const bool bTones = !recordings.empty() && recordings[0].contains("tone");
+    strFigures +=
+        Page::figure(std::to_string(recordings.size()), bTones ? "recordings, each for each tone"
+                                                        : recordings.size() == 1 ? "recording or file"
+                                                                                 : "recordings");
     return "<div class=\"figures\">\n" + strFigures + "</div>\n";
 }
 
