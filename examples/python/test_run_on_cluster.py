@@ -4,28 +4,22 @@
 usage: test_run_on_cluster.py MODULE_FOLDER PROGRAMS_FOLDER. Exit status 77 where Dask is not installed.
 """
 
+import functools
 import os
-import subprocess
 import sys
 import tempfile
 
 HERE = os.path.dirname(os.path.abspath(__file__))
 MODULE, PROGRAMS = map(os.path.abspath, sys.argv[1:3])
 sys.path.insert(0, MODULE)
-from recordings import write_recording  # noqa: E402
+import support  # noqa: E402
 
 
 def main():
     with tempfile.TemporaryDirectory() as folder:
-        def run(*command):
-            environment = dict(os.environ, PYTHONPATH=MODULE)
-            done = subprocess.run(command, cwd=folder, env=environment, check=False, stdout=subprocess.PIPE, encoding="utf-8")
-            if done.returncode != 0:
-                sys.exit(done.returncode)
-            return done.stdout
-
+        run = functools.partial(support.run, folder)
         for i in range(5):
-            write_recording(os.path.join(folder, f"{i}.wav"), i, 2 + 2 * i)
+            support.write_recording(os.path.join(folder, f"{i}.wav"), i, 2 + 2 * i)
         with open(os.path.join(folder, "calls.lst"), "w", encoding="ascii") as lines:
             lines.writelines(f"{i}.wav\n" for i in range(5))
         program = lambda name: os.path.join(PROGRAMS, name)

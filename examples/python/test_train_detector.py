@@ -4,8 +4,8 @@
 usage: test_train_detector.py MODULE_FOLDER PROGRAMS_FOLDER. Exit status 77 where PyTorch is not installed.
 """
 
+import functools
 import os
-import subprocess
 import sys
 import tempfile
 
@@ -13,20 +13,14 @@ HERE = os.path.dirname(os.path.abspath(__file__))
 MODULE, PROGRAMS = map(os.path.abspath, sys.argv[1:3])
 sys.path.insert(0, MODULE)
 import vexalor_ml as vml  # noqa: E402
-from recordings import write_recording  # noqa: E402
+import support  # noqa: E402
 
 
 def main():
     with tempfile.TemporaryDirectory() as folder:
-        def run(*command):
-            environment = dict(os.environ, PYTHONPATH=MODULE)
-            done = subprocess.run(command, cwd=folder, env=environment, check=False, stdout=subprocess.PIPE, encoding="utf-8")
-            if done.returncode != 0:
-                sys.exit(done.returncode)
-            return done.stdout
-
+        run = functools.partial(support.run, folder)
         for i in range(4):
-            write_recording(os.path.join(folder, f"{i}.wav"), i, 10)
+            support.write_recording(os.path.join(folder, f"{i}.wav"), i, 10)
         with open(os.path.join(folder, "train.lst"), "w", encoding="ascii") as lines:
             lines.write("0.wav\n1.wav\n2.wav\n")
         program = lambda name: os.path.join(PROGRAMS, name)
