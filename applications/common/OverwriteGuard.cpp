@@ -29,6 +29,14 @@ bool isRecordingFile(const std::string& in_strFile)
            AudioFileReader::isRecording({beginning, sizeof beginning});
 }
 
+bool isSameFile(const std::string& in_strLeft, const std::string& in_strRight)
+{
+    namespace fs = std::filesystem;
+    std::error_code error;
+    const fs::path left = fs::weakly_canonical(fs::absolute(in_strLeft, error), error);
+    return !error && left == fs::weakly_canonical(fs::absolute(in_strRight, error), error);
+}
+
 void OverwriteGuard::addOption(options_description& io_options, const char* in_help)
 {
     io_options.add_options()(FORCE_OPTION, bool_switch(), in_help);

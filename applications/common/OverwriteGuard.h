@@ -11,6 +11,9 @@ namespace Vexalor
 /// True for a file that begins like a WAV recording.
 bool isRecordingFile(const std::string& in_strFile);
 
+/// True for two names of one file, which need not exist.
+bool isSameFile(const std::string& in_strLeft, const std::string& in_strRight);
+
 /// Keeps a program from destroying what its user did not mean: the file that it writes may be neither a
 /// recording nor one of its inputs, unless --force is given.
 ///

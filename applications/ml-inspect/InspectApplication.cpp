@@ -82,7 +82,7 @@ bool InspectApplication::processCmdlineVarsMap(const variables_map& in_map)
     takeSettings(in_map);
     if (m_share.m_data.m_strConfiguration.empty() && !m_shares.isJoin())
         QC_ERROR("a data generator configuration file must be supplied");
-    else if (!m_strJson.empty() && m_strJson == m_strPage)
+    else if (!m_strJson.empty() && !m_strPage.empty() && isSameFile(m_strJson, m_strPage))
         QC_ERROR("Options --json and --html name the same file");
     else
         return true;

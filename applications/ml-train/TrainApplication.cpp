@@ -80,7 +80,7 @@ bool TrainApplication::checkFiles(const variables_map& in_map) const
         QC_ERROR("Option --import trains nothing: it takes no --" << *itTraining);
     else if (m_strNetwork.empty() && m_strDetector.empty())
         QC_ERROR("a network file must be supplied");
-    else if (m_strNetwork == m_strDetector)
+    else if (isSameFile(m_strNetwork, m_strDetector))
         QC_ERROR("Network and detector are written into files of their own");
     else
         return true;

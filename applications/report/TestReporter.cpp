@@ -34,15 +34,6 @@ std::string getText(const variables_map& in_map, const char* in_option)
     return in_map.count(in_option) == 0 ? std::string() : in_map[in_option].as<std::string>();
 }
 
-/// Also where none of the folders is there yet.
-bool isSamePlace(const std::string& in_strLeft, const std::string& in_strRight)
-{
-    namespace fs = std::filesystem;
-    std::error_code error;
-    const fs::path left = fs::weakly_canonical(fs::absolute(in_strLeft, error), error);
-    return !error && left == fs::weakly_canonical(fs::absolute(in_strRight, error), error);
-}
-
 } // namespace
 
 void TestReporter::addOptions(options_description& io_options)
@@ -85,7 +76,7 @@ void TestReporter::takeOptions(const variables_map& in_map)
     m_guard.takeOption(in_map);
     m_extractor.takeOptions(in_map);
     for (const char* own : {JSON_NAME, PAGE_NAME})
-        if (!m_strFolder.empty() && isSamePlace(makePath(own), m_strLog))
+        if (!m_strFolder.empty() && isSameFile(makePath(own), m_strLog))
             throw CommandLineError("options --report and --output-log write the same file");
 }
 

@@ -164,7 +164,7 @@ TEST_F(InspectProgramTest, PatternFilesAndOutputs)
         int m_iExit = 1;
     } REFUSED[] = {
         {{"--json", "patterns.txt"}, "Not writing over patterns.txt: it is an input"},
-        {{"--json", "x", "--html", "x"}, "Options --json and --html name the same file", 2},
+        {{"--json", "x", "--html", "./x"}, "Options --json and --html name the same file", 2},
         {{"--class-names", "a"}, "Option --class-names names 1 classes, the targets have 2 values"},
         {{"--class-names", "a,a"}, "option '--class-names' names 'a' twice", 2},
         {{"--class-names", "a,"}, "option '--class-names': 'a,' has an empty name", 2},
