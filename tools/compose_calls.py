@@ -9,6 +9,9 @@ VOICE, OTHER (call tones) and SILENCE cover the call without gap or overlap.
 VOICE comes from the energy of the clean prompt and the place where it was put, so it stays true under noise. The
 ratio is measured over the VOICE samples of the call: power of the clean speech over power of the noise added there.
 
+--long-pauses has some of the pauses last for seconds, as when nobody speaks but the line is open: with short ones only, a
+detector never hears much noise at once.
+
 --speed plays the prompts of each call faster or slower, as one speed, so that few speakers sound like many: pitch and
 formants move together.
 
@@ -309,6 +312,13 @@ def add_call_tone(random, call, others):
         call.add_pause(off)
 
 
+def pause_after_prompt(random, long_pauses):
+    """Seconds: short inside what one speaker says, longer between turns, or for that share of them as long as one waits."""
+    if telephone_line.by_chance(random, long_pauses):
+        return random.uniform(3.0, 12.0)
+    return random.uniform(0.1, 0.6) if random.below(3) else random.uniform(0.8, 3.0)
+
+
 def compose(random, noises, prompts, seconds, snr, options):
     """One call of about that length; snr None leaves it clean."""
     call = Call()
@@ -317,7 +327,8 @@ def compose(random, noises, prompts, seconds, snr, options):
         call.noise = "%g dB %s" % (snr, kind)
     gain = 10.0 ** (random.uniform(-12.0, -3.0) / 20.0)
     speed = random.uniform(*options.speed) if options.speed else None
-    call.add_pause(random.uniform(0.3, 1.0))
+    begins_late = telephone_line.by_chance(random, options.long_pauses)
+    call.add_pause(random.uniform(1.0, 12.0) if begins_late else random.uniform(0.3, 1.0))
     while len(call.samples) < seconds * RATE or not call.intervals:
         if random.below(6) == 0:
             add_call_tone(random, call, options.other)
@@ -326,8 +337,7 @@ def compose(random, noises, prompts, seconds, snr, options):
             call.add_prompt(prompt.at_speed(speed), gain, "%s at speed %.3f" % (prompt.path, speed))
         else:
             call.add_prompt(prompt, gain, prompt.path)
-        # Short pauses inside what one speaker says, long ones between turns.
-        call.add_pause(random.uniform(0.1, 0.6) if random.below(3) else random.uniform(0.8, 3.0))
+        call.add_pause(pause_after_prompt(random, options.long_pauses))
     if options.line:
         telephone_line.add_room_by_chance(random, call, options)
     noise = noises.take(random, kind, len(call.samples), prompts)
@@ -398,6 +408,13 @@ def parse_number(name, text):
         raise ValueError("--%s: %s is no number" % (name, text)) from None
 
 
+def parse_share(name, text):
+    share = parse_number(name, text)
+    if not 0.0 <= share <= 1.0:
+        raise ValueError("--%s is a share, from 0 to 1" % name)
+    return share
+
+
 def parse_kinds(name, text, kinds):
     chosen = text.split(",")
     for kind in chosen:
@@ -415,9 +432,7 @@ def set_line(options):
     options.other = parse_kinds("other", options.other, OTHERS)
     options.codec = parse_kinds("codec", options.codec, CODECS)
     for name in SHARES:
-        setattr(options, name, parse_number(name, getattr(options, name)))
-        if not 0.0 <= getattr(options, name) <= 1.0:
-            raise ValueError("--%s is a share, from 0 to 1" % name)
+        setattr(options, name, parse_share(name, getattr(options, name)))
     if options.level != "":
         low, _, high = options.level.partition(",")
         options.level = parse_number("level", low), parse_number("level", high or low)
@@ -470,6 +485,8 @@ def parse_options(arguments):
                             "--%s %s" % pair for pair in TELEPHONE.items()))
     parser.add_argument("--speed", metavar="LOW,HIGH",
                         help="speed at which the prompts of a call are played, one a call (default: as recorded)")
+    parser.add_argument("--long-pauses", default="0", metavar="SHARE",
+                        help="share of the pauses that last 3 to 12 s, before the first prompt 1 to 12 s (default: 0)")
     parser.add_argument("--without", default="", metavar="NAMES", help="names of prompts that are left out")
     parser.add_argument("--seed", type=int, default=1)
     parser.add_argument("--sounds", default=SOUNDS, help="where the prompts are (default: %(default)s)")
@@ -479,6 +496,7 @@ def parse_options(arguments):
     try:
         set_line(options)
         options.speed = parse_speed(options.speed)
+        options.long_pauses = parse_share("long-pauses", options.long_pauses)
         snrs = [parse_snr(text) for text in options.snr.split(",")]
     except ValueError as error:
         parser.error(str(error))

@@ -184,6 +184,25 @@ class Composing(unittest.TestCase):
         with open(os.path.join(out, "provenance.tsv"), encoding="utf-8") as lines:
             self.assertEqual(len(set(re.findall(r"one\.wav at speed (0\.[89]\d\d|1\.[01]\d\d)\n", lines.read()))), 2)
 
+    def test_long_pauses_are_as_many_as_asked_for(self):
+        def pauses(name, *options):
+            """The first, and those after voice that are longer than what is within a prompt."""
+            out, status, errors = self.compose(name, "--calls", "1", "--minutes", "3", "--snr", "clean", *options)
+            self.assertEqual((status, errors), (0, ""))
+            labels = read_labels(os.path.join(out, "call_en_01.txt"))
+            lengths = [(stop - start) / RATE for start, stop, _ in labels]
+            return lengths[0], [length for length, (_, _, before), (_, _, label) in zip(lengths[1:], labels, labels[1:])
+                                if (before, label) == ("VOICE", "SILENCE") and length > 1.0]
+        # A prompt and what follows it bring 0.7 s of silence of their own.
+        self.assertLess(max(pauses("none")[1]), 3.8)
+        self.assertEqual(pauses("none"), pauses("nil", "--long-pauses", "0"))
+        first, between = pauses("every", "--long-pauses", "1")
+        self.assertGreaterEqual(first, 1.0)
+        self.assertGreater(len(between), 10)
+        self.assertGreaterEqual(min(between), 3.0)
+        self.assertLess(max(between), 12.8)
+        self.assertGreater(max(between) - min(between), 3.0)
+
     def test_level_is_the_peak_of_the_voice(self):
         out, _, _ = self.compose("level", "--snr", "clean", "--level", "-26")
         samples = read_wav(os.path.join(out, "call_en_01.wav"))
@@ -214,7 +233,7 @@ class Composing(unittest.TestCase):
         for options in (["--snr", "nan"], ["--snr", "x"], ["--calls", "0"], ["--minutes", "inf"], ["--noise", "fog"],
                         ["--other", "dtmf,goose"], ["--codec", "none"], ["--hum", "1.5"], ["--room", "nan"],
                         ["--level", "3"], ["--level", "-3,-9"], ["--speed", "3"],
-                        ["--speed", "1,0.9"], ["--speed", "x"]):
+                        ["--speed", "1,0.9"], ["--speed", "x"], ["--long-pauses", "1.5"], ["--long-pauses", "nan"]):
             with self.assertRaises(SystemExit), contextlib.redirect_stderr(io.StringIO()):
                 compose_calls.parse_options(["compose_calls.py", "--out", self.folder] + options)
 
