@@ -117,7 +117,7 @@ class ExtractFailuresTest(unittest.TestCase):
                                   (["--extract-failures", "cut", "--extract-limit", "-1"], "is no number"),
                                   (["--extract-failures", "file/cut"], "Could not create the folder file/cut"),
                                   (["--extract-failures", "."], "is not empty"),
-                                  (["--extract-failures", ""], "needs a value"),):
+                                  (["--extract-failures", ""], "needs a folder"),):
             result = run(self.folder, "ml-tester", *source, "--script", "entity", *arguments)
             self.assertNotEqual(result.returncode, 0, arguments)
             self.assertIn(reason, result.stderr.splitlines()[-1])
