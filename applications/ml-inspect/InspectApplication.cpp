@@ -42,8 +42,9 @@ constexpr const char* OF_DATA[] = {"data-gen-config", "data-gen-filename", "vali
 
 } // namespace
 
-InspectApplication::InspectApplication()
+InspectApplication::InspectApplication(Ranks& io_ranks)
     : ApplicationImpl(s_logger, "ml-inspect")
+    , m_ranks(io_ranks)
 {
     registerGeneratorClasses();
     auto addOption = getOptions().add_options();
@@ -67,7 +68,8 @@ InspectApplication::InspectApplication()
                 "ml-inspect --validate --data-gen-config set.xml --data-gen-filename calls.lst\n"
                 "ml-inspect --data-gen-config set.xml --data-gen-filename calls.lst \\\n"
                 "    --shard 1/2 --shard-file data.1\n"
-                "ml-inspect --join data.1 data.2 --html data.html");
+                "ml-inspect --join data.1 data.2 --html data.html\n"
+                "mpirun -n 2 ml-inspect --data-gen-config set.xml --data-gen-filename calls.lst");
 }
 
 InspectApplication::~InspectApplication() = default;
@@ -119,9 +121,10 @@ void InspectApplication::takeShareOptions(const variables_map& in_map)
         throw CommandLineError(strFault);
     for (const std::string& strFile : m_shares.getJoined())
         m_guard.addInput(strFile);
-    if (!m_shares.getShard())
+    if (m_shares.getShard())
+        m_pShareFile = std::make_unique<FileReplacer>(m_shares.getFile());
+    else if (!m_ranks.areTogether())
         return;
-    m_pShareFile = std::make_unique<FileReplacer>(m_shares.getFile());
     ShareOptions::addToJob(in_map, OF_DATA, m_job);
     m_job.addFile(m_share.m_data.m_strConfiguration);
 }
@@ -147,27 +150,79 @@ bool InspectApplication::run_i()
     InspectedData& data = m_share.m_data;
     CountedObjPtr<DataGenerator> pGenerator = loadDataGenerator(data.m_strConfiguration.c_str());
     SetWatch::checkInput(pGenerator.get(), data.m_strConfiguration, data.m_vInputFiles.front());
-    if (pGenerator.isNull() || !openOutputs())
+    if (pGenerator.isNull() || (m_ranks.isFirst() && !openOutputs()))
         return false;
+    if (m_ranks.areTogether())
+        return inspectTogether(pGenerator);
     return m_shares.getShard() ? leaveShare(pGenerator)
                                : report(InspectionReader(pGenerator).readWhole(data));
 }
 
 /// What is wrong with the data is for the whole to tell.
-bool InspectApplication::leaveShare(CountedObjPtr<DataGenerator> in_pGenerator)
+bool InspectApplication::readTask(CountedObjPtr<DataGenerator> in_pGenerator, const InspectionTask& in_task)
 {
-    const Shard& shard = *m_shares.getShard();
-    if (!InspectionReader(in_pGenerator).readShare(shard, m_share, m_job))
+    InspectionReader reader(in_pGenerator);
+    if (m_ranks.areTogether())
+        reader.setRanks(m_ranks);
+    if (!reader.readShare(in_task, m_share))
         return false;
     for (const InspectionShare::Passes& vPasses : m_share.m_vFiles)
         for (const InspectedPart& part : vPasses)
             if (!acceptTargets(m_share.m_data, part.getPatterns().getNbTargets()))
                 return false;
+    return true;
+}
+
+bool InspectApplication::leaveShare(CountedObjPtr<DataGenerator> in_pGenerator)
+{
+    const Shard& shard = *m_shares.getShard();
+    std::vector<InspectionTask> vTasks;
+    if (!readInspectionTasks(*in_pGenerator, m_share.m_data.m_vInputFiles, shard.m_uiOf, vTasks, m_job) ||
+        !readTask(in_pGenerator, vTasks[shard.m_uiNumber - 1]))
+        return false;
     const ShareFile file{getName(), m_job.get(), shard, m_share.toBytes(), {}};
     if (!writeOutput(*m_pShareFile, file.toBytes()))
         return false;
     QC_INFO("Share " << shard.toText() << " of the inspection left in " << m_shares.getFile());
     return true;
+}
+
+/// One of several processes; the first one tells what all have found.
+bool InspectApplication::inspectTogether(CountedObjPtr<DataGenerator> in_pGenerator)
+{
+    m_ranks.setJob(m_job);
+    if (m_ranks.isFirst())
+    {
+        std::vector<InspectionTask> vTasks;
+        if (!readInspectionTasks(*in_pGenerator, m_share.m_data.m_vInputFiles, m_ranks.getShard().m_uiOf,
+                                 vTasks, m_job))
+            return false;
+        StringVector vBytes;
+        for (const InspectionTask& one : vTasks)
+        {
+            ByteWriter bytes;
+            bytes(one);
+            vBytes.push_back(bytes.getBytes());
+        }
+        m_ranks.deal(std::move(vBytes));
+    }
+    InspectionTask task;
+    ByteReader(m_ranks.getTask())(task);
+    for (const RecordingPart& part : task.m_vParts)
+        if (!part.isSeenHere())
+            return false;
+    if (!readTask(in_pGenerator, task))
+        return false;
+    if (!m_ranks.isFirst())
+    {
+        m_ranks.deliver(m_share.toBytes());
+        return true;
+    }
+    const std::vector<ShareFile> vShares = m_ranks.gather(m_share.toBytes());
+    m_share = {};
+    return std::all_of(vShares.begin(), vShares.end(),
+                       [this](const ShareFile& in_share) { return m_share.append(in_share.m_strContent); }) &&
+           report(m_share.takeWhole());
 }
 
 /// One share after the other is in memory.

@@ -2,6 +2,7 @@
 
 #include "MLDataGenerator.h"
 #include "common/OverwriteGuard.h"
+#include "common/Ranks.h"
 #include "common/ShareOptions.h"
 #include "inspect/InspectionShare.h"
 #include "quillcast-infra/ApplicationImpl.h"
@@ -16,12 +17,14 @@ class FileReplacer;
 namespace Vexalor::MachineLearning
 {
 
+struct InspectionTask;
+
 /// Tells what the patterns of a generator are like, and what is wrong with them, before a network is trained
 /// on them.
 class InspectApplication : public ApplicationImpl
 {
 public:
-    InspectApplication();
+    explicit InspectApplication(Ranks& io_ranks);
     ~InspectApplication() override;
 
 protected:
@@ -33,10 +36,13 @@ private:
     void takeShareOptions(const variables_map& in_map);
     bool openOutputs();
     bool leaveShare(CountedObjPtr<DataGenerator> in_pGenerator);
+    bool inspectTogether(CountedObjPtr<DataGenerator> in_pGenerator);
+    bool readTask(CountedObjPtr<DataGenerator> in_pGenerator, const InspectionTask& in_task);
     bool joinShares();
     bool report(InspectedPart in_whole) const;
     bool deliver(const Inspection& in_inspection) const;
 
+    Ranks& m_ranks;
     InspectionShare m_share; ///< that is read, or all that are joined
     std::string m_strJson;   ///< empty: none; "-": standard output
     std::string m_strPage;   ///< empty: none

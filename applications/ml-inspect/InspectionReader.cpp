@@ -1,6 +1,7 @@
 #include "ml-inspect/InspectionReader.h"
 
 #include "MLDataGeneratorFactory.h"
+#include "common/Ranks.h"
 #include "inspect/Inspector.h"
 #include "ml-config/GeneratorOutlook.h"
 #include "quillcast-core/LogListener.h"
@@ -41,6 +42,22 @@ void examine(const DataGenerator& in_generator, InspectedData& io_data)
 
 } // namespace
 
+bool readInspectionTasks(const DataGenerator& in_generator, const StringVector& in_vFiles,
+                         std::size_t in_uiShares, std::vector<InspectionTask>& out_vTasks, JobDigest& io_job)
+{
+    QC_TRACE("MachineLearning::readInspectionTasks");
+    out_vTasks.resize(in_uiShares);
+    for (const std::string& strFile : in_vFiles)
+    {
+        std::vector<RecordingPart> vParts;
+        if (!readRecordingParts(in_generator, strFile.c_str(), in_uiShares, vParts, io_job))
+            return false;
+        for (std::size_t i = 0; i < in_uiShares; ++i)
+            out_vTasks[i].m_vParts.push_back(std::move(vParts[i]));
+    }
+    return true;
+}
+
 InspectedPart InspectionReader::readWhole(InspectedData& io_data)
 {
     QC_TRACE("InspectionReader::readWhole");
@@ -58,19 +75,22 @@ InspectedPart InspectionReader::readWhole(InspectedData& io_data)
     return whole;
 }
 
-bool InspectionReader::readShare(const Shard& in_shard, InspectionShare& io_share, JobDigest& io_job)
+bool InspectionReader::readShare(const InspectionTask& in_task, InspectionShare& io_share)
 {
     QC_TRACE("InspectionReader::readShare");
-    m_pShard = &in_shard;
-    m_pJob = &io_job;
-    m_progress.emplace("ml-inspect");
+    m_pTask = &in_task;
+    if (m_pRanks == nullptr)
+        m_progress.emplace("ml-inspect");
     std::string strFault;
     {
         LogListener listener;
         m_pListener = &listener;
         for (const std::string& strFile : io_share.m_data.m_vInputFiles)
+        {
             if (strFault.empty() && !readFile(strFile, io_share.m_data, io_share.m_vFiles.emplace_back()))
                 strFault = io_share.m_vFiles.back().front().m_vStops.front();
+            ++m_uiFile;
+        }
     }
     m_progress.reset();
     if (!strFault.empty())
@@ -114,23 +134,18 @@ bool InspectionReader::readFile(const std::string& in_strFile, InspectedData& io
 bool InspectionReader::takeFile(DataGenerator& io_generator, const std::string& in_strFile)
 {
     auto* pSet = dynamic_cast<FileSetDataGeneratorImpl*>(&io_generator);
-    if (pSet == nullptr && m_pShard == nullptr)
+    if (pSet == nullptr && m_pTask == nullptr)
         return prepareDataGenerator(io_generator, in_strFile.c_str(), {});
     m_list = {};
-    std::vector<RecordingPart> vParts;
-    if (m_pShard == nullptr)
+    if (m_pTask != nullptr)
     {
-        if (!m_list.read(in_strFile.c_str()))
-            return false;
-        m_list.m_place = RecordingList::Place::FIRST_PART;
-    }
-    else
-    {
-        if (!readRecordingParts(io_generator, in_strFile.c_str(), m_pShard->m_uiOf, vParts, *m_pJob))
-            return false;
-        m_list = std::move(vParts[m_pShard->m_uiNumber - 1]);
+        m_list = m_pTask->m_vParts[m_uiFile];
         m_list.m_pass = 0;
     }
+    else if (m_list.read(in_strFile.c_str()))
+        m_list.m_place = RecordingList::Place::FIRST_PART;
+    else
+        return false;
     return pSet->setRecordings(m_list);
 }
 
@@ -138,7 +153,7 @@ bool InspectionReader::takeFile(DataGenerator& io_generator, const std::string& 
 void InspectionReader::readSet(const InspectedData& in_data, FileSetDataGeneratorImpl& io_set,
                                Passes& io_vPasses)
 {
-    io_vPasses.resize(m_pShard == nullptr ? 1 : std::max<std::size_t>(io_set.getNbPasses(), 1));
+    io_vPasses.resize(m_pTask == nullptr ? 1 : std::max<std::size_t>(io_set.getNbPasses(), 1));
     for (std::size_t i = 0; i < io_vPasses.size(); ++i)
     {
         InspectedPart& part = io_vPasses[i];
@@ -185,10 +200,12 @@ void InspectionReader::readStream(const InspectedData& in_data, DataGenerator& i
     const auto watch = [this](const DataGenerator& in_generator)
     {
         ++m_uiPatterns;
-        if (m_progress->isDue())
+        if (m_pRanks != nullptr && m_pRanks->isTickDue())
+            m_pRanks->tick(m_uiPatterns, in_generator.getShareRead());
+        if (m_progress && m_progress->isDue())
             m_progress->show(m_uiPatterns, in_generator.getShareRead());
     };
-    const bool bOnlyPart = m_pShard == nullptr && in_data.m_vInputFiles.size() == 1;
+    const bool bOnlyPart = m_pTask == nullptr && in_data.m_vInputFiles.size() == 1;
     Inspector inspector(io_part, bOnlyPart ? 1 : InspectedPart::MAX_SIZES, in_data.m_vClassNames, watch);
     const std::size_t uiStops = io_part.m_vStops.size();
     if (!inspector.add(io_generator) && io_part.m_vStops.size() == uiStops)

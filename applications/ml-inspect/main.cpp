@@ -2,5 +2,5 @@
 
 int main(int argc, char** argv)
 {
-    return Vexalor::runApplication<Vexalor::MachineLearning::InspectApplication>(argc, argv);
+    return Vexalor::runTogether<Vexalor::MachineLearning::InspectApplication>("ml-inspect", argc, argv);
 }

@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <gmock/gmock.h>
 #include <regex>
+#include <sstream>
 
 using testing::HasSubstr;
 using Vexalor::Testing::Arguments;
@@ -144,6 +145,19 @@ TEST_F(RanksTest, ConversionsAreThoseOfOneProcess)
     EXPECT_EQ(listFiles("\\.new-.*"), "");
 }
 
+TEST_F(RanksTest, InspectionsAreThoseOfOneProcess)
+{
+    makeList("low-memory-audio-set", "VOICE,OTHER");
+    const Arguments INSPECT = DATA + Arguments{"--json", "out"};
+    const std::string strText = run("ml-inspect", INSPECT).m_strOut;
+    const std::string strWhole = readFile(m_folder.path("out"));
+    for (const int iRanks : {1, 3})
+    {
+        EXPECT_EQ(runTogether(iRanks, "ml-inspect", INSPECT).m_strOut, strText) << iRanks;
+        EXPECT_EQ(readFile(m_folder.path("out")), strWhole) << iRanks;
+    }
+}
+
 TEST_F(RanksTest, AMistakeIsToldOnce)
 {
     makeList("low-memory-audio-set", "VOICE,OTHER");
@@ -229,4 +243,38 @@ TEST_F(RanksTest, AKilledRankEndsAllAndTheNextRunRemovesWhatItLeft)
     m_folder.write("set.lst", strShort);
     runTogether(2, "ml-convert", CONVERT);
     EXPECT_EQ(listFiles("\\.new-.*"), "");
+}
+
+TEST_F(RanksTest, CommandsOfTheDocumentWork)
+{
+    makeList("low-memory-audio-set", "VOICE,OTHER");
+    std::filesystem::copy(m_folder.path("set.lst"), m_folder.path("calls.lst"));
+    std::filesystem::copy(m_folder.path("net"), m_folder.path("voice.net"));
+    std::filesystem::create_directory_symlink(QC_SOURCE_DIR "/tools", m_folder.path("tools"));
+    const bool bSlurm =
+        std::filesystem::exists("/usr/sbin/slurmctld") && std::filesystem::exists("/usr/sbin/munged");
+    std::istringstream document(readFile(QC_SOURCE_DIR "/doc/cluster.md"));
+    // two cores may be all that there are
+    std::string strCommands = "set -e; export OMPI_MCA_rmaps_base_oversubscribe=1 PATH=" QC_BINARY_DIR
+                              "/bin:$PATH; trap '[ ! -d here ] || tools/slurm_here stop here' EXIT\n";
+    bool bWanted = true;
+    for (std::string strLine; std::getline(document, strLine);)
+    {
+        if (strLine.starts_with("## "))
+            bWanted = strLine != "## When a rank fails" && (bSlurm || strLine != "## On a cluster");
+        if (bWanted && strLine.starts_with("    "))
+            strCommands += strLine.substr(4) + '\n';
+    }
+    const CommandResult result =
+        Vexalor::Testing::runCommand({"/bin/bash", "-c", strCommands}, m_folder.path());
+    EXPECT_EQ(result.m_iExit, 0) << result.m_strErr;
+    const auto readReport = [this](const char* in_folder)
+    {
+        return readFile(m_folder.path(std::string(in_folder) + "/report.json"));
+    };
+    ASSERT_NE(readReport("report"), "");
+    if (!bSlurm)
+        GTEST_SKIP() << "not tried on a cluster: slurm-wlm, munge";
+    EXPECT_EQ(readReport("report-of-shares"), readReport("report"));
+    EXPECT_EQ(readReport("report-of-ranks"), readReport("report"));
 }
