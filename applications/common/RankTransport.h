@@ -33,7 +33,7 @@ public:
 
 /// Of that library: the transport of this process, owned by the caller; it may be asked for once.
 using NewRankTransport = RankTransport* (*)();
-constexpr const char* RANK_LIBRARY = "libvexalor-openmpi.so";
+constexpr const char* RANK_LIBRARY = "vexalor-machine-learning/libvexalor-openmpi.so";
 constexpr const char* RANK_FUNCTION = "newVexalorRankTransport";
 
 } // namespace Vexalor

@@ -29,7 +29,7 @@ protected:
     void SetUp() override
     {
         if (!std::filesystem::exists(MPIRUN) ||
-            !std::filesystem::exists(QC_BINARY_DIR "/lib/libvexalor-openmpi.so"))
+            !std::filesystem::exists(QC_BINARY_DIR "/lib/vexalor-machine-learning/libvexalor-openmpi.so"))
             GTEST_SKIP() << "no mpirun here, or the build is without: openmpi-bin, libboost-mpi-dev";
         for (const char* name : {"OMPI_ALLOW_RUN_AS_ROOT", "OMPI_ALLOW_RUN_AS_ROOT_CONFIRM"})
             setenv(name, "1", 1);

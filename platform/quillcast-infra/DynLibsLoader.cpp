@@ -101,7 +101,9 @@ void* DynLibsLoader::findOwnFunction(const char* in_library, const char* in_func
                                      std::string& out_strReason)
 {
     QC_TRACE("DynLibsLoader::findOwnFunction");
-    void* pLibrary = dlopen(in_library, RTLD_NOW | RTLD_LOCAL);
+    const std::filesystem::path own = findFile(reinterpret_cast<const void*>(&DynLibsLoader::findFile));
+    const std::filesystem::path library = own.parent_path() / in_library;
+    void* pLibrary = dlopen(library.c_str(), RTLD_NOW | RTLD_LOCAL);
     void* pFunction = pLibrary == nullptr ? nullptr : dlsym(pLibrary, in_function);
     if (pFunction == nullptr)
         out_strReason = dlerror();

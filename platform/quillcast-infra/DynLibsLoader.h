@@ -22,8 +22,8 @@ public:
     /// Tells the path of its file as well: one path for a library, by whatever names it is loaded.
     static bool loadDynLib(const char* in_name, std::string& out_strFile);
 
-    /// A function of a library that belongs to the programs and lies beside theirs, by names without folders.
-    /// It is loaded whatever the limits say, since no file names it. Null, with the reason told, when it
+    /// A function of a library that belongs to the programs, by its path below the folder of this one. It is
+    /// loaded whatever the limits say, since no file names it. Null, with the reason told, when it
     /// cannot be.
     static void* findOwnFunction(const char* in_library, const char* in_function, std::string& out_strReason);
 
