@@ -5,9 +5,14 @@
 #include "common/Base64.h"
 #include "common/FannNetwork.h"
 #include "detector/Detector.h"
+#include "inspect/InspectionShare.h"
+#include "ml-config/ScalingLearner.h"
+#include "ml-convert/PartPatterns.h"
+#include "ml-tester/TestShare.h"
 #include "quillcast-math/AudioFeatureComputers.h"
 #include "quillcast-math/ContextFeatureComputers.h"
 #include "quillcast-math/FeatureComputerSequence.h"
+#include "report/TestCollector.h"
 #include "test-support/OnnxWriter.h"
 #include "test-support/TempDir.h"
 #include "test-support/WavBuilder.h"
@@ -249,6 +254,50 @@ bool saveOnnx(const std::filesystem::path& in_folder)
            save(in_folder / "convolution", convolution()) && save(in_folder / "parts", parts());
 }
 
+/// What a share of each program finds in a few patterns, after the letter of the program.
+bool saveShares(const std::filesystem::path& in_folder)
+{
+    const DoubleVector vInput{1.0, -0.5};
+    const DoubleVector vTarget{1.0, 0.0};
+    InspectionShare inspection;
+    inspection.m_data.m_vInputFiles = {"a.lst"};
+    InspectedPart& part = inspection.m_vFiles.emplace_back().emplace_back();
+    part.add(vInput, &vTarget, InspectedPart::MAX_SIZES);
+    part.add(vTarget, nullptr, InspectedPart::MAX_SIZES);
+    part.add({3.0}, &vTarget, InspectedPart::MAX_SIZES);
+    part.m_survey.m_vListed = part.m_survey.m_vUsable = part.m_survey.m_vBeyond = {"a.wav", "b.wav"};
+    part.m_survey.m_vSkipped.push_back({"c.wav", "reason"});
+    part.m_survey.m_labels["VOICE"] = {2, 1.5, true};
+    part.m_survey.m_rates[8000] = {2, "a.wav"};
+    part.m_statistics.add(0, "VOICE", 2, 0.01);
+    part.m_delivered = {"a.wav"};
+
+    MLTester::ClassifierTesterStats stats;
+    stats.keepErrors(true);
+    TestCollector collector({});
+    PatternSource source;
+    for (const DoubleVector& vOutput : {vInput, DoubleVector{0.2, 0.7}})
+    {
+        collector.add(source, source.advance(), vOutput, &vTarget);
+        stats.update(vOutput, vTarget);
+    }
+    TestShare test;
+    test.addPass(stats, collector.takePart());
+
+    const VectorScalingTrainer::Sums::Side side{{1.0, 2.0}, {-1.0, 0.5}, {0.5, 3.0}, {0.25, 0.75}};
+    const ScalingShare scaling{{{2, side, side}, {}}};
+    const ConvertShare conversion{{{2, 64, ""}, {0, 0, "part.2"}}};
+    const ShareFile file{"ml-inspect", 7, {1, 2}, inspection.toBytes(), {}};
+    const auto saveContent = [&](const char* in_letter, const auto& in_share)
+    {
+        ByteWriter bytes;
+        bytes(in_share);
+        return save(in_folder / in_letter, in_letter + bytes.getBytes());
+    };
+    return saveContent("i", inspection) && saveContent("t", test) && saveContent("s", scaling) &&
+           saveContent("c", conversion) && save(in_folder / "file", file.toBytes());
+}
+
 } // namespace
 
 int main(int in_iCount, char** in_arguments)
@@ -264,6 +313,7 @@ int main(int in_iCount, char** in_arguments)
                         savePatterns(folder / "BinaryFileFuzz") &&
                         saveNetwork(folder / "NetworkFuzz/linear.net", FannNetwork::Output::LINEAR) &&
                         saveNetwork(folder / "NetworkFuzz/sigmoid.net", FannNetwork::Output::SIGMOID) &&
-                        saveOnnx(folder / "OnnxFuzz") && saveDetectors(folder / "DetectorFuzz");
+                        saveOnnx(folder / "OnnxFuzz") && saveDetectors(folder / "DetectorFuzz") &&
+                        saveShares(folder / "ShareFuzz");
     return bSaved ? 0 : 1;
 }

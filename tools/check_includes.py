@@ -49,7 +49,7 @@ THIRD_PARTY = [
     (r"(dlfcn|link)\.h", ["quillcast-infra", "test-support"]),
     (r"sndfile\.(h|hh)", ["quillcast-audio", "bench"]),
     (r"(float|double|fixed)?fann(_\w+)?\.h", ["applications", "bench"]),
-    (r"nlohmann/", ["applications"]),
+    (r"nlohmann/", ["applications", "fuzz"]),
     (r"png\.h", ["applications"]),
     (r"pybind11/", ["python"]),
     (r"(gtest|gmock)/", ["test-support"]),
