@@ -1,6 +1,7 @@
 #include "inspect/InspectedPart.h"
 
 #include <algorithm>
+#include <cmath>
 #include <iterator>
 #include <utility>
 
@@ -111,6 +112,20 @@ void InspectedPart::add(const DoubleVector& in_vInput, const DoubleVector* in_pT
         itSame->add(in_vInput, in_pTarget);
     else if (m_vSizes.size() < in_uiMaxSizes)
         m_vSizes.emplace_back(in_vInput.size()).add(in_vInput, in_pTarget);
+}
+
+/// After bytes were taken: seconds are numbers, also when those of all shares are added.
+bool InspectedPart::hasPossibleTimes() const
+{
+    const auto isPossible = [](double in_dSeconds)
+    {
+        return std::abs(in_dSeconds) < 0x1p40;
+    };
+    return std::all_of(m_statistics.m_vRows.begin(), m_statistics.m_vRows.end(),
+                       [&](const AudioClassStatistics::Row& in_row)
+                       { return isPossible(in_row.m_dSeconds) && isPossible(in_row.m_dAnnotatedSeconds); }) &&
+           std::all_of(m_survey.m_labels.begin(), m_survey.m_labels.end(),
+                       [&](const auto& in_label) { return isPossible(in_label.second.m_dSeconds); });
 }
 
 const PatternStatistics& InspectedPart::getPatterns() const

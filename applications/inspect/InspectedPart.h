@@ -106,9 +106,12 @@ struct InspectedPart
                  io_self.m_vStops, io_self.m_bReached);
         if constexpr (!std::is_const_v<Self>)
             if (io_self.getPatterns().getNbPatterns() > io_self.m_uiPatterns ||
-                io_self.m_uiWithoutTarget > io_self.m_uiPatterns)
+                io_self.m_uiWithoutTarget > io_self.m_uiPatterns || !io_self.hasPossibleTimes())
                 io_bytes.fail();
     }
+
+private:
+    bool hasPossibleTimes() const;
 };
 
 } // namespace Vexalor::MachineLearning

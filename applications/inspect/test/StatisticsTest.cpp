@@ -1,4 +1,5 @@
 #include "inspect/InputStatistics.h"
+#include "inspect/InspectionShare.h"
 #include "inspect/NearestName.h"
 
 #include <algorithm>
@@ -290,6 +291,28 @@ TEST(InputStatisticsTest, MemoryOfBinsIsBounded)
     EXPECT_LE(statistics.getNbBinned() * ValueBins::MAX_BINS * ValueBins::getSizeOfBin(uiClasses),
               InputStatistics::MAX_BIN_BYTES);
     EXPECT_GT(statistics.getNbBinned(), 100);
+}
+
+TEST(InspectionShareTest, ContentThatNoShareHasIsRefused)
+{
+    InspectionShare share;
+    share.m_data.m_vInputFiles = {"a.lst"};
+    share.m_vFiles.resize(1);
+    InspectedPart& part = share.m_vFiles[0].emplace_back();
+    const auto isTaken = [&]()
+    {
+        return InspectionShare().append(share.toBytes());
+    };
+    EXPECT_TRUE(isTaken());
+    EXPECT_FALSE(InspectionShare().append(share.toBytes() + 'x') || InspectionShare().append(""));
+    part.m_survey.m_labels["a"] = {1, NOT_A_NUMBER, true};
+    EXPECT_FALSE(isTaken());
+    part.m_survey.m_labels.clear();
+    part.m_statistics.add(0, "a", 1, 1e15);
+    EXPECT_FALSE(isTaken());
+    part.m_statistics = {};
+    part.m_uiWithoutTarget = 1;
+    EXPECT_FALSE(isTaken()) << "more than there are patterns";
 }
 
 TEST(NearestNameTest, FindsWhatWasMeant)
