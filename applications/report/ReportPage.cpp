@@ -29,8 +29,10 @@ std::vector<std::string> shortenNames(const Json& in_recordings)
         const std::string& strName = vNames.back();
         if (vNames.size() == 1)
             strShared = strName.substr(0, strName.rfind('/') + 1);
-        while (strName.compare(0, strShared.size(), strShared) != 0)
-            strShared.erase(strShared.find_last_of('/', strShared.size() - 2) + 1);
+        strShared.erase(
+            std::mismatch(strShared.begin(), strShared.end(), strName.begin(), strName.end()).first,
+            strShared.end());
+        strShared.erase(strShared.rfind('/') + 1);
     }
     for (std::size_t i = 0; i < vNames.size(); ++i)
         vNames[i] = ReportText::toRecordingName(vNames[i].substr(strShared.size()), in_recordings[i]);

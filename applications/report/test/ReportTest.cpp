@@ -115,6 +115,27 @@ TEST(ReportTest, NamesAreNoMarkup)
     EXPECT_THAT(makeSummary(report), HasSubstr(strName));
 }
 
+TEST(ReportTest, NamesLoseTheFolderThatAllShare)
+{
+    struct Case
+    {
+        const char* m_first;
+        const char* m_second;
+        const char* m_expected; ///< of the second
+    };
+    for (const Case& names :
+         {Case{"/a/bc/x.wav", "/a/bd/y.wav", ">bd/y.wav<"}, Case{"/a/x.wav", "b/y.wav", ">b/y.wav<"},
+          Case{"b/y.wav", "/a/x.wav", ">/a/x.wav<"}, Case{"x.wav", "b/x.wav", ">b/x.wav<"},
+          Case{"/x.wav", "/y.wav", ">y.wav<"}})
+    {
+        TestResults results = makeResults("a");
+        results.m_vRecordings[0].m_strName = names.m_first;
+        results.m_vRecordings[1].m_strName = names.m_second;
+        const Json report = Json::parse(toText(makeReport({}, results)));
+        EXPECT_THAT(makePage(report), HasSubstr(names.m_expected)) << names.m_first;
+    }
+}
+
 TEST(ReportTest, APageOfNothingSaysSo)
 {
     const Json report = Json::parse(toText(makeReport({}, TestResults())));
