@@ -29,6 +29,9 @@ constexpr double LARGEST_OUTPUT = 300;
 /// A weight of an input of deviation 1 turns a sigmoid from 0.02 to 0.98 when it is so large.
 constexpr double LEAST_REACH = 4;
 
+/// Of targets that a sigmoid learns: a class of one pattern in a thousand has 0.03.
+constexpr double LEAST_DEVIATION = 0.03;
+
 struct DestroyData
 {
     void operator()(fann_train_data* io_pData) const { fann_destroy_train(io_pData); }
@@ -44,7 +47,20 @@ struct Scaling
     double m_dTargetDeviation = 1.0;
 };
 
-/// Targets of sigmoids stay as they are: these reach them with weights of about 1.
+/// The mean that leaves targets as they are.
+DoubleVector keepTargets(const PatternSet& in_patterns)
+{
+    DoubleVector vMean;
+    double dDeviation = 0.0;
+    in_patterns.getTargetScaling(vMean, dDeviation);
+    if (dDeviation < LEAST_DEVIATION)
+        QC_WARN("Targets differ from their mean by " << dDeviation << " only, which trains badly: ml-config "
+                                                     << "learn-scaling --targets standardize scales them");
+    return DoubleVector(in_patterns.getTargetSize());
+}
+
+/// Targets of sigmoids stay as they are: these reach them with weights of about 1. What varies little is
+/// learnt badly then.
 Scaling getScaling(const PatternSet& in_patterns, FannNetwork::Output in_output)
 {
     Scaling scaling;
@@ -52,7 +68,7 @@ Scaling getScaling(const PatternSet& in_patterns, FannNetwork::Output in_output)
     if (in_output == FannNetwork::Output::LINEAR)
         in_patterns.getTargetScaling(scaling.m_vTargetMean, scaling.m_dTargetDeviation);
     else
-        scaling.m_vTargetMean = DoubleVector(in_patterns.getTargetSize());
+        scaling.m_vTargetMean = keepTargets(in_patterns);
     return scaling;
 }
 

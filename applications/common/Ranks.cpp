@@ -166,11 +166,21 @@ int Ranks::finish(int in_iStatus)
     {
         Message failed;
         failed.m_kind = Message::Kind::FAILED;
-        failed.m_strText = "on " + m_pTransport->getHost() + ", failed: " + ConsoleLog::getCause();
+        failed.m_strText = "on " + m_pTransport->getHost() + ", failed: " + getCause();
         send(0, failed);
         waitForEnd();
     }
     return 0; // rank 0 has the status of all
+}
+
+/// Rank 0 puts the name of the program before it.
+std::string Ranks::getCause() const
+{
+    const std::string strCause = ConsoleLog::getCause();
+    const std::string strOwn = std::string(m_program) + ": ";
+    if (strCause.empty())
+        return "it has ended before its work";
+    return strCause.starts_with(strOwn) ? strCause.substr(strOwn.size()) : strCause;
 }
 
 /// Those that are at work are not waited for.
@@ -221,7 +231,8 @@ void Ranks::setJob(const JobDigest& in_job)
     if (isFirst())
         m_uiJob = in_job.get();
     else if (m_uiJob != in_job.get())
-        throw std::runtime_error("configuration, network or scripts are others here than those of rank 0");
+        throw std::runtime_error("configuration, network or scripts are others here than those of rank 0" +
+                                 (in_job.getFault().empty() ? "" : ": " + in_job.getFault()));
 }
 
 void Ranks::deal(std::vector<std::string> in_vTasks)

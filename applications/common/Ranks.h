@@ -80,6 +80,7 @@ private:
     void waitForEnd();
     void hearOthers();
     void show();
+    std::string getCause() const;
     int endAll(int in_iStatus);
 
     const char* m_program;

@@ -41,6 +41,12 @@ bool RecordingPart::isSeenHere() const
     return true;
 }
 
+std::string tellNoneUsable(const std::string& in_strList, std::uint64_t in_uiListed)
+{
+    return "Audio set " + in_strList + " has no file that can be used, of " + std::to_string(in_uiListed) +
+           " listed";
+}
+
 bool readRecordingParts(const DataGenerator& in_generator, const char* in_list, std::size_t in_uiParts,
                         std::vector<RecordingPart>& out_vParts, JobDigest& io_job)
 {

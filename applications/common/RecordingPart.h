@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string>
 #include <vector>
 
 namespace Vexalor::MachineLearning
@@ -27,6 +28,9 @@ struct RecordingPart : RecordingList
                  io_self.m_vSizes);
     }
 };
+
+/// What one process tells of a list of which no recording can be used.
+std::string tellNoneUsable(const std::string& in_strList, std::uint64_t in_uiListed);
 
 /// Reads a list of recordings in so many parts that follow each other, for setRecordings of the generator;
 /// the whole list, and the sizes of its recordings, become part of the job. False, with the reason logged,

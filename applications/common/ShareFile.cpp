@@ -14,7 +14,7 @@ namespace
 constinit Logger s_logger("quillcast.app.ShareFile");
 
 /// Another layout of anything in such a file is another version.
-constexpr std::string_view MAGIC = "VEXALOR SHARE 1\n";
+constexpr std::string_view MAGIC = "VEXALOR SHARE 2\n";
 
 /// In the manner of FNV-1a (http://www.isthe.com/chongo/tech/comp/fnv/), 8 bytes at a time.
 std::uint64_t digest(std::uint64_t in_uiDigest, std::string_view in_bytes)
@@ -39,15 +39,27 @@ std::uint64_t sumOf(std::string_view in_bytes)
     return digest(in_bytes.size(), in_bytes);
 }
 
-/// Empty, or why it cannot be read.
-std::string readFile(const std::string& in_strFilename, std::string& out_strBytes)
+constexpr const char* NO_SHARE = "it is no file of a share, or of another version of the program";
+
+/// Empty, or why it cannot be read. in_prefix: what it has to begin with, before the rest is read.
+std::string readFile(const std::string& in_strFilename, std::string_view in_prefix, std::string& out_strBytes)
 {
     InputFile file;
     if (!file.openRegular(in_strFilename.c_str()))
         return file.getReason();
-    out_strBytes.resize(file.getSize());
-    const std::size_t uiRead = file.readAt(0, out_strBytes.data(), out_strBytes.size());
-    out_strBytes.resize(uiRead);
+    out_strBytes.resize(in_prefix.size());
+    out_strBytes.resize(file.readAt(0, out_strBytes.data(), out_strBytes.size()));
+    if (out_strBytes != in_prefix)
+        return file.hasFailed() ? file.getReason() : NO_SHARE;
+    try
+    {
+        out_strBytes.resize(file.getSize());
+    }
+    catch (const std::exception&)
+    {
+        return "it has " + std::to_string(file.getSize()) + " bytes, more than there is memory for";
+    }
+    out_strBytes.resize(file.readAt(0, out_strBytes.data(), out_strBytes.size()));
     return file.hasFailed() ? file.getReason() : "";
 }
 
@@ -68,7 +80,10 @@ void JobDigest::addText(std::string_view in_text)
 void JobDigest::addFile(const std::string& in_strFilename)
 {
     std::string strBytes;
-    addText(readFile(in_strFilename, strBytes).empty() ? strBytes : in_strFilename);
+    const std::string strReason = in_strFilename.empty() ? "" : readFile(in_strFilename, "", strBytes);
+    addText(strReason.empty() ? strBytes : in_strFilename);
+    if (m_strFault.empty() && !strReason.empty())
+        m_strFault = "Cannot read " + in_strFilename + ": " + strReason;
 }
 
 void JobDigest::addList(const StringVector& in_vFilenames, const std::vector<std::uint64_t>& in_vSizes)
@@ -77,6 +92,26 @@ void JobDigest::addList(const StringVector& in_vFilenames, const std::vector<std
         addText(strFilename);
     m_uiDigest = digest(m_uiDigest, {reinterpret_cast<const char*>(in_vSizes.data()),
                                      in_vSizes.size() * sizeof(std::uint64_t)});
+}
+
+std::optional<std::uint64_t> sumOfFile(const std::string& in_strFilename)
+{
+    QC_TRACE("sumOfFile");
+    InputFile file;
+    std::vector<char> vBytes(std::size_t(1) << 20); // whole words, all but the last
+    std::uint64_t uiPosition = 0;
+    std::uint64_t uiSum = 0;
+    if (!file.openRegular(in_strFilename.c_str()))
+    {
+        QC_ERROR("Cannot read " << in_strFilename << ": " << file.getReason());
+        return {};
+    }
+    while (const std::size_t uiRead = file.readAt(uiPosition, vBytes.data(), vBytes.size()))
+    {
+        uiSum = digest(uiSum, {vBytes.data(), uiRead});
+        uiPosition += uiRead;
+    }
+    return file.hasFailed() ? std::nullopt : std::optional(digest(uiSum, std::to_string(uiPosition)));
 }
 
 std::string ShareFile::toBytes() const
@@ -92,7 +127,7 @@ std::string ShareFile::toBytes() const
 std::string ShareFile::fromBytes(std::string_view in_bytes)
 {
     if (!in_bytes.starts_with(MAGIC))
-        return "it is no file of a share, or of another version of the program";
+        return NO_SHARE;
     in_bytes.remove_prefix(MAGIC.size());
     std::uint64_t uiSum = 0;
     if (in_bytes.size() < sizeof uiSum)
@@ -113,7 +148,7 @@ bool ShareFile::read(const std::string& in_strFilename)
     QC_TRACE("ShareFile::read");
     m_strFilename = in_strFilename;
     std::string strBytes;
-    std::string strReason = readFile(in_strFilename, strBytes);
+    std::string strReason = readFile(in_strFilename, MAGIC, strBytes);
     if (strReason.empty())
         strReason = fromBytes(strBytes);
     if (!strReason.empty())

@@ -4,6 +4,7 @@
 #include "quillcast-core/ByteArchive.h"
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -23,10 +24,17 @@ public:
     /// A list of files, and the size of each.
     void addList(const StringVector& in_vFilenames, const std::vector<std::uint64_t>& in_vSizes);
     std::uint64_t get() const { return m_uiDigest; }
+    /// Why the first of the files that could not be read could not; else empty.
+    const std::string& getFault() const { return m_strFault; }
 
 private:
+    std::string m_strFault;
     std::uint64_t m_uiDigest = 0xcbf29ce484222325ull;
 };
+
+/// A check sum over all of a file, which is not held in memory. Unset, with the reason logged, if it cannot
+/// be read.
+std::optional<std::uint64_t> sumOfFile(const std::string& in_strFilename);
 
 /// The file that a share of a job leaves, until all shares are joined: which program, job and share it is of,
 /// what was found, and a check sum over all of it.

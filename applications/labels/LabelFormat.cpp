@@ -7,6 +7,7 @@
 #include "quillcast-core/MessageText.h"
 
 #include <algorithm>
+#include <cmath>
 #include <filesystem>
 #include <iterator>
 
@@ -94,9 +95,15 @@ bool LabelFormat::write(const std::vector<LabelSpan>& in_vSpans, const LabelWrit
     pWriter->begin(out_strText);
     for (const LabelSpan& span : in_vSpans)
     {
-        if (pWriter->add(span, out_strText))
+        const bool bTimes =
+            span.m_dStart >= 0.0 && span.m_dStop >= span.m_dStart && std::isfinite(span.m_dStop);
+        if (bTimes && pWriter->add(span, out_strText))
             continue;
-        out_strError = pWriter->getError();
+        out_strError = bTimes
+                           ? pWriter->getError()
+                           : "label " + MessageText::quote(span.m_strLabel) +
+                                 " has no times of a recording, from " + MessageText::toText(span.m_dStart) +
+                                 " to " + MessageText::toText(span.m_dStop) + " s";
         return false;
     }
     pWriter->end(out_strText);

@@ -153,21 +153,35 @@ bool ConvertApplication::convertShare(ConvertShare& out_share)
         if (!patterns)
             return false;
         pass.m_uiPatterns = *patterns;
-        const std::string strFile =
-            pass.m_strFile.empty() ? ConvertShare::nameOfPass(getOutputFile(), uiPass) : pass.m_strFile;
-        pass.m_uiBytes = getFileSizes({strFile}).front();
     } while (out_share.m_vPasses.size() < m_watch.getNbPasses());
     ConsoleLog::settleErrors(); // of recordings that were skipped
+    m_watch.closeSet();
+    m_pSet = {};
+    out_share.m_strList = m_strList;
+    out_share.m_uiListed = m_watch.getNbListed();
+    out_share.m_uiSkipped = m_watch.getNbSkipped();
     return true;
 }
 
 bool ConvertApplication::leaveShare()
 {
-    ConvertShare share;
-    const bool bConverted = convertShare(share);
-    m_watch.closeSet();
-    if (!bConverted)
+    if (isSameFile(m_strList, getOutputFile()))
+    {
+        QC_ERROR("The share would be written over its list " << m_strList << ", which the other shares need");
         return false;
+    }
+    ConvertShare share;
+    if (!convertShare(share))
+        return false;
+    for (std::size_t i = 0; i < share.m_vPasses.size(); ++i)
+    {
+        if (share.m_vPasses[i].m_uiPatterns == 0)
+            continue;
+        const std::optional<std::uint64_t> sum = sumOfFile(ConvertShare::nameOfPass(getOutputFile(), i));
+        if (!sum)
+            return false;
+        share.m_vPasses[i].m_uiSum = *sum;
+    }
     m_job.addText(std::to_string(m_watch.getListDigest().get()));
     ByteWriter content;
     content(share);
@@ -193,8 +207,6 @@ bool ConvertApplication::convertTogether()
     ConvertShare share;
     if (!convertShare(share))
         return false;
-    m_watch.closeSet();
-    m_pSet = {};
     ByteWriter found;
     found(share);
     if (!m_ranks.isFirst())

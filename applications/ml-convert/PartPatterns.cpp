@@ -1,5 +1,6 @@
 #include "ml-convert/PartPatterns.h"
 
+#include "common/RecordingPart.h"
 #include "quillcast-core/Assertion.h"
 #include "quillcast-core/Logger.h"
 
@@ -16,35 +17,53 @@ constinit Logger s_logger("quillcast.app.Convert");
 bool PartPatterns::open(const std::vector<ShareFile>& in_vShares)
 {
     QC_TRACE("PartPatterns::open");
-    std::size_t uiPasses = 1;
-    for (std::size_t uiPass = 0; uiPass < uiPasses; ++uiPass)
-        for (const ShareFile& share : in_vShares)
+    std::vector<ConvertShare> vFound;
+    std::uint64_t uiListed = 0;
+    std::uint64_t uiSkipped = 0;
+    for (const ShareFile& share : in_vShares)
+    {
+        ConvertShare& found = vFound.emplace_back();
+        ByteReader reader(share.m_strContent);
+        reader(found);
+        if (!reader.isAtEnd() || found.m_vPasses.empty() ||
+            found.m_vPasses.size() != vFound.front().m_vPasses.size())
         {
-            ConvertShare found;
-            ByteReader reader(share.m_strContent);
-            reader(found);
-            if (&share == &in_vShares.front())
-                uiPasses = found.m_vPasses.size();
-            if (!reader.isAtEnd() || found.m_vPasses.size() != uiPasses || uiPasses == 0)
-            {
-                QC_ERROR("Share " << share.m_shard.toText() << " makes no sense");
-                return false;
-            }
-            const ConvertShare::Pass& pass = found.m_vPasses[uiPass];
-            const std::string strFile = pass.m_strFile.empty()
-                                            ? ConvertShare::nameOfPass(share.m_strFilename, uiPass)
-                                            : pass.m_strFile;
-            if (pass.m_uiPatterns == 0)
-                continue;
-            const std::uint64_t uiBytes = getFileSizes({strFile}).front();
-            if (uiBytes != pass.m_uiBytes)
-            {
-                QC_ERROR(strFile << " has " << uiBytes << " bytes, but " << pass.m_uiBytes
-                                 << " when the share was left");
-                return false;
-            }
-            m_vFiles.push_back(strFile);
+            QC_ERROR("Share " << share.m_shard.toText() << " makes no sense");
+            return false;
         }
+        uiListed += found.m_uiListed;
+        uiSkipped += found.m_uiSkipped;
+    }
+    if (uiSkipped == uiListed)
+    {
+        QC_ERROR(tellNoneUsable(vFound.front().m_strList, uiListed));
+        return false;
+    }
+    for (std::size_t uiPass = 0; uiPass < vFound.front().m_vPasses.size(); ++uiPass)
+        for (std::size_t i = 0; i < vFound.size(); ++i)
+            if (!addPass(in_vShares[i], vFound[i], uiPass))
+                return false;
+    return true;
+}
+
+/// The files of ranks are not seen by others, and in use.
+bool PartPatterns::addPass(const ShareFile& in_share, const ConvertShare& in_found, std::size_t in_uiPass)
+{
+    const ConvertShare::Pass& pass = in_found.m_vPasses[in_uiPass];
+    const bool bOfRank = !pass.m_strFile.empty();
+    const std::string strFile =
+        bOfRank ? pass.m_strFile : ConvertShare::nameOfPass(in_share.m_strFilename, in_uiPass);
+    if (pass.m_uiPatterns == 0)
+        return true;
+    if (!bOfRank)
+    {
+        const std::optional<std::uint64_t> sum = sumOfFile(strFile);
+        if (sum && *sum != pass.m_uiSum)
+            QC_ERROR(strFile << " is not what share " << in_share.m_shard.toText() << " has left");
+        if (!sum || *sum != pass.m_uiSum)
+            return false;
+    }
+    m_vFiles.push_back(strFile);
     return true;
 }
 

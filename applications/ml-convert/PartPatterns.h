@@ -18,22 +18,25 @@ struct ConvertShare
     struct Pass
     {
         std::uint64_t m_uiPatterns = 0;
-        std::uint64_t m_uiBytes = 0; ///< of the file
-        std::string m_strFile;       ///< empty: nameOfPass, beside the share
+        std::uint64_t m_uiSum = 0; ///< of the file, for shares
+        std::string m_strFile;     ///< empty: nameOfPass, beside the share
 
         template <class Self, class Bytes>
         static void exchange(Self& io_self, Bytes& io_bytes)
         {
-            io_bytes(io_self.m_uiPatterns, io_self.m_uiBytes, io_self.m_strFile);
+            io_bytes(io_self.m_uiPatterns, io_self.m_uiSum, io_self.m_strFile);
         }
     };
 
+    std::string m_strList;
+    std::uint64_t m_uiListed = 0;
+    std::uint64_t m_uiSkipped = 0; ///< of those
     std::vector<Pass> m_vPasses;
 
     template <class Self, class Bytes>
     static void exchange(Self& io_self, Bytes& io_bytes)
     {
-        io_bytes(io_self.m_vPasses);
+        io_bytes(io_self.m_strList, io_self.m_uiListed, io_self.m_uiSkipped, io_self.m_vPasses);
     }
 
     /// Of the patterns of a pass, counted from 0.
@@ -71,7 +74,7 @@ public:
     bool setEntityToReset(Handle<Resettable, ReferenceCount> in_entity) override;
 
 private:
-    bool addShare(const ShareFile& in_share, const std::string& in_strFilename, std::size_t in_uiPass);
+    bool addPass(const ShareFile& in_share, const ConvertShare& in_found, std::size_t in_uiPass);
     bool openFile();
     void stop();
 

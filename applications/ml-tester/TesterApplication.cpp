@@ -3,6 +3,7 @@
 #include "MLAudioClassStatistics.h"
 #include "common/NetworkFile.h"
 #include "common/OutputFile.h"
+#include "common/RecordingPart.h"
 #include "detector/DetectorOption.h"
 #include "quillcast-core/ConsoleLog.h"
 #include "quillcast-infra/CommandLineError.h"
@@ -287,6 +288,12 @@ bool TesterApplication::joinShares(const std::vector<ShareFile>& in_vShares)
     if (pStats.isNull())
         return false;
     m_watch.setCounts(whole.m_uiListed, whole.m_uiSkipped);
+    if (whole.m_uiSkipped == whole.m_uiListed)
+    {
+        QC_ERROR(tellNoneUsable(whole.m_description.m_strInput, whole.m_uiListed));
+        return false;
+    }
+    QC_INFO(whole.m_uiListed << " file(s) listed, " << whole.m_uiSkipped << " skipped");
     const bool bDone = report(*pStats, whole.m_bEndedCleanly);
     return m_reporter.finish(whole.m_description, bDone) && m_watch.accept() && bDone;
 }

@@ -28,6 +28,8 @@ public:
     /// Throws CommandLineError for values that make no sense.
     void takeOptions(const variables_map& in_map);
     bool isWanted() const { return !m_strFolder.empty(); }
+    /// Empty: nothing is wanted.
+    const std::string& getFolder() const { return m_strFolder; }
 
     /// Makes the folder. False, with the reason logged, when that fails, or when there is something in it and
     /// it is not to be written over.

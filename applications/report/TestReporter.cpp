@@ -78,6 +78,10 @@ void TestReporter::takeOptions(const variables_map& in_map)
     for (const char* own : {JSON_NAME, PAGE_NAME})
         if (!m_strFolder.empty() && isSameFile(makePath(own), m_strLog))
             throw CommandLineError("options --report and --output-log write the same file");
+    const std::string strLogName = std::filesystem::path(m_strLog).filename();
+    if (m_extractor.isWanted() && !m_strLog.empty() &&
+        isSameFile(m_extractor.getFolder() + '/' + strLogName, m_strLog))
+        throw CommandLineError("options --extract-failures and --output-log write into the same folder");
 }
 
 std::string TestReporter::makePath(const char* in_name) const

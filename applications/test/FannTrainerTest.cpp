@@ -255,6 +255,21 @@ TEST(FannTrainerTest, TooFewStepsAreTold)
     EXPECT_EQ(log.lines().size(), 1u);
 }
 
+TEST(FannTrainerTest, TargetsThatDifferLittleAreTold)
+{
+    FannTrainer::Settings settings;
+    settings.m_uiEpochs = 1;
+    std::vector<FannTrainer::Epoch> vEpochs;
+    FannTrainer::Epoch taken;
+    const LogCapture log("quillcast.app.FannTrainer");
+    ASSERT_NE(train(toSet({{{1}, {0.5}}, {{2}, {0.52}}}), settings, vEpochs, taken), nullptr);
+    EXPECT_THAT(log.lines(), ElementsAre(testing::HasSubstr(
+                                 "WARN Targets differ from their mean by 0.01 only, which trains badly")));
+    for (const PatternSet& patterns : {exclusiveOr(), toSet({{{1}, {0.5}}, {{2}, {0.5}}})})
+        ASSERT_NE(train(patterns, settings, vEpochs, taken), nullptr);
+    EXPECT_EQ(log.lines().size(), 1u);
+}
+
 TEST(FannTrainerTest, TargetsFarFromOneAreLearntInTheirOwnUnits)
 {
     // The second target has a small part in the error, and a mean far from its range.

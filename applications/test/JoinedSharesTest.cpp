@@ -10,6 +10,7 @@ namespace
 ShareFile newShare(const TempDir& in_folder, const char* in_name, std::initializer_list<Patterns> in_passes)
 {
     ConvertShare found;
+    found.m_uiListed = 1;
     for (const Patterns& vPatterns : in_passes)
     {
         const std::string strFile = ConvertShare::nameOfPass(in_folder.path(in_name), found.m_vPasses.size());
@@ -18,7 +19,7 @@ ShareFile newShare(const TempDir& in_folder, const char* in_name, std::initializ
         for (const ScriptedGenerator::Pattern& pattern : vPatterns)
             EXPECT_TRUE(writer.write(pattern.m_bReset, pattern.m_vInput, pattern.m_vTarget));
         EXPECT_TRUE(writer.close());
-        found.m_vPasses.push_back({vPatterns.size(), getFileSizes({strFile}).front(), {}});
+        found.m_vPasses.push_back({vPatterns.size(), sumOfFile(strFile).value_or(0), {}});
     }
     ByteWriter content;
     content(found);

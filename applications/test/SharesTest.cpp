@@ -159,9 +159,11 @@ TEST_P(SharesTest, ConversionsJoinToTheBytesOfOneProcess)
     EXPECT_THAT(run("ml-convert", TYPE + Arguments{"share.1", "share.2"}, 1).m_strErr,
                 HasSubstr("Share 3/9 is missing"));
     runShares("ml-convert", INPUT + Arguments{"--output-type", "binary", "--output-file", "SHARE"}, 2);
-    m_folder.write("share.2.1", "");
+    std::string strPatterns = readFile(m_folder.path("share.2.1"));
+    strPatterns.back() ^= 1;
+    m_folder.write("share.2.1", strPatterns);
     EXPECT_THAT(run("ml-convert", TYPE + Arguments{"share.1", "share.2"}, 1).m_strErr,
-                HasSubstr("share.2.1 has 0 bytes, but "));
+                HasSubstr("share.2.1 is not what share 2/2 has left"));
     EXPECT_FALSE(std::filesystem::exists(m_folder.path("none")));
 }
 
@@ -224,6 +226,31 @@ TEST_P(SharesTest, InspectionsJoinToThatOfOneProcess)
     EXPECT_THAT(
         run("ml-inspect", DATA + Arguments{"--json", "-", "--shard", "1/2", "--shard-file", "s"}, 2).m_strErr,
         HasSubstr("option '--json' is for --join, not for a share"));
+}
+
+TEST_P(SharesTest, ListsWithoutAUsableRecordingFailAsInOneProcess)
+{
+    if (std::string(GetParam().m_name) == "tone-set")
+        GTEST_SKIP() << "without a recording there are no tones, and no share";
+    const Arguments TYPE = {"--output-type", "binary", "--output-file"};
+    for (const char* list : {"missing.wav\ntext.wav\n", ""})
+    {
+        m_folder.write("bad.lst", list);
+        const Arguments INPUT = {"--datagen-config", "set.xml", "--input-file", "bad.lst"};
+        const Arguments BAD = {"--data-gen-config", "set.xml",   "--data-gen-filename",
+                               "bad.lst",           "--network", "net"};
+        const std::string strCause = "ERROR: Audio set bad.lst has no file that can be used, of ";
+        EXPECT_THAT(run("ml-tester", BAD, 1).m_strErr, HasSubstr(strCause));
+        const Arguments vTests = runShares("ml-tester", BAD + Arguments{"--shard-file", "SHARE"}, 2);
+        const CommandResult joined = run("ml-tester", Arguments{"--join"} + vTests, 1);
+        EXPECT_THAT(joined.m_strErr, HasSubstr(strCause));
+        EXPECT_EQ(joined.m_strOut, "");
+        const Arguments vParts = runShares("ml-convert", INPUT + TYPE + Arguments{"SHARE"}, 2);
+        m_folder.write("kept", "kept");
+        EXPECT_THAT(run("ml-convert", TYPE + Arguments{"kept", "--join"} + vParts, 1).m_strErr,
+                    HasSubstr(strCause));
+        EXPECT_EQ(readFile(m_folder.path("kept")), "kept");
+    }
 }
 
 TEST_P(SharesTest, CommandsOfTheDocumentWork)

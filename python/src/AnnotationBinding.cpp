@@ -6,6 +6,7 @@
 #include "quillcast-core/InputFile.h"
 #include "quillcast-core/Logger.h"
 
+#include <cmath>
 #include <filesystem>
 #include <optional>
 #include <pybind11/stl.h>
@@ -103,6 +104,9 @@ py::list readLabels(const std::filesystem::path& in_file, const std::optional<st
                     const std::optional<std::string>& in_recording, const StringVector& in_vTiers)
 {
     const LabelFormat& format = findFormat(in_file, in_format);
+    if (!in_vTiers.empty() && &format != LabelFormat::find("textgrid"))
+        throw py::value_error(std::string("only a TextGrid has tiers, the labels are read as ") +
+                              format.m_name);
     const std::string strFile = in_file == "-" ? "./-" : in_file.string(); // no standard input here
     const LabelReadOptions options{in_recording.value_or(LabelFile::getName(strFile)), 0.0, in_vTiers};
     std::vector<LabelSpan> vSpans;
@@ -118,6 +122,8 @@ void writeLabels(const std::filesystem::path& in_file, const py::iterable& in_an
                  double in_dSeconds, bool in_bForced)
 {
     const LabelFormat& format = findFormat(in_file, in_format);
+    if (!std::isfinite(in_dSeconds) || in_dSeconds < 0.0)
+        throw py::value_error("seconds must be a length, 0 or more");
     const LabelWriteOptions options{in_recording.value_or(LabelFile::getName(in_file.string())), in_dSeconds,
                                     0};
     std::vector<LabelSpan> vSpans;

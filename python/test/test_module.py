@@ -501,6 +501,12 @@ class Recordings(Case):
         self.assertRaisesRegex(ValueError, "text, textgrid", vml.read_labels, self.path("b"))
         self.assertRaises(ValueError, vml.write_labels, self.path("a.csv"), labels, format="xls")
         self.assertRaises(TypeError, vml.write_labels, self.path("a.csv"), [None])
+        for form in ("text", "textgrid", "rttm", "csv", "json"):
+            for start, stop in ((float("nan"), 1), (0, float("inf")), (-1, 1), (2, 1)):
+                self.assertRaisesRegex(vml.Error, "no times of a recording", vml.write_labels, self.path("a.csv"), [("A", start, stop)], format=form)
+        self.assertEqual(vml.read_labels(self.path("a.csv")), labels)
+        self.assertRaises(ValueError, vml.write_labels, self.path("a.csv"), labels, seconds=float("nan"))
+        self.assertRaisesRegex(ValueError, "only a TextGrid", vml.read_labels, self.path("a.csv"), tiers=["words"])
         with open(self.path("bad.txt"), "w", encoding="ascii") as text:
             text.write("0\t1\tVOICE\nnone\n")
         self.assertRaisesRegex(vml.Error, "bad.txt: line 2", vml.read_labels, self.path("bad.txt"))

@@ -147,6 +147,7 @@ class ReportTest(unittest.TestCase):
                 (["--report", "r", "--output-log", "./r/report.json"], "--report and --output-log write the same file"),
                 (["--report", "-"], "a report is a folder, not standard output"),
                 (["--extract-failures", "-"], "option '--extract-failures' needs a folder"),
+                (["--extract-failures", "r", "--output-log", "r/001.txt"], "write into the same folder"),
                 (["--output-log", "-"], "standard output is not for this")):
             result = run(self.folder, "ml-tester", "--data-gen-config", "file.xml", "--data-gen-filename",
                          "patterns.txt", "--script", "same", *arguments)
