@@ -128,21 +128,23 @@ bool PatternStream::isStretch() const
 
 bool PatternStream::takeInput(DataGenerator& io_generator) const
 {
+    auto* pSet = dynamic_cast<FileSetDataGeneratorImpl*>(&io_generator);
+    if (pSet != nullptr) // of recordings without patterns any number may lie between two patterns
+        pSet->setFileWatcher([](const std::string&, std::size_t, std::size_t) { checkSignals(); });
     if (!isStretch())
         return prepareDataGenerator(io_generator, m_recipe.m_strInput.c_str(), {});
-    auto& set = dynamic_cast<FileSetDataGeneratorImpl&>(io_generator);
     RecordingList list;
     if (!list.read(m_recipe.m_strInput.c_str()))
         return false;
     const Shard shard{m_recipe.m_uiShare + 1, m_recipe.m_uiShares};
     const auto [uiFirst, uiEnd] = findShare(getFileSizes(list.m_vFilenames), shard);
     const auto itFirst = list.m_vFilenames.begin();
-    list.m_classes = set.findClasses(list.m_vFilenames);
+    list.m_classes = pSet->findClasses(list.m_vFilenames);
     list.m_vFilenames = StringVector(itFirst + static_cast<std::ptrdiff_t>(uiFirst),
                                      itFirst + static_cast<std::ptrdiff_t>(uiEnd));
     list.m_place =
         m_recipe.m_uiShare == 0 ? RecordingList::Place::FIRST_PART : RecordingList::Place::LATER_PART;
-    return set.setRecordings(list);
+    return pSet->setRecordings(list);
 }
 
 CountedObjPtr<DataGenerator> PatternStream::takeShare(const CountedObjPtr<DataGenerator>& in_pSource)
