@@ -286,7 +286,7 @@ bool saveShares(const std::filesystem::path& in_folder)
 
     const VectorScalingTrainer::Sums::Side side{{1.0, 2.0}, {-1.0, 0.5}, {0.5, 3.0}, {0.25, 0.75}};
     const ScalingShare scaling{{{2, side, side}, {}}};
-    const ConvertShare conversion{{{2, 64, ""}, {0, 0, "part.2"}}};
+    const ConvertShare conversion{"calls.lst", 3, 1, {{2, 64, ""}, {0, 0, "part.2"}}};
     const ShareFile file{"ml-inspect", 7, {1, 2}, inspection.toBytes(), {}};
     const auto saveContent = [&](const char* in_letter, const auto& in_share)
     {
