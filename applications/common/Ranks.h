@@ -51,6 +51,19 @@ public:
     void setJob(const JobDigest& in_job);
     /// Hands a task to each rank, in their order; the first is that of this process.
     void deal(std::vector<std::string> in_vTasks);
+    /// The same with what a ByteWriter takes.
+    template <class Task>
+    void deal(const std::vector<Task>& in_vTasks)
+    {
+        std::vector<std::string> vTasks;
+        for (const Task& task : in_vTasks)
+        {
+            ByteWriter bytes;
+            bytes(task);
+            vTasks.push_back(bytes.getBytes());
+        }
+        deal(std::move(vTasks));
+    }
     const std::string& getTask() const { return m_strTask; }
     /// While the work is done, for each pattern: true when tick is due.
     bool isTickDue();

@@ -137,14 +137,7 @@ bool SetWatch::dealParts(const char* in_inputFile)
     std::vector<RecordingPart> vParts;
     if (!readParts(in_inputFile, m_pRanks->getShard().m_uiOf, vParts))
         return false;
-    StringVector vTasks;
-    for (const RecordingPart& part : vParts)
-    {
-        ByteWriter bytes;
-        bytes(part);
-        vTasks.push_back(bytes.getBytes());
-    }
-    m_pRanks->deal(std::move(vTasks));
+    m_pRanks->deal(vParts);
     return true;
 }
 

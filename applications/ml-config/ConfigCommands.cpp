@@ -158,10 +158,7 @@ bool learnScalingTogether(const ScalingRequest& in_request, Ranks& io_ranks, con
     {
         if (!readScalingTasks(in_request, io_ranks.getShard().m_uiOf, vTasks, job))
             return false;
-        StringVector vBytes;
-        for (const ScalingTask& task : vTasks)
-            vBytes.push_back(toBytes(task));
-        io_ranks.deal(std::move(vBytes));
+        io_ranks.deal(vTasks);
     }
     ScalingTask task;
     ByteReader(io_ranks.getTask())(task);

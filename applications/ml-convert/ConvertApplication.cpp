@@ -56,8 +56,8 @@ bool ConvertApplication::processCmdlineVarsMap(const variables_map& in_map)
     takeWrapperOptions(in_map);
     m_shares.takeOptions(in_map);
     std::string strFault = m_shares.findMisplaced(in_map, OF_WHOLE, OF_INPUT);
-    if (m_ranks.areTogether() && isSwitchOn(in_map, "test"))
-        strFault = "option '--test' is not for ranks";
+    if (m_ranks.areTogether())
+        strFault = ShareOptions::findGiven(in_map, OF_ONE_PROCESS, "not for ranks");
     if (!strFault.empty())
         throw CommandLineError(strFault);
     if (m_shares.getShard())

@@ -197,14 +197,7 @@ bool InspectApplication::inspectTogether(CountedObjPtr<DataGenerator> in_pGenera
         if (!readInspectionTasks(*in_pGenerator, m_share.m_data.m_vInputFiles, m_ranks.getShard().m_uiOf,
                                  vTasks, m_job))
             return false;
-        StringVector vBytes;
-        for (const InspectionTask& one : vTasks)
-        {
-            ByteWriter bytes;
-            bytes(one);
-            vBytes.push_back(bytes.getBytes());
-        }
-        m_ranks.deal(std::move(vBytes));
+        m_ranks.deal(vTasks);
     }
     InspectionTask task;
     ByteReader(m_ranks.getTask())(task);
